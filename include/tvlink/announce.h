@@ -1,0 +1,18 @@
+/* Announcements: the television makes itself known without being asked. */
+#ifndef TVLINK_ANNOUNCE_H
+#define TVLINK_ANNOUNCE_H
+
+#include "tvlink/api.h"
+
+TVLINK_BEGIN
+
+/* Announces eight times, with pauses of 0.5, 1, 2, ... 64 seconds after each, or until the service
+ * stops, which is noticed at the end of a pause. Returns what soc_close returned: 1 or -1. */
+TVLINK_API int notify_cp_multicast(void);
+
+/* The thread body around it. Its argument is null, or the number of the run that it belongs to. */
+TVLINK_API void *udp_multicastthread(void *argument);
+
+TVLINK_END
+
+#endif

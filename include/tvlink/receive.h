@@ -1,0 +1,22 @@
+/* From bytes on a connection to queued items. The server thread's work. */
+#ifndef TVLINK_RECEIVE_H
+#define TVLINK_RECEIVE_H
+
+#include "tvlink/api.h"
+#include "tvlink/ctrlpoint.h"
+
+TVLINK_BEGIN
+
+/* Reads all bytes that wait on the record's socket into its buffer, which grows to just their
+ * number, and splits the buffer. One thread at a time for a record; g_cp_list_mutex not held. */
+TVLINK_API void receive_ctrlpoint_packet(CtrlPoint *record);
+
+/* Cuts the buffer into frames and queues each: heartbeats for the heartbeat worker, all others for
+ * the request worker. A frame without its magic or shorter than a frame can be is skipped by its
+ * own length, a length of 0 drops what is there, a part of a frame stays. A full queue drops the
+ * frame. */
+TVLINK_API void handle_ctrlpoint_request(CtrlPoint *record);
+
+TVLINK_END
+
+#endif

@@ -1,0 +1,34 @@
+/* Everything that goes out on a control connection. */
+#ifndef TVLINK_REPLY_H
+#define TVLINK_REPLY_H
+
+#include "tvlink/api.h"
+#include "tvlink/ctrlpoint.h"
+
+#include <stdint.h>
+
+TVLINK_BEGIN
+
+/* Frames the payload and sends it whole to one control point.
+ *
+ * cp        a listed record, the item that a handler was given, or a host's own record
+ * type      the frame type, low 8 bits
+ * payload   borrowed; not null, also when length is 0
+ *
+ * Returns 1 when the whole frame was handed to the system. Returns -1 for a bad argument, when
+ * memory is out, when the item's connection has ended, and on a hard send error: then the control
+ * point is dropped. Any thread, g_cp_list_mutex not held. Blocks while the connection takes no
+ * bytes; the guard's send_stall_ms bounds that, and stopping the service ends it. Frames of several
+ * threads never interleave. */
+TVLINK_API int tcp_sendback(CtrlPoint *cp, int type, const void *payload, int32_t length);
+
+/* The same for a caller that holds g_cp_list_mutex, with two more diagnostic lines. */
+TVLINK_API int tcp_sendbackall(CtrlPoint *cp, int type, const void *payload, int32_t length);
+
+/* Sends the payload to every connected control point, in order of connection, holding
+ * g_cp_list_mutex meanwhile. A null payload or a length below 1 sends nothing. Any thread. */
+TVLINK_API void sendto_all_ctrlpoint(int type, const void *payload, int32_t length);
+
+TVLINK_END
+
+#endif

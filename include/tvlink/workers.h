@@ -1,0 +1,29 @@
+/* The two worker threads, which carry requests and heartbeats out of the server thread. */
+#ifndef TVLINK_WORKERS_H
+#define TVLINK_WORKERS_H
+
+#include "tvlink/api.h"
+#include "tvlink/work_queues.h"
+
+#include <pthread.h>
+
+TVLINK_BEGIN
+
+TVLINK_API extern pthread_t devCallBackTid;       /* the request worker */
+TVLINK_API extern pthread_t heartBeatFeedbackTid; /* the heartbeat worker */
+
+/* Make queue and semaphore and start the worker. A worker lives as long as the process: later calls
+ * find it running and change nothing. Return 0, -1 when the queue cannot be made, -4 when the
+ * thread cannot be created, each after a line. ipp_init calls them; not from two threads at once.
+ */
+TVLINK_API int startDevCallBackThread(void);
+TVLINK_API int startHeartBeatFeedbackThread(void);
+
+/* The thread bodies; they never return. The request worker runs one request at a time, in order of
+ * arrival, with no lock held. */
+TVLINK_API void *devCallBackThread(void *argument);
+TVLINK_API void *heartBeatFeedbackThread(void *argument);
+
+TVLINK_END
+
+#endif

@@ -1,0 +1,89 @@
+/* Who owns a connection, and for how long.
+ *
+ * A record is owned by the registry while it is listed. Whoever uses it beyond the registry's lock
+ * (a send, the server thread while it receives, a queued item) counts itself in the record.
+ * Dropping a record shuts the connection down at once, so that blocked sends fail; its socket is
+ * closed and its memory freed exactly once, by the drop itself or by the last user. So a descriptor
+ * number cannot come back from the system while anything still refers to it.
+ *
+ * The four reserved words of a record, all zero at creation:
+ *
+ *              live record                      copy (item)
+ *   0          number of users                  -
+ *   1          identity, given with the first   the same identity
+ *              copy or use; never 0, never twice
+ *   2          1 once it is dropped             address of the live record,
+ *   3          1 once a select pass watches it  which the item holds in use
+ *
+ * Words 0 to 2 of a live record are guarded by a static lock that no start or stop destroys; word 3
+ * is the server thread's. */
+#pragma once
+
+#include "tvlink/ctrlpoint.h"
+#include "tvlink/registry.h"
+
+/* ---- The gate: the registry lock lives from ipp_init to ipp_finish, its users do not know when
+ * that is. */
+
+/* Takes g_cp_list_mutex. False, and nothing taken, once the service has stopped: the registry then
+ * counts as empty. The log waits while it is held. */
+bool registry_lock(void);
+void registry_unlock(void);
+
+/* ipp_init: a new lock, an empty list, the gate open. */
+void registry_open(void);
+
+/* ipp_finish, first: no send to a registered connection is tried again from now on, so that nobody
+ * who holds the lock can keep it. */
+void registry_stop_retries(void);
+bool registry_retries_stopped(void);
+
+/* ipp_finish, last: waits until everybody has left, drops every connection, destroys the lock. */
+void registry_close(void);
+
+/* ---- Use of a record. */
+
+void connection_hold(CtrlPoint *record);
+void connection_release(CtrlPoint *record);
+
+/* The record is out of the list: shut down, and end it unless somebody uses it. */
+void connection_drop(CtrlPoint *record);
+
+/* Marks a listed record as watched by the select pass that begins, and asks for the mark. A record
+ * that was accepted later carries none: a ready bit of this pass is not its own. */
+void connection_watch(CtrlPoint *record);
+bool connection_watched(const CtrlPoint *record);
+
+/* ---- Copies. */
+
+/* A whole-record copy on the heap that keeps the record in use; null when memory is out. */
+CtrlPoint *connection_copy(CtrlPoint *record);
+
+/* Gives the use back that the copy stands for and frees it; also takes a copy made by others. */
+void connection_free_copy(CtrlPoint *copy);
+
+/* Does the copy come from a run of the service that has ended? */
+bool connection_is_of_past_run(const CtrlPoint *copy);
+
+/* ---- Where a send goes. */
+
+enum ConnectionKind {
+    CONNECTION_GONE,    /* a copy of a record that is no longer listed: nothing is sent */
+    CONNECTION_LISTED,  /* `record` is the listed one */
+    CONNECTION_FOREIGN, /* a host's own record, not the registry's business */
+};
+
+struct ConnectionTarget {
+    ConnectionKind kind;
+    CtrlPoint *record;
+};
+
+/* What a caller's record stands for. The registry lock is held, or the gate is closed. */
+ConnectionTarget connection_find(CtrlPoint *cp);
+
+/* The same for callers without the lock; a listed record is in use until connection_let_go(). */
+ConnectionTarget connection_reach(CtrlPoint *cp);
+void connection_let_go(const ConnectionTarget *target);
+
+/* Takes a listed record out of the registry, if it still is in. Not with the lock held. */
+void connection_unlist(CtrlPoint *record);

@@ -1,0 +1,174 @@
+#include "tvlink/receive.h"
+
+#include "core/frame.h"
+#include "core/guard.h"
+#include "core/log.h"
+#include "core/work_queues.h"
+#include "net/clock.h"
+#include "tcp/connection.h"
+
+#include <errno.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+/* The option's value stands where its address belongs, so the call fails and the option is never in
+ * force. */
+static void ask_for_quick_acknowledgement(int fd)
+{
+    setsockopt(fd, IPPROTO_TCP, TCP_QUICKACK, reinterpret_cast<const void *>(1), sizeof(int));
+}
+
+/* ---- Reading */
+
+static void move_to_start(CtrlPoint *record)
+{
+    const uint32_t unread = record->rx_fill - record->rx_pos;
+    if (record->rx_pos > 0) {
+        memmove(record->rx_buf, record->rx_buf + record->rx_pos, unread);
+    }
+    record->rx_pos = 0;
+    record->rx_fill = unread;
+}
+
+/* Makes room for just that many bytes behind the unread ones, which then start at 0. */
+static bool make_room(CtrlPoint *record, uint32_t arriving)
+{
+    const uint32_t unread = record->rx_fill - record->rx_pos;
+    if (arriving > UINT32_MAX - unread) {
+        return false;
+    }
+    move_to_start(record);
+    if (arriving > record->rx_cap - unread) {
+        uint8_t *grown = static_cast<uint8_t *>(realloc(record->rx_buf, unread + arriving));
+        if (grown == nullptr) {
+            return false;
+        }
+        record->rx_buf = grown;
+        record->rx_cap = unread + arriving;
+    }
+    return true;
+}
+
+/* One attempt; false when no more will come. */
+static bool read_some(CtrlPoint *record, uint32_t wanted, uint32_t *got)
+{
+    const ssize_t count = recv(record->fd, record->rx_buf + record->rx_fill, wanted - *got, 0);
+    const int reason = errno;
+    ask_for_quick_acknowledgement(record->fd);
+    if (count > 0) {
+        *got += static_cast<uint32_t>(count);
+        record->rx_fill += static_cast<uint32_t>(count);
+        __atomic_store_n(&record->last_active, get_current_time(), __ATOMIC_RELAXED);
+        return true;
+    }
+    errno = reason;
+    log_perror("recv");
+    return count < 0 && (reason == EAGAIN || reason == EINTR) && !registry_retries_stopped();
+}
+
+static void read_all(CtrlPoint *record, uint32_t wanted)
+{
+    uint32_t got = 0;
+    while (got < wanted && read_some(record, wanted, &got)) {
+    }
+}
+
+/* ---- Splitting */
+
+static void queue_heartbeat(CtrlPoint *record)
+{
+    CtrlPoint *item = connection_copy(record);
+    if (item != nullptr && !work_queue_post(&HEARTBEAT_QUEUE, item)) {
+        connection_free_copy(item);
+    }
+}
+
+static void post_request(CtrlPoint *item, uint8_t *body, uint32_t length)
+{
+    item->rx_buf = body;
+    item->rx_cap = length;
+    if (!work_queue_post(&REQUEST_QUEUE, item)) {
+        free(body);
+        connection_free_copy(item);
+    }
+}
+
+static void queue_request(CtrlPoint *record, const uint8_t *frame, uint32_t frame_size)
+{
+    const uint32_t length = frame_size - FRAME_BODY_OVERHEAD;
+    uint8_t *body = static_cast<uint8_t *>(malloc(length));
+    CtrlPoint *item = body == nullptr ? nullptr : connection_copy(record);
+    if (item == nullptr) {
+        free(body);
+        return;
+    }
+    memcpy(body, frame + FRAME_BODY_OFFSET, length);
+    post_request(item, body, length);
+}
+
+static void queue_frame(CtrlPoint *record, const uint8_t *frame, uint32_t size)
+{
+    if (size < FRAME_OVERHEAD || check_frame(frame, static_cast<int32_t>(size)) != 0) {
+        return;
+    }
+    if (frame[FRAME_BODY_OFFSET] == FRAME_HEARTBEAT) {
+        queue_heartbeat(record);
+    } else {
+        queue_request(record, frame, size);
+    }
+}
+
+/* Does the buffer start with a length that the host does not allow? Nothing after it can be told
+ * apart. */
+static bool too_long(const CtrlPoint *record, uint32_t most)
+{
+    return most != 0 && record->rx_fill - record->rx_pos >= FRAME_LENGTH_END &&
+           frame_length(record->rx_buf + record->rx_pos) > most;
+}
+
+static bool take_frame(CtrlPoint *record, uint32_t most)
+{
+    const uint32_t unread = record->rx_fill - record->rx_pos;
+    if (unread < FRAME_LENGTH_END || too_long(record, most)) {
+        return false;
+    }
+    const uint8_t *frame = record->rx_buf + record->rx_pos;
+    const uint32_t size = frame_length(frame);
+    if (size == 0) {
+        record->rx_pos = record->rx_fill; /* there is no telling where the next frame begins */
+        return false;
+    }
+    if (unread < size) {
+        return false;
+    }
+    queue_frame(record, frame, size);
+    record->rx_pos += size;
+    return true;
+}
+
+void handle_ctrlpoint_request(CtrlPoint *record)
+{
+    const uint32_t most = guard_current().max_frame_length;
+    while (take_frame(record, most)) {
+    }
+}
+
+void receive_ctrlpoint_packet(CtrlPoint *record)
+{
+    int arriving = 0;
+    if (ioctl(record->fd, FIONREAD, &arriving) != 0 || arriving <= 0) {
+        return;
+    }
+    if (!make_room(record, static_cast<uint32_t>(arriving))) {
+        return;
+    }
+    read_all(record, static_cast<uint32_t>(arriving));
+    handle_ctrlpoint_request(record);
+    if (too_long(record, guard_current().max_frame_length)) {
+        connection_unlist(record);
+    }
+}

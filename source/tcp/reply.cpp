@@ -1,0 +1,186 @@
+#include "tcp/reply.h"
+
+#include "core/frame.h"
+#include "core/guard.h"
+#include "core/log.h"
+#include "net/clock.h"
+#include "net/socket_io.h"
+#include "tcp/connection.h"
+
+#include <errno.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace
+{
+
+/* The diagnostic lines of a send, which name the operation that the caller knows. */
+struct SendTrace {
+    const char *function;
+    int progress_line; /* 0: no line for each send */
+    int error_line;
+};
+
+struct Frame {
+    const uint8_t *bytes;
+    uint32_t size;
+    uint32_t sent;
+    uint64_t moved_at_ms; /* when the connection last took a byte */
+};
+
+const SendTrace SENDBACK = {"tcp_sendback", 0, 244};
+const SendTrace SENDBACKALL = {"tcp_sendbackall", 167, 177};
+const useconds_t RETRY_PAUSE_US = 10000;
+
+} // namespace
+
+/* The option's value stands where its address belongs, so the call fails and the option is never in
+ * force. */
+static void ask_for_cork(int fd)
+{
+    setsockopt(fd, IPPROTO_TCP, TCP_CORK, reinterpret_cast<const void *>(1), sizeof(int));
+}
+
+static ssize_t send_some(int fd, const Frame *frame, const SendTrace *trace)
+{
+    ask_for_cork(fd);
+    const ssize_t taken =
+        send(fd, frame->bytes + frame->sent, frame->size - frame->sent, MSG_NOSIGNAL);
+    if (trace->progress_line != 0) {
+        log_out("zqt  :socket_send(): %s:%d,send_ret=%d\n", trace->function, trace->progress_line,
+                static_cast<int>(taken));
+    }
+    return taken;
+}
+
+/* Has the connection taken nothing for so long that the host wants it dropped? */
+static bool stalled(const Frame *frame)
+{
+    const uint32_t limit = guard_current().send_stall_ms;
+    return limit != 0 && clock_elapsed_ms() - frame->moved_at_ms >= limit;
+}
+
+/* Waits before the next attempt; false, and the reason in errno, when there is none. */
+static bool wait_for_room(const Frame *frame, ConnectionKind kind)
+{
+    if (!send_worth_retrying()) {
+        return false;
+    }
+    if (kind == CONNECTION_LISTED && registry_retries_stopped()) {
+        errno = ESHUTDOWN;
+        return false;
+    }
+    if (stalled(frame)) {
+        errno = ETIMEDOUT;
+        return false;
+    }
+    usleep(RETRY_PAUSE_US);
+    return true;
+}
+
+static bool send_frame(const ConnectionTarget *target, Frame *frame, const SendTrace *trace)
+{
+    const int fd = target->record->fd;
+    frame->moved_at_ms = clock_elapsed_ms();
+    while (frame->sent < frame->size) {
+        const ssize_t taken = send_some(fd, frame, trace);
+        if (taken > 0) {
+            frame->sent += static_cast<uint32_t>(taken);
+            frame->moved_at_ms = clock_elapsed_ms();
+        } else if (taken == -1 && !wait_for_room(frame, target->kind)) {
+            log_out("err:socket_send(): %s:%d,errno=%d\n", trace->function, trace->error_line,
+                    errno);
+            return false;
+        }
+    }
+    return true;
+}
+
+/* The whole frame under the send lock of the connection, so that no other frame gets in between. */
+static bool send_whole(const ConnectionTarget *target, const uint8_t *bytes, uint32_t size,
+                       const SendTrace *trace)
+{
+    Frame frame = {bytes, size, 0, 0};
+    log_hold();
+    pthread_mutex_lock(&target->record->send_lock);
+    const bool sent = send_frame(target, &frame, trace);
+    pthread_mutex_unlock(&target->record->send_lock);
+    log_release();
+    return sent;
+}
+
+int tcp_sendback(CtrlPoint *cp, int type, const void *payload, int32_t length)
+{
+    uint32_t size = 0;
+    uint8_t *frame =
+        cp == nullptr ? nullptr : frame_build(static_cast<uint8_t>(type), payload, length, &size);
+    if (frame == nullptr) {
+        return -1;
+    }
+    const ConnectionTarget target = connection_reach(cp);
+    const bool sent = target.kind != CONNECTION_GONE && send_whole(&target, frame, size, &SENDBACK);
+    if (!sent && target.kind == CONNECTION_LISTED) {
+        connection_unlist(target.record);
+    }
+    connection_let_go(&target);
+    free(frame);
+    return sent ? 1 : -1;
+}
+
+static int send_locked(CtrlPoint *cp, int type, const void *payload, int32_t length,
+                       const SendTrace *trace)
+{
+    uint32_t size = 0;
+    uint8_t *frame = frame_build(static_cast<uint8_t>(type), payload, length, &size);
+    if (frame == nullptr) {
+        return -1;
+    }
+    const ConnectionTarget target = connection_find(cp);
+    const bool sent = target.kind != CONNECTION_GONE && send_whole(&target, frame, size, trace);
+    if (!sent && target.kind == CONNECTION_LISTED) {
+        list_remove(&g_cp_list, target.record, ctrlpoint_free);
+    }
+    free(frame);
+    return sent ? 1 : -1;
+}
+
+int reply_send_locked(CtrlPoint *record, int type, const void *payload, int32_t length)
+{
+    return send_locked(record, type, payload, length, &SENDBACK);
+}
+
+int tcp_sendbackall(CtrlPoint *cp, int type, const void *payload, int32_t length)
+{
+    if (cp == nullptr || payload == nullptr || length < 0) {
+        return -1;
+    }
+    const int third = length > 2 ? static_cast<const uint8_t *>(payload)[2] : 0;
+    log_out("  %s %d,ack =%d\n", "tcp_sendbackall", 140, third);
+    return send_locked(cp, type, payload, length, &SENDBACKALL);
+}
+
+/* The next node is taken first: a failed send removes the present one. */
+static void broadcast(int type, const void *payload, int32_t length)
+{
+    const ListNode *node = g_cp_list.head;
+    for (int number = 0; node != nullptr;) {
+        CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
+        node = node->next;
+        if (record != nullptr) {
+            log_out("zqt fd:%d num:%d ip:%x\n", record->fd, number++, record->peer_addr);
+            tcp_sendbackall(record, type & 0xFF, payload, length);
+        }
+    }
+}
+
+void sendto_all_ctrlpoint(int type, const void *payload, int32_t length)
+{
+    if (payload == nullptr || length < 1 || !registry_lock()) {
+        return;
+    }
+    broadcast(type, payload, length);
+    registry_unlock();
+}

@@ -1,0 +1,276 @@
+#include "tcp/tcp_server.h"
+
+#include "core/flags.h"
+#include "core/guard.h"
+#include "core/log.h"
+#include "net/clock.h"
+#include "net/patient_bind.h"
+#include "net/socket_io.h"
+#include "tcp/connection.h"
+#include "tcp/descriptor_set.h"
+#include "tvlink/heartbeat.h"
+#include "tvlink/receive.h"
+
+#include <errno.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+static const int BACKLOG = 20;
+static const int LISTENER_TIMEOUT_MS = 1;
+static const int32_t IDLE_LIMIT_S = 30;
+static const useconds_t PAUSE_US = 10000;
+static const struct timeval PASS_TIME = {1, 500000};
+
+int32_t g_tcp_sock = -1;
+pthread_t g_tcp_tid = 0;
+
+static bool thread_to_join = false;
+
+static int32_t listening_socket()
+{
+    return __atomic_load_n(&g_tcp_sock, __ATOMIC_ACQUIRE);
+}
+
+static void set_listening_socket(int32_t fd)
+{
+    __atomic_store_n(&g_tcp_sock, fd, __ATOMIC_RELEASE);
+}
+
+/* ---- Start and stop */
+
+int start_tcp_thread()
+{
+    set_listening_socket(tcp_sock_init(IPP_CONTROL_PORT));
+    if (listening_socket() < 0) {
+        log_out("err: tcp_sock_init() fail\n");
+        return -1;
+    }
+    if (pthread_create(&g_tcp_tid, nullptr, tcp_thread, nullptr) != 0) {
+        log_out("err: pthread_create() fail\n");
+        close(listening_socket()); /* the next start would wait for the port for ever */
+        set_listening_socket(-1);
+        return -4;
+    }
+    thread_to_join = true;
+    return 0;
+}
+
+void tcp_server_join()
+{
+    if (thread_to_join) {
+        pthread_join(g_tcp_tid, nullptr);
+        thread_to_join = false;
+    }
+}
+
+/* ---- The listening socket */
+
+static bool reuse_address(int fd)
+{
+    const int on = 1;
+    if (setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0) {
+        return true;
+    }
+    log_out("err: setsockopt() fail\n");
+    log_perror("setsockopt");
+    log_trace("tcp_sock_init", 52);
+    return false;
+}
+
+static bool listen_on(int fd)
+{
+    if (listen(fd, BACKLOG) == 0) {
+        return true;
+    }
+    log_out("err: listen() fail\n");
+    log_trace("tcp_sock_init", 76);
+    return false;
+}
+
+static bool prepare_listener(int fd, uint16_t port)
+{
+    if (!reuse_address(fd)) {
+        return false;
+    }
+    set_socket_noblock(fd);
+    set_socket_timeout(fd, LISTENER_TIMEOUT_MS);
+    return patient_bind(fd, port) && listen_on(fd);
+}
+
+int tcp_sock_init(int32_t port)
+{
+    if (port < 1 || port > UINT16_MAX) {
+        return -1;
+    }
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+        log_out("err: tcp socket() fail=%d\n", errno);
+        log_perror("TCP_SOCKET");
+        return -3;
+    }
+    if (!prepare_listener(fd, static_cast<uint16_t>(port))) {
+        close(fd);
+        return -3;
+    }
+    return fd;
+}
+
+/* ---- New connections */
+
+int check_and_insert(int32_t fd, uint32_t peer_addr)
+{
+    CtrlPoint *record = static_cast<CtrlPoint *>(calloc(1, sizeof *record));
+    if (record == nullptr) {
+        return -1;
+    }
+    record->fd = fd;
+    record->peer_addr = peer_addr;
+    record->connect_time = get_current_time();
+    record->last_active = record->connect_time;
+    record->idle_limit = IDLE_LIMIT_S;
+    pthread_mutex_init(&record->send_lock, nullptr);
+    if (list_insert(&g_cp_list, record) != 0) {
+        pthread_mutex_destroy(&record->send_lock);
+        free(record);
+        return -1;
+    }
+    return 0;
+}
+
+/* False when the host wants no more connections. */
+static bool register_connection(int fd, uint32_t peer_addr)
+{
+    const uint32_t most = guard_current().max_ctrlpoints;
+    if (!registry_lock()) {
+        return false;
+    }
+    const bool room = most == 0 || g_cp_list.count < most;
+    if (room) {
+        check_and_insert(fd, peer_addr);
+    }
+    registry_unlock();
+    return room;
+}
+
+static void admit_connection(int fd, uint32_t peer_addr)
+{
+    const int on = 1;
+    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    if (!guard_admits(peer_addr) || !register_connection(fd, peer_addr)) {
+        close(fd);
+    }
+}
+
+static bool out_of_resources(int reason)
+{
+    return reason == EMFILE || reason == ENFILE || reason == ENOBUFS || reason == ENOMEM;
+}
+
+static void accept_connection(int listener)
+{
+    struct sockaddr_in peer = {};
+    socklen_t size = sizeof peer;
+    const int fd =
+        accept4(listener, reinterpret_cast<struct sockaddr *>(&peer), &size, SOCK_CLOEXEC);
+    if (fd >= 0) {
+        admit_connection(fd, peer.sin_addr.s_addr);
+    } else if (out_of_resources(errno)) {
+        usleep(PAUSE_US); /* the socket stays ready, and the loop would spin */
+    }
+}
+
+/* ---- One pass */
+
+static void watch_everything(DescriptorSet *set)
+{
+    descriptor_set_clear(set);
+    descriptor_set_add(set, listening_socket());
+    if (!registry_lock()) {
+        return;
+    }
+    for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
+        CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
+        connection_watch(record);
+        descriptor_set_add(set, record->fd);
+    }
+    registry_unlock();
+}
+
+/* The record whose ready bit this is, in use. The number may have changed hands since the pass
+ * began: then it is no record's, or that of one that this pass did not watch. */
+static CtrlPoint *hold_ready(int fd)
+{
+    if (!registry_lock()) {
+        return nullptr;
+    }
+    CtrlPoint *record = static_cast<CtrlPoint *>(list_get(&g_cp_list, ctrlpoint_match_fd, &fd));
+    if (record != nullptr && !connection_watched(record)) {
+        record = nullptr;
+    }
+    if (record != nullptr) {
+        connection_hold(record);
+    }
+    registry_unlock();
+    return record;
+}
+
+static void serve_ready(int fd)
+{
+    CtrlPoint *record = hold_ready(fd);
+    if (record == nullptr) {
+        return;
+    }
+    int waiting = 0;
+    if (ioctl(fd, FIONREAD, &waiting) == 0 && waiting != 0) {
+        receive_ctrlpoint_packet(record);
+    } else {
+        log_trace("tcp_thread", 595);
+        connection_unlist(record);
+    }
+    connection_release(record);
+}
+
+static void serve_all_ready(const DescriptorSet *set)
+{
+    const int listener = listening_socket();
+    for (int fd = descriptor_set_next(set, 0); fd >= 0; fd = descriptor_set_next(set, fd + 1)) {
+        if (fd == listener) {
+            accept_connection(listener);
+        } else {
+            serve_ready(fd);
+        }
+    }
+}
+
+static void serve_one_pass(DescriptorSet *set)
+{
+    watch_everything(set);
+    const int ready = descriptor_set_select(set, PASS_TIME);
+    if (ready == -1) {
+        log_out("err: select() fail\n");
+        log_perror("select");
+        usleep(PAUSE_US);
+        return;
+    }
+    if (ready > 0) {
+        serve_all_ready(set);
+    }
+    check_ctrlpoint_timeout();
+}
+
+void *tcp_thread(void *)
+{
+    DescriptorSet set = {nullptr, 0, -1};
+    while (flags_running()) {
+        serve_one_pass(&set);
+    }
+    descriptor_set_free(&set);
+    log_trace("tcp_thread", 637);
+    close(listening_socket());
+    set_listening_socket(-1);
+    return nullptr;
+}

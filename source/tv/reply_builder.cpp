@@ -1,0 +1,162 @@
+#include "tv/reply_builder.h"
+
+#include "core/frame.h"
+#include "tvlink/reply.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+/* ---- Set replies */
+
+static int send_result(CtrlPoint *cp, const RequestReader *args, uint16_t code, uint8_t result)
+{
+    if (args->has_code) {
+        uint8_t payload[3];
+        store_u16(payload, code);
+        payload[2] = result;
+        tcp_sendback(cp, FRAME_SET_REPLY, payload, sizeof payload);
+    }
+    return args->failed ? -1 : 0;
+}
+
+int reply_result_as(CtrlPoint *cp, const RequestReader *args, uint16_t code, int result)
+{
+    return send_result(cp, args, code, args->failed ? uint8_t{0xFF} : static_cast<uint8_t>(result));
+}
+
+int reply_result(CtrlPoint *cp, const RequestReader *args, int result)
+{
+    return reply_result_as(cp, args, args->code, result);
+}
+
+int reply_zero(CtrlPoint *cp, const RequestReader *args)
+{
+    return send_result(cp, args, args->code, 0);
+}
+
+/* ---- Get replies */
+
+ReplyBuilder reply_begin(uint64_t size)
+{
+    ReplyBuilder reply = {nullptr, 0, 0};
+    if (size <= INT32_MAX - FRAME_OVERHEAD) {
+        reply.bytes = static_cast<uint8_t *>(calloc(1, static_cast<size_t>(size)));
+        reply.size = static_cast<uint32_t>(size);
+    }
+    return reply;
+}
+
+ReplyBuilder reply_begin_value(uint16_t code, uint8_t tag, uint64_t value_size)
+{
+    ReplyBuilder reply = reply_begin(value_size + 4);
+    put_u8(&reply, 1);
+    put_attribute(&reply, code, tag);
+    return reply;
+}
+
+/* Where the next `count` bytes go; null when there is no room for them. */
+static uint8_t *room_for(ReplyBuilder *reply, uint32_t count)
+{
+    if (reply->bytes == nullptr || count > reply->size - reply->at) {
+        return nullptr;
+    }
+    uint8_t *to = reply->bytes + reply->at;
+    reply->at += count;
+    return to;
+}
+
+void put_u8(ReplyBuilder *reply, uint8_t value)
+{
+    uint8_t *to = room_for(reply, 1);
+    if (to != nullptr) {
+        to[0] = value;
+    }
+}
+
+void put_u16(ReplyBuilder *reply, uint16_t value)
+{
+    uint8_t *to = room_for(reply, 2);
+    if (to != nullptr) {
+        store_u16(to, value);
+    }
+}
+
+void put_u32(ReplyBuilder *reply, uint32_t value)
+{
+    uint8_t *to = room_for(reply, 4);
+    if (to != nullptr) {
+        store_u32(to, value);
+    }
+}
+
+void put_bytes(ReplyBuilder *reply, const void *bytes, uint32_t count)
+{
+    uint8_t *to = room_for(reply, count);
+    if (to != nullptr && bytes != nullptr && count > 0) {
+        memcpy(to, bytes, count);
+    }
+}
+
+void put_attribute(ReplyBuilder *reply, uint16_t id, uint8_t tag)
+{
+    put_u16(reply, id);
+    put_u8(reply, tag);
+}
+
+static uint16_t sent_length(const char *text)
+{
+    return static_cast<uint16_t>(strnlen(text, UINT16_MAX));
+}
+
+uint32_t text_size(const char *text)
+{
+    return sent_length(text) + 2U;
+}
+
+void put_text(ReplyBuilder *reply, const char *text)
+{
+    const uint16_t length = sent_length(text);
+    put_u16(reply, length);
+    put_bytes(reply, text, length);
+}
+
+int reply_send(CtrlPoint *cp, ReplyBuilder *reply)
+{
+    return reply_send_as(cp, reply, FRAME_GET_REPLY);
+}
+
+int reply_send_as(CtrlPoint *cp, ReplyBuilder *reply, uint8_t frame_type)
+{
+    if (reply->bytes == nullptr) {
+        return -1;
+    }
+    tcp_sendback(cp, frame_type, reply->bytes, static_cast<int32_t>(reply->size));
+    free(reply->bytes);
+    reply->bytes = nullptr;
+    return 0;
+}
+
+int reply_empty(CtrlPoint *cp, uint16_t code)
+{
+    uint8_t payload[3] = {1, 0, 0};
+    store_u16(payload + 1, code);
+    tcp_sendback(cp, FRAME_GET_REPLY, payload, sizeof payload);
+    return -1;
+}
+
+int reply_empty_to(CtrlPoint *cp, const RequestReader *args)
+{
+    return args->has_code ? reply_empty(cp, args->code) : -1;
+}
+
+int reply_send_or_empty(CtrlPoint *cp, ReplyBuilder *reply, uint16_t code)
+{
+    return reply_send(cp, reply) == 0 ? 0 : reply_empty(cp, code);
+}
+
+int reply_text(CtrlPoint *cp, uint16_t code, const char *text)
+{
+    ReplyBuilder reply = reply_begin_value(code, TAG_STRING, text_size(text));
+    put_text(&reply, text);
+    return reply_send_or_empty(cp, &reply, code);
+}

@@ -1,0 +1,23 @@
+#include "tvlink/membership.h"
+
+#include "core/flags.h"
+#include "core/log.h"
+#include "udp/discovery.h"
+#include "udp/run_thread.h"
+
+#include <errno.h>
+#include <unistd.h>
+
+static const char *const SEARCH_GROUP = "239.200.201.202";
+
+void *udp_addgroupthread(void *argument)
+{
+    const uint32_t run = run_thread_number(argument);
+    errno = 0;
+    /* The television may be started before its network is up. */
+    while (flags_run_goes_on(run) && !discovery_join_group(SEARCH_GROUP)) {
+        sleep(1);
+    }
+    log_out("%m IP_ADD_MEMBERSHIP g_thread_run %d  \n", static_cast<int>(flags_running()));
+    return nullptr;
+}
