@@ -10,8 +10,8 @@
  * A request that is shorter than its fields claim, or a text that does not fit its buffer, calls no
  * slot and gets the handler's failure form: the method code and 0xFF from a setter, the empty reply
  * (1 and the method code) from a get handler. So do a wrong value tag, where the guard refuses it,
- * and a slot or a table that is not there. A request that ends before its method code gets nothing.
- */
+ * and a slot or a table that is not there. A request that ends before its method code gets
+ * nothing. */
 #ifndef TVLINK_HANDLERS_H
 #define TVLINK_HANDLERS_H
 

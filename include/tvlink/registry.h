@@ -36,8 +36,7 @@ TVLINK_API extern pthread_mutex_t g_cp_list_mutex;
 /* Empties the list without freeing anything; null is allowed. */
 TVLINK_API void list_init(CtrlPointList *list);
 
-/* Appends. Returns 0; -1 for a null argument or when memory is out, and then the list is as it was.
- */
+/* Appends. Returns 0; -1 for a null argument or when memory is out: the list is as it was. */
 TVLINK_API int list_insert(CtrlPointList *list, void *element);
 
 /* 1 when some element matches, else 0. */

@@ -14,8 +14,8 @@ TVLINK_API extern pthread_t heartBeatFeedbackTid; /* the heartbeat worker */
 
 /* Make queue and semaphore and start the worker. A worker lives as long as the process: later calls
  * find it running and change nothing. Return 0, -1 when the queue cannot be made, -4 when the
- * thread cannot be created, each after a line. ipp_init calls them; not from two threads at once.
- */
+ * thread cannot be created, each after a line. ipp_init calls them; not from two threads at
+ * once. */
 TVLINK_API int startDevCallBackThread(void);
 TVLINK_API int startHeartBeatFeedbackThread(void);
 

@@ -1,7 +1,7 @@
 #include "core/flags.h"
 #include "core/identity.h"
 #include "core/log.h"
-#include "tcp/connection.h"
+#include "tcp/registry_gate.h"
 #include "tcp/tcp_server.h"
 #include "tvlink.h"
 #include "tvlink/workers.h"

@@ -23,8 +23,7 @@ struct Waiting {
     size_t used;
 };
 
-/* A stalled broadcast prints a line every 10 ms; what waits is bounded, later lines are left out.
- */
+/* A stalled broadcast prints a line every 10 ms; what waits is bounded, the rest is left out. */
 const size_t WAITING_MOST = 16384;
 
 pthread_mutex_t sink_lock = PTHREAD_MUTEX_INITIALIZER;

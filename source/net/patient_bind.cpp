@@ -16,7 +16,7 @@ bool patient_bind(int fd, uint16_t port)
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_ANY);
-    const uint32_t limit = guard_current().bind_wait_ms;
+    const uint32_t limit = guard_bind_wait_ms();
     const uint64_t since = clock_elapsed_ms();
     while (bind(fd, reinterpret_cast<struct sockaddr *>(&address), sizeof address) != 0) {
         if (!flags_running() || (limit != 0 && clock_elapsed_ms() - since >= limit)) {

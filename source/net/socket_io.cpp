@@ -5,6 +5,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <netinet/in.h>
 #include <stdint.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -43,6 +44,11 @@ int set_socket_timeout(int fd, int ms)
 bool send_worth_retrying()
 {
     return errno == EAGAIN || errno == EINTR;
+}
+
+void set_option_in_vain(int fd, int option)
+{
+    setsockopt(fd, IPPROTO_TCP, option, reinterpret_cast<const void *>(1), 0);
 }
 
 int socket_send(int fd, const void *data, int length)

@@ -1,112 +1,27 @@
 #include "tcp/connection.h"
 
-#include "core/log.h"
+#include "tcp/registry_gate.h"
 
+#include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace
-{
-
-enum GateState {
-    GATE_OPEN,     /* also before the first start: the lock is static then */
-    GATE_STOPPING, /* sends give up instead of trying again */
-    GATE_CLOSED,   /* there is no registry */
-};
-
 enum ReservedWord {
     WORD_USERS = 0,
     WORD_IDENTITY = 1,
-    WORD_DROPPED = 2,
-    WORD_WATCHED = 3,
+    WORD_WATCHED = 2,
     WORD_LIVE_RECORD = 2, /* of a copy; one word or two */
 };
 
-/* Guards all that follows and the reserved words of live records. Innermost: nothing is taken
- * inside. */
-pthread_mutex_t use_lock = PTHREAD_MUTEX_INITIALIZER;
-pthread_cond_t everybody_left = PTHREAD_COND_INITIALIZER;
-GateState gate = GATE_OPEN;
-uint32_t inside = 0;
-uint32_t last_identity = 0;
-uint32_t last_past_identity = 0; /* identities up to here belong to runs that have ended */
+/* In the word that counts users: the record is out of the list, and the last user ends it. */
+static const uint32_t DROPPED = 0x80000000U;
 
-} // namespace
+static uint32_t last_identity = 0;
+static uint32_t last_past_identity = 0; /* identities up to here belong to runs that have ended */
 
-bool registry_lock()
-{
-    pthread_mutex_lock(&use_lock);
-    const bool open = gate != GATE_CLOSED;
-    inside += open ? 1 : 0;
-    pthread_mutex_unlock(&use_lock);
-    if (open) {
-        log_hold();
-        pthread_mutex_lock(&g_cp_list_mutex);
-    }
-    return open;
-}
-
-void registry_unlock()
-{
-    pthread_mutex_unlock(&g_cp_list_mutex);
-    pthread_mutex_lock(&use_lock);
-    if (--inside == 0) {
-        pthread_cond_signal(&everybody_left);
-    }
-    pthread_mutex_unlock(&use_lock);
-    log_release();
-}
-
-void registry_stop_retries()
-{
-    pthread_mutex_lock(&use_lock);
-    if (gate == GATE_OPEN) {
-        __atomic_store_n(&gate, GATE_STOPPING, __ATOMIC_RELEASE);
-    }
-    pthread_mutex_unlock(&use_lock);
-}
-
-bool registry_retries_stopped()
-{
-    return __atomic_load_n(&gate, __ATOMIC_ACQUIRE) != GATE_OPEN;
-}
-
-/* False when it was closed already. */
-static bool close_gate()
-{
-    pthread_mutex_lock(&use_lock);
-    const bool was_open = gate != GATE_CLOSED;
-    __atomic_store_n(&gate, GATE_CLOSED, __ATOMIC_RELEASE);
-    while (inside > 0) {
-        pthread_cond_wait(&everybody_left, &use_lock);
-    }
-    last_past_identity = last_identity;
-    pthread_mutex_unlock(&use_lock);
-    return was_open;
-}
-
-void registry_open()
-{
-    close_gate(); /* a host thread may be reporting an event before the first start */
-    pthread_mutex_init(&g_cp_list_mutex, nullptr);
-    list_init(&g_cp_list);
-    pthread_mutex_lock(&use_lock);
-    __atomic_store_n(&gate, GATE_OPEN, __ATOMIC_RELEASE);
-    pthread_mutex_unlock(&use_lock);
-}
-
-void registry_close()
-{
-    if (!close_gate()) {
-        return;
-    }
-    pthread_mutex_lock(&g_cp_list_mutex);
-    list_clean(&g_cp_list, ctrlpoint_free);
-    pthread_mutex_unlock(&g_cp_list_mutex);
-    pthread_mutex_destroy(&g_cp_list_mutex);
-}
+/* ---- Use of a record */
 
 static void end_record(CtrlPoint *record)
 {
@@ -117,43 +32,22 @@ static void end_record(CtrlPoint *record)
     free(record);
 }
 
-/* Needs use_lock. */
-static void count_user(CtrlPoint *record)
-{
-    record->reserved[WORD_USERS]++;
-    if (record->reserved[WORD_IDENTITY] == 0) {
-        last_identity += last_identity == UINT32_MAX ? 2 : 1;
-        record->reserved[WORD_IDENTITY] = last_identity;
-    }
-}
-
 void connection_hold(CtrlPoint *record)
 {
-    pthread_mutex_lock(&use_lock);
-    count_user(record);
-    pthread_mutex_unlock(&use_lock);
+    __atomic_add_fetch(&record->reserved[WORD_USERS], 1, __ATOMIC_ACQ_REL);
 }
 
 void connection_release(CtrlPoint *record)
 {
-    pthread_mutex_lock(&use_lock);
-    const bool last = --record->reserved[WORD_USERS] == 0 && record->reserved[WORD_DROPPED] != 0;
-    pthread_mutex_unlock(&use_lock);
-    if (last) {
+    if (__atomic_sub_fetch(&record->reserved[WORD_USERS], 1, __ATOMIC_ACQ_REL) == DROPPED) {
         end_record(record);
     }
 }
 
 void connection_drop(CtrlPoint *record)
 {
-    pthread_mutex_lock(&use_lock);
-    const bool in_use = record->reserved[WORD_USERS] > 0;
-    if (in_use) {
-        record->reserved[WORD_DROPPED] = 1;
-        shutdown(record->fd, SHUT_RDWR);
-    }
-    pthread_mutex_unlock(&use_lock);
-    if (!in_use) {
+    shutdown(record->fd, SHUT_RDWR); /* before the last user may close it */
+    if (__atomic_fetch_or(&record->reserved[WORD_USERS], DROPPED, __ATOMIC_ACQ_REL) == 0) {
         end_record(record);
     }
 }
@@ -168,17 +62,39 @@ bool connection_watched(const CtrlPoint *record)
     return record->reserved[WORD_WATCHED] != 0;
 }
 
+/* ---- Copies */
+
+/* Needs the registry lock. */
+static void identify(CtrlPoint *record)
+{
+    if (record->reserved[WORD_IDENTITY] == 0) {
+        last_identity += last_identity == UINT32_MAX ? 2 : 1;
+        record->reserved[WORD_IDENTITY] = last_identity;
+    }
+}
+
+/* All of the record but its count of users, which other threads change meanwhile and which means
+ * nothing in a copy. */
+static void copy_record(CtrlPoint *copy, const CtrlPoint *record)
+{
+    const size_t before = offsetof(CtrlPoint, reserved);
+    const size_t behind = before + sizeof record->reserved[WORD_USERS];
+    memcpy(copy, record, before);
+    memcpy(reinterpret_cast<uint8_t *>(copy) + behind,
+           reinterpret_cast<const uint8_t *>(record) + behind, sizeof *copy - behind);
+    copy->reserved[WORD_USERS] = 0;
+}
+
 CtrlPoint *connection_copy(CtrlPoint *record)
 {
     CtrlPoint *copy = static_cast<CtrlPoint *>(malloc(sizeof *copy));
     if (copy == nullptr) {
         return nullptr;
     }
-    const bool locked = registry_lock(); /* guards the rest of the record */
-    pthread_mutex_lock(&use_lock);
-    count_user(record);
-    memcpy(copy, record, sizeof *copy);
-    pthread_mutex_unlock(&use_lock);
+    const bool locked = registry_lock();
+    connection_hold(record);
+    identify(record);
+    copy_record(copy, record);
     if (locked) {
         registry_unlock();
     }
@@ -205,14 +121,19 @@ void connection_free_copy(CtrlPoint *copy)
     free(copy);
 }
 
+void connection_end_run()
+{
+    __atomic_store_n(&last_past_identity, last_identity, __ATOMIC_RELEASE);
+}
+
 bool connection_is_of_past_run(const CtrlPoint *copy)
 {
     const uint32_t identity = copy->reserved[WORD_IDENTITY];
-    pthread_mutex_lock(&use_lock);
-    const bool past = identity != 0 && static_cast<int32_t>(identity - last_past_identity) <= 0;
-    pthread_mutex_unlock(&use_lock);
-    return past;
+    const uint32_t past = __atomic_load_n(&last_past_identity, __ATOMIC_ACQUIRE);
+    return identity != 0 && static_cast<int32_t>(identity - past) <= 0;
 }
+
+/* ---- Where a send goes */
 
 /* Does the record that somebody filled by hand mean this listed one? Its descriptor says so, unless
  * it was copied from an earlier connection with the same number. */

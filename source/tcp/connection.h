@@ -8,38 +8,20 @@
  *
  * The four reserved words of a record, all zero at creation:
  *
- *              live record                      copy (item)
- *   0          number of users                  -
- *   1          identity, given with the first   the same identity
- *              copy or use; never 0, never twice
- *   2          1 once it is dropped             address of the live record,
- *   3          1 once a select pass watches it  which the item holds in use
+ *              live record                           copy (item)
+ *   0          number of users; the highest bit      0
+ *              once it is dropped
+ *   1          identity, given with the first copy;  the same identity
+ *              never 0, never twice
+ *   2          1 once a select pass watches it       address of the live record,
+ *   3          -                                     which the item holds in use
  *
- * Words 0 to 2 of a live record are guarded by a static lock that no start or stop destroys; word 3
- * is the server thread's. */
+ * Word 0 of a live record is atomic, word 1 is guarded by the registry lock, word 2 is the server
+ * thread's. */
 #pragma once
 
 #include "tvlink/ctrlpoint.h"
 #include "tvlink/registry.h"
-
-/* ---- The gate: the registry lock lives from ipp_init to ipp_finish, its users do not know when
- * that is. */
-
-/* Takes g_cp_list_mutex. False, and nothing taken, once the service has stopped: the registry then
- * counts as empty. The log waits while it is held. */
-bool registry_lock(void);
-void registry_unlock(void);
-
-/* ipp_init: a new lock, an empty list, the gate open. */
-void registry_open(void);
-
-/* ipp_finish, first: no send to a registered connection is tried again from now on, so that nobody
- * who holds the lock can keep it. */
-void registry_stop_retries(void);
-bool registry_retries_stopped(void);
-
-/* ipp_finish, last: waits until everybody has left, drops every connection, destroys the lock. */
-void registry_close(void);
 
 /* ---- Use of a record. */
 
@@ -61,6 +43,9 @@ CtrlPoint *connection_copy(CtrlPoint *record);
 
 /* Gives the use back that the copy stands for and frees it; also takes a copy made by others. */
 void connection_free_copy(CtrlPoint *copy);
+
+/* The service has stopped: every copy made so far is of a past run. */
+void connection_end_run(void);
 
 /* Does the copy come from a run of the service that has ended? */
 bool connection_is_of_past_run(const CtrlPoint *copy);

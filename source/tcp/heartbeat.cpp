@@ -4,6 +4,7 @@
 #include "core/log.h"
 #include "net/clock.h"
 #include "tcp/connection.h"
+#include "tcp/registry_gate.h"
 #include "tcp/reply.h"
 
 static const char HEART[] = {'H', 'E', 'A', 'R', 'T'};

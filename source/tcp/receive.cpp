@@ -1,28 +1,28 @@
-#include "tvlink/receive.h"
+#include "tcp/receive.h"
 
 #include "core/frame.h"
 #include "core/guard.h"
 #include "core/log.h"
 #include "core/work_queues.h"
 #include "net/clock.h"
+#include "net/socket_io.h"
 #include "tcp/connection.h"
+#include "tcp/registry_gate.h"
 
 #include <errno.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-/* The option's value stands where its address belongs, so the call fails and the option is never in
- * force. */
-static void ask_for_quick_acknowledgement(int fd)
-{
-    setsockopt(fd, IPPROTO_TCP, TCP_QUICKACK, reinterpret_cast<const void *>(1), sizeof(int));
-}
-
 /* ---- Reading */
+
+uint32_t bytes_arriving(int fd)
+{
+    int count = 0;
+    return ioctl(fd, FIONREAD, &count) == 0 && count > 0 ? static_cast<uint32_t>(count) : 0;
+}
 
 static void move_to_start(CtrlPoint *record)
 {
@@ -58,7 +58,7 @@ static bool read_some(CtrlPoint *record, uint32_t wanted, uint32_t *got)
 {
     const ssize_t count = recv(record->fd, record->rx_buf + record->rx_fill, wanted - *got, 0);
     const int reason = errno;
-    ask_for_quick_acknowledgement(record->fd);
+    set_option_in_vain(record->fd, TCP_QUICKACK);
     if (count > 0) {
         *got += static_cast<uint32_t>(count);
         record->rx_fill += static_cast<uint32_t>(count);
@@ -152,23 +152,27 @@ static bool take_frame(CtrlPoint *record, uint32_t most)
 
 void handle_ctrlpoint_request(CtrlPoint *record)
 {
-    const uint32_t most = guard_current().max_frame_length;
+    const uint32_t most = guard_max_frame_length();
     while (take_frame(record, most)) {
+    }
+}
+
+void receive_arriving(CtrlPoint *record, uint32_t arriving)
+{
+    if (!make_room(record, arriving)) {
+        return;
+    }
+    read_all(record, arriving);
+    handle_ctrlpoint_request(record);
+    if (too_long(record, guard_max_frame_length())) {
+        connection_unlist(record);
     }
 }
 
 void receive_ctrlpoint_packet(CtrlPoint *record)
 {
-    int arriving = 0;
-    if (ioctl(record->fd, FIONREAD, &arriving) != 0 || arriving <= 0) {
-        return;
-    }
-    if (!make_room(record, static_cast<uint32_t>(arriving))) {
-        return;
-    }
-    read_all(record, static_cast<uint32_t>(arriving));
-    handle_ctrlpoint_request(record);
-    if (too_long(record, guard_current().max_frame_length)) {
-        connection_unlist(record);
+    const uint32_t arriving = bytes_arriving(record->fd);
+    if (arriving > 0) {
+        receive_arriving(record, arriving);
     }
 }

@@ -6,9 +6,9 @@
 #include "net/clock.h"
 #include "net/socket_io.h"
 #include "tcp/connection.h"
+#include "tcp/registry_gate.h"
 
 #include <errno.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <stdlib.h>
 #include <sys/socket.h>
@@ -28,7 +28,7 @@ struct Frame {
     const uint8_t *bytes;
     uint32_t size;
     uint32_t sent;
-    uint64_t moved_at_ms; /* when the connection last took a byte */
+    uint64_t waits_since_ms; /* since when the connection takes no byte; 0: it does */
 };
 
 const SendTrace SENDBACK = {"tcp_sendback", 0, 244};
@@ -37,16 +37,9 @@ const useconds_t RETRY_PAUSE_US = 10000;
 
 } // namespace
 
-/* The option's value stands where its address belongs, so the call fails and the option is never in
- * force. */
-static void ask_for_cork(int fd)
-{
-    setsockopt(fd, IPPROTO_TCP, TCP_CORK, reinterpret_cast<const void *>(1), sizeof(int));
-}
-
 static ssize_t send_some(int fd, const Frame *frame, const SendTrace *trace)
 {
-    ask_for_cork(fd);
+    set_option_in_vain(fd, TCP_CORK);
     const ssize_t taken =
         send(fd, frame->bytes + frame->sent, frame->size - frame->sent, MSG_NOSIGNAL);
     if (trace->progress_line != 0) {
@@ -57,14 +50,18 @@ static ssize_t send_some(int fd, const Frame *frame, const SendTrace *trace)
 }
 
 /* Has the connection taken nothing for so long that the host wants it dropped? */
-static bool stalled(const Frame *frame)
+static bool stalled(Frame *frame)
 {
-    const uint32_t limit = guard_current().send_stall_ms;
-    return limit != 0 && clock_elapsed_ms() - frame->moved_at_ms >= limit;
+    const uint64_t now = clock_elapsed_ms();
+    if (frame->waits_since_ms == 0) {
+        frame->waits_since_ms = now;
+    }
+    const uint32_t limit = guard_send_stall_ms();
+    return limit != 0 && now - frame->waits_since_ms >= limit;
 }
 
 /* Waits before the next attempt; false, and the reason in errno, when there is none. */
-static bool wait_for_room(const Frame *frame, ConnectionKind kind)
+static bool wait_for_room(Frame *frame, ConnectionKind kind)
 {
     if (!send_worth_retrying()) {
         return false;
@@ -84,12 +81,11 @@ static bool wait_for_room(const Frame *frame, ConnectionKind kind)
 static bool send_frame(const ConnectionTarget *target, Frame *frame, const SendTrace *trace)
 {
     const int fd = target->record->fd;
-    frame->moved_at_ms = clock_elapsed_ms();
     while (frame->sent < frame->size) {
         const ssize_t taken = send_some(fd, frame, trace);
         if (taken > 0) {
             frame->sent += static_cast<uint32_t>(taken);
-            frame->moved_at_ms = clock_elapsed_ms();
+            frame->waits_since_ms = 0;
         } else if (taken == -1 && !wait_for_room(frame, target->kind)) {
             log_out("err:socket_send(): %s:%d,errno=%d\n", trace->function, trace->error_line,
                     errno);

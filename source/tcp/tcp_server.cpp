@@ -8,14 +8,14 @@
 #include "net/socket_io.h"
 #include "tcp/connection.h"
 #include "tcp/descriptor_set.h"
+#include "tcp/receive.h"
+#include "tcp/registry_gate.h"
 #include "tvlink/heartbeat.h"
-#include "tvlink/receive.h"
 
 #include <errno.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <stdlib.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -144,7 +144,7 @@ int check_and_insert(int32_t fd, uint32_t peer_addr)
 /* False when the host wants no more connections. */
 static bool register_connection(int fd, uint32_t peer_addr)
 {
-    const uint32_t most = guard_current().max_ctrlpoints;
+    const uint32_t most = guard_max_ctrlpoints();
     if (!registry_lock()) {
         return false;
     }
@@ -224,9 +224,9 @@ static void serve_ready(int fd)
     if (record == nullptr) {
         return;
     }
-    int waiting = 0;
-    if (ioctl(fd, FIONREAD, &waiting) == 0 && waiting != 0) {
-        receive_ctrlpoint_packet(record);
+    const uint32_t arriving = bytes_arriving(fd);
+    if (arriving > 0) {
+        receive_arriving(record, arriving);
     } else {
         log_trace("tcp_thread", 595);
         connection_unlist(record);

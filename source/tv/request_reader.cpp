@@ -37,7 +37,7 @@ static void bad_tag(const TagCheck &check, const char *handler)
 {
     log_err("%s: %s:%d: %s: Assertion `%s' failed.\n", program_invocation_short_name, SOURCE_NAME,
             check.line, handler, check.expression);
-    if (guard_current().on_bad_tag == IPP_BAD_TAG_END) {
+    if (guard_ends_on_bad_tag()) {
         abort();
     }
 }

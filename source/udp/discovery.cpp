@@ -20,7 +20,7 @@
 #include <time.h>
 #include <unistd.h>
 
-/* Not the group that was joined: leaving it is a deliberate no-op, membership ends with the socket.
+/* Not the group that was joined: leaving it is a deliberate no-op; membership ends with the socket
  */
 static const char *const GROUP_LEFT = "235.200.201.202";
 

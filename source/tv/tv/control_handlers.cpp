@@ -78,8 +78,7 @@ int handle_set_tv_mouse(CtrlPoint *, uint8_t *request, int32_t length)
     return args.failed ? -1 : 0;
 }
 
-/* Truncated toward zero; what an int32_t cannot say, not-a-number included, is its greatest value.
- */
+/* Truncated toward zero; what an int32_t cannot say, not-a-number included, is its maximum. */
 static int32_t whole_number(float value)
 {
     const float beyond = 2147483648.0F;
