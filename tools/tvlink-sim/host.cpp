@@ -1,0 +1,103 @@
+#include "host.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+
+#include "narrate.h"
+#include "tvlink.h"
+
+namespace sim
+{
+
+std::mutex &television_lock()
+{
+    static std::mutex &lock = *new std::mutex;
+    return lock;
+}
+
+Television &television()
+{
+    static Television &tv = *new Television;
+    return tv;
+}
+
+void set_television(const std::string &name)
+{
+    const std::lock_guard<std::mutex> guard(television_lock());
+    television() = make_television(name);
+}
+
+int perform(const char *slot, const nlohmann::json &arguments,
+            const std::function<Outcome(Television &)> &operation)
+{
+    Outcome outcome;
+    {
+        const std::lock_guard<std::mutex> guard(television_lock());
+        outcome = operation(television());
+    }
+    narrate_call(slot, arguments, outcome.words, outcome.status);
+    for (const Event &event : outcome.events) {
+        report(event);
+    }
+    return outcome.status;
+}
+
+void tell(const char *slot, const nlohmann::json &arguments, const std::string &words,
+          const nlohmann::json &result)
+{
+    narrate_call(slot, arguments, words, result);
+}
+
+void report(const Event &event)
+{
+    narrate_event(event);
+    ipp_report_dev_event(event.code, event.value, event.text.c_str(), event.data.data(),
+                         static_cast<uint32_t>(event.data.size()));
+}
+
+uint32_t seconds_now()
+{
+    const auto passed = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<uint32_t>(std::chrono::duration_cast<std::chrono::seconds>(passed).count());
+}
+
+void answer(char *buffer, size_t size, const std::string &text)
+{
+    const size_t length = std::min(text.size(), size - 1);
+    memcpy(buffer, text.data(), length);
+    buffer[length] = '\0';
+}
+
+void *heap_bytes(const void *bytes, size_t size)
+{
+    void *copy = malloc(std::max<size_t>(size, 1));
+    if (copy != nullptr && size > 0) {
+        memcpy(copy, bytes, size);
+    }
+    return copy;
+}
+
+char *heap_text(const std::string &text)
+{
+    return static_cast<char *>(heap_bytes(text.c_str(), text.size() + 1));
+}
+
+void *sized_block(const std::string &bytes)
+{
+    constexpr size_t header_size = 2 * sizeof(uint32_t);
+    if (bytes.empty()) {
+        return nullptr;
+    }
+    uint32_t *header = static_cast<uint32_t *>(malloc(header_size + bytes.size()));
+    if (header == nullptr) {
+        return nullptr;
+    }
+    header[0] = 1;
+    header[1] = static_cast<uint32_t>(bytes.size());
+    bytes.copy(reinterpret_cast<char *>(header + 2), bytes.size());
+    return header + 2;
+}
+
+} // namespace sim

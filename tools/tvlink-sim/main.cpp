@@ -1,0 +1,84 @@
+/* tvlink-sim: a simulated television, the reference host of the library. */
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <string>
+
+#include "service.h"
+#include "television.h"
+#include "tvlink.h"
+
+namespace
+{
+
+constexpr int status_usage = 2;
+
+std::string event_table()
+{
+    std::string table = "Events:\n";
+    for (const sim::EventKind &kind : sim::event_kinds()) {
+        char line[128];
+        snprintf(line, sizeof line, "  0x%04X  %-8s %s\n", static_cast<unsigned>(kind.code),
+                 kind.name, kind.meaning);
+        table += line;
+    }
+    return table + "\n"
+                   "Each line of output is a call that reached the television, or an event that it "
+                   "reported.\n"
+                   "\n"
+                   "Exit status:\n"
+                   "  0  stopped by SIGINT or SIGTERM\n"
+                   "  1  the service could not start, such as when port 8801 is taken\n"
+                   "  2  the command line is wrong\n";
+}
+
+std::string check_length(const std::string &text)
+{
+    return text.size() <= IPP_TEXT_LIMIT
+               ? ""
+               : "longer than " + std::to_string(IPP_TEXT_LIMIT) + " bytes";
+}
+
+void define_options(CLI::App &app, sim::Options &options)
+{
+    app.add_option("--name", options.name, "Name that phones show")
+        ->option_text("TEXT=" + options.name)
+        ->check(check_length);
+    app.add_option("--serial", options.serial, "Serial number")
+        ->option_text("TEXT=" + options.serial)
+        ->check(check_length);
+    app.add_option("--device-type", options.device_type,
+                   "Number from 0 to 65535 that phones are told when they search")
+        ->option_text("NUMBER=" + std::to_string(options.device_type))
+        ->check(CLI::Range(0U, 65535U));
+    app.add_flag("--json", options.json, "Print one JSON object a line, for scripts");
+    app.add_flag("--diagnostics", options.diagnostics,
+                 "Show the library's own diagnostics on standard error");
+    app.add_option("--event-every", options.event_every,
+                   "Report a demo event regularly, 0.1 to 86400 seconds apart")
+        ->option_text("SECONDS")
+        ->check(CLI::Range(0.1, 86400.0));
+    app.set_version_flag("--version", std::string("tvlink-sim ") + ipp_version(),
+                         "Print the version and exit");
+    app.footer(event_table());
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    sim::Options options;
+    CLI::App app("A simulated television that phones on the network find and drive.", "tvlink-sim");
+    define_options(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        if (error.get_exit_code() == 0) {
+            return app.exit(error); /* --help, --version */
+        }
+        fprintf(stderr, "tvlink-sim: %s\ntvlink-sim: \"tvlink-sim --help\" lists the options\n",
+                error.what());
+        return status_usage;
+    }
+    return sim::run_television(options);
+}

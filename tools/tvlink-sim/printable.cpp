@@ -1,0 +1,93 @@
+#include "printable.h"
+
+#include <cstdint>
+#include <cstdio>
+
+namespace sim
+{
+
+namespace
+{
+
+constexpr size_t greatest_length = 60;
+
+bool continues(const std::string &text, size_t at)
+{
+    return at < text.size() && (static_cast<uint8_t>(text[at]) & 0xC0) == 0x80;
+}
+
+/* The length in bytes of the well-formed character at this place; 0 when there is none. */
+size_t character_length(const std::string &text, size_t at)
+{
+    const uint8_t first = static_cast<uint8_t>(text[at]);
+    if (first < 0x80) {
+        return 1;
+    }
+    const size_t length = first >= 0xC2 && first <= 0xDF   ? 2
+                          : first >= 0xE0 && first <= 0xEF ? 3
+                          : first >= 0xF0 && first <= 0xF4 ? 4
+                                                           : 0;
+    for (size_t i = 1; i < length; i++) {
+        if (!continues(text, at + i)) {
+            return 0;
+        }
+    }
+    const uint8_t second = length > 2 ? static_cast<uint8_t>(text[at + 1]) : 0;
+    const bool overlong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
+    const bool no_character =
+        (first == 0xED && second >= 0xA0) || (first == 0xF4 && second >= 0x90);
+    return overlong || no_character ? 0 : length;
+}
+
+/* DEL and the second block of control characters, U+0080 to U+009F, drive terminals too. */
+bool is_control(const std::string &text, size_t at, size_t length)
+{
+    const uint8_t first = static_cast<uint8_t>(text[at]);
+    if (length == 1) {
+        return first < 0x20 || first == 0x7F;
+    }
+    return length == 2 && first == 0xC2 && static_cast<uint8_t>(text[at + 1]) < 0xA0;
+}
+
+std::string escaped(const std::string &text, size_t at, size_t length)
+{
+    std::string result;
+    for (size_t i = at; i < at + length; i++) {
+        char code[5];
+        snprintf(code, sizeof code, "\\x%02x",
+                 static_cast<unsigned>(static_cast<uint8_t>(text[i])));
+        result += code;
+    }
+    return result;
+}
+
+/* The character at this place as it is to be shown; how many bytes it takes is left in `length`. */
+std::string shown(const std::string &text, size_t at, size_t &length)
+{
+    length = character_length(text, at);
+    if (length == 0) {
+        length = 1;
+        return escaped(text, at, 1);
+    }
+    if (is_control(text, at, length)) {
+        return escaped(text, at, length);
+    }
+    const bool marked = text[at] == '"' || text[at] == '\\';
+    return (marked ? "\\" : "") + text.substr(at, length);
+}
+
+} // namespace
+
+std::string quoted(const std::string &text)
+{
+    std::string result = "\"";
+    size_t at = 0;
+    for (size_t count = 0; at < text.size() && count < greatest_length; count++) {
+        size_t length = 0;
+        result += shown(text, at, length);
+        at += length;
+    }
+    return result + (at < text.size() ? "...\"" : "\"");
+}
+
+} // namespace sim

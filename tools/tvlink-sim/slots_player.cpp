@@ -1,0 +1,119 @@
+/* The media player. Its unit of time is the second. */
+#include "slots.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "host.h"
+
+namespace sim
+{
+
+namespace
+{
+
+int get_play_status()
+{
+    const PlayState state = look([](const Television &tv) { return tv.player.state; });
+    tell("get_play_status", nlohmann::json::object(),
+         std::string("player? ") + play_state_name(state), static_cast<int>(state));
+    return static_cast<int>(state);
+}
+
+uint32_t told_seconds(const char *slot, const std::string &question, uint32_t seconds)
+{
+    tell(slot, nlohmann::json::object(), question + "? " + std::to_string(seconds) + " s", seconds);
+    return seconds;
+}
+
+uint32_t get_play_position()
+{
+    const uint32_t now = seconds_now();
+    return told_seconds("get_play_position", "position", look([=](const Television &tv) {
+                            return player_position(tv.player, now);
+                        }));
+}
+
+uint32_t get_play_duration()
+{
+    return told_seconds("get_play_duration", "duration",
+                        look([](const Television &tv) { return tv.player.duration; }));
+}
+
+/* The address is ours from the call on. */
+int set_play_addr(char *address)
+{
+    const std::string kept = address;
+    free(address);
+    return perform("set_play_addr", {{"address", kept}},
+                   [&](Television &tv) { return open_stream(tv, kept); });
+}
+
+int set_play_addr2(const char *address, const void *, uint32_t length, uint8_t option)
+{
+    return perform("set_play_addr2", {{"address", address}, {"length", length}, {"option", option}},
+                   [=](Television &tv) {
+                       Outcome outcome = open_stream(tv, address);
+                       outcome.words += ", " + std::to_string(length) + " bytes of data, option " +
+                                        std::to_string(option);
+                       return outcome;
+                   });
+}
+
+int set_play_volume(uint8_t volume)
+{
+    return perform("set_play_volume", {{"volume", volume}},
+                   [=](Television &tv) { return set_player_volume(tv, volume); });
+}
+
+int set_play_start()
+{
+    return perform("set_play_start", nlohmann::json::object(),
+                   [](Television &tv) { return play(tv, seconds_now()); });
+}
+
+int set_play_pause()
+{
+    return perform("set_play_pause", nlohmann::json::object(),
+                   [](Television &tv) { return pause_player(tv, seconds_now()); });
+}
+
+int set_play_stop()
+{
+    return perform("set_play_stop", nlohmann::json::object(),
+                   [](Television &tv) { return stop_player(tv, seconds_now()); });
+}
+
+int set_play_seek(int32_t position)
+{
+    return perform("set_play_seek", {{"position", position}},
+                   [=](Television &tv) { return seek_player(tv, position, seconds_now()); });
+}
+
+int set_play_operation(uint32_t code, int32_t value)
+{
+    char words[64];
+    snprintf(words, sizeof words, "player operation 0x%04X, %d", static_cast<unsigned>(code),
+             value);
+    tell("set_play_operation", {{"code", code}, {"value", value}}, words, 0);
+    return 0;
+}
+
+} // namespace
+
+void fill_player_slots(TvMethodTable &table)
+{
+    table.get_play_status = get_play_status;
+    table.get_play_position = get_play_position;
+    table.get_play_duration = get_play_duration;
+    table.set_play_addr = set_play_addr;
+    table.set_play_addr2 = set_play_addr2;
+    table.set_play_volume = set_play_volume;
+    table.set_play_start = set_play_start;
+    table.set_play_pause = set_play_pause;
+    table.set_play_stop = set_play_stop;
+    table.set_play_seek = set_play_seek;
+    table.set_play_operation = set_play_operation;
+}
+
+} // namespace sim
