@@ -497,10 +497,13 @@ enum {
     IPP_LOG_ERR = 2  /* what goes to standard error */
 };
 
+/* Bytes of lines that wait in one thread while it holds a lock; what comes on top is left out. */
+#define IPP_LOG_WAITING_MOST 1048576
+
 /* Takes the library's diagnostic lines. text is exactly what would have gone to the stream, newline
  * included, and is borrowed for the call. Called on any thread of the library or the host, possibly
- * on several at once, never with a lock of the library held: lines that arise under one arrive once
- * it is released. */
+ * on several at once, never with a lock held that the library took: lines that arise under one
+ * arrive once it is released, at most IPP_LOG_WAITING_MOST bytes of them. */
 typedef void (*IppLogSink)(int stream, const char *text, void *context);
 
 /* Sends the diagnostic lines to sink; null sends them to the standard streams, as at first. context

@@ -20,8 +20,9 @@ TVLINK_API extern pthread_t g_addgroup_tid;  /* the latest group-membership thre
 TVLINK_API int start_udp_serv_thread(void);
 
 /* A UDP socket on all interfaces with time-outs of 5 ms. Tries to bind every 10 ms while
- * g_thread_run is 1 and the guard's bind_wait_ms allows. Returns the socket; -1 for a port outside
- * 1 to 65535; -3 on a failure, after its lines. */
+ * g_thread_run is 1: an earlier run may still hold the port. Returns the socket; -1 for a port
+ * outside 1 to 65535; -3 after a line when it cannot be made, without a line when the service stops
+ * first. */
 TVLINK_API int udp_sock_init(int32_t port);
 
 /* The thread body: makes the socket, starts the group-membership thread and answers searches while

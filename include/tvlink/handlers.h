@@ -22,7 +22,8 @@
 
 TVLINK_BEGIN
 
-/* ---- Setters: 3-byte reply of frame type 8. 0, or -1 for a refused request. */
+/* ---- Setters: 3-byte reply of frame type 8. They return 0, also when there was no slot to call,
+ * and -1 for a refused request. */
 
 TVLINK_API int handle_set_tv_channel(CtrlPoint *cp, uint8_t *request, int32_t length);
 TVLINK_API int handle_set_tv_volume(CtrlPoint *cp, uint8_t *request, int32_t length);

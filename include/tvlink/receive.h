@@ -8,13 +8,15 @@
 TVLINK_BEGIN
 
 /* Reads all bytes that wait on the record's socket into its buffer, which grows to just their
- * number, and splits the buffer. One thread at a time for a record; g_cp_list_mutex not held. */
+ * number, and splits the buffer. A connection that announces a longer frame than the guard's
+ * max_frame_length is dropped. One thread at a time for a record; g_cp_list_mutex not held. */
 TVLINK_API void receive_ctrlpoint_packet(CtrlPoint *record);
 
 /* Cuts the buffer into frames and queues each: heartbeats for the heartbeat worker, all others for
  * the request worker. A frame without its magic or shorter than a frame can be is skipped by its
  * own length, a length of 0 drops what is there, a part of a frame stays. A full queue drops the
- * frame. */
+ * frame; a frame above the guard's max_frame_length ends the splitting. A host that calls it with a
+ * record of its own keeps that record's socket open until its items are done. */
 TVLINK_API void handle_ctrlpoint_request(CtrlPoint *record);
 
 TVLINK_END

@@ -17,9 +17,12 @@ TVLINK_BEGIN
  *
  * Returns 1 when the whole frame was handed to the system. Returns -1 for a bad argument, when
  * memory is out, when the item's connection has ended, and on a hard send error: then the control
- * point is dropped. Any thread, g_cp_list_mutex not held. Blocks while the connection takes no
- * bytes; the guard's send_stall_ms bounds that, and stopping the service ends it. Frames of several
- * threads never interleave. */
+ * point is dropped. Any thread, g_cp_list_mutex not held. Frames of several threads never
+ * interleave.
+ *
+ * Blocks while the connection takes no bytes; the guard's send_stall_ms bounds that, and stopping
+ * the service ends it. A host's own record is not affected by a stop, and is bounded only when its
+ * socket does not block or has a send time-out. */
 TVLINK_API int tcp_sendback(CtrlPoint *cp, int type, const void *payload, int32_t length);
 
 /* The same for a caller that holds g_cp_list_mutex, with two more diagnostic lines. */

@@ -13,12 +13,12 @@ static pthread_mutex_t identity_lock = PTHREAD_MUTEX_INITIALIZER;
 static void set_text(char *buffer, const char *text, const char *fallback)
 {
     pthread_mutex_lock(&identity_lock);
+    const char *from = text != nullptr ? text : fallback;
+    const size_t length = strnlen(from, IDENTITY_SIZE - 1);
+    memmove(buffer, from, length); /* a host may hand the buffer itself back */
     if (text != nullptr) {
-        memset(buffer, 0, IDENTITY_SIZE);
-    } else {
-        text = fallback;
+        memset(buffer + length, 0, IDENTITY_SIZE - length);
     }
-    memcpy(buffer, text, strnlen(text, IDENTITY_SIZE - 1));
     pthread_mutex_unlock(&identity_lock);
 }
 

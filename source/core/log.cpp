@@ -21,15 +21,17 @@ struct Waiting {
     uint32_t depth;
     char *bytes;
     size_t used;
+    size_t size;
 };
 
 /* A stalled broadcast prints a line every 10 ms; what waits is bounded, the rest is left out. */
-const size_t WAITING_MOST = 16384;
+const size_t WAITING_MOST = IPP_LOG_WAITING_MOST;
+const size_t WAITING_FIRST = 4096;
 
 pthread_mutex_t sink_lock = PTHREAD_MUTEX_INITIALIZER;
 Sink sink = {nullptr, nullptr};
 int dumps_wanted = 0;
-__thread Waiting waiting = {0, nullptr, 0};
+__thread Waiting waiting = {0, nullptr, 0, 0};
 
 } // namespace
 
@@ -41,21 +43,43 @@ static Sink current_sink()
     return copy;
 }
 
+static bool has_room(size_t size)
+{
+    if (size <= waiting.size - waiting.used) {
+        return true;
+    }
+    if (size > WAITING_MOST - waiting.used) {
+        return false;
+    }
+    const size_t doubled = waiting.size == 0 ? WAITING_FIRST : waiting.size * 2;
+    const size_t wanted = doubled - waiting.used < size ? waiting.used + size : doubled;
+    char *grown = static_cast<char *>(realloc(waiting.bytes, wanted));
+    if (grown == nullptr) {
+        return false;
+    }
+    waiting.bytes = grown;
+    waiting.size = wanted;
+    return true;
+}
+
 static void keep_waiting(int stream, const char *text)
 {
     const size_t size = strlen(text) + 2;
-    if (size > WAITING_MOST - waiting.used) {
-        return;
+    if (has_room(size)) {
+        waiting.bytes[waiting.used] = static_cast<char>(stream);
+        memcpy(waiting.bytes + waiting.used + 1, text, size - 1);
+        waiting.used += size;
     }
-    if (waiting.bytes == nullptr) {
-        waiting.bytes = static_cast<char *>(malloc(WAITING_MOST));
-        if (waiting.bytes == nullptr) {
-            return;
-        }
+}
+
+/* The sink may have been taken away while the line waited. */
+static void deliver(const Sink *to, int stream, const char *text)
+{
+    if (to->function != nullptr) {
+        to->function(stream, text, to->context);
+    } else {
+        fputs(text, stream == IPP_LOG_ERR ? stderr : stdout);
     }
-    waiting.bytes[waiting.used] = static_cast<char>(stream);
-    memcpy(waiting.bytes + waiting.used + 1, text, size - 1);
-    waiting.used += size;
 }
 
 __attribute__((format(printf, 3, 0))) static void give_to_sink(const Sink *to, int stream,
@@ -68,7 +92,7 @@ __attribute__((format(printf, 3, 0))) static void give_to_sink(const Sink *to, i
     if (waiting.depth > 0) {
         keep_waiting(stream, text);
     } else {
-        to->function(stream, text, to->context);
+        deliver(to, stream, text);
     }
     free(text);
 }
@@ -132,9 +156,10 @@ void log_release()
     const size_t used = waiting.used;
     waiting.bytes = nullptr; /* the sink may call back into the library and print */
     waiting.used = 0;
+    waiting.size = 0;
     const Sink to = current_sink();
-    for (size_t at = 0; to.function != nullptr && at < used; at += strlen(bytes + at + 1) + 2) {
-        to.function(bytes[at], bytes + at + 1, to.context);
+    for (size_t at = 0; at < used; at += strlen(bytes + at + 1) + 2) {
+        deliver(&to, bytes[at], bytes + at + 1);
     }
     free(bytes);
     errno = saved;

@@ -8,8 +8,12 @@
 
 static const size_t ITEM_LENGTH = 5; /* "0x%02x " */
 
+/* Null when memory is out or cannot hold so much. */
 static char *format_dump(const uint8_t *bytes, size_t length)
 {
+    if (length > (SIZE_MAX - 1) / ITEM_LENGTH) {
+        return nullptr;
+    }
     char *text = static_cast<char *>(malloc(length * ITEM_LENGTH + 1));
     if (text != nullptr) {
         text[0] = '\0';

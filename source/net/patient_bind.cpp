@@ -1,7 +1,6 @@
 #include "net/patient_bind.h"
 
 #include "core/flags.h"
-#include "core/guard.h"
 #include "net/clock.h"
 
 #include <netinet/in.h>
@@ -10,16 +9,15 @@
 
 static const useconds_t PAUSE_US = 10000;
 
-bool patient_bind(int fd, uint16_t port)
+bool patient_bind(int fd, uint16_t port, uint32_t limit_ms)
 {
     struct sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_ANY);
-    const uint32_t limit = guard_bind_wait_ms();
     const uint64_t since = clock_elapsed_ms();
     while (bind(fd, reinterpret_cast<struct sockaddr *>(&address), sizeof address) != 0) {
-        if (!flags_running() || (limit != 0 && clock_elapsed_ms() - since >= limit)) {
+        if (!flags_running() || (limit_ms != 0 && clock_elapsed_ms() - since >= limit_ms)) {
             return false;
         }
         usleep(PAUSE_US);

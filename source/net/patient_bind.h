@@ -4,5 +4,5 @@
 #include <stdint.h>
 
 /* Binds the socket to the port on all interfaces, every 10 ms until it succeeds, the service stops
- * or the guard's bind_wait_ms is over. */
-bool patient_bind(int fd, uint16_t port);
+ * or the limit is over; 0 is no limit. */
+bool patient_bind(int fd, uint16_t port, uint32_t limit_ms);

@@ -8,18 +8,28 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-enum ReservedWord {
+/* Of a live record */
+enum {
     WORD_USERS = 0,
-    WORD_IDENTITY = 1,
-    WORD_WATCHED = 2,
-    WORD_LIVE_RECORD = 2, /* of a copy; one word or two */
+    WORD_WATCHED = 1,
+    WORD_IDENTITY = 3,
+};
+
+/* Of a copy that the library made */
+enum {
+    WORD_MARK = 0,
+    WORD_LIVE_RECORD = 1, /* one word or two, aligned so that leak checkers see the address */
 };
 
 /* In the word that counts users: the record is out of the list, and the last user ends it. */
 static const uint32_t DROPPED = 0x80000000U;
 
+/* In the same word of a copy, beside the low bits of the number of its run. */
+static const uint32_t COPY = 0x40000000U;
+static const uint32_t RUN_BITS = 0x3FFFFFFFU;
+
 static uint32_t last_identity = 0;
-static uint32_t last_past_identity = 0; /* identities up to here belong to runs that have ended */
+static uint32_t runs_ended = 0;
 
 /* ---- Use of a record */
 
@@ -73,16 +83,40 @@ static void identify(CtrlPoint *record)
     }
 }
 
-/* All of the record but its count of users, which other threads change meanwhile and which means
- * nothing in a copy. */
-static void copy_record(CtrlPoint *copy, const CtrlPoint *record)
+static bool is_listed(const CtrlPoint *cp)
+{
+    for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
+        if (node->data == cp) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/* Is it the library's? A host's own record has no users and is in no list. */
+static bool is_owned(const CtrlPoint *record)
+{
+    return __atomic_load_n(&record->reserved[WORD_USERS], __ATOMIC_ACQUIRE) != 0 ||
+           is_listed(record);
+}
+
+/* All of the record but its reserved words, of which other threads change some meanwhile. */
+static void copy_fields(CtrlPoint *copy, const CtrlPoint *record)
 {
     const size_t before = offsetof(CtrlPoint, reserved);
-    const size_t behind = before + sizeof record->reserved[WORD_USERS];
+    const size_t behind = offsetof(CtrlPoint, send_lock);
+    memset(copy, 0, sizeof *copy);
     memcpy(copy, record, before);
-    memcpy(reinterpret_cast<uint8_t *>(copy) + behind,
-           reinterpret_cast<const uint8_t *>(record) + behind, sizeof *copy - behind);
-    copy->reserved[WORD_USERS] = 0;
+    memcpy(&copy->send_lock, &record->send_lock, sizeof *record - behind);
+}
+
+static void bind_copy(CtrlPoint *copy, CtrlPoint *record)
+{
+    connection_hold(record);
+    identify(record);
+    copy->reserved[WORD_MARK] = COPY | (__atomic_load_n(&runs_ended, __ATOMIC_ACQUIRE) & RUN_BITS);
+    copy->reserved[WORD_IDENTITY] = record->reserved[WORD_IDENTITY];
+    memcpy(&copy->reserved[WORD_LIVE_RECORD], &record, sizeof record);
 }
 
 CtrlPoint *connection_copy(CtrlPoint *record)
@@ -91,22 +125,27 @@ CtrlPoint *connection_copy(CtrlPoint *record)
     if (copy == nullptr) {
         return nullptr;
     }
-    const bool locked = registry_lock();
-    connection_hold(record);
-    identify(record);
-    copy_record(copy, record);
-    if (locked) {
+    const bool open = registry_lock();
+    copy_fields(copy, record);
+    if (open && is_owned(record)) {
+        bind_copy(copy, record);
+    }
+    if (open) {
         registry_unlock();
     }
-    memcpy(&copy->reserved[WORD_LIVE_RECORD], &record, sizeof record);
     return copy;
 }
 
-/* Null for a record that is no copy of the library's. */
+static bool is_bound(const CtrlPoint *copy)
+{
+    return (copy->reserved[WORD_MARK] & ~RUN_BITS) == COPY;
+}
+
+/* Null for a copy that keeps nothing in use. */
 static CtrlPoint *live_record_of(const CtrlPoint *copy)
 {
     CtrlPoint *record = nullptr;
-    if (copy->reserved[WORD_IDENTITY] != 0) {
+    if (is_bound(copy)) {
         memcpy(&record, &copy->reserved[WORD_LIVE_RECORD], sizeof record);
     }
     return record;
@@ -123,14 +162,13 @@ void connection_free_copy(CtrlPoint *copy)
 
 void connection_end_run()
 {
-    __atomic_store_n(&last_past_identity, last_identity, __ATOMIC_RELEASE);
+    __atomic_add_fetch(&runs_ended, 1, __ATOMIC_ACQ_REL);
 }
 
 bool connection_is_of_past_run(const CtrlPoint *copy)
 {
-    const uint32_t identity = copy->reserved[WORD_IDENTITY];
-    const uint32_t past = __atomic_load_n(&last_past_identity, __ATOMIC_ACQUIRE);
-    return identity != 0 && static_cast<int32_t>(identity - past) <= 0;
+    const uint32_t present = __atomic_load_n(&runs_ended, __ATOMIC_ACQUIRE) & RUN_BITS;
+    return is_bound(copy) && (copy->reserved[WORD_MARK] & RUN_BITS) != present;
 }
 
 /* ---- Where a send goes */
@@ -149,16 +187,6 @@ static bool listed_as(const CtrlPoint *listed, const CtrlPoint *copy)
     const uint32_t identity = copy->reserved[WORD_IDENTITY];
     return identity != 0 ? listed->reserved[WORD_IDENTITY] == identity
                          : same_connection(copy, listed);
-}
-
-static bool is_listed(const CtrlPoint *cp)
-{
-    for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
-        if (node->data == cp) {
-            return true;
-        }
-    }
-    return false;
 }
 
 static ConnectionTarget find_unlisted(CtrlPoint *cp)

@@ -9,15 +9,15 @@
  * The four reserved words of a record, all zero at creation:
  *
  *              live record                           copy (item)
- *   0          number of users; the highest bit      0
+ *   0          number of users; the highest bit      a mark, and the run it was made in
  *              once it is dropped
- *   1          identity, given with the first copy;  the same identity
+ *   1          1 once a select pass watches it       address of the live record,
+ *   2          -                                     which the item holds in use
+ *   3          identity, given with the first copy;  the same identity
  *              never 0, never twice
- *   2          1 once a select pass watches it       address of the live record,
- *   3          -                                     which the item holds in use
  *
- * Word 0 of a live record is atomic, word 1 is guarded by the registry lock, word 2 is the server
- * thread's. */
+ * Word 0 of a live record is atomic, word 1 is the server thread's, word 3 is guarded by the
+ * registry lock. */
 #pragma once
 
 #include "tvlink/ctrlpoint.h"
@@ -38,10 +38,12 @@ bool connection_watched(const CtrlPoint *record);
 
 /* ---- Copies. */
 
-/* A whole-record copy on the heap that keeps the record in use; null when memory is out. */
+/* A whole-record copy on the heap; null when memory is out. The copy of a record of the library
+ * keeps it in use; that of a host's own record does not: the host keeps its socket open until the
+ * item is done. */
 CtrlPoint *connection_copy(CtrlPoint *record);
 
-/* Gives the use back that the copy stands for and frees it; also takes a copy made by others. */
+/* Gives the use back that the copy stands for, if any, and frees it. */
 void connection_free_copy(CtrlPoint *copy);
 
 /* The service has stopped: every copy made so far is of a past run. */

@@ -33,9 +33,9 @@ int check_ctrlpoint_timeout()
 static void heartbeat_if_due(CtrlPoint *record)
 {
     const uint32_t now = get_current_time();
-    if (now - record->last_heartbeat >= HEARTBEAT_EVERY_S &&
-        reply_send_locked(record, FRAME_HEARTBEAT, HEART, sizeof HEART) == 1) {
-        record->last_heartbeat = now;
+    if (now - record->last_heartbeat >= HEARTBEAT_EVERY_S) {
+        record->last_heartbeat = now; /* before the send, which may end the record */
+        reply_send_locked(record, FRAME_HEARTBEAT, HEART, sizeof HEART);
     }
 }
 

@@ -15,6 +15,9 @@
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <unistd.h>
+
+static const useconds_t PAUSE_US = 10000;
 
 /* ---- Reading */
 
@@ -160,6 +163,7 @@ void handle_ctrlpoint_request(CtrlPoint *record)
 void receive_arriving(CtrlPoint *record, uint32_t arriving)
 {
     if (!make_room(record, arriving)) {
+        usleep(PAUSE_US); /* the socket stays ready, and the server would spin */
         return;
     }
     read_all(record, arriving);

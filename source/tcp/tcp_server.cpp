@@ -98,7 +98,7 @@ static bool prepare_listener(int fd, uint16_t port)
     }
     set_socket_noblock(fd);
     set_socket_timeout(fd, LISTENER_TIMEOUT_MS);
-    return patient_bind(fd, port) && listen_on(fd);
+    return patient_bind(fd, port, guard_bind_wait_ms()) && listen_on(fd);
 }
 
 int tcp_sock_init(int32_t port)

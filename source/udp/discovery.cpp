@@ -20,8 +20,7 @@
 #include <time.h>
 #include <unistd.h>
 
-/* Not the group that was joined: leaving it is a deliberate no-op; membership ends with the socket
- */
+/* Not the group that was joined: a deliberate no-op; membership ends with the socket. */
 static const char *const GROUP_LEFT = "235.200.201.202";
 
 static const int RECEIVE_TIMEOUT_MS = 5;
@@ -30,6 +29,7 @@ static const useconds_t ANSWER_DELAY_US = 100000;
 static const int ANSWER_SPREAD_US = 250000;
 static const int SEARCH_SIZE = 8;
 static const size_t RECEIVE_SIZE = 256;
+static const uint32_t NO_LIMIT = 0;
 
 int32_t g_udp_sock = -1;
 pthread_t g_udp_tid = 0;
@@ -38,9 +38,10 @@ pthread_t g_addgroup_tid = 0;
 
 static bool thread_to_join = false;
 
-/* Holds the discovery socket open while the group-membership thread uses its number. */
+/* Holds the discovery socket open while its number is used by others than the discovery thread. */
 static pthread_mutex_t socket_lock = PTHREAD_MUTEX_INITIALIZER;
 static bool socket_closed = false;
+static int32_t left_open = -1; /* by a thread that could not start its helper */
 
 /* ---- Start and stop */
 
@@ -78,7 +79,7 @@ static bool prepare_socket(int fd, uint16_t port)
         return false;
     }
     set_socket_timeout(fd, RECEIVE_TIMEOUT_MS);
-    return patient_bind(fd, port);
+    return patient_bind(fd, port, NO_LIMIT);
 }
 
 int udp_sock_init(int32_t port)
@@ -107,6 +108,10 @@ static void open_socket()
 {
     const int32_t fd = udp_sock_init(IPP_SEARCH_PORT);
     pthread_mutex_lock(&socket_lock);
+    if (left_open >= 0) {
+        close(left_open);
+    }
+    left_open = fd;
     __atomic_store_n(&g_udp_sock, fd, __ATOMIC_RELEASE);
     socket_closed = false;
     pthread_mutex_unlock(&socket_lock);
@@ -116,22 +121,37 @@ static void close_socket()
 {
     pthread_mutex_lock(&socket_lock);
     close(discovery_socket());
+    left_open = -1;
     socket_closed = true;
     pthread_mutex_unlock(&socket_lock);
 }
 
-bool discovery_join_group(const char *group)
+bool discovery_join_group(const char *group, uint32_t run)
 {
     struct ip_mreq request = {};
     request.imr_multiaddr.s_addr = inet_addr(group);
     request.imr_interface.s_addr = htonl(INADDR_ANY);
+    bool joined = false;
     pthread_mutex_lock(&socket_lock);
-    errno = socket_closed ? EBADF : errno;
-    const bool joined =
-        !socket_closed && setsockopt(discovery_socket(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &request,
-                                     sizeof request) == 0;
+    if (socket_closed || !flags_run_goes_on(run)) {
+        errno = EBADF;
+    } else {
+        joined = setsockopt(discovery_socket(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &request,
+                            sizeof request) == 0;
+    }
     pthread_mutex_unlock(&socket_lock);
     return joined;
+}
+
+/* Not on a number that has been closed and may be someone else's. */
+static void send_answer(const uint8_t *packet, size_t size, const struct sockaddr_in *to)
+{
+    pthread_mutex_lock(&socket_lock);
+    if (!socket_closed) {
+        sendto(discovery_socket(), packet, size, 0, reinterpret_cast<const struct sockaddr *>(to),
+               sizeof *to);
+    }
+    pthread_mutex_unlock(&socket_lock);
 }
 
 static void leave_group()
@@ -182,8 +202,7 @@ void response_cp_search(const struct sockaddr_in *from)
     wait_a_while();
     char text[INET_ADDRSTRLEN];
     log_out("response_cp_search %s \n", dotted(&to, text));
-    sendto(discovery_socket(), packet, sizeof packet, 0,
-           reinterpret_cast<const struct sockaddr *>(&to), sizeof to);
+    send_answer(packet, sizeof packet, &to);
 }
 
 static void answer_if_search(const uint8_t *packet, int length, const struct sockaddr_in *from)
