@@ -1,0 +1,20 @@
+/* What requests need of a connection: to send and receive several frames before one deadline. */
+#ifndef CP_CONNECTION_H
+#define CP_CONNECTION_H
+
+#include "cp_cursor.h"
+
+/* As cp_send and cp_receive, up to a deadline on the clock of cp_clock.h. */
+CpStatus cp_send_until(CpConnection *connection, uint8_t type, CpBytes payload, int64_t deadline);
+CpStatus cp_receive_until(CpConnection *connection, CpFrame *frame, int64_t deadline);
+
+/* Gives a frame that nobody waited for to the handler, if there is one. */
+void cp_hand_over(CpConnection *connection, const CpFrame *frame);
+
+/* Forgets what cp_problem told of an earlier call. */
+void cp_connection_begin(CpConnection *connection);
+
+/* Keeps what cp_problem tells and gives the status back. */
+CpStatus cp_connection_fail(CpConnection *connection, CpStatus status, const char *problem);
+
+#endif

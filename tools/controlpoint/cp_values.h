@@ -1,0 +1,17 @@
+/* One tagged value, to the wire and from it. */
+#ifndef CP_VALUES_H
+#define CP_VALUES_H
+
+#include "cp_cursor.h"
+#include "cp_writer.h"
+
+/* A string's length is 2 bytes in requests and replies and 4 bytes in events. */
+enum CpStringLength { CP_STRING_LENGTH_2, CP_STRING_LENGTH_4 };
+
+/* Reads a tag and its value. An unknown tag fails the cursor: it does not tell its length. */
+CpValue cp_take_value(CpCursor *cursor, CpStringLength string_length);
+
+/* Writes a request's argument. */
+void cp_put_value(CpWriter *writer, const CpValue *value);
+
+#endif

@@ -1,0 +1,44 @@
+/* How a command that fails says so. */
+#ifndef TVLINK_CTL_FAILURE_H
+#define TVLINK_CTL_FAILURE_H
+
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <utility>
+
+namespace ctl
+{
+
+/* The exit statuses; --help documents them. */
+enum ExitStatus {
+    STATUS_DONE = 0,
+    STATUS_OTHER = 1,
+    STATUS_USAGE = 2,
+    STATUS_NOT_FOUND = 3,
+    STATUS_REFUSED = 4,
+    STATUS_TIMED_OUT = 5,
+    STATUS_PROTOCOL = 6,
+    STATUS_FAILED = 7
+};
+
+/* Thrown by whatever finds out; main prints both texts and ends with the status. */
+struct Failure : std::runtime_error {
+    Failure(ExitStatus exit_status, const std::string &message, std::string what_next)
+        : std::runtime_error(message), status(exit_status), hint(std::move(what_next))
+    {
+    }
+
+    ExitStatus status;
+    std::string hint; /* what to do next; may be empty */
+};
+
+/* What the system says about an errno. */
+inline std::string system_text(int error)
+{
+    return std::system_category().message(error);
+}
+
+} // namespace ctl
+
+#endif

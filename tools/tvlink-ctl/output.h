@@ -1,0 +1,47 @@
+/* What a command tells, as text for people or as JSON for programs. */
+#ifndef TVLINK_CTL_OUTPUT_H
+#define TVLINK_CTL_OUTPUT_H
+
+#include "controlpoint.h"
+#include "settings.h"
+
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace ctl
+{
+
+/* Named facts, in the order in which they are told. */
+using Fact = std::variant<std::string, int64_t, double, bool, std::vector<int64_t>>;
+using Facts = std::vector<std::pair<std::string, Fact>>;
+
+/* Adds a text that came from the network. What is not UTF-8 is told a second time, as NAME_hex. */
+void add_text(Facts &facts, const std::string &name, CpBytes text);
+void add_number(Facts &facts, const std::string &name, int64_t number);
+
+/* One line per fact, or one JSON object. */
+void print_facts(const Settings &settings, const Facts &facts);
+
+/* The one line, or the facts as one JSON object. */
+void print_line(const Settings &settings, const std::string &line, const Facts &facts);
+
+/* Text that is safe on a terminal: control characters and what is not UTF-8 become \xNN. */
+std::string printable(CpBytes text);
+std::string printable(const std::string &text);
+std::string quoted(CpBytes text);
+
+/* "0x0112" */
+std::string hex_code(uint16_t code);
+std::string hex_byte(uint8_t byte);
+
+/* Two digits a byte, with `separator` between the bytes. */
+std::string hex(CpBytes bytes, const char *separator);
+
+/* Sixteen bytes a line, with their offset and as characters. */
+std::string hex_dump(CpBytes bytes);
+
+} // namespace ctl
+
+#endif

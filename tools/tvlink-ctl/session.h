@@ -1,0 +1,57 @@
+/* The way to the television: found or named, connected, and what its silence or refusal means. */
+#ifndef TVLINK_CTL_SESSION_H
+#define TVLINK_CTL_SESSION_H
+
+#include "failure.h"
+#include "settings.h"
+
+#include <string>
+
+namespace ctl
+{
+
+/* A connection to the television that the settings name, or to the first one that is found. */
+struct Session {
+    explicit Session(const Settings &settings);
+    ~Session();
+    Session(const Session &) = delete;
+    Session &operator=(const Session &) = delete;
+
+    CpConnection *connection = nullptr;
+    std::string peer; /* "192.168.1.5:8801" */
+    double timeout;   /* seconds */
+    uint32_t timeout_ms;
+};
+
+/* A request's bytes, released at the end of the scope. */
+struct Request {
+    Request() = default;
+    ~Request();
+    Request(const Request &) = delete;
+    Request &operator=(const Request &) = delete;
+
+    CpBuffer buffer = {};
+};
+
+/* Throws the Failure for anything but CP_OK. `asked` names what was asked for, such as "its name".
+ */
+void require_answer(const Session &session, CpStatus status, const std::string &asked);
+
+/* Throws a usage Failure when a request could not be built. */
+void require_built(CpStatus status, const std::string &hint);
+
+/* Throws the Failure for a search that found nothing. errno is still that of the search. */
+[[noreturn]] void search_failed(const Settings &settings, CpStatus status);
+
+/* Throws the Failure for the television's own "failed". */
+[[noreturn]] void television_failed(const std::string &asked);
+
+/* "3 s" */
+std::string seconds_text(double seconds);
+
+/* "192.168.1.5", from a number in network byte order */
+std::string address_text(uint32_t address);
+
+} // namespace ctl
+
+#endif

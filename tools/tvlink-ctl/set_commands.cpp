@@ -1,0 +1,69 @@
+/* The commands that make the television do one thing. */
+#include "arguments.h"
+#include "commands.h"
+#include "output.h"
+#include "session.h"
+
+namespace ctl
+{
+namespace
+{
+
+void carry_out(const Settings &settings, const Request &request, const std::string &asked)
+{
+    const Session session(settings);
+    CpSetReply reply = {};
+    require_answer(session, cp_set(session.connection, &request.buffer, &reply, session.timeout_ms),
+                   asked);
+    print_facts(settings, {{"result", int64_t{static_cast<int8_t>(reply.result)}}});
+    if (reply.result == 0xFF) {
+        television_failed(asked);
+    }
+}
+
+CpBytes bytes_of(const std::string &text)
+{
+    return {reinterpret_cast<const uint8_t *>(text.data()), text.size()};
+}
+
+} // namespace
+
+void list_keys(const Settings &settings)
+{
+    for (const KeyName &key : key_names) {
+        print_line(settings, std::string(key.name) + " " + std::to_string(key.number),
+                   {{"name", std::string(key.name)}, {"number", int64_t{key.number}}});
+    }
+}
+
+void press_key(const Settings &settings, const std::string &key, const std::string &second)
+{
+    Request request;
+    require_built(cp_build_key(&request.buffer, parse_key(key), parse_number(second, UINT32_MAX)),
+                  "");
+    carry_out(settings, request, "key " + key);
+}
+
+void step_channel(const Settings &settings, const std::string &step)
+{
+    Request request;
+    require_built(cp_build_channel_step(&request.buffer, parse_step(step)), "");
+    carry_out(settings, request, "channel " + step);
+}
+
+void step_volume(const Settings &settings, const std::string &step)
+{
+    Request request;
+    require_built(cp_build_volume_step(&request.buffer, parse_step(step)), "");
+    carry_out(settings, request, "volume " + step);
+}
+
+void set_texts(const Settings &settings, const std::string &first, const std::string &second)
+{
+    Request request;
+    require_built(cp_build_text_pair(&request.buffer, bytes_of(first), bytes_of(second)),
+                  "a text has at most 65535 bytes");
+    carry_out(settings, request, "the two texts");
+}
+
+} // namespace ctl

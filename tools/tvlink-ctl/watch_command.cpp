@@ -1,0 +1,201 @@
+/* Stays connected, tells what the television pushes, and keeps the connection alive. */
+#include "commands.h"
+#include "failure.h"
+#include "output.h"
+#include "session.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace ctl
+{
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+/* SIGINT and SIGTERM as something to read, so that neither is ever missed between two calls. */
+struct StopSignals {
+    StopSignals()
+    {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGINT);
+        sigaddset(&signals, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+        descriptor = signalfd(-1, &signals, SFD_CLOEXEC);
+        if (descriptor < 0) {
+            throw Failure(STATUS_OTHER, "signalfd: " + system_text(errno), "");
+        }
+    }
+    ~StopSignals()
+    {
+        close(descriptor);
+    }
+    StopSignals(const StopSignals &) = delete;
+    StopSignals &operator=(const StopSignals &) = delete;
+
+    int descriptor;
+};
+
+struct Watch {
+    const Settings &settings;
+    const WatchOptions &options;
+    const Session &session;
+    Clock::time_point next_heartbeat; /* when to send one */
+    uint32_t unanswered;              /* heartbeats that are out */
+    Clock::time_point patience_ends;  /* when the oldest of them must have been answered */
+    uint32_t events;
+    uint32_t heartbeats;
+};
+
+Clock::duration to_duration(double seconds)
+{
+    return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
+/* An answer may take as long as the time-out, and is not due before the next heartbeat is. */
+Clock::time_point patience_from_now(const Watch &watch)
+{
+    return Clock::now() + to_duration(std::max(watch.settings.timeout, watch.options.interval));
+}
+
+void print_event(const Watch &watch, CpBytes payload)
+{
+    CpEvent event = {};
+    if (cp_decode_event(payload, &event) != CP_OK) {
+        throw Failure(STATUS_PROTOCOL,
+                      watch.session.peer +
+                          " sent an event that cannot be decoded: " + hex(payload, " "),
+                      "is that a television, and the right port?");
+    }
+    Facts facts = {{"kind", std::string("event")},
+                   {"code", hex_code(event.code)},
+                   {"value", int64_t{event.value}}};
+    add_text(facts, "text", event.text);
+    std::string line = "event " + hex_code(event.code) + " value " + std::to_string(event.value) +
+                       " text " + quoted(event.text);
+    if (event.has_second_text) {
+        add_text(facts, "second_text", event.second_text);
+        line += " second text " + quoted(event.second_text);
+    }
+    facts.emplace_back("data", hex(event.data, ""));
+    if (event.data.size > 0) {
+        line += " data " + hex(event.data, " ");
+    }
+    print_line(watch.settings, line, facts);
+}
+
+void take_heartbeat(Watch &watch, CpBytes payload)
+{
+    if (cp_decode_heartbeat(payload) != CP_OK) {
+        throw Failure(STATUS_PROTOCOL, watch.session.peer + " sent a heartbeat that is none",
+                      "is that a television, and the right port?");
+    }
+    watch.unanswered -= std::min(watch.unanswered, 1U);
+    watch.patience_ends = patience_from_now(watch);
+    watch.heartbeats++;
+    print_line(watch.settings, "heartbeat", {{"kind", std::string("heartbeat")}});
+}
+
+void take_frame(Watch &watch, const CpFrame &frame)
+{
+    if (frame.type == CP_FRAME_EVENT) {
+        print_event(watch, frame.payload);
+        watch.events++;
+    } else if (frame.type == CP_FRAME_HEARTBEAT) {
+        take_heartbeat(watch, frame.payload);
+    } else {
+        print_line(watch.settings,
+                   "frame " + hex_byte(frame.type) + " payload " + hex(frame.payload, " "),
+                   {{"kind", std::string("frame")},
+                    {"frame_type", hex_byte(frame.type)},
+                    {"payload", hex(frame.payload, "")}});
+    }
+}
+
+bool is_done(const Watch &watch)
+{
+    const WatchOptions &options = watch.options;
+    return (options.events != 0 && watch.events >= options.events) ||
+           (options.heartbeats != 0 && watch.heartbeats >= options.heartbeats);
+}
+
+/* Takes all that has arrived. */
+void take_frames(Watch &watch)
+{
+    CpStatus status = CP_OK;
+    while (status == CP_OK && !is_done(watch)) {
+        CpFrame frame = {};
+        status = cp_receive(watch.session.connection, &frame, 0);
+        if (status == CP_OK) {
+            take_frame(watch, frame);
+        }
+    }
+    if (status != CP_TIMED_OUT) {
+        require_answer(watch.session, status, "events");
+    }
+}
+
+void beat_when_due(Watch &watch)
+{
+    const Clock::time_point now = Clock::now();
+    if (watch.unanswered > 0 && now >= watch.patience_ends) {
+        throw Failure(STATUS_TIMED_OUT, watch.session.peer + " no longer answers heartbeats",
+                      "is the television still on this network?");
+    }
+    if (now < watch.next_heartbeat) {
+        return;
+    }
+    require_answer(
+        watch.session,
+        cp_send(watch.session.connection, CP_FRAME_HEARTBEAT, nullptr, 0, watch.session.timeout_ms),
+        "a heartbeat");
+    if (watch.unanswered == 0) {
+        watch.patience_ends = patience_from_now(watch);
+    }
+    watch.unanswered++;
+    watch.next_heartbeat = now + to_duration(watch.options.interval);
+}
+
+/* Waits for a frame, a signal or the next thing that is due. True: a signal came. */
+bool wait_for_something(const Watch &watch, const StopSignals &stop)
+{
+    Clock::time_point due = watch.next_heartbeat;
+    if (watch.unanswered > 0) {
+        due = std::min(due, watch.patience_ends);
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - Clock::now()).count();
+    pollfd watched[] = {{stop.descriptor, POLLIN, 0},
+                        {cp_descriptor(watch.session.connection), POLLIN, 0}};
+    const int timeout = static_cast<int>(std::clamp<decltype(left)>(left, 0, 60000));
+    if (poll(watched, 2, timeout) < 0 && errno != EINTR) {
+        throw Failure(STATUS_OTHER, "poll: " + system_text(errno), "");
+    }
+    return watched[0].revents != 0;
+}
+
+} // namespace
+
+void watch(const Settings &settings, const WatchOptions &options)
+{
+    const StopSignals stop;
+    const Session session(settings);
+    Watch watch = {settings, options, session, Clock::now(), 0, {}, 0, 0};
+    print_line(settings, "watching " + session.peer,
+               {{"kind", std::string("watching")}, {"peer", session.peer}});
+    do {
+        beat_when_due(watch);
+        if (wait_for_something(watch, stop)) {
+            return;
+        }
+        take_frames(watch);
+    } while (!is_done(watch));
+}
+
+} // namespace ctl
