@@ -55,6 +55,7 @@ static void *answer_requests(void *unused)
         send(item->fd, answer_bytes, (size_t)answer_length, MSG_NOSIGNAL);
         free(item);
     }
+    return NULL;
 }
 
 /* False when the connection has ended. */

@@ -62,18 +62,6 @@ void connection_drop(CtrlPoint *record)
     }
 }
 
-void connection_watch(CtrlPoint *record)
-{
-    record->reserved[WORD_WATCHED] = 1;
-}
-
-bool connection_watched(const CtrlPoint *record)
-{
-    return record->reserved[WORD_WATCHED] != 0;
-}
-
-/* ---- Copies */
-
 /* Needs the registry lock. */
 static void identify(CtrlPoint *record)
 {
@@ -82,6 +70,19 @@ static void identify(CtrlPoint *record)
         record->reserved[WORD_IDENTITY] = last_identity;
     }
 }
+
+void connection_watch(CtrlPoint *record)
+{
+    record->reserved[WORD_WATCHED] = 1;
+    identify(record);
+}
+
+bool connection_watched(const CtrlPoint *record)
+{
+    return record->reserved[WORD_WATCHED] != 0;
+}
+
+/* ---- Copies */
 
 static bool is_listed(const CtrlPoint *cp)
 {
@@ -191,13 +192,15 @@ static bool listed_as(const CtrlPoint *listed, const CtrlPoint *copy)
 
 static ConnectionTarget find_unlisted(CtrlPoint *cp)
 {
+    bool number_taken = false;
     for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
         CtrlPoint *listed = static_cast<CtrlPoint *>(node->data);
         if (listed_as(listed, cp)) {
             return {CONNECTION_LISTED, listed};
         }
+        number_taken = number_taken || listed->fd == cp->fd;
     }
-    const bool foreign = cp->reserved[WORD_IDENTITY] == 0;
+    const bool foreign = cp->reserved[WORD_IDENTITY] == 0 && !number_taken;
     return {foreign ? CONNECTION_FOREIGN : CONNECTION_GONE, foreign ? cp : nullptr};
 }
 

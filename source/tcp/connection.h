@@ -13,8 +13,8 @@
  *              once it is dropped
  *   1          1 once a select pass watches it       address of the live record,
  *   2          -                                     which the item holds in use
- *   3          identity, given with the first copy;  the same identity
- *              never 0, never twice
+ *   3          identity, given with the first        the same identity
+ *              watch or copy; never 0, never twice
  *
  * Word 0 of a live record is atomic, word 1 is the server thread's, word 3 is guarded by the
  * registry lock. */
@@ -32,7 +32,8 @@ void connection_release(CtrlPoint *record);
 void connection_drop(CtrlPoint *record);
 
 /* Marks a listed record as watched by the select pass that begins, and asks for the mark. A record
- * that was accepted later carries none: a ready bit of this pass is not its own. */
+ * that was accepted later carries none: a ready bit of this pass is not its own. To mark needs the
+ * registry lock. */
 void connection_watch(CtrlPoint *record);
 bool connection_watched(const CtrlPoint *record);
 

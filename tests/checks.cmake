@@ -1,0 +1,33 @@
+# Tests without a test program: the headers, the libraries as files, the sources as text.
+
+set(c11_flags -std=c11 ${TVLINK_WARNINGS})
+set(cxx17_flags -std=c++17 ${TVLINK_WARNINGS})
+separate_arguments(c_flags UNIX_COMMAND "${CMAKE_C_FLAGS}")
+separate_arguments(cxx_flags UNIX_COMMAND "${CMAKE_CXX_FLAGS}")
+set(include_dir ${PROJECT_SOURCE_DIR}/include)
+add_test(NAME ${prefix}header_c11
+    COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_headers ${include_dir}
+            ${CMAKE_C_COMPILER} ${c_flags} -x c ${c11_flags})
+add_test(NAME ${prefix}header_cxx17
+    COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_headers ${include_dir}
+            ${CMAKE_CXX_COMPILER} ${cxx_flags} -x c++ ${cxx17_flags})
+
+if(NOT TVLINK_SANITIZE)
+    add_test(NAME ${prefix}exported_names
+        COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_exports ${CMAKE_NM} $<TARGET_FILE:tvlink>
+                ${CMAKE_CURRENT_SOURCE_DIR}/exported_names.txt)
+endif()
+
+if(NOT TVLINK_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
+    add_test(NAME ${prefix}needed_libraries
+        COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_needed ${CMAKE_READELF} $<TARGET_FILE:tvlink>)
+    add_test(NAME ${prefix}installed_package
+        COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_package ${CMAKE_COMMAND} ${PROJECT_BINARY_DIR}
+                ${CMAKE_CURRENT_SOURCE_DIR}/package)
+endif()
+
+# What does not depend on the compiler is tested once.
+if(TVLINK_PRESET STREQUAL "dev" OR NOT TVLINK_PRESET)
+    add_test(NAME ${prefix}layering COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-layers)
+    add_test(NAME ${prefix}format COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-format)
+endif()

@@ -1,0 +1,200 @@
+#include "support/tcp_service.h"
+
+#include "core/flags.h"
+#include "support/wait_until.h"
+#include "tcp/registry_gate.h"
+#include "tvlink.h"
+#include "tvlink/dispatch.h"
+#include "tvlink/frame.h"
+#include "tvlink/registry.h"
+#include "tvlink/reply.h"
+#include "tvlink/router.h"
+#include "tvlink/tcp_server.h"
+#include "tvlink/workers.h"
+
+#include <condition_variable>
+#include <mutex>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <gtest/gtest.h>
+
+/* ---- The service */
+
+TcpService::TcpService()
+{
+    start();
+}
+
+TcpService::~TcpService()
+{
+    stop();
+}
+
+void TcpService::start()
+{
+    flags_start_run();
+    registry_open();
+    ASSERT_EQ(startDevCallBackThread(), 0);
+    ASSERT_EQ(startHeartBeatFeedbackThread(), 0);
+    ASSERT_EQ(start_tcp_thread(), 0);
+}
+
+/* Something happens, and the server thread's pass is over. */
+static void end_pass()
+{
+    const Descriptor visitor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(IPP_CONTROL_PORT);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    (void)connect(visitor.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
+}
+
+void TcpService::stop()
+{
+    flags_stop_running();
+    end_pass();
+    ipp_finish();
+}
+
+/* ---- The registry */
+
+size_t connected()
+{
+    if (!registry_lock()) {
+        return 0;
+    }
+    const size_t count = g_cp_list.count;
+    registry_unlock();
+    return count;
+}
+
+bool wait_for_connected(size_t count)
+{
+    return wait_until([&] { return connected() == count; });
+}
+
+static bool leads_to(const CtrlPoint *record, uint16_t port)
+{
+    sockaddr_in peer = {};
+    socklen_t size = sizeof peer;
+    return getpeername(record->fd, reinterpret_cast<sockaddr *>(&peer), &size) == 0 &&
+           ntohs(peer.sin_port) == port;
+}
+
+static CtrlPoint *find_record(uint16_t port)
+{
+    CtrlPoint *found = nullptr;
+    if (registry_lock()) {
+        for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
+            CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
+            found = leads_to(record, port) ? record : found;
+        }
+        registry_unlock();
+    }
+    return found;
+}
+
+CtrlPoint *record_of(const Phone &phone)
+{
+    CtrlPoint *found = nullptr;
+    const uint16_t port = phone.port();
+    wait_until([&] {
+        found = find_record(port);
+        return found != nullptr;
+    });
+    return found;
+}
+
+void drop(CtrlPoint *record)
+{
+    pthread_mutex_lock(&g_cp_list_mutex);
+    list_remove(&g_cp_list, record, ctrlpoint_free);
+    pthread_mutex_unlock(&g_cp_list_mutex);
+}
+
+/* ---- Requests */
+
+namespace
+{
+
+std::mutex requests_lock;
+std::condition_variable nobody_inside;
+GetRequests::Function on_request;
+int inside = 0;
+
+int serve(CtrlPoint *item, uint8_t *body, int32_t length)
+{
+    std::unique_lock<std::mutex> guard(requests_lock);
+    const GetRequests::Function function = on_request;
+    inside++;
+    guard.unlock();
+    function(item, Bytes(body, body + length));
+    guard.lock();
+    inside--;
+    nobody_inside.notify_all();
+    return 0;
+}
+
+} // namespace
+
+GetRequests::GetRequests(Function function)
+{
+    on_request = std::move(function);
+    g_dev_interface[0] = serve;
+}
+
+GetRequests::~GetRequests()
+{
+    std::unique_lock<std::mutex> guard(requests_lock);
+    nobody_inside.wait(guard, [] { return inside == 0; });
+    g_dev_interface[0] = tv_get;
+}
+
+int echo(CtrlPoint *item, const Bytes &body)
+{
+    return tcp_sendback(item, FRAME_GET_REPLY, body.data() + 1,
+                        static_cast<int32_t>(body.size() - 1));
+}
+
+/* ---- Doors */
+
+struct Door::State {
+    std::mutex lock;
+    std::condition_variable changed;
+    bool open = false;
+    int came = 0;
+};
+
+Door::Door() : state_(std::make_shared<State>())
+{
+}
+
+Door::~Door()
+{
+    open();
+}
+
+void Door::pass() const
+{
+    const std::shared_ptr<State> state = state_;
+    std::unique_lock<std::mutex> guard(state->lock);
+    state->came++;
+    state->changed.notify_all();
+    state->changed.wait(guard, [&] { return state->open; });
+}
+
+void Door::open() const
+{
+    const std::lock_guard<std::mutex> guard(state_->lock);
+    state_->open = true;
+    state_->changed.notify_all();
+}
+
+bool Door::wait_for_somebody(int count) const
+{
+    std::unique_lock<std::mutex> guard(state_->lock);
+    return state_->changed.wait_for(guard, PATIENCE, [&] { return state_->came >= count; });
+}

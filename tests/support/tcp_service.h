@@ -1,0 +1,66 @@
+/* The service's control port and its two workers, without the discovery. */
+#pragma once
+
+#include "support/phone.h"
+#include "tvlink/ctrlpoint.h"
+
+#include <functional>
+#include <memory>
+
+/* Runs while it lives. */
+class TcpService
+{
+public:
+    TcpService();
+    ~TcpService();
+    TcpService(const TcpService &) = delete;
+    TcpService &operator=(const TcpService &) = delete;
+
+    void start();
+    void stop(); /* by ipp_finish, but without waiting for the end of a pass */
+};
+
+/* How many control points are registered. */
+size_t connected();
+bool wait_for_connected(size_t count);
+
+/* The record of a phone, once it is registered; null when that does not happen. It stays the
+ * library's. */
+CtrlPoint *record_of(const Phone &phone);
+
+/* Takes the record out of the registry as another thread of the host or the library would. */
+void drop(CtrlPoint *record);
+
+/* While one lives, get requests go to the function and not to the television's handlers. It runs on
+ * the request worker. One at a time; the service runs neither when it begins nor when it ends. */
+class GetRequests
+{
+public:
+    using Function = std::function<void(CtrlPoint *item, const Bytes &body)>;
+
+    explicit GetRequests(Function function);
+    ~GetRequests(); /* waits until the function has returned */
+    GetRequests(const GetRequests &) = delete;
+    GetRequests &operator=(const GetRequests &) = delete;
+};
+
+/* Sends the body's payload back as a get reply. Result of tcp_sendback. */
+int echo(CtrlPoint *item, const Bytes &body);
+
+/* A door at which threads wait until it is opened; it opens by itself when it ends. */
+class Door
+{
+public:
+    Door();
+    ~Door();
+    Door(const Door &) = delete;
+    Door &operator=(const Door &) = delete;
+
+    void pass() const;
+    void open() const;
+    bool wait_for_somebody(int count = 1) const; /* until so many have come to it */
+
+private:
+    struct State;
+    std::shared_ptr<State> state_; /* whoever waits may outlive the door */
+};

@@ -1,0 +1,163 @@
+/* tvlink-sim as a program: how it starts, what it prints, how it ends. */
+#include "system/sim_and_ctl.h"
+
+#include "support/phone.h"
+
+#include <csignal>
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+const char *const LAST_STATE = "on, channel 1 (News), volume 20, picture standard, text \"\", no "
+                               "phone paired, player stopped";
+
+TEST(SimProcess, SaysWhoItIsAndHowItIsReached)
+{
+    const auto sim = start_sim();
+    ASSERT_NE(sim, nullptr);
+    EXPECT_EQ(sim->out(),
+              "television \"tvlink-sim\", serial \"SIM-0001\", device type 1\n"
+              "  control points connect to 127.0.0.1 port 8801 (lo)\n"
+              "  try: tvlink-ctl discover, or tvlink-ctl --host 127.0.0.1 info; Ctrl-C stops\n");
+    EXPECT_EQ(sim->err(), "");
+}
+
+TEST(SimProcess, EndsWithStatusZeroOnASignal)
+{
+    for (const int number : {SIGINT, SIGTERM}) {
+        const auto sim = start_sim();
+        ASSERT_NE(sim, nullptr);
+        sim->signal(number);
+        EXPECT_EQ(sim->wait_for_exit(), 0) << sim->err();
+        const std::string last = "\nstopped: " + std::string(LAST_STATE) + "\n";
+        EXPECT_EQ(sim->out().substr(sim->out().find("\nstopped: ")), last);
+    }
+}
+
+TEST(SimProcess, EndsItsConnectionsWhenItStops)
+{
+    const auto sim = start_sim();
+    ASSERT_NE(sim, nullptr);
+    const Phone phone;
+    EXPECT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
+    sim->signal(SIGTERM);
+    EXPECT_TRUE(phone.is_dropped());
+    EXPECT_EQ(sim->wait_for_exit(), 0);
+}
+
+TEST(SimProcess, StartsAgainAtOnceWhereAnotherHasStopped)
+{
+    for (int i = 0; i < 3; i++) {
+        const auto sim = start_sim();
+        ASSERT_NE(sim, nullptr);
+        const Phone phone;
+        EXPECT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
+        sim->signal(SIGTERM);
+        ASSERT_EQ(sim->wait_for_exit(), 0);
+    }
+}
+
+TEST(SimProcess, PrintsOneJsonObjectForEachThingThatHappens)
+{
+    const auto sim = start_sim({"--json", "--name", "TV", "--serial", "S", "--device-type", "9"});
+    ASSERT_NE(sim, nullptr);
+    EXPECT_EQ(local_ctl({"channel", "+1"}).status, 0);
+    EXPECT_EQ(local_ctl({"rpc", "ping"}).status, 0);
+    sim->signal(SIGTERM);
+    EXPECT_EQ(sim->wait_for_exit(), 0);
+    EXPECT_EQ(sim->out(),
+              "{\"addresses\":[{\"address\":\"127.0.0.1\",\"interface\":\"lo\"}],"
+              "\"device_type\":9,\"name\":\"TV\",\"port\":8801,\"serial\":\"S\","
+              "\"type\":\"start\",\"version\":\"0.1.0\"}\n"
+              "{\"arguments\":{\"step\":1},\"result\":0,\"slot\":\"set_tv_channel\","
+              "\"type\":\"call\",\"words\":\"channel +1 -> 2 (Sport)\"}\n"
+              "{\"code\":28673,\"data\":[],\"name\":\"channel\",\"text\":\"Sport\","
+              "\"type\":\"event\",\"value\":2}\n"
+              "{\"arguments\":{\"request\":\"ping\"},\"result\":\"pong\","
+              "\"slot\":\"tv_ippRpcFunSet\",\"type\":\"call\","
+              "\"words\":\"call \\\"ping\\\" -> \\\"pong\\\"\"}\n"
+              "{\"state\":\"on, channel 2 (Sport), volume 20, picture standard, text \\\"\\\", no "
+              "phone paired, player stopped\",\"type\":\"stop\"}\n");
+    EXPECT_EQ(sim->err(), "");
+}
+
+TEST(SimProcess, SaysThatItsPortIsTakenAndFails)
+{
+    const Descriptor holder = listening_on(8801);
+    const Clock::time_point begin = Clock::now();
+    Program sim(TVLINK_SIM_PATH, {});
+    EXPECT_EQ(sim.wait_for_exit(std::chrono::seconds(10)), 1);
+    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(10));
+    EXPECT_EQ(sim.out(), "");
+    EXPECT_EQ(sim.err(), "tvlink-sim: port 8801 is taken by another program on this machine\n");
+}
+
+TEST(SimProcess, SaysSoInJsonWhenAnotherTelevisionHasThePort)
+{
+    const auto first = start_sim();
+    ASSERT_NE(first, nullptr);
+    Program second(TVLINK_SIM_PATH, {"--json"});
+    EXPECT_EQ(second.wait_for_exit(std::chrono::seconds(10)), 1);
+    EXPECT_EQ(second.out(), "{\"reason\":\"port 8801 is taken by another program on this "
+                            "machine\",\"type\":\"failure\"}\n");
+    EXPECT_EQ(second.err(), "tvlink-sim: port 8801 is taken by another program on this machine\n");
+    const Phone phone; /* the first goes on */
+    EXPECT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
+}
+
+TEST(SimProcess, EndsOnASignalWhileItWaitsForItsPort)
+{
+    const Descriptor holder = listening_on(8801);
+    Program sim(TVLINK_SIM_PATH, {});
+    sim.signal(SIGTERM);
+    EXPECT_TRUE(sim.wait_for_exit(std::chrono::seconds(10)).has_value());
+}
+
+TEST(SimProcess, TakesNamesAsLongAsTheServiceKeepsThem)
+{
+    const auto sim =
+        start_sim({"--name", std::string(255, 'n'), "--serial", std::string(255, 's')});
+    ASSERT_NE(sim, nullptr);
+    const Finished name = local_ctl({"name"});
+    EXPECT_EQ(name.out, "name: " + std::string(255, 'n') + "\n");
+    sim->signal(SIGTERM);
+    EXPECT_EQ(sim->wait_for_exit(), 0);
+    EXPECT_EQ(run_program(TVLINK_SIM_PATH, {"--name", std::string(256, 'n')}).status, 2);
+}
+
+TEST(SimProcess, RefusesOptionsThatItDoesNotKnow)
+{
+    for (const Words &arguments :
+         {Words{"--loud"}, Words{"--device-type", "65536"}, Words{"--event-every", "0"}}) {
+        const Finished result = run_program(TVLINK_SIM_PATH, arguments);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err.find("tvlink-sim: "), 0u) << result.err;
+    }
+}
+
+TEST(SimProcess, TellsItsVersionAndItsOptions)
+{
+    const Finished version = run_program(TVLINK_SIM_PATH, {"--version"});
+    EXPECT_EQ(version.status, 0);
+    EXPECT_EQ(version.out, "tvlink-sim 0.1.0\n");
+    const Finished help = run_program(TVLINK_SIM_PATH, {"--help"});
+    EXPECT_EQ(help.status, 0);
+    for (const char *option : {"--name", "--serial", "--device-type", "--json"}) {
+        EXPECT_NE(help.out.find(option), std::string::npos) << option;
+    }
+}
+
+/* A tag that the operation does not have ends a plain host; this one refuses it and lives on. */
+TEST(SimProcess, SurvivesARequestWithABadTag)
+{
+    const auto sim = start_sim({"--diagnostics"});
+    ASSERT_NE(sim, nullptr);
+    const Finished result = local_ctl({"raw", "set", "0x0101", "u16:3"});
+    EXPECT_EQ(result.status, 7) << result.out << result.err;
+    EXPECT_EQ(local_ctl({"channel", "+1"}).status, 0);
+}
+
+} // namespace

@@ -1,0 +1,697 @@
+#include "tvlink.h"
+
+#include "core/flags.h"
+#include "support/captured_lines.h"
+#include "support/child_process.h"
+#include "support/mutex_state.h"
+#include "support/phone.h"
+#include "support/process_state.h"
+#include "support/replaced_call.h"
+#include "support/sockets.h"
+#include "support/tcp_service.h"
+#include "support/wait_until.h"
+#include "support/watched_call.h"
+#include "tcp/registry_gate.h"
+#include "tvlink/discovery.h"
+#include "tvlink/flags.h"
+#include "tvlink/frame.h"
+#include "tvlink/identity.h"
+#include "tvlink/registry.h"
+#include "tvlink/tcp_server.h"
+#include "tvlink/workers.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <thread>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+namespace
+{
+
+using Lines = std::vector<std::string>;
+
+/* ---- Helpers */
+
+/* The lines without those of threads that the test does not wait for: the discovery threads print
+ * when they please. */
+Lines own_lines(const CapturedLines &lines)
+{
+    Lines result;
+    for (const std::string &line : lines.out()) {
+        const bool of_discovery = line.find("notify_cp_multicast") != std::string::npos ||
+                                  line.find("groupcast") != std::string::npos ||
+                                  line.find("IP_ADD_MEMBERSHIP") != std::string::npos ||
+                                  line.find("soc_close") != std::string::npos ||
+                                  line.find("zqt===  udp_thread") != std::string::npos;
+        if (!of_discovery) {
+            result.push_back(line);
+        }
+    }
+    return result;
+}
+
+/* Proof that the service runs. */
+void expect_alive(const Phone &phone)
+{
+    EXPECT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
+}
+
+/* Nobody holds the control port any more. */
+void expect_port_free()
+{
+    const Descriptor listener = listening_on(IPP_CONTROL_PORT);
+    EXPECT_EQ(port_of(listener.get()), IPP_CONTROL_PORT);
+}
+
+bool registry_is_closed()
+{
+    const bool open = registry_lock();
+    if (open) {
+        registry_unlock();
+    }
+    return !open;
+}
+
+void expect_stopped()
+{
+    EXPECT_EQ(g_is_inited, 0);
+    EXPECT_EQ(g_thread_run, 0);
+    EXPECT_LT(g_tcp_sock, 0);
+    EXPECT_EQ(g_cp_list.count, 0u);
+    EXPECT_EQ(g_cp_list.head, nullptr);
+    EXPECT_TRUE(registry_is_closed());
+    /* What the C library leaves in a mutex that has been destroyed. */
+    EXPECT_EQ(g_cp_list_mutex.__data.__kind, -1) << "the registry lock is not destroyed";
+    expect_port_free();
+}
+
+int32_t discovery_socket()
+{
+    return __atomic_load_n(&g_udp_sock, __ATOMIC_ACQUIRE);
+}
+
+void bound_the_bind(uint32_t ms)
+{
+    IppGuard guard = {};
+    guard.bind_wait_ms = ms;
+    ASSERT_EQ(ipp_set_guard(&guard), 0);
+}
+
+/* ---- Before main(): the library as it is loaded. */
+
+struct Initial {
+    int32_t tcp_socket = g_tcp_sock;
+    int32_t udp_socket = g_udp_sock;
+    pthread_t tcp_thread_id = g_tcp_tid;
+    pthread_t udp_thread_id = g_udp_tid;
+    uint32_t count = g_cp_list.count;
+    const void *head = g_cp_list.head;
+    const void *tail = g_cp_list.tail;
+} const initial;
+
+TEST(Lifecycle, BeginsWithNothing)
+{
+    EXPECT_EQ(initial.tcp_socket, -1);
+    EXPECT_EQ(initial.udp_socket, -1);
+    EXPECT_EQ(initial.tcp_thread_id, pthread_t{});
+    EXPECT_EQ(initial.udp_thread_id, pthread_t{});
+    EXPECT_EQ(initial.count, 0u);
+    EXPECT_EQ(initial.head, nullptr);
+    EXPECT_EQ(initial.tail, nullptr);
+}
+
+TEST(Lifecycle, HasAVersion)
+{
+    const std::string parts = std::to_string(TVLINK_VERSION_MAJOR) + "." +
+                              std::to_string(TVLINK_VERSION_MINOR) + "." +
+                              std::to_string(TVLINK_VERSION_PATCH);
+    EXPECT_EQ(ipp_version(), parts);
+    EXPECT_STREQ(ipp_version(), TVLINK_VERSION);
+}
+
+/* ---- Start */
+
+TEST(Lifecycle, StartsWithItsDefaults)
+{
+    in_child([] {
+        const CapturedLines lines;
+        EXPECT_EQ(ipp_init(0x12345, nullptr, nullptr), 0);
+        EXPECT_STREQ(gTvName, "KV-EU-TV");
+        EXPECT_STREQ(gTvSN, "EU-TVsn001");
+        EXPECT_EQ(g_dev_type, 0x2345);
+        EXPECT_EQ(g_is_inited, 1);
+        EXPECT_EQ(g_thread_run, 1);
+        EXPECT_GE(g_tcp_sock, 0);
+        EXPECT_EQ(port_of(g_tcp_sock), 8801);
+        EXPECT_NE(g_tcp_tid, pthread_t{});
+        EXPECT_NE(g_udp_tid, pthread_t{});
+        EXPECT_NE(devCallBackTid, pthread_t{});
+        EXPECT_NE(heartBeatFeedbackTid, pthread_t{});
+        EXPECT_EQ(g_cp_list.count, 0u);
+        EXPECT_EQ(own_lines(lines), Lines()) << "a start that succeeds prints";
+        EXPECT_EQ(lines.err(), Lines());
+        expect_alive(Phone());
+    });
+}
+
+TEST(Lifecycle, KeepsWhatTheHostGives)
+{
+    in_child([] {
+        const CapturedLines lines;
+        const std::string name(300, 'n');
+        const std::string serial(300, 's');
+        EXPECT_EQ(ipp_init(7, name.c_str(), serial.c_str()), 0);
+        EXPECT_EQ(gTvName, std::string(255, 'n'));
+        EXPECT_EQ(gTvSN, std::string(255, 's'));
+        EXPECT_EQ(g_dev_type, 7);
+    });
+}
+
+TEST(Lifecycle, RefreshesNameAndSerialOnlyWhenItRunsAlready)
+{
+    in_child([] {
+        const CapturedLines lines;
+        ASSERT_EQ(ipp_init(7, "Living room television", "SN-0123456789"), 0);
+        const pthread_t tcp_thread_id = g_tcp_tid;
+        const pthread_t worker = devCallBackTid;
+        const int32_t listener = g_tcp_sock;
+        const uint32_t run = flags_run_number();
+        const Phone connected;
+        expect_alive(connected);
+        EXPECT_EQ(ipp_init(8, "Den", "7"), 0);
+        EXPECT_EQ(std::string(gTvName, 256), "Den" + std::string(253, '\0'));
+        EXPECT_EQ(std::string(gTvSN, 256), "7" + std::string(255, '\0'));
+        EXPECT_EQ(g_dev_type, 7) << "the device type is changed";
+        EXPECT_EQ(ipp_init(9, "Living room television", "SN-0123456789"), 0);
+        EXPECT_EQ(ipp_init(9, nullptr, nullptr), 0);
+        EXPECT_STREQ(gTvName, "KV-EU-TVoom television");
+        EXPECT_STREQ(gTvSN, "EU-TVsn001789");
+        EXPECT_TRUE(pthread_equal(g_tcp_tid, tcp_thread_id));
+        EXPECT_TRUE(pthread_equal(devCallBackTid, worker));
+        EXPECT_EQ(g_tcp_sock, listener);
+        EXPECT_EQ(flags_run_number(), run);
+        EXPECT_EQ(g_is_inited, 1);
+        expect_alive(connected);
+    });
+}
+
+TEST(Lifecycle, NeverTakesTheMouseLock)
+{
+    in_child([] {
+        const CapturedLines lines;
+        pthread_mutex_lock(&mouseLok);
+        ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        expect_alive(Phone());
+        EXPECT_EQ(ipp_finish(), 0);
+        EXPECT_EQ(gIsInited, 1);
+        pthread_mutex_unlock(&mouseLok);
+    });
+}
+
+TEST(Lifecycle, LeavesNoDescriptorToChildProcesses)
+{
+    in_child([] {
+        const CapturedLines lines;
+        const std::set<int> before = inheritable_descriptors();
+        ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        const Phone connected;
+        expect_alive(connected);
+        /* The discovery socket and the announcing one. */
+        EXPECT_TRUE(wait_until([] { return discovery_socket() >= 0; }));
+        EXPECT_TRUE(lines.wait_for("groupcast notfit 9988 \n"));
+        EXPECT_GE(open_descriptors().size(), before.size() + 4);
+        EXPECT_EQ(inheritable_descriptors(), before);
+    });
+}
+
+std::atomic<int> lines_under_a_lock;
+std::atomic<int> lines_at_all;
+
+void look_for_locks(int, const char *, void *)
+{
+    for (const pthread_mutex_t *lock :
+         {&g_cp_list_mutex, &devCallBackMutex, &heartBeatFeedbackMutex}) {
+        lines_under_a_lock += held_by_this_thread(*lock) ? 1 : 0;
+    }
+    lines_at_all++;
+}
+
+TEST(Lifecycle, PrintsNothingWithALockHeld)
+{
+    in_child([] {
+        ipp_set_log_sink(look_for_locks, nullptr);
+        for (int i = 0; i < 2; i++) {
+            ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
+            const Phone stays;
+            Phone leaves;
+            Phone resets;
+            expect_alive(stays);
+            expect_alive(leaves);
+            expect_alive(resets);
+            EXPECT_EQ(ipp_report_dev_event(1, 2, nullptr, nullptr, 0), 0);
+            EXPECT_EQ(stays.read_frame().size(), 88u);
+            leaves.hang_up();
+            resets.reset();
+            EXPECT_TRUE(wait_for_connected(1));
+            EXPECT_EQ(ipp_report_dev_event(1, 2, nullptr, nullptr, 0), 0);
+            EXPECT_EQ(ipp_finish(), 0);
+        }
+        ipp_set_log_sink(nullptr, nullptr);
+        EXPECT_GE(lines_at_all, 20);
+        EXPECT_EQ(lines_under_a_lock, 0);
+    });
+}
+
+/* ---- Failures of the start */
+
+/* What makes one step of the start fail, and what then is seen. */
+struct Failure {
+    const char *name;
+    SystemFunction function;
+    int error;
+    long call; /* on the starting thread */
+    int32_t result;
+    Lines out;
+    Lines err;
+};
+
+const Failure FAILURES[] = {
+    {"no memory for the request queue",
+     CALL_MALLOC,
+     ENOMEM,
+     1,
+     -1,
+     {"new devCallBackQueue error.\n", "err: startDevCallBackThread() fail\n"},
+     {}},
+    {"no memory for the request queue's slots",
+     CALL_CALLOC,
+     ENOMEM,
+     1,
+     -1,
+     {"new devCallBackQueue error.\n", "err: startDevCallBackThread() fail\n"},
+     {}},
+    {"no request worker",
+     CALL_PTHREAD_CREATE,
+     EAGAIN,
+     1,
+     -1,
+     {"err: startDevCallBackThread pthread_create() fail\n",
+      "err: startDevCallBackThread() fail\n"},
+     {}},
+    {"no memory for the heartbeat queue",
+     CALL_MALLOC,
+     ENOMEM,
+     2,
+     -1,
+     {"new heartBeatFeedbackQueue error.\n", "err: startHeartBeatFeedbackThread() fail\n"},
+     {}},
+    {"no heartbeat worker",
+     CALL_PTHREAD_CREATE,
+     EAGAIN,
+     2,
+     -1,
+     {"err: startDevCallBackThread pthread_create() fail\n",
+      "err: startHeartBeatFeedbackThread() fail\n"},
+     {}},
+    {"no control socket",
+     CALL_SOCKET,
+     EMFILE,
+     1,
+     -1,
+     {"err: tcp socket() fail=24\n", "err: tcp_sock_init() fail\n",
+      "err: start_tcp_rcv_thread() fail\n"},
+     {"TCP_SOCKET: Too many open files\n"}},
+    {"no reuse of the address",
+     CALL_SETSOCKOPT,
+     ENOMEM,
+     1,
+     -1,
+     {"err: setsockopt() fail\n", "zqt===  tcp_sock_init 52\n", "err: tcp_sock_init() fail\n",
+      "err: start_tcp_rcv_thread() fail\n"},
+     {"setsockopt: Cannot allocate memory\n"}},
+    {"no listening",
+     CALL_LISTEN,
+     EADDRINUSE,
+     1,
+     -1,
+     {"err: listen() fail\n", "zqt===  tcp_sock_init 76\n", "err: tcp_sock_init() fail\n",
+      "err: start_tcp_rcv_thread() fail\n"},
+     {}},
+    {"no server thread",
+     CALL_PTHREAD_CREATE,
+     EAGAIN,
+     3,
+     -4,
+     {"err: pthread_create() fail\n", "err: start_tcp_rcv_thread() fail\n"},
+     {}},
+    {"no discovery thread",
+     CALL_PTHREAD_CREATE,
+     EAGAIN,
+     4,
+     -4,
+     {"err: pthread_create() fail\n", "err: start_udp_thread() fail\n", "zqt===  tcp_thread 637\n"},
+     {}},
+    {"no announcing thread",
+     CALL_PTHREAD_CREATE,
+     EAGAIN,
+     5,
+     -4,
+     {"err: pthread_create() fail\n", "err: start_udp_thread() fail\n", "zqt===  tcp_thread 637\n"},
+     {}},
+};
+
+void expect_failure(const Failure &failure)
+{
+    const CapturedLines lines;
+    const std::set<int> descriptors = open_descriptors();
+    WatchedCall call(failure.function);
+    call.fail(failure.error, failure.call);
+    EXPECT_EQ(ipp_init(7, nullptr, nullptr), failure.result);
+    EXPECT_EQ(own_lines(lines), failure.out);
+    EXPECT_EQ(lines.err(), failure.err);
+    expect_stopped();
+    EXPECT_EQ(open_descriptors(), descriptors);
+    EXPECT_EQ(ipp_finish(), 0);
+    EXPECT_EQ(ipp_init(7, nullptr, nullptr), 0) << "the next start";
+    expect_alive(Phone());
+}
+
+TEST(LifecycleFailure, IsReportedAndUndoneAtEveryStep)
+{
+    for (const Failure &failure : FAILURES) {
+        SCOPED_TRACE(failure.name);
+        in_child([&] { expect_failure(failure); });
+    }
+}
+
+TEST(LifecycleFailure, HappensWhenTheControlPortStaysTaken)
+{
+    in_child([] {
+        const CapturedLines lines;
+        bound_the_bind(50);
+        {
+            const Descriptor holder = listening_on(IPP_CONTROL_PORT);
+            EXPECT_EQ(ipp_init(7, nullptr, nullptr), -1);
+        }
+        EXPECT_EQ(own_lines(lines),
+                  (Lines{"err: tcp_sock_init() fail\n", "err: start_tcp_rcv_thread() fail\n"}));
+        EXPECT_EQ(lines.err(), Lines());
+        EXPECT_EQ(g_tcp_sock, -3) << "the negative result stays";
+        expect_stopped();
+        EXPECT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        expect_alive(Phone());
+    });
+}
+
+Descriptor search_port_holder()
+{
+    Descriptor holder(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(IPP_SEARCH_PORT);
+    EXPECT_EQ(bind(holder.get(), reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    return holder;
+}
+
+TEST(LifecycleFailure, IsNoneWhenOnlyTheSearchPortIsTaken)
+{
+    in_child([] {
+        const CapturedLines lines;
+        bound_the_bind(1);
+        Descriptor holder = search_port_holder();
+        EXPECT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        EXPECT_EQ(g_is_inited, 1);
+        expect_alive(Phone());
+        EXPECT_LT(discovery_socket(), 0);
+        holder.close();
+        EXPECT_TRUE(wait_until([] { return discovery_socket() >= 0; }));
+        EXPECT_EQ(port_of(discovery_socket()), IPP_SEARCH_PORT);
+        EXPECT_EQ(ipp_finish(), 0);
+        EXPECT_EQ(lines.count("err: udp_init() fail\n"), 0u);
+        expect_stopped();
+    });
+}
+
+TEST(LifecycleFailure, KeepsTheNameTheSerialAndTheDeviceType)
+{
+    in_child([] {
+        const CapturedLines lines;
+        WatchedCall memory(CALL_MALLOC);
+        memory.fail(ENOMEM);
+        EXPECT_EQ(ipp_init(0x54321, "Den", "7"), -1);
+        EXPECT_STREQ(gTvName, "Den");
+        EXPECT_STREQ(gTvSN, "7");
+        EXPECT_EQ(g_dev_type, 0x4321);
+    });
+}
+
+/* ---- Stop */
+
+TEST(LifecycleStop, IsHarmlessWithoutAStart)
+{
+    in_child([] {
+        const CapturedLines lines;
+        EXPECT_EQ(ipp_finish(), 0);
+        EXPECT_EQ(ipp_finish(), 0);
+        EXPECT_EQ(lines.all().size(), 0u);
+        EXPECT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        expect_alive(Phone());
+    });
+}
+
+TEST(LifecycleStop, EndsConnectionsAndFreesThePort)
+{
+    in_child([] {
+        const CapturedLines lines;
+        ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        const pthread_t tcp_thread_id = g_tcp_tid;
+        const pthread_t udp_thread_id = g_udp_tid;
+        const Phone first;
+        const Phone second;
+        expect_alive(first);
+        expect_alive(second);
+        EXPECT_EQ(ipp_finish(), 0);
+        EXPECT_TRUE(first.is_dropped());
+        EXPECT_TRUE(second.is_dropped());
+        expect_stopped();
+        EXPECT_EQ(g_tcp_sock, -1);
+        EXPECT_TRUE(pthread_equal(g_tcp_tid, tcp_thread_id)) << "the thread ids change";
+        EXPECT_TRUE(pthread_equal(g_udp_tid, udp_thread_id));
+        EXPECT_EQ(lines.count("zqt===  tcp_thread 637\n"), 1u);
+        EXPECT_EQ(lines.count("zqt===  udp_thread 317\n"), 1u);
+        EXPECT_EQ(ipp_finish(), 0);
+        EXPECT_EQ(ipp_finish(), 0);
+        EXPECT_EQ(lines.count("zqt===  tcp_thread 637\n"), 1u) << "a thread is joined twice";
+    });
+}
+
+TEST(LifecycleStop, EndsAnEndlessWaitForTheSearchPort)
+{
+    in_child([] {
+        const CapturedLines lines;
+        const Descriptor holder = search_port_holder();
+        ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        EXPECT_EQ(ipp_finish(), 0);
+        EXPECT_EQ(lines.count("err: udp_init() fail\n"), 1u);
+        EXPECT_EQ(g_udp_sock, -3);
+    });
+}
+
+TEST(LifecycleStop, EndsAnEndlessWaitForTheControlPort)
+{
+    in_child([] {
+        const CapturedLines lines;
+        const Descriptor holder = listening_on(IPP_CONTROL_PORT);
+        WatchedCall sockets(CALL_SOCKET, Threads::EVERY);
+        int32_t result = 4711;
+        std::thread starter([&] { result = ipp_init(7, nullptr, nullptr); });
+        EXPECT_TRUE(wait_until([&] { return sockets.calls() == 1; }));
+        EXPECT_EQ(ipp_finish(), 0);
+        starter.join();
+        EXPECT_EQ(result, -1);
+        EXPECT_EQ(own_lines(lines),
+                  (Lines{"err: tcp_sock_init() fail\n", "err: start_tcp_rcv_thread() fail\n"}));
+    });
+}
+
+/* ---- Requests around a stop */
+
+TEST(LifecycleStop, DropsRequestsThatAreStillQueued)
+{
+    in_child([] {
+        const CapturedLines lines;
+        const Door door;
+        std::vector<std::string> bodies;
+        std::vector<int> answers;
+        const GetRequests requests([&](CtrlPoint *item, const Bytes &body) {
+            bodies.push_back(hex(body));
+            door.pass();
+            answers.push_back(echo(item, body));
+        });
+        ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        const Phone old_phone;
+        for (const char *payload : {"01 01", "01 02", "01 03"}) {
+            old_phone.send(wire_frame(FRAME_GET, bytes(payload)));
+        }
+        EXPECT_TRUE(door.wait_for_somebody());
+        EXPECT_TRUE(wait_until([] { /* all three have come */
+                                    return __atomic_load_n(&devCallBackQueue->rear,
+                                                           __ATOMIC_ACQUIRE) == 3;
+        }));
+        EXPECT_EQ(ipp_finish(), 0);
+        EXPECT_TRUE(old_phone.is_dropped());
+        ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        const Phone new_phone;
+        new_phone.send(wire_frame(FRAME_GET, bytes("01 04")));
+        door.open();
+        EXPECT_EQ(hex(new_phone.read_frame()), hex(wire_frame(FRAME_GET_REPLY, bytes("01 04"))));
+        expect_alive(new_phone);
+        EXPECT_EQ(ipp_finish(), 0);
+        EXPECT_EQ(bodies, (Lines{"05 01 01", "05 01 04"}));
+        EXPECT_EQ(answers, (std::vector<int>{-1, 1}));
+    });
+}
+
+/* ---- Again */
+
+TEST(LifecycleRestart, ServesAgainWithTheSameWorkers)
+{
+    in_child([] {
+        const CapturedLines lines;
+        ASSERT_EQ(ipp_init(7, "Den", "1"), 0);
+        const pthread_t request_worker = devCallBackTid;
+        const pthread_t heartbeat_worker = heartBeatFeedbackTid;
+        Queue *const requests = devCallBackQueue;
+        Queue *const heartbeats = heartBeatFeedbackQueue;
+        const uint32_t run = flags_run_number();
+        expect_alive(Phone());
+        ASSERT_EQ(ipp_finish(), 0);
+        ASSERT_EQ(ipp_init(8, "Attic", "2"), 0);
+        EXPECT_TRUE(pthread_equal(devCallBackTid, request_worker));
+        EXPECT_TRUE(pthread_equal(heartBeatFeedbackTid, heartbeat_worker));
+        EXPECT_EQ(devCallBackQueue, requests);
+        EXPECT_EQ(heartBeatFeedbackQueue, heartbeats);
+        EXPECT_EQ(flags_run_number(), run + 1);
+        EXPECT_EQ(g_dev_type, 8);
+        EXPECT_STREQ(gTvName, "Attic");
+        EXPECT_EQ(g_is_inited, 1);
+        expect_alive(Phone());
+    });
+}
+
+TEST(LifecycleRestart, LeavesDescriptorsAndThreadsAsTheyWere)
+{
+    in_child([] {
+        const CapturedLines lines;
+        const std::set<int> descriptors = open_descriptors();
+        const size_t threads = thread_count();
+        for (int i = 0; i < 3; i++) {
+            ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
+            expect_alive(Phone());
+            ASSERT_EQ(ipp_finish(), 0);
+        }
+        /* The announcing threads sleep out their pauses. */
+        EXPECT_TRUE(wait_until([&] { return open_descriptors() == descriptors; }));
+        EXPECT_TRUE(wait_until([&] { return thread_count() == threads + 2; }));
+    });
+}
+
+/* ---- Events around start and stop */
+
+TEST(LifecycleEvents, MayBeReportedAtAnyTimeByAnyThread)
+{
+    in_child([] {
+        ipp_set_log_sink([](int, const char *, void *) {}, nullptr);
+        std::atomic<bool> done(false);
+        std::atomic<long> reported(0);
+        std::vector<std::thread> reporters;
+        for (int i = 0; i < 3; i++) {
+            reporters.emplace_back([&] {
+                while (!done) {
+                    EXPECT_EQ(ipp_report_dev_event(1, 2, "text", "data", 4), 0);
+                    EXPECT_EQ(ipp_report_dev_event2(1, 2, "text", "more", "data", 4), 0);
+                    reported++;
+                    std::this_thread::yield();
+                }
+            });
+        }
+        const auto some_more = [&] {
+            const long before = reported;
+            return wait_until([&] { return reported >= before + 20; });
+        };
+        EXPECT_TRUE(some_more());
+        for (int i = 0; i < 2; i++) {
+            EXPECT_EQ(ipp_init(7, nullptr, nullptr), 0);
+            const Phone connected;
+            EXPECT_GT(connected.read_frame().size(), 72u); /* an event */
+            std::thread reader([&] {
+                while (!connected.read_frame().empty()) {
+                }
+            });
+            EXPECT_TRUE(some_more());
+            EXPECT_EQ(ipp_finish(), 0);
+            reader.join();
+            EXPECT_TRUE(some_more());
+        }
+        done = true;
+        for (std::thread &reporter : reporters) {
+            reporter.join();
+        }
+    });
+}
+
+TEST(LifecycleEvents, MayBeReportedFromInsideARequest)
+{
+    in_child([] {
+        const CapturedLines lines;
+        const GetRequests requests([](CtrlPoint *item, const Bytes &body) {
+            EXPECT_EQ(ipp_report_dev_event(1, 2, nullptr, nullptr, 0), 0);
+            EXPECT_EQ(echo(item, body), 1);
+        });
+        ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        const Phone asks;
+        const Phone listens;
+        expect_alive(listens);
+        const Bytes event =
+            wire_frame(FRAME_EVENT, bytes("01 00 04 03 02 00 08 00 00 00 00 0C 00 00 00 00"));
+        asks.send(wire_frame(FRAME_GET, bytes("01 02 03")));
+        EXPECT_EQ(hex(asks.read_frame()), hex(event));
+        EXPECT_EQ(hex(asks.read_frame()), hex(wire_frame(FRAME_GET_REPLY, bytes("01 02 03"))));
+        EXPECT_EQ(hex(listens.read_frame()), hex(event));
+        expect_alive(listens);
+        EXPECT_EQ(ipp_finish(), 0);
+    });
+}
+
+TEST(LifecycleEvents, DoNotKeepTheServiceFromStoppingWhenAPhoneReadsNothing)
+{
+    in_child([] {
+        ipp_set_log_sink([](int, const char *, void *) {}, nullptr);
+        std::atomic<bool> stuck(false);
+        const Replaced<decltype(system_send)> sends(
+            system_send, [&](int fd, const void *data, size_t size, int flags) {
+                const ssize_t sent = system_send.real(fd, data, size, flags);
+                stuck = stuck || (sent < 0 && errno == EAGAIN);
+                return sent;
+            });
+        ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        const Phone stalled;
+        expect_alive(stalled);
+        std::thread reporter([] {
+            const Bytes data(100000, 0x11);
+            while (flags_running()) {
+                EXPECT_EQ(ipp_report_dev_event(1, 2, nullptr, data.data(), 100000), 0);
+            }
+        });
+        EXPECT_TRUE(wait_until([&] { return stuck.load(); }));
+        EXPECT_EQ(ipp_finish(), 0);
+        reporter.join();
+        expect_stopped();
+    });
+}
+
+} // namespace
