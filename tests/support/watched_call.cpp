@@ -86,6 +86,8 @@ int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
                           void *(*body)(void *), void *argument);
 int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
                           void *(*body)(void *), void *argument);
+int __real_pthread_join(pthread_t thread, void **result);
+int __wrap_pthread_join(pthread_t thread, void **result);
 int __real_socket(int domain, int type, int protocol);
 int __wrap_socket(int domain, int type, int protocol);
 int __real_setsockopt(int fd, int level, int option, const void *value, socklen_t size);
@@ -119,6 +121,12 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
 {
     const int error = failure(CALL_PTHREAD_CREATE);
     return error != 0 ? error : __real_pthread_create(thread, attributes, body, argument);
+}
+
+int __wrap_pthread_join(pthread_t thread, void **result)
+{
+    const int error = failure(CALL_PTHREAD_JOIN);
+    return error != 0 ? error : __real_pthread_join(thread, result);
 }
 
 int __wrap_socket(int domain, int type, int protocol)

@@ -9,6 +9,7 @@ enum SystemFunction {
     CALL_CALLOC,
     CALL_REALLOC,
     CALL_PTHREAD_CREATE,
+    CALL_PTHREAD_JOIN,
     CALL_SOCKET,
     CALL_SETSOCKOPT,
     CALL_LISTEN,
@@ -31,7 +32,7 @@ public:
     WatchedCall &operator=(const WatchedCall &) = delete;
 
     /* The first-th call from now on and the next ones, `times` in all, do nothing and fail with
-     * this errno: null, -1, or for pthread_create the number itself. */
+     * this errno: null, -1, or for the pthread functions the number itself. */
     void fail(int error, long first = 1, long times = 1);
 
     long calls() const; /* since it began, or since the last fail() */

@@ -267,11 +267,14 @@ TEST_F(ControlPort, WaitsOneAndAHalfSecondsInEveryPass)
 TEST_F(ControlPort, GoesOnAfterAFailedPassWithoutTheIdleCheck)
 {
     FrozenClock clock;
+    std::atomic<bool> at_rest{false};
     std::atomic<int> failures{0};
     std::atomic<int> pauses{0};
     const Replaced select(system_select, [&](int count, fd_set *reading, fd_set *writing,
                                              fd_set *excepting, timeval *limit) {
+        at_rest = true;
         const int ready = system_select.real(count, reading, writing, excepting, limit);
+        at_rest = false;
         if (failures > 0) {
             failures--;
             errno = EBADF;
@@ -288,6 +291,7 @@ TEST_F(ControlPort, GoesOnAfterAFailedPassWithoutTheIdleCheck)
     const Phone phone;
     ASSERT_TRUE(wait_for_connected(2));
     phone.exchange_heartbeat();
+    ASSERT_TRUE(wait_until([&] { return at_rest.load(); }));
     lines.clear();
     failures = 3;
     clock.advance(31);
@@ -595,9 +599,10 @@ TEST_F(ControlPort, TakesAnyByteForASignOfLife)
     const Phone phone;
     const Phone busy;
     ASSERT_TRUE(wait_for_connected(2));
+    const CtrlPoint *record = record_of(phone);
     clock.advance(30);
     phone.send(bytes("00"));
-    const CtrlPoint *record = record_of(phone);
+    busy.exchange_heartbeat();
     EXPECT_TRUE(wait_until(
         [&] { return __atomic_load_n(&record->last_active, __ATOMIC_RELAXED) == clock.now(); }));
     clock.advance(30);

@@ -72,12 +72,13 @@ TEST_F(BuiltReply, DropsWhatDoesNotFit)
     ReplyBuilder reply = reply_begin(3);
     put_u32(&reply, 0xFFFFFFFF);
     put_bytes(&reply, "abcdefgh", 8);
+    put_u8(&reply, 0x12);
     put_bytes(&reply, "abcdefgh", UINT32_MAX);
-    put_u16(&reply, 0x1234);
+    put_u32(&reply, 0xFFFFFFFF);
+    put_u16(&reply, 0x5634);
     put_u16(&reply, 0xFFFF);
-    put_u8(&reply, 0x56);
     put_u8(&reply, 0xFF);
-    EXPECT_EQ(sent(&reply), frame_around("06 34 12 56"));
+    EXPECT_EQ(sent(&reply), frame_around("06 12 34 56"));
 }
 
 TEST_F(BuiltReply, PutsTextsBehindTheirLengths)
