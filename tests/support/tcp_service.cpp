@@ -84,27 +84,45 @@ static bool leads_to(const CtrlPoint *record, uint16_t port)
            ntohs(peer.sin_port) == port;
 }
 
-static CtrlPoint *find_record(uint16_t port)
+static bool look_once(uint16_t port, const std::function<void(CtrlPoint &record)> &look)
 {
-    CtrlPoint *found = nullptr;
+    bool found = false;
     if (registry_lock()) {
-        for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
+        for (const ListNode *node = g_cp_list.head; node != nullptr && !found; node = node->next) {
             CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
-            found = leads_to(record, port) ? record : found;
+            found = leads_to(record, port);
+            if (found) {
+                look(*record);
+            }
         }
         registry_unlock();
     }
     return found;
 }
 
+bool look_at(const Phone &phone, const std::function<void(const CtrlPoint &record)> &look)
+{
+    const uint16_t port = phone.port();
+    return wait_until([&] { return look_once(port, look); });
+}
+
+bool registered(const Phone &phone)
+{
+    return look_at(phone, [](const CtrlPoint &) {});
+}
+
+int number_of(const Phone &phone)
+{
+    int number = -1;
+    look_at(phone, [&](const CtrlPoint &record) { number = record.fd; });
+    return number;
+}
+
 CtrlPoint *record_of(const Phone &phone)
 {
     CtrlPoint *found = nullptr;
     const uint16_t port = phone.port();
-    wait_until([&] {
-        found = find_record(port);
-        return found != nullptr;
-    });
+    wait_until([&] { return look_once(port, [&](CtrlPoint &record) { found = &record; }); });
     return found;
 }
 

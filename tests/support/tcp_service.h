@@ -24,8 +24,14 @@ public:
 size_t connected();
 bool wait_for_connected(size_t count);
 
-/* The record of a phone, once it is registered; null when that does not happen. It stays the
- * library's. */
+/* Waits until the phone is registered, and looks at its record with the registry's lock held. False
+ * when it does not come to that. */
+bool look_at(const Phone &phone, const std::function<void(const CtrlPoint &record)> &look);
+
+/* The same for single things: is it registered, the number of the service's end, and the record
+ * itself, which stays the library's and may be gone at any time. -1 and null when it is not. */
+bool registered(const Phone &phone);
+int number_of(const Phone &phone);
 CtrlPoint *record_of(const Phone &phone);
 
 /* Takes the record out of the registry as another thread of the host or the library would. */

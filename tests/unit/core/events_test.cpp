@@ -273,6 +273,21 @@ TEST_F(Events, AreNotSentWhenMemoryIsOut)
     EXPECT_EVENT(phone, "03 00 04 03 04 00 08 00 00 00 00 0C 00 00 00 00");
 }
 
+TEST_F(Events, MissAPhoneForWhichThereIsNoFrame)
+{
+    const CapturedLines lines;
+    const Descriptor first = connect_phone();
+    const Descriptor second = connect_phone();
+    WatchedCall memory(CALL_CALLOC);
+    memory.fail(ENOMEM);
+    EXPECT_EQ(ipp_report_dev_event(1, 2, nullptr, nullptr, 0), 0);
+    EXPECT_EQ(ipp_report_dev_event(3, 4, nullptr, nullptr, 0), 0);
+    EXPECT_EVENT(first, "03 00 04 03 04 00 08 00 00 00 00 0C 00 00 00 00");
+    EXPECT_EVENT(second, "01 00 04 03 02 00 08 00 00 00 00 0C 00 00 00 00");
+    EXPECT_EVENT(second, "03 00 04 03 04 00 08 00 00 00 00 0C 00 00 00 00");
+    EXPECT_EQ(g_cp_list.count, 2u) << "its connection is dropped";
+}
+
 TEST_F(Events, MayBeReportedWhenTheRegistryIsClosed)
 {
     const CapturedLines lines;

@@ -2,6 +2,7 @@
 
 #include "support/captured_lines.h"
 #include "support/process_state.h"
+#include "support/replaced_call.h"
 #include "support/sockets.h"
 #include "support/watched_call.h"
 
@@ -10,6 +11,7 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -77,6 +79,19 @@ TEST(Socket, IsRefusedSilentlyWhenTheSystemHasNone)
     EXPECT_EQ(soc_create(-1, SOCK_STREAM, 0, 0, 0), -1);
     EXPECT_EQ(soc_create(AF_INET, 99, 0, 0, 0), -1);
     EXPECT_EQ(lines.all().size(), 0u) << "address reuse fails first, and prints nothing";
+}
+
+TEST(Socket, IsReportedAsTheResolverWouldWhenOnlyTheSocketFails)
+{
+    const CapturedLines lines;
+    WatchedCall sockets(CALL_SOCKET);
+    sockets.fail(EMFILE);
+    const Replaced<decltype(system_setsockopt)> options(
+        system_setsockopt, [](int, int, int, const void *, socklen_t) { return 0; });
+    h_errno = HOST_NOT_FOUND;
+    EXPECT_EQ(soc_create(AF_INET, SOCK_STREAM, 0, 0, 0), -1);
+    EXPECT_EQ(lines.out(), Lines());
+    EXPECT_EQ(lines.err(), Lines{"create socket fails: Unknown host\n"});
 }
 
 TEST(Socket, StaysOpenWhenAnOptionFails)

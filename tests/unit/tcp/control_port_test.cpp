@@ -1,4 +1,5 @@
 #include "support/captured_lines.h"
+#include "support/emulator.h"
 #include "support/mutex_state.h"
 #include "support/process_state.h"
 #include "support/replaced_call.h"
@@ -113,11 +114,6 @@ struct HeldServer {
     }
 };
 
-bool registered(const Phone &phone)
-{
-    return record_of(phone) != nullptr;
-}
-
 } // namespace
 
 TEST_F(ControlPort, RegistersAPhoneAndAnswersItsHeartbeat)
@@ -125,11 +121,11 @@ TEST_F(ControlPort, RegistersAPhoneAndAnswersItsHeartbeat)
     const FrozenClock clock;
     const TcpService service;
     const Phone phone;
-    const CtrlPoint *record = record_of(phone);
-    ASSERT_NE(record, nullptr);
-    EXPECT_EQ(record->peer_addr, htonl(INADDR_LOOPBACK));
-    EXPECT_EQ(record->connect_time, clock.now());
-    EXPECT_EQ(record->idle_limit, 30);
+    EXPECT_TRUE(look_at(phone, [&](const CtrlPoint &record) {
+        EXPECT_EQ(record.peer_addr, htonl(INADDR_LOOPBACK));
+        EXPECT_EQ(record.connect_time, clock.now());
+        EXPECT_EQ(record.idle_limit, 30);
+    }));
     EXPECT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
 }
 
@@ -137,13 +133,13 @@ TEST_F(ControlPort, GivesAcceptedSocketsTheirOptions)
 {
     const TcpService service;
     const Phone phone;
-    const CtrlPoint *record = record_of(phone);
-    ASSERT_NE(record, nullptr);
-    EXPECT_NE(option(record->fd, IPPROTO_TCP, TCP_NODELAY), 0);
-    EXPECT_EQ(fcntl(record->fd, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
-    EXPECT_EQ(fcntl(record->fd, F_GETFL) & O_NONBLOCK, 0);
-    EXPECT_EQ(time_out(record->fd, SO_RCVTIMEO), one_millisecond());
-    EXPECT_EQ(time_out(record->fd, SO_SNDTIMEO), one_millisecond());
+    const int number = number_of(phone);
+    ASSERT_GE(number, 0);
+    EXPECT_NE(option(number, IPPROTO_TCP, TCP_NODELAY), 0);
+    EXPECT_EQ(fcntl(number, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+    EXPECT_EQ(fcntl(number, F_GETFL) & O_NONBLOCK, 0);
+    EXPECT_EQ(time_out(number, SO_RCVTIMEO), one_millisecond());
+    EXPECT_EQ(time_out(number, SO_SNDTIMEO), one_millisecond());
 }
 
 TEST_F(ControlPort, LeavesNoDescriptorToAChildOfTheHost)
@@ -205,9 +201,8 @@ TEST_F(ControlPort, DropsAPhoneThatHangsUp)
 {
     const TcpService service;
     Phone phone;
-    const CtrlPoint *record = record_of(phone);
-    ASSERT_NE(record, nullptr);
-    const int number = record->fd;
+    const int number = number_of(phone);
+    ASSERT_GE(number, 0);
     phone.hang_up();
     EXPECT_TRUE(wait_until([&] { return !is_open(number); }));
     EXPECT_EQ(connected(), 0u);
@@ -219,9 +214,8 @@ TEST_F(ControlPort, DropsAPhoneThatResets)
 {
     const TcpService service;
     Phone phone;
-    const CtrlPoint *record = record_of(phone);
-    ASSERT_NE(record, nullptr);
-    const int number = record->fd;
+    const int number = number_of(phone);
+    ASSERT_GE(number, 0);
     phone.reset();
     EXPECT_TRUE(wait_until([&] { return !is_open(number); }));
     EXPECT_EQ(connected(), 0u);
@@ -345,6 +339,9 @@ TEST_F(ControlPort, ServesAnyNumberOfReadyPhonesInOnePass)
 
 TEST_F(ControlPort, ServesPhonesBeyondTheFirst1024Descriptors)
 {
+    if (EMULATED) {
+        GTEST_SKIP() << "the emulator's own select ends at 1,024 descriptors";
+    }
     const ManyDescriptors limit(1400);
     if (!limit.allowed()) {
         GTEST_SKIP() << "the system does not allow 1400 descriptors";
@@ -357,8 +354,7 @@ TEST_F(ControlPort, ServesPhonesBeyondTheFirst1024Descriptors)
     }
     Phone first;
     const Phone second;
-    ASSERT_NE(record_of(first), nullptr);
-    EXPECT_GT(record_of(first)->fd, 1024);
+    EXPECT_GT(number_of(first), 1024);
     EXPECT_EQ(hex(first.exchange_heartbeat()), hex(answer_heartbeat()));
     EXPECT_EQ(hex(second.exchange_heartbeat()), hex(answer_heartbeat()));
     first.hang_up();
@@ -494,6 +490,15 @@ TEST_F(ControlPort, DoesNotSpinWhenThereIsNoMemoryForABuffer)
 namespace
 {
 
+uint32_t users_of(const Phone &phone)
+{
+    uint32_t users = 0;
+    look_at(phone, [&](const CtrlPoint &record) {
+        users = __atomic_load_n(&record.reserved[0], __ATOMIC_ACQUIRE);
+    });
+    return users;
+}
+
 /* A pass in which an old phone's number is ready, and which accepts a new phone first. Between the
  * two the old one is dropped by another thread, and then `meanwhile` runs. */
 class ReusedNumber
@@ -509,7 +514,8 @@ public:
         if (record == nullptr || old_.exchange_heartbeat() != answer_heartbeat()) {
             return false;
         }
-        number = record->fd;
+        number = number_of(old_);
+        wait_until([&] { return users_of(old_) == 0; }); /* the answer's item is done, too */
         if (g_tcp_sock > number || !held_.hold(&visitor_)) {
             return false;
         }
@@ -547,7 +553,7 @@ TEST_F(ControlPort, DoesNotDropANewPhoneThatGotTheNumberOfAReadyOne)
 {
     ReusedNumber reused([] {});
     ASSERT_TRUE(reused.happened());
-    ASSERT_EQ(record_of(reused.newcomer)->fd, reused.number);
+    ASSERT_EQ(number_of(reused.newcomer), reused.number);
     EXPECT_EQ(hex(reused.newcomer.exchange_heartbeat()), hex(answer_heartbeat()));
     EXPECT_EQ(lines.count(CLOSED_LINE), 0u);
 }
@@ -599,12 +605,16 @@ TEST_F(ControlPort, TakesAnyByteForASignOfLife)
     const Phone phone;
     const Phone busy;
     ASSERT_TRUE(wait_for_connected(2));
-    const CtrlPoint *record = record_of(phone);
     clock.advance(30);
     phone.send(bytes("00"));
     busy.exchange_heartbeat();
-    EXPECT_TRUE(wait_until(
-        [&] { return __atomic_load_n(&record->last_active, __ATOMIC_RELAXED) == clock.now(); }));
+    EXPECT_TRUE(wait_until([&] {
+        uint32_t active = 0;
+        look_at(phone, [&](const CtrlPoint &record) {
+            active = __atomic_load_n(&record.last_active, __ATOMIC_RELAXED);
+        });
+        return active == clock.now();
+    }));
     clock.advance(30);
     busy.exchange_heartbeat();
     busy.exchange_heartbeat(); /* the pass of the first is over */
@@ -640,9 +650,10 @@ TEST_F(ControlPort, DropsTwoIdlePhonesInTwoSuccessivePasses)
     ASSERT_TRUE(registered(earlier));
     const Phone later;
     ASSERT_TRUE(registered(later));
+    const Numbers numbers = {number_of(earlier), number_of(later)};
     {
         const std::lock_guard<std::mutex> guard(lock);
-        watched = {record_of(earlier)->fd, record_of(later)->fd};
+        watched = numbers;
     }
     clock.advance(31);
     const Phone visitor; /* begins the first pass; the second comes by itself */
@@ -705,9 +716,8 @@ TEST_F(ControlPort, DropsAPhoneThatAnnouncesALongerFrameThanTheGuardAllows)
     good.send(wire_frame(5, Bytes(28)));
     EXPECT_EQ(hex(good.read_frame()), hex(wire_frame(6, Bytes(28))));
     const Phone bad;
-    const CtrlPoint *record = record_of(bad);
-    ASSERT_NE(record, nullptr);
-    const int number = record->fd;
+    const int number = number_of(bad);
+    ASSERT_GE(number, 0);
     bad.send(wire_frame(5, Bytes(29)));
     EXPECT_TRUE(wait_until([&] { return !is_open(number); }));
     EXPECT_EQ(connected(), 1u);

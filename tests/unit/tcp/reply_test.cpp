@@ -354,7 +354,7 @@ TEST_F(Reply, ReleasesTheConnectionsLockBeforeItTakesTheRegistrys)
     sending.open();
     timespec deadline = {};
     clock_gettime(CLOCK_REALTIME, &deadline);
-    deadline.tv_sec += PATIENCE.count();
+    deadline.tv_sec += static_cast<time_t>(PATIENCE.count());
     const int result = pthread_mutex_timedlock(&connection.record->send_lock, &deadline);
     EXPECT_EQ(result, 0);
     if (result == 0) {

@@ -115,8 +115,8 @@ TEST_F(SharedConnection, KeepsItsNumberUntilTheLastQueuedRequestIsDone)
     busy.send(request("first"));
     ASSERT_TRUE(working.wait_for_somebody());
     const Phone vanishing;
-    ASSERT_NE(record_of(vanishing), nullptr);
-    const int number = record_of(vanishing)->fd;
+    const int number = number_of(vanishing);
+    ASSERT_GE(number, 0);
     vanishing.send(joined({request("lost"), request("lost too")}));
     EXPECT_EQ(hex(vanishing.exchange_heartbeat()), hex(answer_heartbeat())); /* they are queued */
     vanishing.finish_sending();
@@ -124,8 +124,8 @@ TEST_F(SharedConnection, KeepsItsNumberUntilTheLastQueuedRequestIsDone)
     EXPECT_TRUE(is_open(number));
 
     next.connect();
-    ASSERT_NE(record_of(next), nullptr);
-    EXPECT_NE(record_of(next)->fd, number);
+    ASSERT_TRUE(registered(next));
+    EXPECT_NE(number_of(next), number);
     working.open();
     EXPECT_EQ(hex(busy.read_frame()), reply("first"));
     EXPECT_TRUE(wait_until([&] { return results.all().size() == 3; }));
@@ -146,22 +146,21 @@ TEST_F(SharedConnection, KeepsItsNumberUntilTheLastQueuedHeartbeatIsDone)
     });
     const TcpService service;
     const Phone busy;
-    ASSERT_NE(record_of(busy), nullptr);
+    ASSERT_TRUE(registered(busy));
     Phone next{Phone::Later()};
-    held = record_of(busy)->fd;
+    held = number_of(busy);
     busy.send(phone_heartbeat());
     ASSERT_TRUE(answering.wait_for_somebody());
     const Phone vanishing;
-    CtrlPoint *record = record_of(vanishing);
-    ASSERT_NE(record, nullptr);
-    const int number = record->fd;
+    const int number = number_of(vanishing);
+    ASSERT_GE(number, 0);
     vanishing.send(phone_heartbeat());
     vanishing.finish_sending();
     ASSERT_TRUE(wait_for_connected(1));
     EXPECT_TRUE(is_open(number));
     next.connect();
-    ASSERT_NE(record_of(next), nullptr);
-    EXPECT_NE(record_of(next)->fd, number);
+    ASSERT_TRUE(registered(next));
+    EXPECT_NE(number_of(next), number);
     held = -1;
     answering.open();
     EXPECT_EQ(hex(busy.read_frame()), hex(answer_heartbeat()));
@@ -183,7 +182,7 @@ TEST_F(SharedConnection, KeepsItsNumberWhileTheServerReceives)
     const Phone phone;
     CtrlPoint *record = record_of(phone);
     ASSERT_NE(record, nullptr);
-    const int number = record->fd;
+    const int number = number_of(phone);
     held = number;
     phone.send(phone_heartbeat());
     ASSERT_TRUE(receiving.wait_for_somebody());
@@ -222,7 +221,7 @@ TEST_F(SharedConnection, DoesNotKeepTheServiceFromStoppingWhileAnEventIsStalled)
     const Bytes large(MORE_THAN_ALL_BUFFERS);
     TcpService service;
     Phone stalled(SMALL_BUFFER);
-    ASSERT_NE(record_of(stalled), nullptr);
+    ASSERT_TRUE(registered(stalled));
     std::thread host([&] {
         EXPECT_EQ(
             ipp_report_dev_event(1, 2, "text", large.data(), static_cast<uint32_t>(large.size())),
@@ -240,7 +239,7 @@ TEST_F(SharedConnection, DoesNotKeepTheWholeServiceFromStoppingEither)
     const Bytes large(MORE_THAN_ALL_BUFFERS);
     ASSERT_EQ(ipp_init(1, "TV", "SN"), IPP_OK);
     Phone stalled(SMALL_BUFFER);
-    ASSERT_NE(record_of(stalled), nullptr);
+    ASSERT_TRUE(registered(stalled));
     std::thread host([&] {
         EXPECT_EQ(ipp_report_dev_event2(1, 2, "text", nullptr, large.data(),
                                         static_cast<uint32_t>(large.size())),
@@ -290,8 +289,8 @@ TEST_F(SharedConnection, DoesNotKeepTheServerInARead)
     });
     TcpService service;
     const Phone phone;
-    ASSERT_NE(record_of(phone), nullptr);
-    held = record_of(phone)->fd;
+    ASSERT_TRUE(registered(phone));
+    held = number_of(phone);
     phone.send(phone_heartbeat());
     ASSERT_TRUE(wait_until([&] { return reads > 3; }));
     EXPECT_TRUE(comes_back([&] { service.stop(); }, [&] { held = -1; }));
@@ -329,15 +328,15 @@ TEST_F(SharedConnection, IsNotAnsweredByARunThatHasEnded)
     ASSERT_TRUE(working.wait_for_somebody());
     before.send(joined({request("queued"), request("queued too")}));
     EXPECT_EQ(hex(before.exchange_heartbeat()), hex(answer_heartbeat()));
-    ASSERT_NE(record_of(before), nullptr);
-    const int number = record_of(before)->fd;
+    const int number = number_of(before);
+    ASSERT_GE(number, 0);
     service.stop();
     EXPECT_TRUE(before.is_dropped());
     EXPECT_TRUE(is_open(number));
     service.start();
     const Phone after;
     after.send(request("new"));
-    ASSERT_NE(record_of(after), nullptr);
+    ASSERT_TRUE(registered(after));
     working.open();
     EXPECT_EQ(hex(after.read_frame()), reply("new"));
     EXPECT_TRUE(wait_until([&] { return results.all().size() == 2; }));
@@ -384,7 +383,7 @@ TEST_F(SharedConnection, MayBeReachedForAtAnyTimeOfStartAndStop)
         }));
         service.start();
         const Phone phone;
-        ASSERT_NE(record_of(phone), nullptr);
+        ASSERT_TRUE(registered(phone));
     }
     enough = true;
     for (std::thread &thread : threads) {

@@ -639,8 +639,10 @@ TEST_F(Discovery, IsWaitedForOnceOnly)
         EXPECT_NE(g_multicast_tid, pthread_t{});
         ASSERT_TRUE(lines.wait_for("Success IP_ADD_MEMBERSHIP g_thread_run 1  \n"));
         flags_stop_running();
+        const WatchedCall joins(CALL_PTHREAD_JOIN);
         discovery_join();
         discovery_join();
+        EXPECT_EQ(joins.calls(), 1);
         EXPECT_TRUE(pthread_equal(g_udp_tid, thread)) << "the number is kept";
     });
 }
