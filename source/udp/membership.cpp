@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 static const char *const SEARCH_GROUP = "239.200.201.202";
+static const useconds_t RETRY_PAUSE_US = 1000000;
 
 void *udp_addgroupthread(void *argument)
 {
@@ -16,7 +17,7 @@ void *udp_addgroupthread(void *argument)
     errno = 0;
     /* The television may be started before its network is up. */
     while (flags_run_goes_on(run) && !discovery_join_group(SEARCH_GROUP, run)) {
-        sleep(1);
+        usleep(RETRY_PAUSE_US);
     }
     log_out("%m IP_ADD_MEMBERSHIP g_thread_run %d  \n", static_cast<int>(flags_running()));
     return nullptr;
