@@ -11,7 +11,7 @@
  * slot and gets the handler's failure form: the method code and 0xFF from a setter, the empty reply
  * (1 and the method code) from a get handler. So do a wrong value tag, where the guard refuses it,
  * and a slot or a table that is not there. A request that ends before its method code gets
- * nothing. */
+ * nothing, unless the handler looks at no byte of it. */
 #ifndef TVLINK_HANDLERS_H
 #define TVLINK_HANDLERS_H
 
