@@ -54,6 +54,11 @@ uint32_t guard_send_stall_ms()
     return load(&guard.send_stall_ms);
 }
 
+uint32_t guard_bulk_accept_ms()
+{
+    return load(&guard.bulk_accept_ms);
+}
+
 uint32_t guard_bind_wait_ms()
 {
     return load(&guard.bind_wait_ms);

@@ -18,10 +18,15 @@ const TvMethodTable *registered_methods()
     return __atomic_load_n(&g_tv_method, __ATOMIC_ACQUIRE);
 }
 
+const TvMethodTable *host_methods()
+{
+    const TvMethodTable *table = registered_methods();
+    return table == nullptr ? &NO_METHODS : table;
+}
+
 const TvMethodTable *host_methods(const RequestReader *args)
 {
-    const TvMethodTable *table = args->failed ? nullptr : registered_methods();
-    return table == nullptr ? &NO_METHODS : table;
+    return args->failed ? &NO_METHODS : host_methods();
 }
 
 int tv_opt()

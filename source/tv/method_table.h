@@ -11,5 +11,8 @@ const TvMethodTable *registered_methods(void);
  * was bad, those of a table in which every slot is null. */
 const TvMethodTable *host_methods(const RequestReader *args);
 
+/* The same for a handler that looks at no byte of its request. */
+const TvMethodTable *host_methods(void);
+
 /* What a setter sends when there was no slot to call. */
 enum { NO_SLOT = -1 };

@@ -1,6 +1,7 @@
 #include "tv/reply_builder.h"
 
 #include "core/frame.h"
+#include "tvlink/dump.h"
 #include "tvlink/reply.h"
 
 #include <stdlib.h>
@@ -144,9 +145,14 @@ int reply_empty(CtrlPoint *cp, uint16_t code)
     return -1;
 }
 
+int reply_empty_as(CtrlPoint *cp, const RequestReader *args, uint16_t code)
+{
+    return args->has_code ? reply_empty(cp, code) : -1;
+}
+
 int reply_empty_to(CtrlPoint *cp, const RequestReader *args)
 {
-    return args->has_code ? reply_empty(cp, args->code) : -1;
+    return reply_empty_as(cp, args, args->code);
 }
 
 int reply_send_or_empty(CtrlPoint *cp, ReplyBuilder *reply, uint16_t code)
@@ -154,9 +160,80 @@ int reply_send_or_empty(CtrlPoint *cp, ReplyBuilder *reply, uint16_t code)
     return reply_send(cp, reply) == 0 ? 0 : reply_empty(cp, code);
 }
 
-int reply_text(CtrlPoint *cp, uint16_t code, const char *text)
+/* ---- Replies of one value */
+
+static int reply_number(CtrlPoint *cp, uint16_t code, uint8_t tag, uint32_t value, int32_t width)
+{
+    uint8_t payload[8] = {1, 0, 0, tag};
+    store_u16(payload + 1, code);
+    store_u32(payload + 4, value);
+    tcp_sendback(cp, FRAME_GET_REPLY, payload, 4 + width);
+    return 0;
+}
+
+int reply_u8(CtrlPoint *cp, uint16_t code, int value)
+{
+    return reply_number(cp, code, TAG_U8, static_cast<uint32_t>(value), 1);
+}
+
+int reply_port(CtrlPoint *cp, uint16_t code, uint16_t port)
+{
+    return reply_number(cp, code, TAG_PORT, port, 2);
+}
+
+int reply_u32(CtrlPoint *cp, uint16_t code, uint32_t value)
+{
+    return reply_number(cp, code, TAG_U32, value, 4);
+}
+
+int reply_empty_list(CtrlPoint *cp, uint16_t code, uint8_t tag)
+{
+    reply_number(cp, code, tag, 0, 4);
+    return -1;
+}
+
+ReplyBuilder reply_of_text(uint16_t code, const char *text)
 {
     ReplyBuilder reply = reply_begin_value(code, TAG_STRING, text_size(text));
     put_text(&reply, text);
+    return reply;
+}
+
+ReplyBuilder reply_of_block(uint16_t code, uint8_t tag, const void *bytes, uint64_t size)
+{
+    if (bytes == nullptr && size > 0) {
+        return {nullptr, 0, 0};
+    }
+    ReplyBuilder reply = reply_begin_value(code, tag, size + 4);
+    put_u32(&reply, static_cast<uint32_t>(size));
+    put_bytes(&reply, bytes, static_cast<uint32_t>(size));
+    return reply;
+}
+
+int reply_text(CtrlPoint *cp, uint16_t code, const char *text)
+{
+    ReplyBuilder reply = reply_of_text(code, text);
     return reply_send_or_empty(cp, &reply, code);
+}
+
+int reply_answer(CtrlPoint *cp, const RequestReader *args, uint16_t code, int result, char *answer)
+{
+    const bool answered = answer != nullptr && result >= 0;
+    const int sent = answered ? reply_text(cp, code, answer) : reply_empty_as(cp, args, code);
+    free(answer);
+    return sent;
+}
+
+void reply_dump(const ReplyBuilder *reply, const char *label)
+{
+    uint8_t first[50] = {};
+    if (reply->bytes != nullptr) {
+        memcpy(first, reply->bytes, reply->size < sizeof first ? reply->size : sizeof first);
+        LOGBuffer(first, sizeof first, label);
+    }
+}
+
+char *lend_buffer(uint32_t size)
+{
+    return static_cast<char *>(calloc(1, size_t{size} + 1));
 }

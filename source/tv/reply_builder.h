@@ -74,8 +74,34 @@ int reply_send_or_empty(CtrlPoint *cp, ReplyBuilder *reply, uint16_t code);
 /* 1 and the method code. Returns -1. */
 int reply_empty(CtrlPoint *cp, uint16_t code);
 
-/* The empty reply to a request, unless it had no code. Returns -1. */
+/* The empty reply to a request, unless it had no code; the code is the request's or the handler's
+ * own. Returns -1. */
 int reply_empty_to(CtrlPoint *cp, const RequestReader *args);
+int reply_empty_as(CtrlPoint *cp, const RequestReader *args, uint16_t code);
 
-/* A reply of one text. */
+/* The empty reply of a list: 1, code, tag and a length of 0. Returns -1. */
+int reply_empty_list(CtrlPoint *cp, uint16_t code, uint8_t tag);
+
+/* ---- Replies of one value. They return 0, or -1 after the empty reply. */
+
+/* These need no memory of their own and always return 0. */
+int reply_u8(CtrlPoint *cp, uint16_t code, int value);
+int reply_port(CtrlPoint *cp, uint16_t code, uint16_t port);
+int reply_u32(CtrlPoint *cp, uint16_t code, uint32_t value);
+
 int reply_text(CtrlPoint *cp, uint16_t code, const char *text);
+
+/* A text that the host wrote into a lent buffer (lend_buffer), which is freed; the empty reply when
+ * there is no buffer or the result is negative. */
+int reply_answer(CtrlPoint *cp, const RequestReader *args, uint16_t code, int result, char *answer);
+
+/* Text, or 4-byte length and bytes. Null bytes with a size above 0 cannot be built. */
+ReplyBuilder reply_of_text(uint16_t code, const char *text);
+ReplyBuilder reply_of_block(uint16_t code, uint8_t tag, const void *bytes, uint64_t size);
+
+/* Dumps the first 50 bytes of a reply; zeros stand for what it has less. */
+void reply_dump(const ReplyBuilder *reply, const char *label);
+
+/* A zeroed buffer for a host that is told `size`: it is one byte longer, and so ends in zero
+ * however much the host writes. Null when memory is out. */
+char *lend_buffer(uint32_t size);

@@ -91,6 +91,23 @@ uint32_t read_u32(RequestReader *r)
     return bytes == nullptr ? 0 : load_u32(bytes);
 }
 
+int16_t read_i16(RequestReader *r)
+{
+    return static_cast<int16_t>(read_u16(r));
+}
+
+int32_t read_i32(RequestReader *r)
+{
+    return static_cast<int32_t>(read_u32(r));
+}
+
+int64_t read_i64(RequestReader *r)
+{
+    const uint64_t low = read_u32(r);
+    const uint64_t high = read_u32(r);
+    return static_cast<int64_t>(low | high << 32);
+}
+
 float read_f32(RequestReader *r)
 {
     const uint32_t bits = read_u32(r);
@@ -121,16 +138,32 @@ uint16_t read_text_into(RequestReader *r, char *to, uint32_t to_size)
     return text.length;
 }
 
-HeapText read_text_copy(RequestReader *r)
+static char *terminated_copy(const uint8_t *bytes, uint32_t length)
 {
-    const RequestText text = read_text(r);
-    char *copy = r->failed ? nullptr : static_cast<char *>(calloc(1, size_t{text.length} + 2));
+    char *copy = static_cast<char *>(calloc(1, size_t{length} + 2));
+    if (copy != nullptr && length > 0) {
+        memcpy(copy, bytes, length);
+    }
+    return copy;
+}
+
+char *copy_text(const RequestText *text)
+{
+    return terminated_copy(text->bytes, text->length);
+}
+
+HeapText read_copy(RequestReader *r, uint32_t length)
+{
+    const uint8_t *bytes = take(r, length);
+    char *copy = r->failed ? nullptr : terminated_copy(bytes, length);
     if (copy == nullptr) {
         r->failed = true;
         return {nullptr, 0};
     }
-    if (text.length > 0) {
-        memcpy(copy, text.bytes, text.length);
-    }
-    return {copy, text.length};
+    return {copy, length};
+}
+
+HeapText read_text_copy(RequestReader *r)
+{
+    return read_copy(r, read_u16(r));
 }

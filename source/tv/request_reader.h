@@ -37,6 +37,9 @@ void skip(RequestReader *r, uint32_t count);
 uint8_t read_u8(RequestReader *r);
 uint16_t read_u16(RequestReader *r);
 uint32_t read_u32(RequestReader *r);
+int16_t read_i16(RequestReader *r);
+int32_t read_i32(RequestReader *r);
+int64_t read_i64(RequestReader *r);
 float read_f32(RequestReader *r);
 
 /* A text with its 2-byte length in front. */
@@ -54,6 +57,12 @@ uint16_t read_text_into(RequestReader *r, char *to, uint32_t to_size);
  * has failed, as it does when memory is out. */
 struct HeapText {
     char *chars;
-    uint16_t length;
+    uint32_t length;
 };
 HeapText read_text_copy(RequestReader *r);
+
+/* A copy of `length` bytes that have no length in front of them. */
+HeapText read_copy(RequestReader *r, uint32_t length);
+
+/* A terminated copy of a text, the caller's to free; null when memory is out. */
+char *copy_text(const RequestText *text);

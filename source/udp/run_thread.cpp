@@ -1,18 +1,11 @@
 #include "udp/run_thread.h"
 
+#include "core/detached_thread.h"
 #include "core/flags.h"
 
 int run_thread_start(pthread_t *thread, void *(*body)(void *), uint32_t run)
 {
-    pthread_attr_t detached;
-    if (pthread_attr_init(&detached) != 0) {
-        return -1;
-    }
-    pthread_attr_setdetachstate(&detached, PTHREAD_CREATE_DETACHED);
-    const int result =
-        pthread_create(thread, &detached, body, reinterpret_cast<void *>(uintptr_t{run}));
-    pthread_attr_destroy(&detached);
-    return result;
+    return detached_thread_start(thread, body, reinterpret_cast<void *>(uintptr_t{run}));
 }
 
 uint32_t run_thread_number(void *argument)

@@ -68,9 +68,9 @@ int handle_set_tv_mouse(CtrlPoint *, uint8_t *request, int32_t length)
 {
     RequestReader args = set_request(request, length, 3);
     check_tag(&args, {2, TAG_POINT, "frame_data[2] == 0xA0", 2264}, __func__);
-    const int16_t first = static_cast<int16_t>(read_u16(&args));
-    const int16_t second = static_cast<int16_t>(read_u16(&args));
-    const int16_t third = static_cast<int16_t>(read_u16(&args));
+    const int16_t first = read_i16(&args);
+    const int16_t second = read_i16(&args);
+    const int16_t third = read_i16(&args);
     const TvMethodTable *tv = host_methods(&args);
     if (tv->set_tv_mouse) {
         tv->set_tv_mouse(first, second, third);

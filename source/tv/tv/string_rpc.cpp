@@ -6,21 +6,11 @@
 #include "tvlink/frame.h"
 
 #include <stdlib.h>
-#include <string.h>
 
 static const uint16_t CODE = 0x5004;
 static const size_t ANSWER_SIZE = 2560;
 static const int NO_MEMORY = -10;
 static const int NO_ANSWER = -11;
-
-static char *terminated_copy(const RequestText *text)
-{
-    char *copy = static_cast<char *>(calloc(1, size_t{text->length} + 1));
-    if (copy != nullptr && text->length > 0) {
-        memcpy(copy, text->bytes, text->length);
-    }
-    return copy;
-}
 
 static bool ask_host(char *answer, const char *request)
 {
@@ -46,7 +36,7 @@ int handle_methodString(CtrlPoint *cp, uint8_t *body, int32_t length)
     if (args.failed) {
         return -1;
     }
-    char *request = terminated_copy(&text);
+    char *request = copy_text(&text);
     if (request == nullptr) {
         return NO_MEMORY;
     }

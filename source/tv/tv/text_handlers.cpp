@@ -25,8 +25,8 @@ int handle_set_tv_textpair(CtrlPoint *cp, uint8_t *request, int32_t length)
 
 int handle_get_tv_text(CtrlPoint *cp, uint8_t *, int32_t)
 {
-    const TvMethodTable *tv = registered_methods();
-    if (tv == nullptr || tv->get_tv_text == nullptr) {
+    const TvMethodTable *tv = host_methods();
+    if (tv->get_tv_text == nullptr) {
         return -1;
     }
     char text[TEXT_SIZE + 1] = {}; /* ends in zero, however much the host writes */

@@ -1,0 +1,33 @@
+/* The picture of the screen, which is fetched from a socket of its own. */
+
+#include "tv/bulk.h"
+#include "tv/method_table.h"
+#include "tv/reply_builder.h"
+#include "tvlink/handlers.h"
+
+static const uint16_t CODE = 0x0118;
+
+static int no_capture(CtrlPoint *cp)
+{
+    reply_port(cp, CODE, 0);
+    return -1;
+}
+
+int handle_get_screen_shot2(CtrlPoint *cp, uint8_t *request, int32_t length)
+{
+    RequestReader args = get_request(request, length, 5);
+    const int16_t parameter1 = read_i16(&args);
+    skip(&args, 1);
+    const uint16_t parameter2 = read_u16(&args);
+    const TvMethodTable *tv = host_methods(&args);
+    if (tv->get_screen_shot2 == nullptr) {
+        return args.failed && args.has_code ? no_capture(cp) : -1;
+    }
+    uint32_t size = 0;
+    const void *image = tv->get_screen_shot2(parameter1, parameter2, &size);
+    uint16_t port = 0;
+    if (image == nullptr || !bulk_offer(cp, image, size, __func__, &port)) {
+        return no_capture(cp);
+    }
+    return reply_port(cp, CODE, port);
+}
