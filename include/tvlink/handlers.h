@@ -99,7 +99,7 @@ TVLINK_API int handle_set_tv_setting_mtnadata(CtrlPoint *cp, uint8_t *request, i
 TVLINK_API int handle_get_tv_name(CtrlPoint *cp, uint8_t *request, int32_t length);
 TVLINK_API int handle_get_tv_order(CtrlPoint *cp, uint8_t *request, int32_t length);
 
-/* Silent when the slot or the table is not there. */
+/* Silent when the slot or the table is not there, or the request is refused. */
 TVLINK_API int handle_get_tv_text(CtrlPoint *cp, uint8_t *request, int32_t length);
 TVLINK_API int handle_get_tv_code0001(CtrlPoint *cp, uint8_t *request, int32_t length);
 TVLINK_API int handle_get_tv_code0105(CtrlPoint *cp, uint8_t *request, int32_t length);
