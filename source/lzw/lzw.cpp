@@ -1,0 +1,3 @@
+#include "tvlink/lzw.h"
+
+uint8_t lzw[512] = {0};
