@@ -136,6 +136,16 @@ TVLINK_API int handle_get_tv_code4015(CtrlPoint *cp, uint8_t *request, int32_t l
 /* Sends nothing when the slot accepts the voice. */
 TVLINK_API int handle_tv_sendvoice(CtrlPoint *cp, uint8_t *request, int32_t length);
 
+/* Guide and channel lists, compressed on the calling thread. The empty reply is that of a list: 1,
+ * the method code, a tag and a length of 0. handle_get_tv_epg is silent without its slot. */
+TVLINK_API int handle_get_tv_epg(CtrlPoint *cp, uint8_t *request, int32_t length);
+TVLINK_API int handle_get_tv_epgweek(CtrlPoint *cp, uint8_t *request, int32_t length);
+TVLINK_API int handle_get_tv_simpleepg(CtrlPoint *cp, uint8_t *request, int32_t length);
+TVLINK_API int handle_get_tv_searchsimpleepg(CtrlPoint *cp, uint8_t *request, int32_t length);
+TVLINK_API int handle_get_tv_channelcode(CtrlPoint *cp, uint8_t *request, int32_t length);
+TVLINK_API int handle_get_tv_channelcode2(CtrlPoint *cp, uint8_t *request, int32_t length);
+TVLINK_API int handle_get_tv_channelcode3(CtrlPoint *cp, uint8_t *request, int32_t length);
+
 /* The screen: replies with the port of a bulk transfer (tvlink/bulk.h), 0 when there is none.
  * Silent without its slot. */
 TVLINK_API int handle_get_screen_shot2(CtrlPoint *cp, uint8_t *request, int32_t length);

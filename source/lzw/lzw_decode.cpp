@@ -3,6 +3,7 @@
  * into the one behind it. */
 #include "core/log.h"
 #include "lzw/lzw_codes.h"
+#include "net/block_header.h"
 #include "tvlink/lzw.h"
 #include "tvlink/sized_block.h"
 
@@ -211,7 +212,7 @@ void *lzw_decode(const void *in)
     }
     Decoder decoder = {};
     decoder.in = static_cast<const uint8_t *>(in);
-    decoder.size = lzw_block_count(in);
+    decoder.size = block_count(in);
     begin_table(&decoder);
     decoder.starts = static_cast<uint32_t *>(calloc(decoder.full, sizeof *decoder.starts));
     decoder.out = static_cast<uint8_t *>(mem_alloc(1, COPY_STEP));
@@ -223,7 +224,7 @@ void *lzw_decode(const void *in)
         result = mem_extend(decoder.out, decoder.written);
     }
     if (result == nullptr) {
-        lzw_block_free(decoder.out);
+        block_free(decoder.out);
     }
     free(decoder.starts);
     return result;

@@ -1,5 +1,6 @@
 #include "lzw/lzw_codes.h"
 #include "lzw/string_table.h"
+#include "net/block_header.h"
 #include "tvlink/lzw.h"
 #include "tvlink/sized_block.h"
 
@@ -89,7 +90,7 @@ static bool reserve(Encoder *encoder)
     }
     const size_t written = static_cast<size_t>(encoder->writer.at - encoder->out);
     const uint64_t wanted = uint64_t{written} + (codes + EXTRA_CODES) * (encoder->width + 1) / 8;
-    if (wanted <= uint64_t{lzw_block_count(encoder->out)} * 2) {
+    if (wanted <= uint64_t{block_count(encoder->out)} * 2) {
         return true;
     }
     void *larger =
@@ -184,7 +185,7 @@ static bool encode(Encoder *encoder)
 
 void *lzw_encode(const void *in, int max_bits)
 {
-    const uint32_t length = in == nullptr ? 0 : lzw_block_count(in);
+    const uint32_t length = in == nullptr ? 0 : block_count(in);
     if (length == 0) {
         return nullptr;
     }
@@ -205,7 +206,7 @@ void *lzw_encode(const void *in, int max_bits)
         result = mem_extend(encoder.out, static_cast<uint32_t>(encoder.writer.at - encoder.out));
     }
     if (result == nullptr) {
-        lzw_block_free(encoder.out);
+        block_free(encoder.out);
     }
     string_table_free(&encoder.table);
     return result;
