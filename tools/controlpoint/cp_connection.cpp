@@ -2,10 +2,10 @@
 
 #include "cp_address.h"
 #include "cp_clock.h"
+#include "cp_socket.h"
 
 #include <cerrno>
 #include <cstdlib>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -20,56 +20,6 @@ struct CpConnection {
     void *context;
 };
 
-static CpStatus status_of_connect(int error)
-{
-    switch (error) {
-    case 0:
-        return CP_OK;
-    case ECONNREFUSED:
-        return CP_REFUSED;
-    case ETIMEDOUT:
-        return CP_TIMED_OUT;
-    case EHOSTUNREACH:
-    case ENETUNREACH:
-    case EADDRNOTAVAIL:
-        return CP_NOT_FOUND;
-    case ECONNRESET:
-    case ECONNABORTED:
-        return CP_CLOSED;
-    default:
-        errno = error;
-        return CP_SYSTEM;
-    }
-}
-
-static CpStatus finish_connect(int descriptor, int64_t deadline)
-{
-    const int ready = cp_wait_ready(descriptor, POLLOUT, deadline);
-    if (ready == 0) {
-        return CP_TIMED_OUT;
-    }
-    int error = 0;
-    socklen_t size = sizeof error;
-    if (ready < 0 || getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &error, &size) != 0) {
-        return CP_SYSTEM;
-    }
-    return status_of_connect(error);
-}
-
-static CpStatus connect_until(int descriptor, const sockaddr_in *address, int64_t deadline)
-{
-    /* A request is one small write: it must not wait for the answer to the one before. */
-    const int on = 1;
-    setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    if (connect(descriptor, reinterpret_cast<const sockaddr *>(address), sizeof *address) == 0) {
-        return CP_OK;
-    }
-    if (errno != EINPROGRESS && errno != EINTR) {
-        return status_of_connect(errno);
-    }
-    return finish_connect(descriptor, deadline);
-}
-
 static CpConnection *make_connection()
 {
     CpConnection *connection = static_cast<CpConnection *>(calloc(1, sizeof *connection));
@@ -77,9 +27,9 @@ static CpConnection *make_connection()
         return nullptr;
     }
     connection->problem = "";
+    connection->descriptor = -1;
     connection->splitter = cp_splitter_new(0);
-    connection->descriptor = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (connection->splitter == nullptr || connection->descriptor < 0) {
+    if (connection->splitter == nullptr) {
         cp_disconnect(connection);
         return nullptr;
     }
@@ -101,7 +51,7 @@ CpStatus cp_connect(CpConnection **connection, const char *host, uint16_t port, 
     if (made == nullptr) {
         return CP_SYSTEM;
     }
-    status = connect_until(made->descriptor, &address, cp_deadline(timeout_ms));
+    status = cp_socket_connect(&made->descriptor, &address, cp_deadline(timeout_ms));
     if (status != CP_OK) {
         cp_disconnect(made);
         return status;
@@ -162,25 +112,11 @@ CpStatus cp_connection_fail(CpConnection *connection, CpStatus status, const cha
 }
 
 /* What a failed send or receive means. */
-static CpStatus status_of_transfer(CpConnection *connection)
+static CpStatus transfer_failed(CpConnection *connection)
 {
-    switch (errno) {
-    case EPIPE:
-    case ECONNRESET:
-    case ECONNABORTED:
-        return cp_connection_fail(connection, CP_CLOSED, "the connection was reset");
-    case ETIMEDOUT:
-    case EHOSTUNREACH:
-    case ENETUNREACH:
-        return cp_connection_fail(connection, CP_CLOSED, "the television is out of reach");
-    default:
-        return CP_SYSTEM;
-    }
-}
-
-static bool is_transient(int error)
-{
-    return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
+    const char *problem = "";
+    const CpStatus status = cp_socket_failure(&problem);
+    return status == CP_SYSTEM ? status : cp_connection_fail(connection, status, problem);
 }
 
 static CpStatus send_bytes(CpConnection *connection, CpCursor *rest, int64_t deadline)
@@ -195,8 +131,8 @@ static CpStatus send_bytes(CpConnection *connection, CpCursor *rest, int64_t dea
         const ssize_t sent = send(connection->descriptor, bytes.data, bytes.size, MSG_NOSIGNAL);
         if (sent > 0) {
             cp_take_bytes(rest, static_cast<size_t>(sent));
-        } else if (sent < 0 && !is_transient(errno)) {
-            return status_of_transfer(connection);
+        } else if (sent < 0 && !cp_socket_transient(errno)) {
+            return transfer_failed(connection);
         }
     }
     return CP_OK;
@@ -248,7 +184,7 @@ static CpStatus read_some(CpConnection *connection, bool *drained)
     if (got == 0) {
         return status_of_end(connection);
     }
-    return is_transient(errno) ? CP_OK : status_of_transfer(connection);
+    return cp_socket_transient(errno) ? CP_OK : transfer_failed(connection);
 }
 
 static CpStatus next_frame(CpConnection *connection, CpFrame *frame)

@@ -1,18 +1,20 @@
+#include "cp_exchange.h"
+
+#include "controlpoint_calls.h"
 #include "cp_clock.h"
-#include "cp_connection.h"
+#include "cp_values.h"
 
 /* Whether a frame answers the request; broken: it is a reply, but too short to tell to what. */
 enum Match { MATCH_NO, MATCH_YES, MATCH_BROKEN };
 
-/* What the awaited reply is known by. */
+/* What the awaited reply is known by. The protocol numbers no requests: a late reply to an earlier
+ * request of the same code, or a list that a television pushes under the code that is awaited,
+ * cannot be told from the answer and is taken for it. Both have the answer's form. */
 struct Awaited {
     uint8_t request_type;
     bool any_code; /* the device information has no method code */
     uint16_t code;
 };
-
-/* One query answers with the code of its elder sister when it succeeds. */
-enum { CODE_STATUS_2 = 0x4021, CODE_STATUS = 0x200F };
 
 static CpStatus await_reply_to(uint8_t type, CpBytes request, Awaited *awaited)
 {
@@ -39,11 +41,22 @@ static bool is_reply_type(const Awaited *awaited, uint8_t type)
     switch (awaited->request_type) {
     case CP_FRAME_GET:
         return type == CP_FRAME_GET_REPLY;
-    case CP_FRAME_SET: /* some are answered like get requests */
-        return type == CP_FRAME_SET_REPLY || type == CP_FRAME_GET_REPLY;
+    case CP_FRAME_SET:
+        /* Other codes of both kinds mean different things: the late reply to a get request must not
+         * pass for the answer to a set request. */
+        return type == CP_FRAME_SET_REPLY ||
+               (type == CP_FRAME_GET_REPLY && awaited->code == CP_CODE_SETTING);
     default:
         return type == CP_FRAME_RPC_REPLY;
     }
+}
+
+/* The device information has several attributes, none of them a list: a list was pushed. */
+static Match match_device_info(CpBytes payload)
+{
+    CpGetReply reply = {};
+    const bool decoded = cp_decode_get_reply(payload, &reply) == CP_OK;
+    return decoded && cp_is_list(&reply.value) ? MATCH_NO : MATCH_YES;
 }
 
 static Match match_reply(const Awaited *awaited, const CpFrame *frame)
@@ -52,7 +65,7 @@ static Match match_reply(const Awaited *awaited, const CpFrame *frame)
         return MATCH_NO;
     }
     if (awaited->any_code) {
-        return MATCH_YES;
+        return match_device_info(frame->payload);
     }
     CpCursor cursor = cp_cursor(frame->payload);
     if (frame->type == CP_FRAME_GET_REPLY) {
@@ -62,12 +75,12 @@ static Match match_reply(const Awaited *awaited, const CpFrame *frame)
     if (cursor.failed) {
         return MATCH_BROKEN;
     }
-    const bool sister = awaited->code == CODE_STATUS_2 && code == CODE_STATUS;
+    /* This query answers under the code of its elder sister when it succeeds. */
+    const bool sister = awaited->code == CP_CODE_FILM_STATUS_OF && code == CP_CODE_FILM_STATUS;
     return code == awaited->code || sister ? MATCH_YES : MATCH_NO;
 }
 
-/* A television that never stops sending other frames does not prolong the wait. */
-static CpStatus other_frame(CpConnection *connection, const CpFrame *frame, int64_t deadline)
+CpStatus cp_other_frame(CpConnection *connection, const CpFrame *frame, int64_t deadline)
 {
     cp_hand_over(connection, frame);
     return cp_time_left(deadline) == 0 ? CP_TIMED_OUT : CP_OK;
@@ -89,7 +102,7 @@ static CpStatus wait_for_reply(CpConnection *connection, const Awaited *awaited,
         if (match == MATCH_BROKEN) {
             return cp_connection_fail(connection, CP_PROTOCOL, "a reply without a method code");
         }
-        status = other_frame(connection, reply, deadline);
+        status = cp_other_frame(connection, reply, deadline);
     }
     return status;
 }
@@ -195,7 +208,7 @@ CpStatus cp_heartbeat(CpConnection *connection, uint32_t timeout_ms)
             return decoded(connection, cp_decode_heartbeat(frame.payload));
         }
         if (status == CP_OK) {
-            status = other_frame(connection, &frame, deadline);
+            status = cp_other_frame(connection, &frame, deadline);
         }
     }
     return status;

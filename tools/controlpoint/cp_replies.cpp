@@ -23,20 +23,6 @@ CpStatus cp_decode_set_reply(CpBytes payload, CpSetReply *reply)
     return finish(cp_cursor_end(&cursor), reply);
 }
 
-/* A list query that has nothing to tell answers with a list of length 0, whatever its tag. */
-static bool is_empty_list(const CpValue *value)
-{
-    switch (value->tag) {
-    case CP_TAG_LIST:
-    case CP_TAG_GUIDE_LIST:
-    case CP_TAG_LZW_LIST:
-    case CP_TAG_LZW_LIST2:
-        return value->number == 0;
-    default:
-        return false;
-    }
-}
-
 CpStatus cp_decode_get_reply(CpBytes payload, CpGetReply *reply)
 {
     if (reply == nullptr) {
@@ -51,7 +37,8 @@ CpStatus cp_decode_get_reply(CpBytes payload, CpGetReply *reply)
         return CP_OK;
     }
     reply->value = cp_take_value(&cursor, CP_STRING_LENGTH_2);
-    reply->empty = is_empty_list(&reply->value);
+    /* A list query that has nothing to tell answers with a list of length 0, whatever its tag. */
+    reply->empty = cp_is_list(&reply->value) && reply->value.number == 0;
     reply->extra = cp_take_rest(&cursor);
     return finish(cp_cursor_status(&cursor), reply);
 }

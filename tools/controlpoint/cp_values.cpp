@@ -77,6 +77,19 @@ CpValue cp_float(float number)
     return cp_number(CP_TAG_U32, bits);
 }
 
+bool cp_is_list(const CpValue *value)
+{
+    switch (value->tag) {
+    case CP_TAG_LIST:
+    case CP_TAG_GUIDE_LIST:
+    case CP_TAG_LZW_LIST:
+    case CP_TAG_LZW_LIST2:
+        return true;
+    default:
+        return false;
+    }
+}
+
 /* A 4-byte length that counts `counts` 2-byte counts and the data behind them. A list of length 0
  * has neither. */
 static void take_list(CpCursor *cursor, CpValue *value, int counts)

@@ -11,6 +11,9 @@ enum CpStringLength { CP_STRING_LENGTH_2, CP_STRING_LENGTH_4 };
 /* Reads a tag and its value. An unknown tag fails the cursor: it does not tell its length. */
 CpValue cp_take_value(CpCursor *cursor, CpStringLength string_length);
 
+/* Whether the value is one of the four kinds of lists. */
+bool cp_is_list(const CpValue *value);
+
 /* Writes a request's argument. */
 void cp_put_value(CpWriter *writer, const CpValue *value);
 

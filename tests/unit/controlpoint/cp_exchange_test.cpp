@@ -1,3 +1,4 @@
+#include "controlpoint_calls.h"
 #include "cp_scripted_television.h"
 
 #include <atomic>
@@ -153,6 +154,50 @@ TEST(ControlPointRequest, ForTheSecondStatusIsAnsweredUnderTheCodeOfTheFirst)
     EXPECT_TRUE(reply.empty);
 }
 
+/* One programme on channel 1, as it is pushed. */
+const Bytes pushed_guide = frame_bytes(6, {1, 0x01, 0x20, 0xA3, 3, 0, 0, 0, 1, 0, 0xAA});
+
+TEST(ControlPointRequest, IsNotAnsweredByAPushedList)
+{
+    const ScriptedTelevision television(
+        answering({pushed_guide + name_reply, pushed_guide + key_reply}));
+    const Phone phone(television);
+    Others others(phone);
+    std::string name;
+    EXPECT_EQ(ask_name(phone, &name), CP_OK);
+    EXPECT_EQ(name, "TV");
+    CpSetReply reply = {};
+    EXPECT_EQ(press_key(phone, &reply), CP_OK);
+    EXPECT_EQ(reply.result, 0x2A);
+    EXPECT_EQ(others.frames.size(), 2U);
+}
+
+TEST(ControlPointRequest, ForTheListThatIsPushedMeanwhileTakesEitherForTheAnswer)
+{
+    const ScriptedTelevision television(answering({pushed_guide + event_frame + pushed_guide}));
+    const Phone phone(television);
+    Built request;
+    ASSERT_EQ(cp_build_get(&request.buffer, CP_CODE_GUIDE_NOW, nullptr, 0), CP_OK);
+    CpGetReply reply = {};
+    ASSERT_EQ(cp_get(phone.connection, &request.buffer, &reply, patience_ms), CP_OK);
+    EXPECT_EQ(reply.value.count, 1);
+    EXPECT_EQ(taken(reply.value.bytes), Bytes{0xAA});
+}
+
+TEST(ControlPointRequest, OfTypeSetIsNotAnsweredByTheLateReplyToAGetRequest)
+{
+    const Bytes position = frame_bytes(6, {1, 0x02, 0x15, 0x06, 9, 0, 0, 0});
+    const Bytes sought = frame_bytes(8, {0x02, 0x15, 0});
+    const ScriptedTelevision television(answering({position + sought}));
+    const Phone phone(television);
+    Others others(phone);
+    Built request;
+    ASSERT_EQ(cp_build_play_seek(&request.buffer, 5), CP_OK);
+    CpSetReply reply = {};
+    EXPECT_EQ(cp_set(phone.connection, &request.buffer, &reply, patience_ms), CP_OK);
+    EXPECT_EQ(others.frames.size(), 1U);
+}
+
 TEST(ControlPointRequest, TimesOutOnSilenceAndCanBeAskedAgain)
 {
     std::atomic<bool> timed_out{false};
@@ -273,7 +318,7 @@ TEST(ControlPointRequest, ForTheDeviceInformationNeedsNoMethodCode)
     {
         const ScriptedTelevision television([&](const Peer &peer) {
             seen = peer.receive_frame();
-            peer.send(event_frame + key_reply + answer);
+            peer.send(event_frame + key_reply + pushed_guide + answer);
             peer.wait_until_gone();
         });
         const Phone phone(television);
@@ -281,7 +326,7 @@ TEST(ControlPointRequest, ForTheDeviceInformationNeedsNoMethodCode)
         CpDeviceInfo info = {};
         ASSERT_EQ(cp_device_info(phone.connection, &info, patience_ms), CP_OK);
         EXPECT_EQ(text_of(info.name), "TV");
-        EXPECT_EQ(others.frames.size(), 2U);
+        EXPECT_EQ(others.frames.size(), 3U);
     }
     EXPECT_EQ(seen, frame_bytes(5, {0}));
 }
@@ -325,6 +370,61 @@ TEST(ControlPointHeartbeats, TimeOutOnSilence)
     const ScriptedTelevision television([](const Peer &peer) { peer.wait_until_gone(); });
     const Phone phone(television);
     EXPECT_EQ(cp_heartbeat(phone.connection, 20), CP_TIMED_OUT);
+}
+
+const Bytes voice_failure = frame_bytes(6, {1, 0x1F, 0x40});
+
+TEST(ControlPointVoice, IsUnderstoodWhenTheRequestBehindItIsAnsweredFirst)
+{
+    Bytes seen;
+    {
+        const ScriptedTelevision television([&](const Peer &peer) {
+            seen = peer.receive_frame();
+            seen = seen + peer.receive_frame();
+            peer.send(event_frame + name_reply);
+            peer.wait_until_gone();
+        });
+        const Phone phone(television);
+        Others others(phone);
+        bool refused = true;
+        EXPECT_EQ(cp_voice(phone.connection, cp_text("hi"), &refused, patience_ms), CP_OK);
+        EXPECT_FALSE(refused);
+        EXPECT_EQ(others.frames.size(), 1U);
+    }
+    EXPECT_EQ(seen, frame_bytes(5, {1, 0x1F, 0x40, 1, 8, 2, 0, 'h', 'i'}) +
+                        frame_bytes(5, {1, 0x01, 0x0B, 0}));
+}
+
+TEST(ControlPointVoice, IsRefusedWhenTheTelevisionAnswersIt)
+{
+    const ScriptedTelevision television(
+        answering({voice_failure + event_frame, name_reply, name_reply}));
+    const Phone phone(television);
+    bool refused = false;
+    EXPECT_EQ(cp_voice(phone.connection, cp_text("hm"), &refused, patience_ms), CP_OK);
+    EXPECT_TRUE(refused);
+    std::string name; /* nothing of it is left on the connection */
+    EXPECT_EQ(ask_name(phone, &name), CP_OK);
+    CpFrame frame = {};
+    EXPECT_EQ(cp_receive(phone.connection, &frame, 0), CP_TIMED_OUT);
+}
+
+TEST(ControlPointVoice, IsNotKnownToBeUnderstoodWithoutAnAnswer)
+{
+    {
+        const ScriptedTelevision television([](const Peer &peer) { peer.wait_until_gone(); });
+        const Phone phone(television);
+        bool refused = false;
+        EXPECT_EQ(cp_voice(phone.connection, cp_text("x"), &refused, 20), CP_TIMED_OUT);
+    }
+    const ScriptedTelevision television([](const Peer &peer) { peer.receive_frame(); });
+    const Phone phone(television);
+    bool refused = false;
+    EXPECT_EQ(cp_voice(phone.connection, cp_text("x"), &refused, patience_ms), CP_CLOSED);
+    const Bytes long_text(65536, 'x');
+    EXPECT_EQ(cp_voice(phone.connection, view(long_text), &refused, 1), CP_BAD_ARGUMENT);
+    EXPECT_EQ(cp_voice(nullptr, cp_text("x"), &refused, 1), CP_BAD_ARGUMENT);
+    EXPECT_EQ(cp_voice(phone.connection, cp_text("x"), nullptr, 1), CP_BAD_ARGUMENT);
 }
 
 } // namespace

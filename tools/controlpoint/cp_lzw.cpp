@@ -1,0 +1,182 @@
+#include "cp_lzw.h"
+
+#include "controlpoint_lists.h"
+#include "cp_writer.h"
+
+#include <cerrno>
+#include <cstdlib>
+
+/* The string of a code: the string of another, and one byte more. */
+struct LzwString {
+    uint32_t length;
+    uint16_t front; /* the code of all but the last byte */
+    uint8_t first;
+    uint8_t last;
+};
+
+/* The moment at which codes last became wider. */
+struct Widening {
+    bool happened; /* since the last clear code */
+    uint64_t bit;
+    unsigned width; /* before it */
+    size_t written;
+};
+
+struct Expander {
+    CpBytes packed;
+    uint64_t bit; /* where the next code begins */
+    unsigned width;
+    uint32_t next; /* one beyond the last string; the last one still lacks its last byte */
+    Widening widening;
+    LzwString *strings; /* CP_LZW_CODES of them */
+    CpBuffer *to;
+    size_t limit;
+};
+
+static uint64_t bits_left(const Expander *expander, uint64_t bit)
+{
+    const uint64_t bits = uint64_t{8} * expander->packed.size;
+    return bits > bit ? bits - bit : 0;
+}
+
+/* The code of `width` bits at `bit`, all of which must be there. */
+static uint32_t code_at(const Expander *expander, uint64_t bit, unsigned width)
+{
+    const auto first = static_cast<size_t>(bit / 8);
+    const auto last = static_cast<size_t>((bit + width - 1) / 8);
+    uint32_t bits = 0; /* a code lies in three bytes at most */
+    for (size_t i = first; i <= last; i++) {
+        bits = bits << 8 | expander->packed.data[i];
+    }
+    const uint64_t behind = uint64_t{8} * (last + 1) - (bit + width);
+    return (bits >> behind) & ((1U << width) - 1);
+}
+
+static void forget_strings(Expander *expander)
+{
+    expander->width = CP_LZW_MIN_WIDTH;
+    expander->next = CP_LZW_FIRST;
+    expander->widening.happened = false;
+}
+
+/* Appends the string of a code, last byte first, since a string knows its front alone. */
+static CpStatus write_string(Expander *expander, uint32_t code)
+{
+    CpBuffer *to = expander->to;
+    const size_t length = expander->strings[code].length;
+    if (length > expander->limit - to->size) {
+        return CP_PROTOCOL;
+    }
+    const CpStatus status = cp_buffer_reserve(to, length);
+    if (status != CP_OK) {
+        return status;
+    }
+    for (size_t i = length; i > 0; i--) {
+        to->data[to->size + i - 1] = expander->strings[code].last;
+        code = expander->strings[code].front;
+    }
+    to->size += length;
+    return CP_OK;
+}
+
+/* Every code opens a new string, which ends with the first byte of the code that follows. */
+static void open_string(Expander *expander, uint32_t code)
+{
+    const LzwString *front = &expander->strings[code];
+    expander->strings[expander->next] = {front->length + 1, static_cast<uint16_t>(code),
+                                         front->first, 0};
+    expander->next++;
+    if (expander->next == 1U << expander->width && expander->width < CP_LZW_MAX_WIDTH) {
+        expander->widening = {true, expander->bit, expander->width, expander->to->size};
+        expander->width++;
+    }
+}
+
+static CpStatus take_string(Expander *expander, uint32_t code)
+{
+    if (code >= expander->next || expander->next == CP_LZW_CODES) {
+        return CP_PROTOCOL;
+    }
+    if (expander->next > CP_LZW_FIRST) {
+        /* Also when the code is that of the unfinished string itself: its first byte is known. */
+        expander->strings[expander->next - 1].last = expander->strings[code].first;
+    }
+    const CpStatus status = write_string(expander, code);
+    if (status == CP_OK) {
+        open_string(expander, code);
+    }
+    return status;
+}
+
+static CpStatus take_codes(Expander *expander)
+{
+    CpStatus status = CP_OK;
+    while (status == CP_OK) {
+        if (bits_left(expander, expander->bit) < expander->width) {
+            return CP_PROTOCOL; /* no end code */
+        }
+        const uint32_t code = code_at(expander, expander->bit, expander->width);
+        expander->bit += expander->width;
+        if (code == CP_LZW_END) {
+            return CP_OK;
+        }
+        if (code == CP_LZW_CLEAR) {
+            forget_strings(expander);
+        } else {
+            status = take_string(expander, code);
+        }
+    }
+    return status;
+}
+
+/* An encoder whose last string fills its table writes the end code before it widens its codes; a
+ * decoder, one string behind, has widened already. Whether the stream ended so. */
+static bool ended_at_widening(const Expander *expander)
+{
+    const Widening *widening = &expander->widening;
+    if (!widening->happened || bits_left(expander, widening->bit) < widening->width) {
+        return false;
+    }
+    const uint64_t behind = bits_left(expander, widening->bit + widening->width);
+    return code_at(expander, widening->bit, widening->width) == CP_LZW_END &&
+           behind <= widening->width;
+}
+
+static CpStatus expand(Expander *expander)
+{
+    for (uint32_t code = 0; code < CP_LZW_CLEAR; code++) {
+        const auto byte = static_cast<uint8_t>(code);
+        expander->strings[code] = {1, 0, byte, byte};
+    }
+    forget_strings(expander);
+    CpStatus status = take_codes(expander);
+    if (status == CP_PROTOCOL && ended_at_widening(expander)) {
+        expander->to->size = expander->widening.written;
+        status = CP_OK;
+    }
+    if (status != CP_OK) {
+        expander->to->size = 0;
+    }
+    return status;
+}
+
+CpStatus cp_expand(CpBytes packed, CpBuffer *to, size_t limit)
+{
+    if (to == nullptr || (packed.data == nullptr && packed.size > 0)) {
+        return CP_BAD_ARGUMENT;
+    }
+    to->size = 0;
+    auto *strings = static_cast<LzwString *>(calloc(CP_LZW_CODES, sizeof(LzwString)));
+    if (strings == nullptr) {
+        errno = ENOMEM;
+        return CP_SYSTEM;
+    }
+    Expander expander = {};
+    expander.packed = packed;
+    expander.strings = strings;
+    expander.to = to;
+    expander.limit = limit;
+    const CpStatus status = expand(&expander);
+    free(strings);
+    return status;
+}
