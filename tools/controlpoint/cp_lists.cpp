@@ -7,18 +7,18 @@
 struct ListForm {
     uint16_t code;
     uint8_t tag;
-    CpListKind kind;
     bool wide_count; /* the two counts are one of 32 bits */
+    CpListKind kind;
 };
 
 static const ListForm list_forms[] = {
-    {CP_CODE_GUIDE, CP_TAG_LZW_LIST2, CP_LIST_GUIDE, false},
-    {CP_CODE_GUIDE_NOW, CP_TAG_GUIDE_LIST, CP_LIST_GUIDE, false},
-    {CP_CODE_GUIDE_WEEK, CP_TAG_LZW_LIST2, CP_LIST_GUIDE, true},
-    {CP_CODE_GUIDE_SEARCH, CP_TAG_GUIDE_LIST, CP_LIST_GUIDE, false},
-    {CP_CODE_CHANNELS, CP_TAG_LZW_LIST, CP_LIST_CHANNELS, false},
-    {CP_CODE_CHANNELS_SHORT, CP_TAG_LZW_LIST, CP_LIST_SHORT_CHANNELS, false},
-    {CP_CODE_CHANNELS_FILTERED, CP_TAG_LZW_LIST, CP_LIST_CHANNELS, false},
+    {CP_CODE_GUIDE, CP_TAG_LZW_LIST2, false, CP_LIST_GUIDE},
+    {CP_CODE_GUIDE_NOW, CP_TAG_GUIDE_LIST, false, CP_LIST_GUIDE},
+    {CP_CODE_GUIDE_WEEK, CP_TAG_LZW_LIST2, true, CP_LIST_GUIDE},
+    {CP_CODE_GUIDE_SEARCH, CP_TAG_GUIDE_LIST, false, CP_LIST_GUIDE},
+    {CP_CODE_CHANNELS, CP_TAG_LZW_LIST, false, CP_LIST_CHANNELS},
+    {CP_CODE_CHANNELS_SHORT, CP_TAG_LZW_LIST, false, CP_LIST_SHORT_CHANNELS},
+    {CP_CODE_CHANNELS_FILTERED, CP_TAG_LZW_LIST, false, CP_LIST_CHANNELS},
 };
 
 static const ListForm *find_list_form(uint16_t code)
