@@ -19,9 +19,12 @@ int handle_get_screen_shot2(CtrlPoint *cp, uint8_t *request, int32_t length)
     const int16_t parameter1 = read_i16(&args);
     skip(&args, 1);
     const uint16_t parameter2 = read_u16(&args);
-    const TvMethodTable *tv = host_methods(&args);
-    if (tv->get_screen_shot2 == nullptr) {
-        return args.failed && args.has_code ? no_capture(cp) : -1;
+    const TvMethodTable *tv = host_methods();
+    if (tv->get_screen_shot2 == nullptr || !args.has_code) {
+        return -1; /* without its slot it is silent, whatever the request */
+    }
+    if (args.failed) {
+        return no_capture(cp);
     }
     uint32_t size = 0;
     const void *image = tv->get_screen_shot2(parameter1, parameter2, &size);

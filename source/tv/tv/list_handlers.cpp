@@ -18,7 +18,7 @@ static const ListForm CHANNELS = {0x3000, TAG_LZW_LIST, TAG_GUIDE_LIST, 2, 12, n
 static const ListForm CHANNELS2 = {0x3002, TAG_LZW_LIST, TAG_GUIDE_LIST, 2, 12, nullptr};
 static const ListForm CHANNELS3 = {0x4016, TAG_LZW_LIST, TAG_GUIDE_LIST, 2, 12, nullptr};
 
-/* Without its slot this one is silent. */
+/* Without its slot this one is silent, whatever the request. */
 int handle_get_tv_epg(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
     RequestReader args = get_request(request, length, 5);
@@ -27,9 +27,12 @@ int handle_get_tv_epg(CtrlPoint *cp, uint8_t *request, int32_t length)
     const uint32_t selector2 = read_u32(&args);
     skip(&args, 1);
     const uint32_t selector3 = read_u32(&args);
-    const TvMethodTable *tv = host_methods(&args);
-    if (tv->get_tv_epg == nullptr) {
-        return args.failed && args.has_code ? reply_empty_list(cp, EPG.code, EPG.empty_tag) : -1;
+    const TvMethodTable *tv = host_methods();
+    if (tv->get_tv_epg == nullptr || !args.has_code) {
+        return -1;
+    }
+    if (args.failed) {
+        return reply_empty_list(cp, EPG.code, EPG.empty_tag);
     }
     uint16_t count = 0;
     uint32_t unsent = 0;
