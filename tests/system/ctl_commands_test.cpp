@@ -11,6 +11,7 @@ namespace
 const char *const GREETING =
     "television \"Living room\", serial \"SN-0001\", device type 7\n"
     "  control points connect to 127.0.0.1 port 8801 (lo)\n"
+    "  8 channels, 190 programmes\n"
     "  try: tvlink-ctl discover, or tvlink-ctl --host 127.0.0.1 info; Ctrl-C stops\n";
 
 class CtlCommands : public testing::Test

@@ -20,6 +20,7 @@ TEST(SimProcess, SaysWhoItIsAndHowItIsReached)
     EXPECT_EQ(sim->out(),
               "television \"tvlink-sim\", serial \"SIM-0001\", device type 1\n"
               "  control points connect to 127.0.0.1 port 8801 (lo)\n"
+              "  8 channels, 190 programmes\n"
               "  try: tvlink-ctl discover, or tvlink-ctl --host 127.0.0.1 info; Ctrl-C stops\n");
     EXPECT_EQ(sim->err(), "");
 }
@@ -69,7 +70,8 @@ TEST(SimProcess, PrintsOneJsonObjectForEachThingThatHappens)
     EXPECT_EQ(sim->wait_for_exit(), 0);
     EXPECT_EQ(sim->out(),
               "{\"addresses\":[{\"address\":\"127.0.0.1\",\"interface\":\"lo\"}],"
-              "\"device_type\":9,\"name\":\"TV\",\"port\":8801,\"serial\":\"S\","
+              "\"channels\":8,\"device_type\":9,\"name\":\"TV\",\"port\":8801,"
+              "\"programmes\":190,\"remarks\":[],\"serial\":\"S\","
               "\"type\":\"start\",\"version\":\"0.1.0\"}\n"
               "{\"arguments\":{\"step\":1},\"result\":0,\"slot\":\"set_tv_channel\","
               "\"type\":\"call\",\"words\":\"channel +1 -> 2 (Sport)\"}\n"

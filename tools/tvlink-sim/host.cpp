@@ -7,6 +7,7 @@
 
 #include "narrate.h"
 #include "tvlink.h"
+#include "utf8.h"
 
 namespace sim
 {
@@ -23,10 +24,10 @@ Television &television()
     return tv;
 }
 
-void set_television(const std::string &name)
+void set_television(const Television &tv)
 {
     const std::lock_guard<std::mutex> guard(television_lock());
-    television() = make_television(name);
+    television() = tv;
 }
 
 int perform(const char *slot, const nlohmann::json &arguments,
@@ -63,11 +64,17 @@ uint32_t seconds_now()
     return static_cast<uint32_t>(std::chrono::duration_cast<std::chrono::seconds>(passed).count());
 }
 
+uint32_t time_now()
+{
+    const auto passed = std::chrono::system_clock::now().time_since_epoch();
+    return static_cast<uint32_t>(std::chrono::duration_cast<std::chrono::seconds>(passed).count());
+}
+
 void answer(char *buffer, size_t size, const std::string &text)
 {
-    const size_t length = std::min(text.size(), size - 1);
-    memcpy(buffer, text.data(), length);
-    buffer[length] = '\0';
+    const std::string kept = cut_text(text, size - 1);
+    memcpy(buffer, kept.data(), kept.size());
+    buffer[kept.size()] = '\0';
 }
 
 void *heap_bytes(const void *bytes, size_t size)

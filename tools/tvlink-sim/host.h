@@ -17,7 +17,7 @@ namespace sim
 {
 
 /* Sets the television up; before the library is started. */
-void set_television(const std::string &name);
+void set_television(const Television &tv);
 
 /* Both live until the process ends: the library's worker may still run a slot while the program
  * exits. */
@@ -45,8 +45,11 @@ void report(const Event &event);
 
 /* Seconds of a clock that does not go back. */
 uint32_t seconds_now();
+/* Unix time. */
+uint32_t time_now();
 
-/* Copies the text into a buffer that the library has lent, as far as it fits; always terminated. */
+/* Copies the text into a buffer that the library has lent, as far as it fits; always terminated and
+ * cut only where a character ends. */
 void answer(char *buffer, size_t size, const std::string &text);
 
 /* Memory on the C heap, which the library releases. */

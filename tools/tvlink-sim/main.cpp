@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <string>
 
+#include "events.h"
 #include "service.h"
-#include "television.h"
 #include "tvlink.h"
 
 namespace
@@ -18,7 +18,7 @@ std::string event_table()
     std::string table = "Events:\n";
     for (const sim::EventKind &kind : sim::event_kinds()) {
         char line[128];
-        snprintf(line, sizeof line, "  0x%04X  %-8s %s\n", static_cast<unsigned>(kind.code),
+        snprintf(line, sizeof line, "  0x%04X  %-13s %s\n", static_cast<unsigned>(kind.code),
                  kind.name, kind.meaning);
         table += line;
     }
@@ -29,7 +29,8 @@ std::string event_table()
                    "Exit status:\n"
                    "  0  stopped by SIGINT or SIGTERM\n"
                    "  1  the service could not start, such as when port 8801 is taken\n"
-                   "  2  the command line is wrong\n";
+                   "  2  the command line is wrong\n"
+                   "  3  a channel list or a guide cannot be read, or is wrong\n";
 }
 
 std::string check_length(const std::string &text)
@@ -51,6 +52,18 @@ void define_options(CLI::App &app, sim::Options &options)
                    "Number from 0 to 65535 that phones are told when they search")
         ->option_text("NUMBER=" + std::to_string(options.device_type))
         ->check(CLI::Range(0U, 65535U));
+    app.add_option("--channels", options.files.channels,
+                   "Channel list, an M3U playlist; a sample without this option")
+        ->option_text("FILE");
+    app.add_option("--guide", options.files.guide,
+                   "Programme guide in XMLTV, whose channels are those of tvg-id in the list; a "
+                   "sample for the sample's channels")
+        ->option_text("FILE");
+    app.add_flag("--guide-starts-today", options.files.guide_starts_today,
+                 "Move the guide by whole days, so that its first day is today; the sample always "
+                 "is");
+    app.add_option("--font", options.font, "TrueType font for screen captures")
+        ->option_text("FILE=" + options.font);
     app.add_flag("--json", options.json, "Print one JSON object a line, for scripts");
     app.add_flag("--diagnostics", options.diagnostics,
                  "Show the library's own diagnostics on standard error");
@@ -68,6 +81,7 @@ void define_options(CLI::App &app, sim::Options &options)
 int main(int argc, char **argv)
 {
     sim::Options options;
+    options.font = TVLINK_SIM_FONT;
     CLI::App app("A simulated television that phones on the network find and drive.", "tvlink-sim");
     define_options(app, options);
     try {

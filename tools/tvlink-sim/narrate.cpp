@@ -41,6 +41,11 @@ void introduce(const Introduction &self)
         print_line(stdout, "  control points connect to " + entry.address + " port " +
                                std::to_string(IPP_CONTROL_PORT) + " (" + entry.interface + ")");
     }
+    print_line(stdout, "  " + std::to_string(self.channels) + " channels, " +
+                           std::to_string(self.programmes) + " programmes");
+    for (const std::string &remark : self.remarks) {
+        print_line(stdout, "  " + remark);
+    }
     const std::string host = self.addresses.empty() ? "127.0.0.1" : self.addresses.front().address;
     print_line(stdout,
                "  try: tvlink-ctl discover, or tvlink-ctl --host " + host + " info; Ctrl-C stops");
@@ -74,6 +79,9 @@ void narrate_start(const Introduction &introduction)
                   {"device_type", introduction.device_type},
                   {"port", IPP_CONTROL_PORT},
                   {"addresses", addresses},
+                  {"channels", introduction.channels},
+                  {"programmes", introduction.programmes},
+                  {"remarks", introduction.remarks},
                   {"version", ipp_version()}});
 }
 

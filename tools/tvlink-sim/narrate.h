@@ -24,6 +24,9 @@ struct Introduction {
     std::string serial;
     uint32_t device_type;
     std::vector<InterfaceAddress> addresses;
+    size_t channels;
+    size_t programmes;
+    std::vector<std::string> remarks; /* what of the guide is not used */
 };
 
 /* Chooses the form; before the first line. */

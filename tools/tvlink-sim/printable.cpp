@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "utf8.h"
+
 namespace sim
 {
 
@@ -10,34 +12,6 @@ namespace
 {
 
 constexpr size_t greatest_length = 60;
-
-bool continues(const std::string &text, size_t at)
-{
-    return at < text.size() && (static_cast<uint8_t>(text[at]) & 0xC0) == 0x80;
-}
-
-/* The length in bytes of the well-formed character at this place; 0 when there is none. */
-size_t character_length(const std::string &text, size_t at)
-{
-    const uint8_t first = static_cast<uint8_t>(text[at]);
-    if (first < 0x80) {
-        return 1;
-    }
-    const size_t length = first >= 0xC2 && first <= 0xDF   ? 2
-                          : first >= 0xE0 && first <= 0xEF ? 3
-                          : first >= 0xF0 && first <= 0xF4 ? 4
-                                                           : 0;
-    for (size_t i = 1; i < length; i++) {
-        if (!continues(text, at + i)) {
-            return 0;
-        }
-    }
-    const uint8_t second = length > 2 ? static_cast<uint8_t>(text[at + 1]) : 0;
-    const bool overlong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
-    const bool no_character =
-        (first == 0xED && second >= 0xA0) || (first == 0xF4 && second >= 0x90);
-    return overlong || no_character ? 0 : length;
-}
 
 /* DEL and the second block of control characters, U+0080 to U+009F, drive terminals too. */
 bool is_control(const std::string &text, size_t at, size_t length)

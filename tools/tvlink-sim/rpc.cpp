@@ -1,9 +1,11 @@
 /* String remote procedure calls: a word and, for some, a text behind it. */
 #include "slots.h"
 
+#include "guide_push.h"
 #include "host.h"
 #include "narrate.h"
 #include "printable.h"
+#include "told_state.h"
 
 namespace sim
 {
@@ -11,36 +13,82 @@ namespace sim
 namespace
 {
 
-nlohmann::json state_object(const Television &tv)
+std::string error_reply(const std::string &reason)
 {
-    return {{"name", tv.name},
-            {"on", tv.on},
-            {"channel", tv.channels[tv.current].number},
-            {"channel_name", tv.channels[tv.current].name},
-            {"volume", tv.volume},
-            {"muted", tv.muted},
-            {"picture", picture_mode_name(tv.picture_mode)},
-            {"text", tv.text},
-            {"phone", tv.phone},
-            {"last_key", tv.last_key},
-            {"player", play_state_name(tv.player.state)}};
+    return one_line({{"error", reason}});
 }
+
+std::string state_reply(const std::string &)
+{
+    return one_line(
+        look([](const Television &tv) { return told_state(tv, time_now(), seconds_now()); }));
+}
+
+/* "NAME VALUE" keeps a value; nothing asks for all. */
+std::string video_reply(const std::string &words)
+{
+    if (words.empty()) {
+        return one_line(
+            look([](const Television &tv) { return told_video_values(tv.video_values); }));
+    }
+    const size_t blank = words.find(' ');
+    if (blank == std::string::npos) {
+        return error_reply("vod NAME VALUE, or vod alone");
+    }
+    const std::string name = words.substr(0, blank);
+    const VideoValue value = written_value(words.substr(blank + 1));
+    const int status = perform("vod", {{"name", name}},
+                               [&](Television &tv) { return keep_video_value(tv, name, value); });
+    return status == 0 ? one_line(told_video_values({{name, value}}))
+                       : error_reply("the value was refused");
+}
+
+std::string push_reply(const std::string &words)
+{
+    if (words != "guide") {
+        return error_reply("push guide");
+    }
+    const GuidePush push = push_guide();
+    return one_line({{"entries", push.entries}, {"pushed", push.phones}});
+}
+
+std::string echo_reply(const std::string &words)
+{
+    return words;
+}
+
+std::string ping_reply(const std::string &)
+{
+    return "pong";
+}
+
+std::string help_reply(const std::string &)
+{
+    return "ping, state, echo TEXT, vod, vod NAME VALUE, push guide, help";
+}
+
+struct Request {
+    const char *word;
+    bool alone; /* nothing may stand behind it */
+    std::string (*reply)(const std::string &words);
+};
+
+const Request requests[] = {
+    {"ping", true, ping_reply},  {"help", true, help_reply},  {"state", true, state_reply},
+    {"echo", false, echo_reply}, {"vod", false, video_reply}, {"push", false, push_reply},
+};
 
 std::string reply_to(const std::string &request)
 {
-    if (request == "ping") {
-        return "pong";
+    const size_t blank = request.find(' ');
+    const std::string word = request.substr(0, blank);
+    const std::string words = blank == std::string::npos ? "" : request.substr(blank + 1);
+    for (const Request &known : requests) {
+        if (word == known.word && (!known.alone || blank == std::string::npos)) {
+            return known.reply(words);
+        }
     }
-    if (request == "help") {
-        return "ping, state, echo TEXT, help";
-    }
-    if (request == "state") {
-        return one_line(look(state_object));
-    }
-    if (request.rfind("echo ", 0) == 0) {
-        return request.substr(5);
-    }
-    return one_line({{"error", "unknown request, try help"}});
+    return error_reply("unknown request, try help");
 }
 
 } // namespace
@@ -49,8 +97,7 @@ int answer_rpc(char *buffer, const char *request)
 {
     const std::string reply = reply_to(request);
     const bool fits = reply.size() < IPP_RPC_ANSWER_SIZE;
-    answer(buffer, IPP_RPC_ANSWER_SIZE,
-           fits ? reply : one_line({{"error", "the answer is too long"}}));
+    answer(buffer, IPP_RPC_ANSWER_SIZE, fits ? reply : error_reply("the answer is too long"));
     tell("tv_ippRpcFunSet", {{"request", request}},
          "call " + quoted(request) + " -> " + quoted(buffer), buffer);
     return 1;

@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdio>
 
+#include "guide_push.h"
 #include "host.h"
 #include "narrate.h"
 #include "slots.h"
@@ -35,19 +36,21 @@ void show_line(int, const char *text, void *)
     fputs(text, stderr);
 }
 
-void register_television(bool diagnostics)
+void register_television(const Options &options)
 {
     static TvMethodTable table;
     static const IppGuard guard = IPP_GUARD_RECOMMENDED;
+    fill_application_slots(table);
     fill_control_slots(table);
     fill_list_slots(table);
-    fill_video_slots(table);
-    fill_settings_slots(table);
     fill_player_slots(table);
+    fill_screen_slots(table, options.font);
+    fill_settings_slots(table);
+    fill_video_slots(table);
     register_tv_method(&table);
     tv_ippRpcFunSet = answer_rpc;
     ipp_set_guard(&guard);
-    ipp_set_log_sink(diagnostics ? show_line : hide_line, nullptr);
+    ipp_set_log_sink(options.diagnostics ? show_line : hide_line, nullptr);
 }
 
 std::string dotted(const in_addr &address)
@@ -130,29 +133,84 @@ timespec time_until(Clock::time_point moment)
     return result;
 }
 
-/* Returns when a stop signal has come; reports a demo event every so many seconds until then. */
+/* Lets a stream that has come to its end stop. */
+void watch_stream()
+{
+    std::vector<Event> events;
+    {
+        const std::lock_guard<std::mutex> guard(television_lock());
+        events = end_stream(television(), seconds_now());
+    }
+    for (const Event &event : events) {
+        report(event);
+    }
+}
+
+/* The demo events that are due. */
+struct DemoEvents {
+    Clock::duration pause; /* zero: none */
+    Clock::time_point next;
+    uint32_t number;
+};
+
+DemoEvents demo_events(double every)
+{
+    const auto pause =
+        std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(every));
+    return {pause, Clock::now() + pause, 0};
+}
+
+void report_demo_event(DemoEvents &demo)
+{
+    if (demo.pause > Clock::duration::zero() && Clock::now() >= demo.next) {
+        demo.number++;
+        report({EVENT_DEMO, demo.number, "demo " + std::to_string(demo.number), {}});
+        demo.next += demo.pause;
+    }
+}
+
+/* Returns when a stop signal has come; until then does what the clock demands. */
 void wait_for_stop(const sigset_t &signals, double event_every)
 {
-    if (event_every <= 0) {
-        while (sigwaitinfo(&signals, nullptr) < 0) {
-        }
-        return;
-    }
-    const auto pause =
-        std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(event_every));
-    Clock::time_point next = Clock::now() + pause;
-    uint32_t number = 0;
+    constexpr auto look_at_stream = std::chrono::milliseconds(200);
+    DemoEvents demo = demo_events(event_every);
     for (;;) {
+        Clock::time_point next = Clock::now() + look_at_stream;
+        if (demo.pause > Clock::duration::zero()) {
+            next = std::min(next, demo.next);
+        }
         const timespec left = time_until(next);
         if (sigtimedwait(&signals, nullptr, &left) >= 0) {
             return;
         }
-        if (errno == EAGAIN) {
-            number++;
-            report({EVENT_DEMO, number, "demo " + std::to_string(number), {}});
-            next += pause;
-        }
+        watch_stream();
+        report_demo_event(demo);
     }
+}
+
+Introduction introduction(const Options &options, const Lineup &lineup)
+{
+    return {options.name,    options.serial,         options.device_type,
+            own_addresses(), lineup.channels.size(), count_programmes(lineup.guide),
+            lineup.remarks};
+}
+
+int run_lineup(const Options &options, const Lineup &lineup, const sigset_t &signals)
+{
+    set_television(make_television(options.name, lineup.channels, lineup.guide));
+    register_television(options);
+    const int32_t result =
+        ipp_init(options.device_type, options.name.c_str(), options.serial.c_str());
+    if (result != IPP_OK) {
+        narrate_failure(start_failure(result));
+        return status_no_service;
+    }
+    narrate_start(introduction(options, lineup));
+    wait_for_stop(signals, options.event_every);
+    end_pushes();
+    ipp_finish();
+    narrate_stop(look(summary));
+    return 0;
 }
 
 } // namespace
@@ -161,19 +219,12 @@ int run_television(const Options &options)
 {
     const sigset_t signals = block_stop_signals();
     narrate_as_json(options.json);
-    set_television(options.name);
-    register_television(options.diagnostics);
-    const int32_t result =
-        ipp_init(options.device_type, options.name.c_str(), options.serial.c_str());
-    if (result != IPP_OK) {
-        narrate_failure(start_failure(result));
-        return 1;
+    try {
+        return run_lineup(options, load_lineup(options.files, time_now() / seconds_a_day), signals);
+    } catch (const LineupError &error) {
+        narrate_failure(error.what());
+        return status_bad_file;
     }
-    narrate_start({options.name, options.serial, options.device_type, own_addresses()});
-    wait_for_stop(signals, options.event_every);
-    ipp_finish();
-    narrate_stop(look(summary));
-    return 0;
 }
 
 } // namespace sim

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "lineup.h"
+
 namespace sim
 {
 
@@ -15,10 +17,15 @@ struct Options {
     bool json = false;
     bool diagnostics = false;
     double event_every = 0; /* seconds; 0: no demo events */
+    LineupFiles files;
+    std::string font;
 };
 
-/* Runs the television until SIGINT or SIGTERM. The program's exit status: 0, or 1 when it could not
- * start. */
+constexpr int status_no_service = 1;
+constexpr int status_bad_file = 3;
+
+/* Runs the television until SIGINT or SIGTERM. The program's exit status: 0, or one of those above
+ * when it could not start. */
 int run_television(const Options &options);
 
 } // namespace sim

@@ -3,6 +3,7 @@
 #include "slots.h"
 
 #include "host.h"
+#include "keys.h"
 #include "printable.h"
 
 namespace sim

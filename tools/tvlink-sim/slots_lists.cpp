@@ -1,8 +1,8 @@
-/* The programme guide, the channel lists, their order, and the picture of the screen. What travels
- * in a list is a line of text for each entry, its fields apart by tabulators. */
+/* The programme guide, the channel lists and their order. */
 #include "slots.h"
 
 #include "host.h"
+#include "list_blocks.h"
 #include "printable.h"
 
 namespace sim
@@ -11,117 +11,86 @@ namespace sim
 namespace
 {
 
-struct Entries {
-    std::string lines;
-    uint16_t count = 0;
-};
-
-void add_line(Entries &entries, const std::string &line)
+/* Prints the question and gives the list to the library. */
+void *send_list(const char *slot, const nlohmann::json &arguments, const std::string &question,
+                const ListBlock &block)
 {
-    entries.lines += line + "\n";
-    entries.count++;
+    tell(slot, arguments, question + "? " + std::to_string(block.entries) + " entries",
+         block.entries);
+    return sized_block(block.bytes);
 }
 
-/* What one channel shows in the evening, as far as the wanted text is in the titles. */
-void add_evening(Entries &entries, int day, const Channel &channel, const std::string &wanted)
+std::string of_channel(bool every_channel, uint32_t number)
 {
-    static const char *const programmes[] = {"19:00\tMagazine", "20:15\tHighlights",
-                                             "22:00\tLate Show"};
-    for (const char *programme : programmes) {
-        const std::string title = std::string(programme) + ": " + channel.name;
-        if (title.find(wanted) != std::string::npos) {
-            add_line(entries,
-                     std::to_string(day) + "\t" + std::to_string(channel.number) + "\t" + title);
-        }
-    }
+    return every_channel ? "" : " of channel " + std::to_string(number);
 }
 
-/* The evenings of so many days. */
-Entries guide(const Television &tv, int days, const std::string &wanted)
-{
-    Entries entries;
-    for (int day = 0; day < days; day++) {
-        for (const Channel &channel : tv.channels) {
-            add_evening(entries, day, channel, wanted);
-        }
-    }
-    return entries;
-}
-
-Entries channels(const Television &tv, const std::string &wanted)
-{
-    Entries entries;
-    for (const Channel &channel : tv.channels) {
-        if (channel.name.find(wanted) != std::string::npos) {
-            add_line(entries, std::to_string(channel.number) + "\t" + channel.name);
-        }
-    }
-    return entries;
-}
-
-/* Prints the question and gives the entries to the library. */
-void *send_entries(const char *slot, const nlohmann::json &arguments, const std::string &question,
-                   const Entries &entries)
-{
-    tell(slot, arguments, question + "? " + std::to_string(entries.count) + " entries",
-         entries.count);
-    return sized_block(entries.lines);
-}
-
+/* 0 asks for every channel, 1 for the one with the number; nothing is known of other selectors. */
 void *get_tv_epg(uint16_t *count, uint32_t *, uint8_t selector1, uint32_t selector2,
                  uint32_t selector3, uint32_t *value)
 {
-    const Entries entries = look([](const Television &tv) { return guide(tv, 1, ""); });
-    *count = entries.count;
-    *value = entries.count;
-    return send_entries("get_tv_epg", {{"selectors", {selector1, selector2, selector3}}}, "guide",
-                        entries);
+    GuideQuery query;
+    query.every_channel = selector1 == 0;
+    query.number = selector2;
+    query.ends_after = selector3;
+    const ListBlock block = selector1 > 1 ? ListBlock() : look([&](const Television &tv) {
+        return guide_entries(tv.channels, tv.guide, query);
+    });
+    *count = static_cast<uint16_t>(block.entries);
+    *value = block.channels;
+    return send_list("get_tv_epg", {{"selectors", {selector1, selector2, selector3}}},
+                     "guide" + of_channel(selector1 != 1, selector2), block);
 }
 
 void *get_tv_epgweek(uint32_t selector, uint32_t *value)
 {
-    const Entries entries = look([](const Television &tv) { return guide(tv, 7, ""); });
-    *value = entries.count;
-    return send_entries("get_tv_epgweek", {{"selector", selector}}, "guide of the week", entries);
+    const GuideQuery query = week_query(selector, time_now());
+    const ListBlock block =
+        look([&](const Television &tv) { return guide_entries(tv.channels, tv.guide, query); });
+    *value = block.entries;
+    return send_list("get_tv_epgweek", {{"selector", selector}},
+                     "guide of the week" + of_channel(selector == 0, selector), block);
 }
 
 void *get_tv_simpleepg(uint16_t *count)
 {
-    const Entries entries = look([](const Television &tv) { return guide(tv, 1, "20:15"); });
-    *count = entries.count;
-    return send_entries("get_tv_simpleepg", nlohmann::json::object(), "simple guide", entries);
+    const ListBlock block = look(
+        [](const Television &tv) { return present_entries(tv.channels, tv.guide, time_now()); });
+    *count = static_cast<uint16_t>(block.entries);
+    return send_list("get_tv_simpleepg", nlohmann::json::object(), "simple guide", block);
 }
 
 void *get_tv_searchsimpleepg(const char *text, uint32_t, uint16_t *count, uint32_t *)
 {
-    const Entries entries = look([=](const Television &tv) { return guide(tv, 1, text); });
-    *count = entries.count;
-    return send_entries("get_tv_searchsimpleepg", {{"text", text}}, "guide with " + quoted(text),
-                        entries);
-}
-
-void *send_channels(const char *slot, const nlohmann::json &arguments, const std::string &wanted,
-                    uint16_t *count)
-{
-    const Entries entries = look([&](const Television &tv) { return channels(tv, wanted); });
-    *count = entries.count;
-    return send_entries(slot, arguments,
-                        wanted.empty() ? "channels" : "channels with " + quoted(wanted), entries);
+    const ListBlock block =
+        look([=](const Television &tv) { return matching_entries(tv.channels, tv.guide, text); });
+    *count = static_cast<uint16_t>(block.entries);
+    return send_list("get_tv_searchsimpleepg", {{"text", text}}, "guide with " + quoted(text),
+                     block);
 }
 
 void *get_tv_channelcode(uint16_t *count)
 {
-    return send_channels("get_tv_channelcode", nlohmann::json::object(), "", count);
+    const ListBlock block =
+        look([](const Television &tv) { return channel_cells(tv.channels, ""); });
+    *count = static_cast<uint16_t>(block.entries);
+    return send_list("get_tv_channelcode", nlohmann::json::object(), "channels", block);
 }
 
 void *get_tv_channelcode2(uint16_t *count)
 {
-    return send_channels("get_tv_channelcode2", nlohmann::json::object(), "", count);
+    const ListBlock block = look([](const Television &tv) { return short_channels(tv.channels); });
+    *count = static_cast<uint16_t>(block.entries);
+    return send_list("get_tv_channelcode2", nlohmann::json::object(), "short channels", block);
 }
 
 void *get_tv_channelcode3(const char *filter, uint16_t *count)
 {
-    return send_channels("get_tv_channelcode3", {{"filter", filter}}, filter, count);
+    const ListBlock block =
+        look([=](const Television &tv) { return channel_cells(tv.channels, filter); });
+    *count = static_cast<uint16_t>(block.entries);
+    return send_list("get_tv_channelcode3", {{"filter", filter}}, "channels with " + quoted(filter),
+                     block);
 }
 
 void *get_tv_order(uint16_t *count, uint32_t *length)
@@ -134,23 +103,10 @@ void *get_tv_order(uint16_t *count, uint32_t *length)
     return heap_bytes(order.data(), order.size());
 }
 
-/* The parameters are width and height. The picture stays ours: it lives until the next one is
- * drawn. */
-void *get_screen_shot2(int16_t width, uint16_t height, uint32_t *length)
-{
-    static std::vector<uint8_t> &image = *new std::vector<uint8_t>;
-    image = look([=](const Television &tv) { return draw_screen(tv, width, height); });
-    *length = static_cast<uint32_t>(image.size());
-    tell("get_screen_shot2", {{"width", width}, {"height", height}},
-         "screen? " + std::to_string(image.size()) + " bytes", image.size());
-    return image.data();
-}
-
 } // namespace
 
 void fill_list_slots(TvMethodTable &table)
 {
-    table.get_screen_shot2 = get_screen_shot2;
     table.get_tv_epg = get_tv_epg;
     table.get_tv_epgweek = get_tv_epgweek;
     table.get_tv_order = get_tv_order;

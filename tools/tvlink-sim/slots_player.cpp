@@ -1,6 +1,7 @@
 /* The media player. Its unit of time is the second. */
 #include "slots.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -49,11 +50,16 @@ int set_play_addr(char *address)
                    [&](Television &tv) { return open_stream(tv, kept); });
 }
 
-int set_play_addr2(const char *address, const void *, uint32_t length, uint8_t option)
+/* The data are the title to show; option 1 plays at once. */
+int set_play_addr2(const char *address, const void *data, uint32_t length, uint8_t option)
 {
+    constexpr uint32_t most_title = 255;
+    const std::string title(static_cast<const char *>(data), std::min(length, most_title));
     return perform("set_play_addr2", {{"address", address}, {"length", length}, {"option", option}},
                    [=](Television &tv) {
-                       Outcome outcome = open_stream(tv, address);
+                       Outcome outcome = option == 1 && *address != '\0'
+                                             ? start_player(tv, address, title, "", seconds_now())
+                                             : open_stream(tv, address, title);
                        outcome.words += ", " + std::to_string(length) + " bytes of data, option " +
                                         std::to_string(option);
                        return outcome;

@@ -1,5 +1,5 @@
-/* Settings, accounts, applications and the text queries. Passwords pass through here: their slots
- * print lengths only. */
+/* Settings, names, accounts and the text queries. Passwords pass through here: their slots print
+ * lengths only. */
 #include "slots.h"
 
 #include <cstring>
@@ -7,6 +7,7 @@
 #include "host.h"
 #include "narrate.h"
 #include "printable.h"
+#include "told_state.h"
 
 namespace sim
 {
@@ -18,37 +19,38 @@ constexpr size_t answer_size = 2560;
 constexpr size_t long_answer_size = 65535;
 constexpr size_t version_size = 32;
 
-int set_tv_install_apklist(const char *text, uint32_t number)
-{
-    return perform("set_tv_install_apklist", {{"text", text}, {"number", number}},
-                   [=](Television &tv) { return install_application(tv, text); });
-}
-
 int set_tv_current_position(const char *text, uint32_t)
 {
-    return perform("set_tv_current_position", {{"text", text}}, [=](Television &tv) {
-        tv.place = text;
-        return Outcome{0, "place -> " + quoted(text), {}};
-    });
+    return perform("set_tv_current_position", {{"text", text}},
+                   [=](Television &tv) { return set_place(tv, text); });
 }
 
 int set_tv_nick_name(const char *text, uint32_t number)
 {
-    return perform("set_tv_nick_name", {{"text", text}, {"number", number}}, [=](Television &tv) {
-        tv.nickname = text;
-        return Outcome{0, "nickname -> " + quoted(text), {}};
-    });
+    return perform("set_tv_nick_name", {{"text", text}, {"number", number}},
+                   [=](Television &tv) { return set_nickname(tv, text); });
 }
 
-int set_tv_setting_mtnadata(const char *text2, uint32_t, const char *text1, uint32_t, uint8_t value,
+std::string fitting(const nlohmann::json &object)
+{
+    const std::string reply = one_line(object);
+    return reply.size() < answer_size ? reply : one_line({{"error", "the answer is too long"}});
+}
+
+/* The first text is the setting's name, the second its value; an empty value only reads. */
+int set_tv_setting_mtnadata(const char *value, uint32_t, const char *name, uint32_t, uint8_t kind,
                             char *answer_buffer)
 {
-    const std::string reply = one_line({{"set", text1}, {"value", value}});
-    answer(answer_buffer, answer_size, reply.size() < answer_size ? reply : "{}");
-    tell("set_tv_setting_mtnadata", {{"text2", text2}, {"text1", text1}, {"value", value}},
-         "metadata setting " + quoted(text1) + ", " + quoted(text2) + ", " + std::to_string(value),
-         0);
-    return 0;
+    nlohmann::json shown = value;
+    if (kind != 0) {
+        shown = nullptr;
+    }
+    const int status =
+        perform("set_tv_setting_mtnadata", {{"name", name}, {"value", shown}, {"kind", kind}},
+                [=](Television &tv) { return keep_setting(tv, name, value, kind); });
+    answer(answer_buffer, answer_size,
+           fitting(look([=](const Television &tv) { return told_setting(tv.settings, name); })));
+    return status;
 }
 
 int set_tv_show_phone_connect(const char *text1, const char *text2)
@@ -83,36 +85,11 @@ int set_tv_wifiinfo(const char *text)
     return 0;
 }
 
-int get_tv_installapklist(uint32_t value, char *buffer)
-{
-    const std::vector<std::string> applications =
-        look([](const Television &tv) { return tv.applications; });
-    const std::string reply = one_line(applications);
-    if (reply.size() >= long_answer_size) {
-        tell("get_tv_installapklist", {{"value", value}}, "applications? too many to tell", -1);
-        return -1;
-    }
-    answer(buffer, long_answer_size, reply);
-    tell("get_tv_installapklist", {{"value", value}}, "applications? " + reply, applications);
-    return 0;
-}
-
 int get_tv_currentposition(char *buffer)
 {
     const std::string place = look([](const Television &tv) { return tv.place; });
     answer(buffer, long_answer_size, place);
     tell("get_tv_currentposition", nlohmann::json::object(), "place? " + quoted(place), place);
-    return 0;
-}
-
-int get_tv_metadata(const char *text1, const char *text2, uint8_t selector, char *buffer)
-{
-    const std::string title =
-        look([](const Television &tv) { return tv.channels[tv.current].name; });
-    const std::string reply = one_line({{"title", title}, {"selector", selector}});
-    answer(buffer, long_answer_size, reply);
-    tell("get_tv_metadata", {{"text1", text1}, {"text2", text2}, {"selector", selector}},
-         "metadata of " + quoted(text1) + ", " + quoted(text2) + "? " + reply, reply);
     return 0;
 }
 
@@ -124,39 +101,45 @@ int get_europe_version(char *buffer)
     return 0;
 }
 
-/* A text query is answered with its own text, and a number query with the text's length. */
-int echo_query(const char *slot, char *buffer, const char *text)
+int answer_query(const char *slot, char *buffer, const char *text, const std::string &reply)
 {
-    answer(buffer, answer_size, text);
-    tell(slot, {{"text", text}}, "query " + quoted(text), text);
+    answer(buffer, answer_size, reply);
+    tell(slot, {{"text", text}}, "query " + quoted(text) + "? " + quoted(reply), reply);
     return 0;
 }
 
+/* The setting of this name; all for an empty text. */
 int get_tv_code400b(char *buffer, const char *text)
 {
-    return echo_query("get_tv_code400b", buffer, text);
+    const nlohmann::json settings = look(
+        [=](const Television &tv) { return told_settings(settings_named(tv.settings, text)); });
+    return answer_query("get_tv_code400b", buffer, text, fitting(settings));
 }
 
 int get_tv_code400c(char *buffer, const char *text)
 {
-    return echo_query("get_tv_code400c", buffer, text);
+    return answer_query("get_tv_code400c", buffer, text,
+                        one_line({{"name", "tvlink-sim"}, {"version", TVLINK_VERSION}}));
 }
 
 int get_tv_code400d(char *buffer, const char *text)
 {
-    return echo_query("get_tv_code400d", buffer, text);
+    return answer_query("get_tv_code400d", buffer, text, text);
 }
 
 int get_tv_code4015(char *buffer, const char *text)
 {
-    return echo_query("get_tv_code4015", buffer, text);
+    const nlohmann::json state =
+        look([](const Television &tv) { return told_state(tv, time_now(), seconds_now()); });
+    return answer_query("get_tv_code4015", buffer, text, fitting(state));
 }
 
+/* How many settings' names begin with the text. */
 int get_tv_code400a(uint32_t *number, const char *text)
 {
-    *number = static_cast<uint32_t>(strlen(text));
+    *number = look([=](const Television &tv) { return count_settings(tv.settings, text); });
     tell("get_tv_code400a", {{"text", text}},
-         "query " + quoted(text) + "? " + std::to_string(*number), *number);
+         "settings " + quoted(text) + "? " + std::to_string(*number), *number);
     return 0;
 }
 
@@ -164,15 +147,12 @@ int get_tv_code400a(uint32_t *number, const char *text)
 
 void fill_settings_slots(TvMethodTable &table)
 {
-    table.set_tv_install_apklist = set_tv_install_apklist;
     table.set_tv_current_position = set_tv_current_position;
     table.set_tv_nick_name = set_tv_nick_name;
     table.set_tv_setting_mtnadata = set_tv_setting_mtnadata;
     table.set_tv_show_phone_connect = set_tv_show_phone_connect;
     table.set_tv_shut_down = set_tv_shut_down;
     table.set_tv_loginfromtv = set_tv_loginfromtv;
-    table.get_tv_metadata = get_tv_metadata;
-    table.get_tv_installapklist = get_tv_installapklist;
     table.get_tv_currentposition = get_tv_currentposition;
     table.set_tv_wifiinfo = set_tv_wifiinfo;
     table.get_europe_version = get_europe_version;

@@ -1,10 +1,10 @@
 /* Video on demand: a shelf of films, the state of the player, and typed values. */
 #include "slots.h"
 
-#include <cstring>
-
+#include "films.h"
 #include "host.h"
 #include "printable.h"
+#include "voice.h"
 
 namespace sim
 {
@@ -12,49 +12,39 @@ namespace sim
 namespace
 {
 
-constexpr size_t cell_size = 256;
-constexpr size_t status_size = 280;
 constexpr uint32_t no_array = 0xFFFFFFFF;
 
-const std::vector<std::string> &films()
-{
-    static const std::vector<std::string> &titles =
-        *new std::vector<std::string>{"The Lighthouse Keeper", "Harbour Lights", "A Day in March"};
-    return titles;
-}
-
-char *film_title(const char *slot, const nlohmann::json &arguments, uint8_t selector)
+/* The selector counts the films from 0. */
+char *film_title(const char *slot, const nlohmann::json &arguments, uint8_t selector,
+                 const std::vector<Film> &shelf)
 {
     const std::string question = "film " + std::to_string(selector) + "? ";
-    if (selector >= films().size()) {
+    if (selector >= shelf.size()) {
         tell(slot, arguments, question + "none", nullptr);
         return nullptr;
     }
-    tell(slot, arguments, question + quoted(films()[selector]), films()[selector]);
-    return heap_text(films()[selector]);
+    tell(slot, arguments, question + quoted(shelf[selector].title), shelf[selector].title);
+    return heap_text(shelf[selector].title);
 }
 
 char *get_tv_vodstr(uint8_t selector)
 {
-    return film_title("get_tv_vodstr", {{"selector", selector}}, selector);
+    return film_title("get_tv_vodstr", {{"selector", selector}}, selector, films());
 }
 
 char *get_tv_vodstr2(uint8_t selector, const char *text)
 {
-    return film_title("get_tv_vodstr2", {{"selector", selector}, {"text", text}}, selector);
+    return film_title("get_tv_vodstr2", {{"selector", selector}, {"text", text}}, selector,
+                      films_holding(text));
 }
 
-/* Three integers, then the address of the stream: state, position, duration. */
 int fill_status(const char *slot, const nlohmann::json &arguments, void *record)
 {
     const Player player = look([](const Television &tv) { return tv.player; });
-    const uint32_t numbers[] = {static_cast<uint32_t>(player.state),
-                                player_position(player, seconds_now()), player.duration};
-    memcpy(record, numbers, sizeof numbers);
-    answer(static_cast<char *>(record) + sizeof numbers, status_size - sizeof numbers,
-           player.address);
+    const std::string status = video_status(player, seconds_now());
+    status.copy(static_cast<char *>(record), video_status_size);
     tell(slot, arguments, std::string("video status? ") + play_state_name(player.state),
-         numbers[0]);
+         static_cast<int>(player.state));
     return 1;
 }
 
@@ -69,10 +59,14 @@ int get_tv_vodstatus2(const char *text, void *record)
 }
 
 /* The lengths of the films in seconds. */
-uint32_t *film_lengths(const char *slot, const nlohmann::json &arguments, uint32_t *count)
+uint32_t *film_lengths(const char *slot, const nlohmann::json &arguments,
+                       const std::vector<Film> &shelf, uint32_t *count)
 {
-    const std::vector<uint32_t> lengths = {5400, 6120, 4980};
-    void *array = heap_bytes(lengths.data(), lengths.size() * sizeof lengths[0]);
+    std::vector<uint32_t> lengths;
+    for (const Film &film : shelf) {
+        lengths.push_back(film.seconds);
+    }
+    void *array = heap_bytes(lengths.data(), lengths.size() * sizeof(uint32_t));
     *count = array == nullptr ? no_array : static_cast<uint32_t>(lengths.size());
     tell(slot, arguments, "film lengths? " + std::to_string(lengths.size()), lengths);
     return static_cast<uint32_t *>(array);
@@ -80,33 +74,31 @@ uint32_t *film_lengths(const char *slot, const nlohmann::json &arguments, uint32
 
 uint32_t *get_tv_vodintarray(uint32_t *count)
 {
-    return film_lengths("get_tv_vodintarray", nlohmann::json::object(), count);
+    return film_lengths("get_tv_vodintarray", nlohmann::json::object(), films(), count);
 }
 
 uint32_t *get_tv_vodintarray2(uint32_t *count, const char *text)
 {
-    return film_lengths("get_tv_vodintarray2", {{"text", text}}, count);
+    return film_lengths("get_tv_vodintarray2", {{"text", text}}, films_holding(text), count);
 }
 
-void *film_titles(const char *slot, const nlohmann::json &arguments, uint32_t *count)
+void *film_titles(const char *slot, const nlohmann::json &arguments, const std::vector<Film> &shelf,
+                  uint32_t *count)
 {
-    std::vector<char> cells(films().size() * cell_size);
-    for (size_t i = 0; i < films().size(); i++) {
-        answer(&cells[i * cell_size], cell_size, films()[i]);
-    }
-    *count = static_cast<uint32_t>(films().size());
-    tell(slot, arguments, "films? " + std::to_string(films().size()), films());
+    const std::string cells = film_cells(shelf);
+    *count = static_cast<uint32_t>(shelf.size());
+    tell(slot, arguments, "films? " + std::to_string(shelf.size()), shelf.size());
     return heap_bytes(cells.data(), cells.size());
 }
 
 void *get_tv_vodarraystring(uint32_t *count)
 {
-    return film_titles("get_tv_vodarraystring", nlohmann::json::object(), count);
+    return film_titles("get_tv_vodarraystring", nlohmann::json::object(), films(), count);
 }
 
 void *get_tv_vodarraystring2(const char *text, uint32_t *count)
 {
-    return film_titles("get_tv_vodarraystring2", {{"text", text}}, count);
+    return film_titles("get_tv_vodarraystring2", {{"text", text}}, films_holding(text), count);
 }
 
 int player_state(const char *slot, const nlohmann::json &arguments)
@@ -127,69 +119,54 @@ int get_tv_vodplayer_v2(const char *text)
     return player_state("get_tv_vodplayer_v2", {{"text", text}});
 }
 
-/* The first text is the stream's address. */
+/* The title of a film or an address, the title to show, and where to begin. */
 int get_startplayer(const char *text1, const char *text2, const char *text3)
 {
     return perform("get_startplayer", {{"texts", {text1, text2, text3}}}, [=](Television &tv) {
-        Outcome opened = open_stream(tv, text1);
-        if (opened.status != 0) {
-            return opened;
-        }
-        Outcome played = play(tv, seconds_now());
-        played.words = opened.words + ": " + played.words;
-        played.events.insert(played.events.begin(), opened.events.begin(), opened.events.end());
-        return played;
+        return start_player(tv, text1, text2, text3, seconds_now());
     });
 }
 
-int tv_sendvoice(const void *, uint32_t length)
+int tv_sendvoice(const void *data, uint32_t length)
 {
-    tell("tv_sendvoice", {{"length", length}},
-         "voice request of " + std::to_string(length) + " bytes", 0);
-    return 0;
+    const std::string spoken(static_cast<const char *>(data), length);
+    return perform("tv_sendvoice", {{"length", length}},
+                   [=](Television &tv) { return obey_voice(tv, spoken, seconds_now()); });
 }
 
 int set_tv_voddetails(const char *text1, uint32_t, const char *text2, uint32_t)
 {
-    tell("set_tv_voddetails", {{"texts", {text1, text2}}},
-         "film details " + quoted(text1) + ", " + quoted(text2), 0);
-    return 0;
+    return perform("set_tv_voddetails", {{"texts", {text1, text2}}},
+                   [=](Television &tv) { return keep_video_value(tv, text1, text2); });
 }
 
-/* A typed value is only shown. */
-int told_value(const char *slot, unsigned selector, const nlohmann::json &value,
-               const std::string &words)
-{
-    tell(slot, {{"selector", selector}, {"value", value}},
-         "video value " + std::to_string(selector) + ": " + words, 0);
-    return 0;
-}
-
+/* Values that come without a name are kept under their tag. */
 int set_tv_vod(uint8_t tag, uint32_t value, uint32_t low, uint32_t high, const char *text, uint32_t)
 {
-    if (text != nullptr) {
-        return told_value("set_tv_vod", tag, text, quoted(text));
-    }
     const uint64_t number = value | low | (static_cast<uint64_t>(high) << 32);
-    return told_value("set_tv_vod", tag, number, std::to_string(number));
+    const VideoValue kept =
+        text != nullptr ? VideoValue(std::string(text)) : VideoValue(static_cast<int64_t>(number));
+    return perform("set_tv_vod", {{"tag", tag}}, [=](Television &tv) {
+        return keep_video_value(tv, "tag " + std::to_string(tag), kept);
+    });
 }
 
 int set_tv_vod_vt_int(uint8_t selector, const char *text, uint32_t value)
 {
-    return told_value("set_tv_vod_vt_int", selector, {text, value},
-                      quoted(text) + " = " + std::to_string(value));
+    return perform("set_tv_vod_vt_int", {{"selector", selector}, {"text", text}, {"value", value}},
+                   [=](Television &tv) { return keep_video_value(tv, text, int64_t{value}); });
 }
 
 int set_tv_vod_vt_str(uint8_t selector, const char *text1, const char *text2)
 {
-    return told_value("set_tv_vod_vt_str", selector, {text1, text2},
-                      quoted(text1) + " = " + quoted(text2));
+    return perform("set_tv_vod_vt_str", {{"selector", selector}, {"texts", {text1, text2}}},
+                   [=](Television &tv) { return keep_video_value(tv, text1, text2); });
 }
 
 int set_tv_vod_vt_long(uint8_t selector, const char *text, int64_t value)
 {
-    return told_value("set_tv_vod_vt_long", selector, {text, value},
-                      quoted(text) + " = " + std::to_string(value));
+    return perform("set_tv_vod_vt_long", {{"selector", selector}, {"text", text}, {"value", value}},
+                   [=](Television &tv) { return keep_video_value(tv, text, value); });
 }
 
 } // namespace

@@ -1,28 +1,17 @@
-#include "television.h"
+#include "unit/sim/sample_television.h"
 
 #include <gtest/gtest.h>
 
-#include "printable.h"
+#include "keys.h"
 
 using namespace sim;
 
 namespace
 {
 
-std::vector<int32_t> codes(const Outcome &outcome)
-{
-    std::vector<int32_t> result;
-    for (const Event &event : outcome.events) {
-        result.push_back(event.code);
-    }
-    return result;
-}
-
-using Codes = std::vector<int32_t>;
-
 TEST(Television, StepsThroughItsChannelsAndRoundTheirEnds)
 {
-    Television tv = make_television("tv");
+    Television tv = sample_television();
     const Outcome up = step_channel(tv, 2);
     EXPECT_EQ(up.status, 0);
     EXPECT_EQ(up.words, "channel +2 -> 3 (Films)");
@@ -36,7 +25,7 @@ TEST(Television, StepsThroughItsChannelsAndRoundTheirEnds)
 
 TEST(Television, ReportsNothingWhenTheChannelStaysTheSame)
 {
-    Television tv = make_television("tv");
+    Television tv = sample_television();
     const Outcome outcome = step_channel(tv, 8);
     EXPECT_EQ(outcome.words, "channel +8 -> 1 (News)");
     EXPECT_TRUE(outcome.events.empty());
@@ -44,7 +33,7 @@ TEST(Television, ReportsNothingWhenTheChannelStaysTheSame)
 
 TEST(Television, KeepsItsVolumeBetweenSilenceAndFull)
 {
-    Television tv = make_television("tv");
+    Television tv = sample_television();
     EXPECT_EQ(step_volume(tv, 5).words, "volume +5 -> 25");
     const Outcome full = step_volume(tv, 255);
     EXPECT_EQ(full.words, "volume +255 -> 100");
@@ -57,7 +46,7 @@ TEST(Television, KeepsItsVolumeBetweenSilenceAndFull)
 
 TEST(Television, IsHeardAgainWhenItIsMadeLouder)
 {
-    Television tv = make_television("tv");
+    Television tv = sample_television();
     EXPECT_EQ(codes(set_mute(tv, true)), Codes{EVENT_MUTE});
     EXPECT_TRUE(set_mute(tv, true).events.empty());
     EXPECT_EQ(codes(step_volume(tv, -1)), Codes{EVENT_VOLUME});
@@ -68,7 +57,7 @@ TEST(Television, IsHeardAgainWhenItIsMadeLouder)
 
 TEST(Television, KnowsItsPictureModesAndRefusesOthers)
 {
-    Television tv = make_television("tv");
+    Television tv = sample_television();
     const Outcome cinema = set_picture_mode(tv, 2);
     EXPECT_EQ(cinema.words, "picture mode 2 -> cinema");
     EXPECT_EQ(codes(cinema), Codes{EVENT_PICTURE});
@@ -78,7 +67,7 @@ TEST(Television, KnowsItsPictureModesAndRefusesOthers)
 
 TEST(Television, ActsOnKeysAndRemembersTheLast)
 {
-    Television tv = make_television("tv");
+    Television tv = sample_television();
     const Outcome louder = press_key(tv, 115, 0);
     EXPECT_EQ(louder.words, "key volume-up (115, 0): volume +1 -> 21");
     EXPECT_EQ(codes(louder), (Codes{EVENT_KEY, EVENT_VOLUME}));
@@ -95,7 +84,7 @@ TEST(Television, ActsOnKeysAndRemembersTheLast)
 
 TEST(Television, ObeysOnlyPowerInStandby)
 {
-    Television tv = make_television("tv");
+    Television tv = sample_television();
     EXPECT_EQ(codes(press_key(tv, 116, 0)), (Codes{EVENT_KEY, EVENT_POWER}));
     EXPECT_FALSE(tv.on);
     for (const Outcome &outcome :
@@ -112,7 +101,7 @@ TEST(Television, ObeysOnlyPowerInStandby)
 
 TEST(Television, ReportsATextOnceUntilItChanges)
 {
-    Television tv = make_television("tv");
+    Television tv = sample_television();
     const Outcome typed = type_text(tv, "Hello", "field");
     EXPECT_EQ(typed.words, "text \"Hello\" with \"field\"");
     ASSERT_EQ(codes(typed), Codes{EVENT_TEXT});
@@ -124,7 +113,7 @@ TEST(Television, ReportsATextOnceUntilItChanges)
 
 TEST(Television, ReordersChannelsAndKeepsTheOneThatIsShown)
 {
-    Television tv = make_television("tv");
+    Television tv = sample_television();
     const Outcome swapped = reorder_channels(tv, 1, 3, 1);
     ASSERT_EQ(codes(swapped), Codes{EVENT_ORDER});
     const std::vector<uint8_t> after_swap = {3, 0, 2, 0, 1, 0, 4, 0, 5, 0, 6, 0, 7, 0, 8, 0};
@@ -142,7 +131,7 @@ TEST(Television, ReordersChannelsAndKeepsTheOneThatIsShown)
 
 TEST(Television, FindsChannelsUpToALimit)
 {
-    Television tv = make_television("tv");
+    Television tv = sample_television();
     EXPECT_EQ(search_channels(tv).words, "channel search -> 9 (Local 9)");
     for (int i = 0; i < 7; i++) {
         EXPECT_EQ(codes(search_channels(tv)), Codes{EVENT_ORDER});
@@ -155,59 +144,12 @@ TEST(Television, FindsChannelsUpToALimit)
 
 TEST(Television, PairsAndTakesANewName)
 {
-    Television tv = make_television("tv");
+    Television tv = sample_television();
     EXPECT_EQ(codes(pair_phone(tv, "Ann's phone")), Codes{EVENT_PHONE});
     EXPECT_TRUE(pair_phone(tv, "Ann's phone").events.empty());
     EXPECT_EQ(codes(rename_television(tv, "Kitchen")), Codes{EVENT_NAME});
     EXPECT_EQ(tv.name, "Kitchen");
     EXPECT_TRUE(rename_television(tv, "Kitchen").events.empty());
-}
-
-TEST(Television, PlaysAStreamAgainstTheClock)
-{
-    Television tv = make_television("tv");
-    EXPECT_EQ(play(tv, 0).words, "play refused: no stream");
-    EXPECT_EQ(codes(open_stream(tv, "http://films/1")), Codes{EVENT_PLAYER});
-    EXPECT_EQ(tv.player.duration, 5400u);
-    EXPECT_EQ(codes(play(tv, 100)), Codes{EVENT_PLAYER});
-    EXPECT_EQ(player_position(tv.player, 130), 30u);
-    EXPECT_EQ(pause_player(tv, 140).words, "pause -> paused at 40 s");
-    EXPECT_EQ(player_position(tv.player, 1000), 40u);
-    EXPECT_EQ(seek_player(tv, 5390, 1000).status, 0);
-    EXPECT_EQ(play(tv, 1000).words, "play -> playing at 5390 s");
-    EXPECT_EQ(player_position(tv.player, 2000), 5400u);
-    EXPECT_EQ(stop_player(tv, 2000).words, "stop -> stopped at 0 s");
-    EXPECT_TRUE(stop_player(tv, 2000).events.empty());
-}
-
-TEST(Television, RefusesToSeekOutsideTheStream)
-{
-    Television tv = make_television("tv");
-    open_stream(tv, "http://films/1");
-    EXPECT_EQ(seek_player(tv, -1, 0).status, -1);
-    EXPECT_EQ(seek_player(tv, 5401, 0).status, -1);
-    EXPECT_EQ(seek_player(tv, 5400, 0).status, 0);
-    EXPECT_EQ(seek_player(tv, INT32_MIN, 0).status, -1);
-}
-
-TEST(Television, TakesApplicationsUntilItIsFull)
-{
-    Television tv = make_television("tv");
-    while (tv.applications.size() < 32) {
-        ASSERT_EQ(install_application(tv, "app").status, 0);
-    }
-    EXPECT_EQ(install_application(tv, "app").words, "install \"app\" refused: no room");
-}
-
-TEST(Television, DrawsAScreenOfTheSizeAskedForWithinBounds)
-{
-    Television tv = make_television("tv");
-    const std::vector<uint8_t> image = draw_screen(tv, 32, 16);
-    const std::string header = "P6\n32 16\n255\n";
-    ASSERT_EQ(image.size(), header.size() + 32 * 16 * 3);
-    EXPECT_EQ(std::string(image.begin(), image.begin() + 13), header);
-    const std::string least = "P6\n16 640\n255\n";
-    EXPECT_EQ(draw_screen(tv, -5, 65535).size(), least.size() + 16 * 640 * 3);
 }
 
 TEST(Television, NamesEveryEventOnce)
@@ -220,7 +162,7 @@ TEST(Television, NamesEveryEventOnce)
 
 TEST(Television, SaysItsStateInOneLine)
 {
-    Television tv = make_television("tv");
+    Television tv = sample_television();
     EXPECT_EQ(summary(tv), "on, channel 1 (News), volume 20, picture standard, text \"\", "
                            "no phone paired, player stopped");
     tv.muted = true;
@@ -229,30 +171,6 @@ TEST(Television, SaysItsStateInOneLine)
     set_power(tv, false);
     EXPECT_EQ(summary(tv), "standby, channel 1 (News), volume 20 (muted), picture standard, "
                            "text \"a\\x0ab\", paired with \"p\", player stopped");
-}
-
-TEST(Quoted, KeepsWhatATerminalCanShowAndEscapesTheRest)
-{
-    EXPECT_EQ(quoted(""), "\"\"");
-    EXPECT_EQ(quoted("say \"a\\b\""), "\"say \\\"a\\\\b\\\"\"");
-    EXPECT_EQ(quoted("Gr\xC3\xBC\xC3\x9F"
-                     "e \xF0\x9F\x93\xBA"),
-              "\"Gr\xC3\xBC\xC3\x9F"
-              "e \xF0\x9F\x93\xBA\"");
-    EXPECT_EQ(quoted("\x1b[2J\r\x7f"), "\"\\x1b[2J\\x0d\\x7f\"");
-    EXPECT_EQ(quoted("\xC2\x9B"
-                     "A"),
-              "\"\\xc2\\x9bA\"");
-    EXPECT_EQ(quoted("a\xFF\xC3"), "\"a\\xff\\xc3\"");
-    EXPECT_EQ(quoted("\xE0\x80\x80"), "\"\\xe0\\x80\\x80\"");
-    EXPECT_EQ(quoted("\xED\xA0\x80"), "\"\\xed\\xa0\\x80\"");
-    EXPECT_EQ(quoted("\xC0\xAF"), "\"\\xc0\\xaf\"");
-}
-
-TEST(Quoted, CutsLongTextsAndShowsIt)
-{
-    EXPECT_EQ(quoted(std::string(60, 'x')), "\"" + std::string(60, 'x') + "\"");
-    EXPECT_EQ(quoted(std::string(61, 'x')), "\"" + std::string(60, 'x') + "...\"");
 }
 
 } // namespace

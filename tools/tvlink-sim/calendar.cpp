@@ -1,0 +1,147 @@
+#include "calendar.h"
+
+#include <cstdio>
+
+#include "numbers.h"
+
+namespace sim
+{
+
+namespace
+{
+
+struct Date {
+    int64_t year;
+    uint32_t month;
+    uint32_t day;
+};
+
+/* Days since the epoch of a date of the Gregorian calendar. A year is taken to begin in March, so
+ * that the leap day is its last. */
+int64_t days_since_epoch(const Date &date)
+{
+    constexpr int64_t days_in_400_years = 146097;
+    constexpr int64_t days_before_epoch = 719468; /* since March 1st of the year 0 */
+    const int64_t year = date.month <= 2 ? date.year - 1 : date.year;
+    const int64_t cycle = year / 400;
+    const int64_t year_of_cycle = year % 400;
+    const int64_t month = (int64_t{date.month} + 9) % 12;
+    const int64_t day_of_year = (153 * month + 2) / 5 + date.day - 1;
+    const int64_t day_of_cycle =
+        year_of_cycle * 365 + year_of_cycle / 4 - year_of_cycle / 100 + day_of_year;
+    return cycle * days_in_400_years + day_of_cycle - days_before_epoch;
+}
+
+uint32_t days_in_month(const Date &date)
+{
+    const Date next =
+        date.month == 12 ? Date{date.year + 1, 1, 1} : Date{date.year, date.month + 1, 1};
+    return static_cast<uint32_t>(days_since_epoch(next) -
+                                 days_since_epoch({date.year, date.month, 1}));
+}
+
+/* So many digits at this place, as a number up to `most`; the place moves behind them. */
+std::optional<uint32_t> digits(const std::string &text, size_t &at, size_t count, uint32_t most)
+{
+    if (text.size() - at < count) {
+        return std::nullopt;
+    }
+    const std::optional<uint32_t> number = decimal(text.substr(at, count), most);
+    at += count;
+    return number;
+}
+
+/* The seconds that "+0100" is ahead of UTC. */
+std::optional<int64_t> offset_seconds(const std::string &text)
+{
+    if (text.empty() || text == "Z" || text == "UTC" || text == "GMT") {
+        return 0;
+    }
+    size_t at = 1;
+    if (text.size() != 5 || (text[0] != '+' && text[0] != '-')) {
+        return std::nullopt;
+    }
+    const std::optional<uint32_t> hours = digits(text, at, 2, 14);
+    const std::optional<uint32_t> minutes = digits(text, at, 2, 59);
+    if (!hours || !minutes) {
+        return std::nullopt;
+    }
+    const int64_t seconds = int64_t{*hours} * 3600 + int64_t{*minutes} * 60;
+    return text[0] == '-' ? -seconds : seconds;
+}
+
+std::optional<int64_t> day_of(const std::string &text, size_t &at)
+{
+    const std::optional<uint32_t> year = digits(text, at, 4, 9999);
+    const std::optional<uint32_t> month = year ? digits(text, at, 2, 12) : std::nullopt;
+    const std::optional<uint32_t> day = month ? digits(text, at, 2, 31) : std::nullopt;
+    if (!day || *year < 1970 || *month == 0 || *day == 0) {
+        return std::nullopt;
+    }
+    const Date date{*year, *month, *day};
+    return *day <= days_in_month(date) ? std::optional<int64_t>(days_since_epoch(date))
+                                       : std::nullopt;
+}
+
+bool is_digit(const std::string &text, size_t at)
+{
+    return at < text.size() && text[at] >= '0' && text[at] <= '9';
+}
+
+/* The second may be left out; 60 is a leap second. */
+std::optional<int64_t> second_of_day(const std::string &text, size_t &at)
+{
+    const std::optional<uint32_t> hour = digits(text, at, 2, 23);
+    const std::optional<uint32_t> minute = hour ? digits(text, at, 2, 59) : std::nullopt;
+    if (!minute) {
+        return std::nullopt;
+    }
+    const std::optional<uint32_t> second = is_digit(text, at) ? digits(text, at, 2, 60) : 0;
+    return second ? std::optional<int64_t>(int64_t{*hour} * 3600 + int64_t{*minute} * 60 + *second)
+                  : std::nullopt;
+}
+
+} // namespace
+
+std::optional<int64_t> guide_time(const std::string &text)
+{
+    size_t at = 0;
+    const std::optional<int64_t> day = day_of(text, at);
+    const std::optional<int64_t> second = day ? second_of_day(text, at) : std::nullopt;
+    if (!second) {
+        return std::nullopt;
+    }
+    while (at < text.size() && text[at] == ' ') {
+        at++;
+    }
+    const std::optional<int64_t> offset = offset_seconds(text.substr(at));
+    return offset ? std::optional<int64_t>(*day * 86400 + *second - *offset) : std::nullopt;
+}
+
+std::string date_and_time(uint32_t seconds)
+{
+    /* The inverse of days_since_epoch, by going to the year and the month. */
+    const int64_t days = seconds / 86400;
+    Date date{1970 + days / 366, 1, 1};
+    while (days_since_epoch({date.year + 1, 1, 1}) <= days) {
+        date.year++;
+    }
+    while (date.month < 12 && days_since_epoch({date.year, date.month + 1, 1}) <= days) {
+        date.month++;
+    }
+    date.day = static_cast<uint32_t>(days - days_since_epoch(date)) + 1;
+    char text[32];
+    snprintf(text, sizeof text, "%04d-%02u-%02u ", static_cast<int>(date.year), date.month,
+             date.day);
+    return text + time_of_day(seconds);
+}
+
+std::string time_of_day(uint32_t seconds)
+{
+    const unsigned minutes = seconds % 86400 / 60;
+    char text[16];
+    snprintf(text, sizeof text, "%02u:%02u", minutes / 60, minutes % 60);
+    return text;
+}
+
+} // namespace sim

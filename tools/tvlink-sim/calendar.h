@@ -1,0 +1,22 @@
+/* Dates and times of day. */
+#ifndef TVLINK_SIM_CALENDAR_H
+#define TVLINK_SIM_CALENDAR_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace sim
+{
+
+/* The Unix time of "20261121201500 +0100": year, month, day, hour, minute and maybe second, then
+ * maybe an offset from UTC. Nothing when the text is anything else. */
+std::optional<int64_t> guide_time(const std::string &text);
+
+/* "2026-11-21 19:15" and "19:15", in UTC. */
+std::string date_and_time(uint32_t seconds);
+std::string time_of_day(uint32_t seconds);
+
+} // namespace sim
+
+#endif

@@ -1,0 +1,46 @@
+/* The channels: which there are, in which order, and which one is shown. */
+#ifndef TVLINK_SIM_CHANNELS_H
+#define TVLINK_SIM_CHANNELS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "events.h"
+
+namespace sim
+{
+
+struct Television;
+
+struct Channel {
+    uint16_t number;
+    std::string name;
+    std::string group;
+    std::string guide_id; /* the guide's name for it */
+    std::string address;
+};
+
+const Channel &current_channel(const Television &tv);
+
+/* "3 (Films)". */
+std::string channel_words(const Channel &channel);
+
+/* By so many places in their order, round its ends. */
+Outcome step_channel(Television &tv, int32_t step);
+Outcome choose_channel(Television &tv, uint32_t number);
+
+/* Kind 1: the channels with these two numbers change places. Kind 2: the first moves to where the
+ * second is. */
+Outcome reorder_channels(Television &tv, uint16_t first, uint16_t second, int kind);
+
+/* Finds one more channel, up to a limit. */
+Outcome search_channels(Television &tv);
+
+/* The channels' numbers in order, two bytes each, little-endian. */
+std::vector<uint8_t> channel_order(const Television &tv);
+
+} // namespace sim
+
+#endif

@@ -1,0 +1,83 @@
+#include "font.h"
+
+#include <cstdio>
+
+#include <stb/stb_truetype.h>
+
+namespace sim
+{
+
+struct Font {
+    std::vector<uint8_t> file;
+    stbtt_fontinfo info;
+};
+
+namespace
+{
+
+constexpr size_t least_file = 12; /* the header of the table of tables */
+constexpr size_t greatest_file = 67108864;
+
+std::vector<uint8_t> read_bytes(const std::string &path)
+{
+    std::vector<uint8_t> bytes;
+    FILE *file = fopen(path.c_str(), "rbe");
+    if (file == nullptr) {
+        return bytes;
+    }
+    std::vector<uint8_t> piece(65536);
+    size_t count = 0;
+    while (bytes.size() <= greatest_file &&
+           (count = fread(piece.data(), 1, piece.size(), file)) > 0) {
+        bytes.insert(bytes.end(), piece.begin(),
+                     piece.begin() + static_cast<std::ptrdiff_t>(count));
+    }
+    fclose(file);
+    return bytes;
+}
+
+} // namespace
+
+std::shared_ptr<const Font> load_font(const std::string &path)
+{
+    auto font = std::make_shared<Font>();
+    font->file = read_bytes(path);
+    if (font->file.size() < least_file || font->file.size() > greatest_file) {
+        return nullptr;
+    }
+    const int offset = stbtt_GetFontOffsetForIndex(font->file.data(), 0);
+    if (offset < 0 || stbtt_InitFont(&font->info, font->file.data(), offset) == 0) {
+        return nullptr;
+    }
+    return font;
+}
+
+Glyph draw_glyph(const Font &font, uint32_t character, float size)
+{
+    const float scale = stbtt_ScaleForPixelHeight(&font.info, size);
+    const int code = static_cast<int>(character);
+    int right = 0;
+    int bottom = 0;
+    Glyph glyph{};
+    stbtt_GetCodepointBitmapBox(&font.info, code, scale, scale, &glyph.left, &glyph.top, &right,
+                                &bottom);
+    glyph.width = right - glyph.left;
+    glyph.height = bottom - glyph.top;
+    if (glyph.width <= 0 || glyph.height <= 0) {
+        return {0, 0, 0, 0, {}};
+    }
+    glyph.coverage.resize(static_cast<size_t>(glyph.width) * static_cast<size_t>(glyph.height));
+    stbtt_MakeCodepointBitmap(&font.info, glyph.coverage.data(), glyph.width, glyph.height,
+                              glyph.width, scale, scale, code);
+    return glyph;
+}
+
+float glyph_advance(const Font &font, uint32_t character, float size)
+{
+    int advance = 0;
+    int bearing = 0;
+    stbtt_GetCodepointHMetrics(&font.info, static_cast<int>(character), &advance, &bearing);
+    return static_cast<float>(advance) * stbtt_ScaleForPixelHeight(&font.info, size);
+}
+
+} // namespace sim

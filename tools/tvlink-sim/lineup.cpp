@@ -1,0 +1,120 @@
+#include "lineup.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "input_error.h"
+#include "playlist.h"
+#include "xmltv.h"
+
+namespace sim
+{
+
+namespace
+{
+
+constexpr size_t greatest_file = 268435456;
+
+struct CloseFile {
+    void operator()(FILE *file) const
+    {
+        fclose(file);
+    }
+};
+
+using File = std::unique_ptr<FILE, CloseFile>;
+
+std::string read_file(const std::string &path)
+{
+    const File file(fopen(path.c_str(), "rbe"));
+    if (file == nullptr) {
+        throw LineupError(path + ": " + strerror(errno));
+    }
+    std::string text;
+    std::vector<char> piece(65536);
+    size_t count = 0;
+    while ((count = fread(piece.data(), 1, piece.size(), file.get())) > 0) {
+        text.append(piece.data(), count);
+        if (text.size() > greatest_file) {
+            throw LineupError(path + ": longer than " + std::to_string(greatest_file) + " bytes");
+        }
+    }
+    if (ferror(file.get()) != 0) {
+        throw LineupError(path + ": " + strerror(errno));
+    }
+    return text;
+}
+
+/* The folder of the program itself; empty when the system does not tell. */
+std::string program_folder()
+{
+    char path[4096];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    const std::string program(path, length > 0 ? static_cast<size_t>(length) : 0);
+    return program.substr(0, program.find_last_of('/') + 1);
+}
+
+/* The samples lie beside an installed program, wherever the whole was put, or in the sources. */
+std::string sample(const std::string &name)
+{
+    const std::string installed = program_folder() + TVLINK_SIM_SHARE + "/" + name;
+    const std::string source = std::string(TVLINK_SIM_EXAMPLES) + "/" + name;
+    for (const std::string &path : {installed, source}) {
+        if (access(path.c_str(), R_OK) == 0) {
+            return path;
+        }
+    }
+    throw LineupError(source + ": the sample is missing, and it is not at " + installed +
+                      " either; --channels FILE and --guide FILE name others");
+}
+
+template <typename Parse> auto parse_file(const std::string &path, const Parse &parse)
+{
+    try {
+        return parse(read_file(path));
+    } catch (const InputError &error) {
+        throw LineupError(path + ":" + std::to_string(error.line) + ": " + error.what());
+    }
+}
+
+void add_remark(Lineup &lineup, size_t programmes, const std::string &reason)
+{
+    if (programmes > 0) {
+        lineup.remarks.push_back(std::to_string(programmes) + " programmes " + reason);
+    }
+}
+
+void load_guide(Lineup &lineup, const std::string &path, bool starts_today, uint32_t today)
+{
+    const ReadGuide read = parse_file(
+        path, [&](const std::string &text) { return parse_guide(text, lineup.channels); });
+    lineup.guide = read.guide;
+    add_remark(lineup, read.of_other_channels, "of other channels are not used");
+    add_remark(lineup, read.left_out,
+               "are left out: " + std::to_string(most_programmes) + " is the most");
+    if (starts_today) {
+        move_to_day(lineup.guide, today);
+    }
+}
+
+} // namespace
+
+Lineup load_lineup(const LineupFiles &files, uint32_t today)
+{
+    Lineup lineup;
+    const bool sample_channels = files.channels.empty();
+    lineup.channels =
+        parse_file(sample_channels ? sample("channels.m3u") : files.channels, parse_playlist);
+    if (!files.guide.empty()) {
+        load_guide(lineup, files.guide, files.guide_starts_today, today);
+    } else if (sample_channels) {
+        load_guide(lineup, sample("guide.xml"), true, today);
+    }
+    return lineup;
+}
+
+} // namespace sim

@@ -1,0 +1,38 @@
+/* What the television is set up with: the files with its channels and its guide. */
+#ifndef TVLINK_SIM_LINEUP_H
+#define TVLINK_SIM_LINEUP_H
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "channels.h"
+#include "guide.h"
+
+namespace sim
+{
+
+struct LineupFiles {
+    std::string channels; /* empty: the sample */
+    std::string guide;    /* empty: the sample for the sample's channels, none for others */
+    bool guide_starts_today = false; /* the sample always does */
+};
+
+struct Lineup {
+    std::vector<Channel> channels;
+    Guide guide;
+    std::vector<std::string> remarks; /* what of the guide is not used */
+};
+
+/* what() is "FILE:LINE: reason", or "FILE: reason" when the file as a whole is meant. */
+struct LineupError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/* `today` in days since the epoch (UTC). Throws LineupError. */
+Lineup load_lineup(const LineupFiles &files, uint32_t today);
+
+} // namespace sim
+
+#endif

@@ -1,0 +1,179 @@
+#include "list_blocks.h"
+
+#include "bytes.h"
+#include "utf8.h"
+
+namespace sim
+{
+
+namespace
+{
+
+constexpr size_t name_size = 64;
+constexpr size_t group_size = 32;
+constexpr size_t guide_id_size = 32;
+constexpr size_t address_size = 124;
+constexpr size_t most_short_name = 255;
+constexpr size_t most_title = 255;
+constexpr size_t most_description = 1000;
+
+enum class Details : uint8_t { None, Description };
+
+/* False when there is no room left. */
+bool append_entry(ListBlock &block, const std::string &entry)
+{
+    if (block.entries == most_entries || block.bytes.size() + entry.size() > most_list_bytes) {
+        return false;
+    }
+    block.bytes += entry;
+    block.entries++;
+    return true;
+}
+
+std::string channel_cell(const Channel &channel)
+{
+    std::string cell;
+    append_u16(cell, channel.number);
+    append_u16(cell, 0);
+    append_field(cell, channel.name, name_size);
+    append_field(cell, channel.group, group_size);
+    append_field(cell, channel.guide_id, guide_id_size);
+    append_field(cell, channel.address, address_size);
+    return cell;
+}
+
+std::string guide_entry(const Channel &channel, const Programme &programme, Details details)
+{
+    std::string rest;
+    append_u16(rest, channel.number);
+    append_u32(rest, programme.start);
+    append_u32(rest, programme.duration);
+    append_text(rest, programme.title, most_title);
+    append_text(rest, programme.category, most_title);
+    append_text(rest, programme.description,
+                details == Details::Description ? most_description : 0);
+    std::string entry;
+    append_u16(entry, static_cast<uint16_t>(sizeof(uint16_t) + rest.size()));
+    return entry + rest;
+}
+
+bool answers(const GuideQuery &query, const Programme &programme)
+{
+    return end_of(programme) > query.ends_after && programme.start >= query.starts_from &&
+           programme.start < query.starts_until;
+}
+
+/* The programmes of one channel that are wanted; false when there is no room left. */
+template <typename Wanted>
+bool append_channel(ListBlock &block, const Channel &channel, const Schedule &schedule,
+                    Details details, const Wanted &wanted)
+{
+    const uint32_t before = block.entries;
+    bool fits = true;
+    for (const Programme &programme : schedule) {
+        if (wanted(programme)) {
+            fits = append_entry(block, guide_entry(channel, programme, details));
+        }
+        if (!fits) {
+            break;
+        }
+    }
+    block.channels += block.entries > before ? 1 : 0;
+    return fits;
+}
+
+template <typename Wanted>
+ListBlock wanted_entries(const std::vector<Channel> &channels, const Guide &guide, Details details,
+                         const Wanted &wanted)
+{
+    ListBlock block;
+    for (const Channel &channel : channels) {
+        const Schedule &schedule = schedule_of(guide, channel);
+        if (!append_channel(block, channel, schedule, details, [&](const Programme &programme) {
+                return wanted(channel, programme);
+            })) {
+            break;
+        }
+    }
+    return block;
+}
+
+} // namespace
+
+ListBlock channel_cells(const std::vector<Channel> &channels, const std::string &text)
+{
+    ListBlock block;
+    for (const Channel &channel : channels) {
+        if ((holds(channel.name, text) || holds(channel.group, text)) &&
+            !append_entry(block, channel_cell(channel))) {
+            break;
+        }
+    }
+    block.channels = block.entries;
+    return block;
+}
+
+ListBlock short_channels(const std::vector<Channel> &channels)
+{
+    ListBlock block;
+    for (const Channel &channel : channels) {
+        const std::string name = cut_text(channel.name, most_short_name);
+        std::string entry;
+        append_u16(entry, channel.number);
+        append_u8(entry, static_cast<uint8_t>(name.size()));
+        if (!append_entry(block, entry + name)) {
+            break;
+        }
+    }
+    block.channels = block.entries;
+    return block;
+}
+
+ListBlock guide_entries(const std::vector<Channel> &channels, const Guide &guide,
+                        const GuideQuery &query)
+{
+    return wanted_entries(channels, guide, Details::Description,
+                          [&](const Channel &channel, const Programme &programme) {
+                              return (query.every_channel || channel.number == query.number) &&
+                                     answers(query, programme);
+                          });
+}
+
+ListBlock present_entries(const std::vector<Channel> &channels, const Guide &guide, uint32_t now)
+{
+    ListBlock block;
+    for (const Channel &channel : channels) {
+        const Schedule &schedule = schedule_of(guide, channel);
+        const uint32_t before = block.entries;
+        for (const Programme *programme : {on_at(schedule, now), next_after(schedule, now)}) {
+            if (programme != nullptr &&
+                !append_entry(block, guide_entry(channel, *programme, Details::None))) {
+                return block;
+            }
+        }
+        block.channels += block.entries > before ? 1 : 0;
+    }
+    return block;
+}
+
+ListBlock matching_entries(const std::vector<Channel> &channels, const Guide &guide,
+                           const std::string &text)
+{
+    return wanted_entries(
+        channels, guide, Details::None, [&](const Channel &, const Programme &programme) {
+            return holds(programme.title, text) || holds(programme.category, text);
+        });
+}
+
+GuideQuery week_query(uint32_t number, uint32_t now)
+{
+    constexpr uint64_t week = uint64_t{7} * seconds_a_day;
+    GuideQuery query;
+    query.every_channel = number == 0;
+    query.number = number;
+    query.starts_from = now - now % seconds_a_day;
+    query.starts_until = query.starts_from + week;
+    return query;
+}
+
+} // namespace sim

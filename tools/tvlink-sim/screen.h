@@ -1,0 +1,58 @@
+/* What is to be seen on the television. */
+#ifndef TVLINK_SIM_SCREEN_H
+#define TVLINK_SIM_SCREEN_H
+
+#include <cstdint>
+#include <string>
+
+#include "canvas.h"
+#include "player.h"
+
+namespace sim
+{
+
+struct Television;
+
+struct ShownProgramme {
+    std::string title; /* empty when the guide knows none */
+    uint32_t start = 0;
+    uint32_t end = 0;
+};
+
+/* What is drawn, taken from the television at one moment. */
+struct Screen {
+    bool on;
+    std::string name;
+    uint32_t picture_mode;
+    uint16_t number;
+    std::string channel;
+    ShownProgramme present;
+    ShownProgramme next;
+    uint32_t time; /* Unix seconds */
+    int volume;
+    bool muted;
+    std::string text;
+    std::string phone;
+    PlayState state;
+    std::string stream; /* title, or address */
+    uint32_t position;
+    uint32_t duration;
+};
+
+/* `time` is Unix time, for the guide; `now` is the player's clock. */
+Screen screen_of(const Television &tv, uint32_t time, uint32_t now);
+
+struct ScreenSize {
+    int width;
+    int height;
+};
+
+/* The size for the parameters of a request: 0 is the screen's own, others are brought inside. */
+ScreenSize screen_size(int width, int height);
+
+/* Standby is black. */
+Canvas draw_screen(const Screen &screen, const Font &font, const ScreenSize &size);
+
+} // namespace sim
+
+#endif
