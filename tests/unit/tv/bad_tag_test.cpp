@@ -48,6 +48,18 @@ const CheckedTag TAGS[] = {
     {handle_get_tv_order, "01 07 20", 0,
      "599: handle_get_tv_order", "frame_data[0] == 1",
      "get_tv_order *0 *0", "06 01 07 20 A2 02 00 00 00 00 00", "06 01 07 20"},
+    {handle_set_play_volume, "04 15 02 03", 2,
+     "2443: handle_set_play_volume", "frame_data[2] == 0x02",
+     "set_play_volume 3", "08 04 15 00", "08 04 15 FF"},
+    {handle_set_play_operation, "10 15 05 01 00 00 00", 2,
+     "2575: handle_set_play_operation", "frame_data[2] == 0x05",
+     "set_play_operation 5392 1", "08 10 15 00", "08 10 15 FF"},
+    {handle_set_play_addr, "05 15 08 01 00 'a'", 2,
+     "2459: handle_set_play_addr", "frame_data[2]==0x08",
+     "set_play_addr \"a\"", "08 05 15 00", "08 05 15 FF"},
+    {handle_set_play_addr2, "17 15 EE 08 01 00 'a' EE 00 00 00 00 EE 05", 3,
+     "2508: handle_set_play_addr2", "frame_data[3]==0x08",
+     "set_play_addr2 \"a\" \"\" 0 5", "08 17 15 00", "08 17 15 FF"},
 };
 /* clang-format on */
 
