@@ -26,6 +26,63 @@ void set_texts(const Settings &settings, const std::string &first, const std::st
 void ask_text(const Settings &settings, const std::string &text);
 void send_heartbeat(const Settings &settings);
 
+void play_address(const Settings &settings, const std::string &address);
+void play_start(const Settings &settings);
+void play_pause(const Settings &settings);
+void play_stop(const Settings &settings);
+void play_seek(const Settings &settings, const std::string &position);
+void play_volume(const Settings &settings, const std::string &volume);
+void play_operation(const Settings &settings, const std::string &operation,
+                    const std::string &value);
+void show_play_status(const Settings &settings);
+
+struct FilmOptions {
+    std::string what;  /* a film, an address, or what the television's host makes of it */
+    bool of = false;   /* `what` was given, be it empty */
+    std::string title; /* to show while it plays */
+    std::string at;    /* where to begin */
+};
+void list_films(const Settings &settings, const FilmOptions &options);
+void show_film_status(const Settings &settings, const FilmOptions &options);
+void show_film_player(const Settings &settings, const FilmOptions &options);
+void show_film_title(const Settings &settings, const std::string &film, const FilmOptions &options);
+void start_film(const Settings &settings, const FilmOptions &options);
+
+struct GuideOptions {
+    bool week = false;
+    bool all = false;
+    bool search_given = false;
+    bool descriptions = false;
+    std::string search;
+    std::string channel; /* empty: every one */
+    std::string from;    /* empty: from the beginning */
+};
+void show_guide(const Settings &settings, const GuideOptions &options);
+
+struct ChannelOptions {
+    bool short_form = false;
+    bool filter_given = false;
+    std::string filter;
+};
+void show_channels(const Settings &settings, const ChannelOptions &options);
+
+struct CaptureOptions {
+    std::string file;
+    uint16_t width = 0; /* 0: as it is */
+    uint16_t height = 0;
+};
+void save_screenshot(const Settings &settings, const CaptureOptions &options);
+
+void show_applications(const Settings &settings);
+void show_place(const Settings &settings);
+void show_version(const Settings &settings, bool all);
+void show_state(const Settings &settings, bool all);
+void show_metadata(const Settings &settings, bool film, const std::string &title);
+void show_settings(const Settings &settings, const std::string &name);
+void count_settings(const Settings &settings, const std::string &beginning);
+void change_setting(const Settings &settings, const std::string &name, const std::string &value);
+void speak(const Settings &settings, const std::string &text);
+
 struct WatchOptions {
     double interval = 10;    /* seconds between heartbeats */
     uint32_t events = 0;     /* end after that many; 0: do not */

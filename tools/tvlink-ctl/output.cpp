@@ -57,30 +57,27 @@ bool is_control(CpBytes text, size_t at, size_t length)
            (length == 2 && first == 0xC2 && text.data[at + 1] < 0xA0);
 }
 
-CpBytes bytes_of(const std::string &text)
-{
-    return {reinterpret_cast<const uint8_t *>(text.data()), text.size()};
-}
-
 std::string in_words(const Fact &fact)
 {
-    if (const auto *text = std::get_if<std::string>(&fact)) {
+    if (const auto *text = std::get_if<std::string>(&fact.value)) {
         return printable(*text);
     }
-    if (const auto *number = std::get_if<int64_t>(&fact)) {
+    if (const auto *number = std::get_if<int64_t>(&fact.value)) {
         return std::to_string(*number);
     }
-    if (const auto *number = std::get_if<double>(&fact)) {
+    if (const auto *number = std::get_if<double>(&fact.value)) {
         char text[32];
         snprintf(text, sizeof text, "%.3f", *number);
         return text;
     }
-    if (const auto *flag = std::get_if<bool>(&fact)) {
+    if (const auto *flag = std::get_if<bool>(&fact.value)) {
         return *flag ? "yes" : "no";
     }
-    std::string list;
-    for (const int64_t number : std::get<std::vector<int64_t>>(fact)) {
-        list += (list.empty() ? "" : " ") + std::to_string(number);
+    std::string list; /* entries of a list are told in a table */
+    if (const auto *numbers = std::get_if<std::vector<int64_t>>(&fact.value)) {
+        for (const int64_t number : *numbers) {
+            list += (list.empty() ? "" : " ") + std::to_string(number);
+        }
     }
     return list;
 }
@@ -91,12 +88,38 @@ void put_line(const std::string &line)
     fflush(stdout);
 }
 
-void put_json(const Facts &facts)
+Json json_of(const Facts &facts);
+
+Json json_of(const std::vector<Facts> &entries)
+{
+    Json list = Json::array();
+    for (const Facts &entry : entries) {
+        list.push_back(json_of(entry));
+    }
+    return list;
+}
+
+Json json_of(const Facts &facts) // NOLINT(misc-no-recursion): entries hold no entries
 {
     Json object = Json::object();
     for (const auto &[name, fact] : facts) {
-        std::visit([&object, &key = name](const auto &value) { object[key] = value; }, fact);
+        if (const auto *entries = std::get_if<std::vector<Facts>>(&fact.value)) {
+            object[name] = json_of(*entries);
+            continue;
+        }
+        std::visit(
+            [&object, &key = name](const auto &value) {
+                if constexpr (!std::is_same_v<std::decay_t<decltype(value)>, std::vector<Facts>>) {
+                    object[key] = value;
+                }
+            },
+            fact.value);
     }
+    return object;
+}
+
+void put_json(const Json &object)
+{
     put_line(object.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
@@ -118,7 +141,7 @@ void add_number(Facts &facts, const std::string &name, int64_t number)
 void print_facts(const Settings &settings, const Facts &facts)
 {
     if (settings.json) {
-        put_json(facts);
+        put_json(json_of(facts));
         return;
     }
     for (const auto &[name, fact] : facts) {
@@ -131,10 +154,27 @@ void print_facts(const Settings &settings, const Facts &facts)
 void print_line(const Settings &settings, const std::string &line, const Facts &facts)
 {
     if (settings.json) {
-        put_json(facts);
+        put_json(json_of(facts));
     } else {
         put_line(line);
     }
+}
+
+CpBytes bytes_of(const std::string &text)
+{
+    return {reinterpret_cast<const uint8_t *>(text.data()), text.size()};
+}
+
+void print_list(const Settings &settings, const Table &table, const std::string &things,
+                const std::vector<Facts> &entries)
+{
+    const Facts facts = {{"count", static_cast<int64_t>(entries.size())}, {things, entries}};
+    if (settings.json || table.rows.empty()) {
+        print_line(settings, "no " + things, facts);
+        return;
+    }
+    printf("%s", table_text(table).c_str());
+    fflush(stdout);
 }
 
 std::string printable(CpBytes text)

@@ -4,6 +4,7 @@
 
 #include "controlpoint.h"
 #include "settings.h"
+#include "table.h"
 
 #include <string>
 #include <utility>
@@ -13,9 +14,21 @@
 namespace ctl
 {
 
+struct Fact;
+
 /* Named facts, in the order in which they are told. */
-using Fact = std::variant<std::string, int64_t, double, bool, std::vector<int64_t>>;
 using Facts = std::vector<std::pair<std::string, Fact>>;
+
+using FactValue = std::variant<std::string, int64_t, double, bool, std::vector<int64_t>,
+                               std::vector<Facts>>; /* the last: what a list's entries tell */
+
+struct Fact {
+    template <typename Value> Fact(Value given) : value(std::move(given)) /* whatever one holds */
+    {
+    }
+
+    FactValue value;
+};
 
 /* Adds a text that came from the network. What is not UTF-8 is told a second time, as NAME_hex. */
 void add_text(Facts &facts, const std::string &name, CpBytes text);
@@ -27,8 +40,18 @@ void print_facts(const Settings &settings, const Facts &facts);
 /* The one line, or the facts as one JSON object. */
 void print_line(const Settings &settings, const std::string &line, const Facts &facts);
 
+/* The table, or "no THINGS" when it has no rows; or one JSON object with the count and the entries
+ * under the name of the things. */
+void print_list(const Settings &settings, const Table &table, const std::string &things,
+                const std::vector<Facts> &entries);
+
+/* What the television told in JSON of its own: as lines or a table for people; else as one object
+ * with this name for it. A text that is no JSON is told as it is. */
+void print_json_text(const Settings &settings, const std::string &name, CpBytes text);
+
 /* Text that is safe on a terminal: control characters and what is not UTF-8 become \xNN. */
 std::string printable(CpBytes text);
+CpBytes bytes_of(const std::string &text);
 std::string printable(const std::string &text);
 std::string quoted(CpBytes text);
 

@@ -1,33 +1,11 @@
 /* The commands that make the television do one thing. */
 #include "arguments.h"
 #include "commands.h"
+#include "exchange.h"
 #include "output.h"
-#include "session.h"
 
 namespace ctl
 {
-namespace
-{
-
-void carry_out(const Settings &settings, const Request &request, const std::string &asked)
-{
-    const Session session(settings);
-    CpSetReply reply = {};
-    require_answer(session, cp_set(session.connection, &request.buffer, &reply, session.timeout_ms),
-                   asked);
-    print_facts(settings, {{"result", int64_t{static_cast<int8_t>(reply.result)}}});
-    if (reply.result == 0xFF) {
-        television_failed(asked);
-    }
-}
-
-CpBytes bytes_of(const std::string &text)
-{
-    return {reinterpret_cast<const uint8_t *>(text.data()), text.size()};
-}
-
-} // namespace
-
 void list_keys(const Settings &settings)
 {
     for (const KeyName &key : key_names) {
@@ -62,7 +40,7 @@ void set_texts(const Settings &settings, const std::string &first, const std::st
 {
     Request request;
     require_built(cp_build_text_pair(&request.buffer, bytes_of(first), bytes_of(second)),
-                  "a text has at most 65535 bytes");
+                  text_hint);
     carry_out(settings, request, "the two texts");
 }
 

@@ -1,7 +1,7 @@
 /* The commands that read one thing from the television. */
 #include "commands.h"
+#include "exchange.h"
 #include "output.h"
-#include "session.h"
 
 #include <chrono>
 
@@ -10,30 +10,12 @@ namespace ctl
 namespace
 {
 
-/* Asks with a get request that has no arguments. The reply borrows from the session. */
-CpGetReply get_value(const Session &session, uint16_t code, uint8_t tag, const std::string &asked)
-{
-    Request request;
-    require_built(cp_build_get(&request.buffer, code, nullptr, 0), "");
-    CpGetReply reply = {};
-    require_answer(session, cp_get(session.connection, &request.buffer, &reply, session.timeout_ms),
-                   asked);
-    if (reply.empty) {
-        television_failed(asked);
-    }
-    if (reply.value.tag != tag) {
-        throw Failure(STATUS_PROTOCOL, session.peer + " answered with a value of the wrong kind",
-                      "is that a television, and the right port?");
-    }
-    return reply;
-}
-
 void show_string(const Settings &settings, uint16_t code, const std::string &name,
                  const std::string &asked)
 {
     const Session session(settings);
     Facts facts;
-    add_text(facts, name, get_value(session, code, CP_TAG_STRING, asked).value.bytes);
+    add_text(facts, name, ask_code(session, code, CP_TAG_STRING, asked).bytes);
     print_facts(settings, facts);
 }
 
@@ -98,7 +80,7 @@ void show_order(const Settings &settings)
 {
     const Session session(settings);
     const CpValue order =
-        get_value(session, CP_CODE_ORDER, CP_TAG_LIST, "the order of its channels").value;
+        ask_code(session, CP_CODE_ORDER, CP_TAG_LIST, "the order of its channels");
     Facts facts;
     add_number(facts, "count", order.count);
     facts.emplace_back("order", order_entries(order));
@@ -109,10 +91,10 @@ void show_order(const Settings &settings)
 void ask_text(const Settings &settings, const std::string &text)
 {
     const Session session(settings);
-    const CpBytes bytes = {reinterpret_cast<const uint8_t *>(text.data()), text.size()};
     CpRpcReply reply = {};
-    const CpStatus status = cp_string_rpc(session.connection, bytes, &reply, session.timeout_ms);
-    require_built(status == CP_BAD_ARGUMENT ? status : CP_OK, "a text has at most 65535 bytes");
+    const CpStatus status =
+        cp_string_rpc(session.connection, bytes_of(text), &reply, session.timeout_ms);
+    require_built(status == CP_BAD_ARGUMENT ? status : CP_OK, text_hint);
     require_answer(session, status, "an answer to the text");
     Facts facts;
     add_text(facts, "answer", reply.text);

@@ -1,8 +1,8 @@
 /* Stays connected, tells what the television pushes, and keeps the connection alive. */
 #include "commands.h"
 #include "failure.h"
+#include "list_reader.h"
 #include "output.h"
-#include "session.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -103,6 +103,22 @@ void take_heartbeat(Watch &watch, CpBytes payload)
     print_line(watch.settings, "heartbeat", {{"kind", std::string("heartbeat")}});
 }
 
+/* A list that nobody asked for on this connection. False: the frame is none. */
+bool print_pushed_list(const Watch &watch, const CpFrame &frame)
+{
+    Entries entries;
+    if (frame.type != CP_FRAME_GET_REPLY || read_list(frame.payload, &entries) != CP_OK) {
+        return false;
+    }
+    const std::string what = entries.is_guide ? "guide" : "channels";
+    const size_t count = entries.count();
+    print_line(
+        watch.settings,
+        what + " pushed: " + std::to_string(count) + (count == 1 ? " entry" : " entries"),
+        {{"kind", std::string("pushed")}, {"what", what}, {"count", static_cast<int64_t>(count)}});
+    return true;
+}
+
 void take_frame(Watch &watch, const CpFrame &frame)
 {
     if (frame.type == CP_FRAME_EVENT) {
@@ -110,7 +126,7 @@ void take_frame(Watch &watch, const CpFrame &frame)
         watch.events++;
     } else if (frame.type == CP_FRAME_HEARTBEAT) {
         take_heartbeat(watch, frame.payload);
-    } else {
+    } else if (!print_pushed_list(watch, frame)) {
         print_line(watch.settings,
                    "frame " + hex_byte(frame.type) + " payload " + hex(frame.payload, " "),
                    {{"kind", std::string("frame")},

@@ -1,0 +1,53 @@
+#include "exchange.h"
+
+#include "output.h"
+
+namespace ctl
+{
+
+void answered_wrongly(const Session &session, const std::string &how)
+{
+    throw Failure(STATUS_PROTOCOL, session.peer + " answered with " + how,
+                  "is that a television, and the right port?");
+}
+
+CpValue ask(const Session &session, const Request &request, uint8_t tag, const std::string &asked)
+{
+    CpGetReply reply = {};
+    require_answer(session, cp_get(session.connection, &request.buffer, &reply, session.timeout_ms),
+                   asked);
+    if (reply.empty) {
+        television_failed(asked);
+    }
+    if (reply.value.tag != tag) {
+        answered_wrongly(session, "a value of the wrong kind");
+    }
+    return reply.value;
+}
+
+CpValue ask_code(const Session &session, uint16_t code, uint8_t tag, const std::string &asked)
+{
+    Request request;
+    require_built(cp_build_get(&request.buffer, code, nullptr, 0), "");
+    return ask(session, request, tag, asked);
+}
+
+int8_t order(const Session &session, const Request &request, const std::string &asked)
+{
+    CpSetReply reply = {};
+    require_answer(session, cp_set(session.connection, &request.buffer, &reply, session.timeout_ms),
+                   asked);
+    return static_cast<int8_t>(reply.result);
+}
+
+void carry_out(const Settings &settings, const Request &request, const std::string &asked)
+{
+    const Session session(settings);
+    const int8_t result = order(session, request, asked);
+    print_facts(settings, {{"result", int64_t{result}}});
+    if (result == -1) {
+        television_failed(asked);
+    }
+}
+
+} // namespace ctl

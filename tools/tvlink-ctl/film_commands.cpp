@@ -1,0 +1,153 @@
+/* Video on demand. */
+#include "arguments.h"
+#include "commands.h"
+#include "controlpoint_lists.h"
+#include "exchange.h"
+#include "output.h"
+#include "player_state.h"
+
+namespace ctl
+{
+namespace
+{
+
+constexpr uint32_t most_films = 256; /* that can be asked for by number */
+
+/* A question that has a form of its own when it is about a text. */
+struct Question {
+    uint16_t code;
+    uint16_t code_of;
+};
+
+constexpr Question titles_question = {CP_CODE_FILM_TITLES, CP_CODE_FILM_TITLES_OF};
+constexpr Question lengths_question = {CP_CODE_FILM_LENGTHS, CP_CODE_FILM_LENGTHS_OF};
+constexpr Question state_question = {CP_CODE_FILM_STATE, CP_CODE_FILM_STATE_OF};
+constexpr Question status_question = {CP_CODE_FILM_STATUS, CP_CODE_FILM_STATUS_OF};
+
+CpValue ask_about(const Session &session, const FilmOptions &options, const Question &question,
+                  uint8_t tag, const std::string &asked)
+{
+    Request request;
+    const CpStatus status =
+        options.of ? cp_build_text_get(&request.buffer, question.code_of, bytes_of(options.what))
+                   : cp_build_get(&request.buffer, question.code, nullptr, 0);
+    require_built(status, text_hint);
+    return ask(session, request, tag, asked);
+}
+
+/* The titles, as copies: the next answer replaces what they stand in. */
+std::vector<std::string> ask_titles(const Session &session, const FilmOptions &options)
+{
+    CpBytes block = ask_about(session, options, titles_question, CP_TAG_BLOB, "its films").bytes;
+    std::vector<std::string> titles;
+    while (block.size > 0) {
+        CpBytes title = {};
+        if (cp_take_text_cell(&block, &title) != CP_OK) {
+            answered_wrongly(session, "a broken list of films");
+        }
+        titles.emplace_back(title.data, title.data + title.size);
+    }
+    return titles;
+}
+
+std::vector<uint32_t> ask_lengths(const Session &session, const FilmOptions &options)
+{
+    CpBytes block =
+        ask_about(session, options, lengths_question, CP_TAG_BLOB, "the films' lengths").bytes;
+    std::vector<uint32_t> lengths;
+    while (block.size > 0) {
+        uint32_t length = 0;
+        if (cp_take_number(&block, &length) != CP_OK) {
+            answered_wrongly(session, "a broken list of films' lengths");
+        }
+        lengths.push_back(length);
+    }
+    return lengths;
+}
+
+} // namespace
+
+void list_films(const Settings &settings, const FilmOptions &options)
+{
+    const Session session(settings);
+    const std::vector<std::string> titles = ask_titles(session, options);
+    const std::vector<uint32_t> lengths = ask_lengths(session, options);
+    if (titles.size() != lengths.size()) {
+        answered_wrongly(session, std::to_string(titles.size()) + " films and " +
+                                      std::to_string(lengths.size()) + " lengths");
+    }
+    Table table = {{{"NO", true}, {"TITLE"}, {"LENGTH", true}}, {}, {}};
+    std::vector<Facts> films;
+    for (size_t i = 0; i < titles.size(); i++) {
+        table.rows.push_back(
+            {std::to_string(i + 1), printable(titles[i]), duration_text(lengths[i])});
+        Facts film = {{"number", static_cast<int64_t>(i + 1)}};
+        add_text(film, "title", bytes_of(titles[i]));
+        add_number(film, "length", lengths[i]);
+        films.push_back(film);
+    }
+    print_list(settings, table, "films", films);
+}
+
+void show_film_status(const Settings &settings, const FilmOptions &options)
+{
+    const Session session(settings);
+    const CpBytes record =
+        ask_about(session, options, status_question, CP_TAG_RECORD, "the film's status").bytes;
+    CpFilmStatus status = {};
+    if (cp_decode_film_status(record, &status) != CP_OK) {
+        answered_wrongly(session, "a broken status record");
+    }
+    Facts facts;
+    add_player_state(facts, settings, status.state);
+    add_duration(facts, settings, "position", status.position);
+    add_duration(facts, settings, "duration", status.duration);
+    add_number(facts, "film", status.film);
+    add_text(facts, "title", status.title);
+    add_text(facts, "address", status.address);
+    print_facts(settings, facts);
+}
+
+void show_film_player(const Settings &settings, const FilmOptions &options)
+{
+    const Session session(settings);
+    const uint32_t state =
+        ask_about(session, options, state_question, CP_TAG_U32, "the film player's state").number;
+    Facts facts;
+    add_player_state(facts, settings, state);
+    print_facts(settings, facts);
+}
+
+void show_film_title(const Settings &settings, const std::string &film, const FilmOptions &options)
+{
+    Request request;
+    const uint32_t number = parse_number(film, most_films);
+    if (number == 0) {
+        misunderstood(film, "films are numbered from 1; \"tvlink-ctl vod list\" lists them");
+    }
+    const auto selector = static_cast<uint8_t>(number - 1); /* which counts from 0 */
+    const CpStatus status =
+        options.of ? cp_build_film_title_of(&request.buffer, selector, bytes_of(options.what))
+                   : cp_build_film_title(&request.buffer, selector);
+    require_built(status, text_hint);
+    const Session session(settings);
+    Facts facts;
+    add_text(facts, "title", ask(session, request, CP_TAG_STRING, "film " + film).bytes);
+    print_facts(settings, facts);
+}
+
+void start_film(const Settings &settings, const FilmOptions &options)
+{
+    const std::string seconds =
+        options.at.empty() ? "" : std::to_string(parse_duration(options.at));
+    Request request;
+    require_built(cp_build_start_film(&request.buffer, bytes_of(options.what),
+                                      bytes_of(options.title), bytes_of(seconds)),
+                  text_hint);
+    const Session session(settings);
+    const uint32_t result =
+        ask(session, request, CP_TAG_U32, "the film \"" + printable(options.what) + "\"").number;
+    print_facts(settings, {{"result", int64_t{static_cast<int32_t>(result)}}});
+}
+
+} // namespace ctl

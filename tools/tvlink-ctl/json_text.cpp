@@ -1,0 +1,111 @@
+/* What a television tells in JSON of its own: its host decides what stands in there. */
+#include "output.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+namespace ctl
+{
+namespace
+{
+
+using Json = nlohmann::ordered_json;
+
+/* Nobody means more; what is deeper could exhaust the stack of whoever prints it. */
+constexpr int deepest = 16;
+
+std::optional<Json> parse(CpBytes text)
+{
+    bool too_deep = false;
+    const auto watch_depth = [&](int depth, Json::parse_event_t, Json &) {
+        too_deep = too_deep || depth > deepest;
+        return true;
+    };
+    Json value = Json::parse(text.data, text.data + text.size, watch_depth, false);
+    if (value.is_discarded() || too_deep) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::string dumped(const Json &value)
+{
+    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+/* A text without its quotes, anything else as it is written. */
+std::string in_words(const Json &value)
+{
+    return printable(value.is_string() ? value.get<std::string>() : dumped(value));
+}
+
+bool is_list_of_objects(const Json &value)
+{
+    return value.is_array() && !value.empty() &&
+           std::all_of(value.begin(), value.end(), [](const Json &one) { return one.is_object(); });
+}
+
+/* The names of all objects' members become the columns. */
+Table table_of(const Json &list)
+{
+    Table table;
+    std::vector<std::string> names;
+    for (const Json &object : list) {
+        for (const auto &[name, value] : object.items()) {
+            if (std::find(names.begin(), names.end(), name) == names.end()) {
+                names.push_back(name);
+                table.columns.push_back({printable(name), value.is_number()});
+            }
+        }
+    }
+    for (const Json &object : list) {
+        std::vector<std::string> row;
+        for (const std::string &name : names) {
+            row.push_back(object.contains(name) ? in_words(object[name]) : "");
+        }
+        table.rows.push_back(row);
+    }
+    return table;
+}
+
+/* What people read of a value. */
+std::string lines_of(const Json &value)
+{
+    if (is_list_of_objects(value)) {
+        return table_text(table_of(value));
+    }
+    std::string lines;
+    if (value.is_object()) {
+        for (const auto &[name, member] : value.items()) {
+            lines += printable(name) + ": " + in_words(member) + "\n";
+        }
+        return lines;
+    }
+    if (value.is_array()) {
+        for (const Json &member : value) {
+            lines += in_words(member) + "\n";
+        }
+        return lines;
+    }
+    return in_words(value) + "\n";
+}
+
+} // namespace
+
+void print_json_text(const Settings &settings, const std::string &name, CpBytes text)
+{
+    const std::optional<Json> value = parse(text);
+    if (!value) {
+        Facts facts;
+        add_text(facts, name, text);
+        print_facts(settings, facts);
+        return;
+    }
+    const std::string told = settings.json ? dumped(Json{{name, *value}}) + "\n" : lines_of(*value);
+    printf("%s", told.c_str());
+    fflush(stdout);
+}
+
+} // namespace ctl
