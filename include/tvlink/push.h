@@ -21,10 +21,10 @@ typedef struct PushRecord {
  * control point that *cp refers to when the call is made. The thread never mixes with other frames
  * of the connection; if that ends meanwhile nothing is sent, and nobody is told.
  *
- * cp      a word that holds a listed record, a copy of one, or a host's own record. A listed record
- *         may end at any moment on the server thread: on other threads take a whole-record copy
- *         under g_cp_list_mutex and hand that over. Read during the call only; a host's own record
- *         must outlive the push.
+ * cp      a word that holds a listed record, a request item, or a host's own record. A listed
+ * record may end at any moment on the server thread: other threads fill a zeroed record with its
+ * fd, peer_addr and connect_time, under g_cp_list_mutex, and hand that over. Read during the call
+ *         only; a host's own record must outlive the push.
  * data    length bytes from malloc; the library's from a successful call on, otherwise still the
  *         caller's; null only when length is 0.
  *

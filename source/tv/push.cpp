@@ -19,6 +19,13 @@ static void free_push(PushRecord *push)
     free(push);
 }
 
+/* A host's own record has no connect time: with one it names a connection of ours that has ended.
+ */
+static bool is_hosts_own(const ConnectionTarget *target)
+{
+    return target->kind == CONNECTION_FOREIGN && target->record->connect_time == 0;
+}
+
 /* Keeps the connection in use until the push is done. False when memory is out. */
 static bool aim(PushRecord *push, CtrlPoint *cp)
 {
@@ -26,7 +33,7 @@ static bool aim(PushRecord *push, CtrlPoint *cp)
     if (target.kind == CONNECTION_LISTED) {
         push->held = connection_copy(target.record);
         push->control_point = push->held;
-    } else if (target.kind == CONNECTION_FOREIGN) {
+    } else if (is_hosts_own(&target)) {
         push->control_point = cp;
     }
     connection_let_go(&target);

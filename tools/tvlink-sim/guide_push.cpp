@@ -69,7 +69,16 @@ std::string reply_with(const ListBlock &block)
     return reply + packed;
 }
 
-/* Copies of the records of all phones: the records themselves may end at any moment. */
+/* Names a connection, and stays valid when its record ends. */
+CtrlPoint reference_to(const CtrlPoint &record)
+{
+    CtrlPoint reference = {};
+    reference.fd = record.fd;
+    reference.peer_addr = record.peer_addr;
+    reference.connect_time = record.connect_time;
+    return reference;
+}
+
 std::vector<CtrlPoint> connected_phones()
 {
     std::vector<CtrlPoint> phones;
@@ -78,7 +87,7 @@ std::vector<CtrlPoint> connected_phones()
         return phones;
     }
     for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
-        phones.push_back(*static_cast<const CtrlPoint *>(node->data));
+        phones.push_back(reference_to(*static_cast<const CtrlPoint *>(node->data)));
     }
     pthread_mutex_unlock(&g_cp_list_mutex);
     return phones;
