@@ -1,6 +1,6 @@
 /* A string of the table is never stored: it is a stretch of what has been written before. The table
  * knows where each begins. A string reaches one byte further than the one that was written there,
- * into the one behind it. */
+ * into the one behind it, where the string of the next code begins. */
 #include "core/log.h"
 #include "lzw/lzw_codes.h"
 #include "net/block_header.h"
@@ -18,11 +18,12 @@ const uint32_t MOST_OUTPUT = UINT32_MAX - 8; /* the elements of the largest bloc
 
 enum Outcome {
     TABLE_FULL, /* codes of this width are used up */
-    CLEARED,    /* the codes to which a run comes */
-    ENDED,
+    OUTPUT_FULL,
+    CLEARED, /* by the code that has been read */
+    ENDED,   /* by the code that has been read */
+    NO_END,  /* the input has run out */
     BAD_SEQUENCE,
     TOO_MANY_BITS,
-    NO_END, /* the input has run out */
     NO_MEMORY
 };
 
@@ -33,41 +34,63 @@ struct Widening {
     uint32_t written;
 };
 
+struct Input {
+    const uint8_t *bytes;
+    uint64_t bits;
+    uint64_t easy; /* before this bit, a whole word can be read */
+};
+
 struct Decoder {
-    const uint8_t *in;
-    uint32_t size;
+    Input in;
     uint64_t at; /* bits of the input that have been read */
     uint8_t *out;
-    uint32_t room;
+    uint32_t room; /* for strings; the last step of a copy has COPY_STEP bytes more */
     uint32_t written;
-    uint32_t *starts; /* of strings in `out`, by code; of a single byte 0 */
+    uint32_t *starts; /* of strings in the output, by code; 0 for those of one byte */
     uint32_t width;
     uint32_t next; /* the code that the next new string gets */
     uint32_t full; /* when `next` gets here, codes of this width are used up */
     Widening widening;
 };
 
+/* The strings of one byte, which do not stand in the output. */
+struct SingleBytes {
+    uint8_t bytes[256 + COPY_STEP];
+};
+
+constexpr SingleBytes single_bytes()
+{
+    SingleBytes result = {};
+    for (uint32_t i = 0; i < 256; i++) {
+        result.bytes[i] = static_cast<uint8_t>(i);
+    }
+    return result;
+}
+
+constexpr SingleBytes SINGLE = single_bytes();
+
 } // namespace
 
-static uint32_t whole_word(const uint8_t *bytes)
+static inline uint32_t word_at(const uint8_t *bytes)
 {
     return static_cast<uint32_t>(bytes[0]) << 24 | static_cast<uint32_t>(bytes[1]) << 16 |
            static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
 }
 
-/* The code at a bit of the input, behind which zeros follow. */
-static inline uint32_t code_at(const uint8_t *in, uint32_t size, uint64_t at, uint32_t width)
+/* The word at a byte near the end of the input, behind which zeros follow. */
+__attribute__((noinline)) static uint32_t last_word(const Input *in, uint64_t byte)
 {
-    const uint32_t byte = static_cast<uint32_t>(at / 8);
-    const uint32_t left = size - byte;
-    uint32_t word = 0;
-    if (left >= 4) {
-        word = whole_word(in + byte);
-    } else {
-        uint8_t last[4] = {0};
-        memcpy(last, in + byte, left);
-        word = whole_word(last);
+    uint8_t bytes[4] = {0};
+    for (uint32_t i = 0; i < 4 && (byte + i) * 8 < in->bits; i++) {
+        bytes[i] = in->bytes[byte + i];
     }
+    return word_at(bytes);
+}
+
+static inline uint32_t code_at(const Input *in, uint64_t at, uint32_t width)
+{
+    const uint32_t word =
+        at < in->easy ? word_at(in->bytes + static_cast<size_t>(at / 8)) : last_word(in, at / 8);
     return word << at % 8 >> (32 - width);
 }
 
@@ -79,64 +102,73 @@ static void begin_table(Decoder *decoder)
     decoder->widening = {};
 }
 
-static bool reserve_output(Decoder *decoder, uint32_t length)
+static inline uint32_t string_length(const uint32_t *starts, uint32_t code)
 {
-    const uint64_t least = uint64_t{decoder->written} + length + COPY_STEP;
-    const uint64_t wanted = least * 2 < MOST_OUTPUT ? least * 2 : MOST_OUTPUT;
-    void *larger = nullptr;
-    if (least <= MOST_OUTPUT) {
-        larger = mem_extend(decoder->out, static_cast<uint32_t>(wanted));
-    }
-    if (larger == nullptr) {
-        return false;
-    }
-    decoder->out = static_cast<uint8_t *>(larger);
-    decoder->room = static_cast<uint32_t>(wanted);
-    return true;
+    return starts[code + 1] - starts[code] + 1;
 }
 
+/* The last byte may be the first one that this writes: of a string that is just being made. */
 static inline void copy_string(uint8_t *to, const uint8_t *from, uint32_t length)
 {
-    for (uint32_t done = 0; done < length; done += COPY_STEP) {
-        memcpy(to + done, from + done, COPY_STEP);
-    }
+    uint32_t done = 0;
+    do {
+        uint8_t step[COPY_STEP];
+        memcpy(step, from + done, COPY_STEP);
+        memcpy(to + done, step, COPY_STEP);
+        done += COPY_STEP;
+    } while (done < length);
+    to[length - 1] = from[length - 1];
 }
 
-static Outcome decode_run(Decoder *decoder)
+/* Until something else is to be done than to write strings. */
+__attribute__((noinline)) static Outcome decode_run(Decoder *decoder)
 {
-    while (decoder->next != decoder->full) {
-        if (uint64_t{decoder->size} * 8 < decoder->at + 8) {
-            return NO_END;
+    const Input in = decoder->in;
+    uint32_t *const starts = decoder->starts;
+    uint8_t *const out = decoder->out;
+    const uint32_t width = decoder->width;
+    const uint32_t full = decoder->full;
+    const uint32_t room = decoder->room;
+    uint64_t at = decoder->at;
+    uint32_t next = decoder->next;
+    uint32_t written = decoder->written;
+    Outcome outcome = TABLE_FULL;
+
+    while (next != full) {
+        if (at >= in.easy && at + 8 > in.bits) {
+            outcome = NO_END;
+            break;
         }
-        const uint32_t code = code_at(decoder->in, decoder->size, decoder->at, decoder->width);
-        decoder->at += decoder->width;
-        if (code == LZW_END || code == LZW_CLEAR) {
-            return code == LZW_END ? ENDED : CLEARED;
+        const uint32_t code = code_at(&in, at, width);
+        if ((code | 1) == LZW_END) {
+            outcome = code == LZW_END ? ENDED : CLEARED;
+            break;
         }
-        if (code >= decoder->next) {
-            return BAD_SEQUENCE;
+        if (code >= next) {
+            outcome = BAD_SEQUENCE;
+            break;
         }
-        decoder->starts[decoder->next] = decoder->written;
-        decoder->next++;
-        const uint32_t start = decoder->starts[code];
-        const uint32_t length = code < LZW_FIRST ? 1 : decoder->starts[code + 1] - start + 1;
-        if (decoder->room - decoder->written < uint64_t{length} + COPY_STEP &&
-            !reserve_output(decoder, length)) {
-            return NO_MEMORY;
+        starts[next] = written;
+        const uint32_t length = string_length(starts, code);
+        if (length > room - written) {
+            outcome = OUTPUT_FULL;
+            break;
         }
-        uint8_t *to = decoder->out + decoder->written;
-        for (uint32_t i = 0; i < length; i++) {
-            to[i] = code < LZW_FIRST ? static_cast<uint8_t>(code) : decoder->out[start + i];
-        }
-        decoder->written += length;
+        copy_string(out + written, code < LZW_CLEAR ? SINGLE.bytes + code : out + starts[code],
+                    length);
+        written += length;
+        at += width;
+        next++;
     }
-    return TABLE_FULL;
+    decoder->at = at;
+    decoder->next = next;
+    decoder->written = written;
+    return outcome;
 }
 
 static Outcome widen(Decoder *decoder)
 {
-    decoder->next =
-        static_cast<uint16_t>(decoder->next); /* it wraps, and then no code is below it */
+    decoder->next = static_cast<uint16_t>(decoder->next); /* it wraps, and no code is below it */
     if (decoder->next != decoder->full) {
         return TABLE_FULL;
     }
@@ -154,6 +186,22 @@ static Outcome widen(Decoder *decoder)
     return TABLE_FULL;
 }
 
+static bool reserve_output(Decoder *decoder, uint32_t length)
+{
+    const uint64_t least = uint64_t{decoder->written} + length + COPY_STEP;
+    const uint64_t wanted = least * 2 < MOST_OUTPUT ? least * 2 : MOST_OUTPUT;
+    void *larger = nullptr;
+    if (least <= MOST_OUTPUT) {
+        larger = mem_extend(decoder->out, static_cast<uint32_t>(wanted));
+    }
+    if (larger == nullptr) {
+        return false;
+    }
+    decoder->out = static_cast<uint8_t *>(larger);
+    decoder->room = static_cast<uint32_t>(wanted) - COPY_STEP;
+    return true;
+}
+
 static Outcome decode_all(Decoder *decoder)
 {
     for (;;) {
@@ -161,9 +209,21 @@ static Outcome decode_all(Decoder *decoder)
         if (outcome == TABLE_FULL) {
             outcome = widen(decoder);
         }
-        if (outcome == CLEARED) {
+        switch (outcome) {
+        case TABLE_FULL:
+            break;
+        case CLEARED:
+            decoder->at += decoder->width;
             begin_table(decoder);
-        } else if (outcome != TABLE_FULL) {
+            break;
+        case OUTPUT_FULL:
+            if (!reserve_output(
+                    decoder, string_length(decoder->starts,
+                                           code_at(&decoder->in, decoder->at, decoder->width)))) {
+                return NO_MEMORY;
+            }
+            break;
+        default:
             return outcome;
         }
     }
@@ -174,12 +234,12 @@ static Outcome decode_all(Decoder *decoder)
 static bool ended_at_widening(Decoder *decoder)
 {
     const Widening *widening = &decoder->widening;
-    const uint64_t size = uint64_t{decoder->size} * 8;
     const uint64_t end = widening->at + widening->former_width;
-    if (widening->former_width == 0 || end > size || size - end > widening->former_width) {
+    if (widening->former_width == 0 || end > decoder->in.bits ||
+        decoder->in.bits - end > widening->former_width) {
         return false;
     }
-    if (code_at(decoder->in, decoder->size, widening->at, widening->former_width) != LZW_END) {
+    if (code_at(&decoder->in, widening->at, widening->former_width) != LZW_END) {
         return false;
     }
     decoder->written = widening->written;
@@ -205,18 +265,22 @@ static bool is_usable(Decoder *decoder, Outcome outcome)
     return outcome == NO_END;
 }
 
+static Input input_of(const void *block)
+{
+    const uint64_t bytes = block_count(block);
+    return {static_cast<const uint8_t *>(block), bytes * 8, bytes < 4 ? 0 : (bytes - 3) * 8};
+}
+
 void *lzw_decode(const void *in)
 {
     if (in == nullptr) {
         return nullptr;
     }
     Decoder decoder = {};
-    decoder.in = static_cast<const uint8_t *>(in);
-    decoder.size = block_count(in);
+    decoder.in = input_of(in);
     begin_table(&decoder);
     decoder.starts = static_cast<uint32_t *>(calloc(decoder.full, sizeof *decoder.starts));
     decoder.out = static_cast<uint8_t *>(mem_alloc(1, COPY_STEP));
-    decoder.room = COPY_STEP;
 
     void *result = nullptr;
     if (decoder.starts != nullptr && decoder.out != nullptr &&

@@ -11,12 +11,13 @@ namespace
 {
 
 const int USUAL_BITS = 12;
-const uint32_t EXTRA_CODES = 8; /* room for the codes around those of a run, and for a whole word */
+const uint32_t EXTRA_CODES = 16; /* room for the codes around those of a run, and for a word */
+const uint32_t WRAPPED_RUN = 1u << 16;
 
-/* Codes on their way into a block. */
+/* Codes on their way into a block. A word is written for each code; zeros follow its bits. */
 struct CodeWriter {
     uint8_t *at;
-    uint64_t held; /* the lowest `bits` are still to be written */
+    uint32_t held; /* the lowest `bits`, less than a byte, stand at `at` and are not yet done */
     uint32_t bits;
 };
 
@@ -35,7 +36,7 @@ struct Encoder {
 
 } // namespace
 
-static void write_word(uint8_t *to, uint32_t word)
+static inline void write_word(uint8_t *to, uint32_t word)
 {
     to[0] = static_cast<uint8_t>(word >> 24);
     to[1] = static_cast<uint8_t>(word >> 16);
@@ -43,23 +44,14 @@ static void write_word(uint8_t *to, uint32_t word)
     to[3] = static_cast<uint8_t>(word);
 }
 
+/* No branch: it would depend on the data, and be foreseen badly. */
 static inline void write_code(CodeWriter *writer, uint32_t code, uint32_t width)
 {
     writer->held = writer->held << width | code;
     writer->bits += width;
-    if (writer->bits >= 32) {
-        writer->bits -= 32;
-        write_word(writer->at, static_cast<uint32_t>(writer->held >> writer->bits));
-        writer->at += 4;
-    }
-}
-
-static void write_whole_bytes(CodeWriter *writer)
-{
-    while (writer->bits >= 8) {
-        writer->bits -= 8;
-        *writer->at++ = static_cast<uint8_t>(writer->held >> writer->bits);
-    }
+    write_word(writer->at, writer->held << (32 - writer->bits));
+    writer->at += writer->bits / 8;
+    writer->bits %= 8;
 }
 
 static uint32_t clamped(int max_bits)
@@ -78,29 +70,32 @@ static void begin_table(Encoder *encoder)
     encoder->full = 1u << LZW_FIRST_WIDTH;
 }
 
-/* Room for the codes until the width changes or the input ends, and for those strings. A block of
- * this element size has room for twice its count of bytes, so it grows by doubling. */
-static bool reserve(Encoder *encoder)
+/* Room for so many codes and what may follow them. A block of this element size has room for twice
+ * its count of bytes, so it grows by doubling. */
+static bool reserve(Encoder *encoder, uint32_t codes)
 {
-    const size_t left = static_cast<size_t>(encoder->end - encoder->in);
-    const uint32_t to_full = encoder->full - encoder->next;
-    const uint32_t codes = left < to_full ? static_cast<uint32_t>(left) : to_full;
-    if (!string_table_reserve(&encoder->table, codes)) {
-        return false;
-    }
     const size_t written = static_cast<size_t>(encoder->writer.at - encoder->out);
     const uint64_t wanted = uint64_t{written} + (codes + EXTRA_CODES) * (encoder->width + 1) / 8;
     if (wanted <= uint64_t{block_count(encoder->out)} * 2) {
         return true;
     }
-    void *larger =
-        wanted > UINT32_MAX ? nullptr : mem_extend(encoder->out, static_cast<uint32_t>(wanted));
+    void *larger = nullptr;
+    if (wanted <= UINT32_MAX) {
+        larger = mem_extend(encoder->out, static_cast<uint32_t>(wanted));
+    }
     if (larger == nullptr) {
         return false;
     }
     encoder->out = static_cast<uint8_t *>(larger);
     encoder->writer.at = encoder->out + written;
     return true;
+}
+
+/* No more codes than bytes are left, and no more than this. */
+static uint32_t codes_to_come(const Encoder *encoder, uint32_t most)
+{
+    const size_t left = static_cast<size_t>(encoder->end - encoder->in);
+    return left < most ? static_cast<uint32_t>(left) : most;
 }
 
 /* Until codes of this width are used up, or the input is. */
@@ -117,22 +112,16 @@ static void encode_run(Encoder *encoder)
 
     while (in != end && next != full) {
         const uint32_t byte = *in++;
-        const uint32_t key = string_key(table.age, code, byte);
-        uint32_t slot = string_first_slot(code, byte, table.mask);
-        while (table.keys[slot] != key && !string_slot_is_free(table.keys, slot, table.age)) {
-            slot = (slot + 1) & table.mask;
-        }
-        if (table.keys[slot] == key) {
-            code = table.codes[slot];
+        const uint32_t longer = string_find(&table, code, byte);
+        if (longer != 0) {
+            code = longer;
             continue;
         }
         write_code(&writer, code, width);
-        table.keys[slot] = next == 0 ? 0 : key; /* code 0 means that there is no such string */
-        table.codes[slot] = static_cast<uint16_t>(next);
+        string_add(&table, code, byte, next);
         next++;
         code = byte;
     }
-    encoder->table.used += next - encoder->next;
     encoder->in = in;
     encoder->writer = writer;
     encoder->next = next;
@@ -141,10 +130,6 @@ static void encode_run(Encoder *encoder)
 
 static void widen(Encoder *encoder)
 {
-    if (encoder->full > UINT16_MAX) {
-        encoder->next = 0; /* the counter has 16 bits: it wraps, and the codes get no wider */
-        return;
-    }
     encoder->width++;
     encoder->full *= 2;
     if (encoder->width > encoder->max_bits) {
@@ -154,32 +139,67 @@ static void widen(Encoder *encoder)
     }
 }
 
-/* What does not fill a byte is written as a code of its own, so it comes out, and again behind. */
+/* The counter of codes has 16 bits. When it wraps, codes get no wider and the table is not cleared:
+ * codes that stand for something get more strings, for which the table has no place. From here on
+ * there is one for every byte behind every code. Nobody can read the result. */
+static bool encode_wrapped(Encoder *encoder)
+{
+    uint16_t *longer = static_cast<uint16_t *>(calloc(1u << 24, sizeof *longer));
+    if (longer == nullptr) {
+        return false;
+    }
+    for (uint32_t code = LZW_FIRST; code < encoder->next; code++) {
+        longer[encoder->table.strings[code].key] = static_cast<uint16_t>(code);
+    }
+    uint16_t next = 0;
+    bool has_room = true;
+    while (encoder->in != encoder->end && has_room) {
+        uint32_t bytes = codes_to_come(encoder, WRAPPED_RUN);
+        has_room = reserve(encoder, bytes);
+        while (has_room && bytes-- > 0) {
+            const uint32_t byte = *encoder->in++;
+            uint16_t *known = &longer[string_key(encoder->code, byte)];
+            if (*known == 0) {
+                write_code(&encoder->writer, encoder->code, encoder->width);
+                *known = next++;
+                encoder->code = byte;
+            } else {
+                encoder->code = *known;
+            }
+        }
+    }
+    free(longer);
+    return has_room;
+}
+
+/* The bits that do not fill a byte are written as a code of their own, which brings them out. What
+ * is then left is lost. */
 static void finish(Encoder *encoder)
 {
     CodeWriter *writer = &encoder->writer;
     write_code(writer, encoder->code, encoder->width);
     write_code(writer, LZW_END, encoder->width);
-    write_whole_bytes(writer);
-    const uint32_t rest = static_cast<uint32_t>(writer->held) & ((1u << writer->bits) - 1);
+    const uint32_t rest = writer->held & ((1u << writer->bits) - 1);
     if (rest != 0) {
         write_code(writer, rest, encoder->width);
-        write_whole_bytes(writer);
     }
+    *writer->at = 0;
 }
 
 static bool encode(Encoder *encoder)
 {
     while (encoder->in != encoder->end) {
-        if (!reserve(encoder)) {
+        if (encoder->next > UINT16_MAX) {
+            return encode_wrapped(encoder);
+        }
+        if (!reserve(encoder, codes_to_come(encoder, encoder->full - encoder->next))) {
             return false;
         }
         encode_run(encoder);
-        if (encoder->next == encoder->full) {
+        if (encoder->next == encoder->full && encoder->next <= UINT16_MAX) {
             widen(encoder);
         }
     }
-    finish(encoder);
     return true;
 }
 
@@ -196,13 +216,12 @@ void *lzw_encode(const void *in, int max_bits)
     encoder.max_bits = clamped(max_bits);
     begin_table(&encoder);
     encoder.out = static_cast<uint8_t *>(mem_alloc(2, EXTRA_CODES * 2));
-    if (encoder.out == nullptr) {
-        return nullptr;
-    }
     encoder.writer.at = encoder.out;
 
     void *result = nullptr;
-    if (encode(&encoder)) {
+    if (encoder.out != nullptr && string_table_make(&encoder.table, encoder.max_bits) &&
+        encode(&encoder)) {
+        finish(&encoder);
         result = mem_extend(encoder.out, static_cast<uint32_t>(encoder.writer.at - encoder.out));
     }
     if (result == nullptr) {

@@ -1,40 +1,74 @@
 /* The encoder's dictionary: the code of a string from the code of all but its last byte, and that
- * byte. An open hash table that is at most half full.
+ * byte.
  *
- * The encoder asks once for every byte of its input and clears the table every few kilobytes. So
- * the table is small enough for the cache of a television, and clearing it touches nothing: every
- * key holds the number of the clearing that it was made after, and older ones count as free. */
+ * The encoder asks once for every byte of its input, and starts the table anew every few kilobytes.
+ * A table with a place for every byte behind every string would be quicker to ask, were it not too
+ * large for the cache and slow to wipe. This is a hash table of lists. It needs 12 bytes a code,
+ * and most questions are answered by the first look:
+ * - a string knows sixteenths of all bytes that may follow it, so a new string is seldom looked
+ * for;
+ * - the strings of a list stand nearly in the order in which they were made, and the oldest, which
+ *   is first, is the one most often found. */
 #pragma once
 
 #include <stdint.h>
 
-struct StringTable {
-    uint32_t *keys;  /* from string_key(); 0 is free */
-    uint16_t *codes; /* behind the keys, in the same allocation */
-    uint32_t mask;   /* the number of slots, a power of two, less one */
-    uint32_t used;   /* strings since the table was cleared */
-    uint32_t age;    /* 1 to 255 */
+struct KnownString {
+    uint32_t key;       /* from string_key() */
+    uint16_t other;     /* the next string in the list, by its code; 0 ends it */
+    uint16_t followers; /* a bit for each remainder by 16 of the bytes that follow */
 };
 
-/* Makes room for more strings, also in a table that is all zero. False when memory is out; then the
- * table is as before. */
-bool string_table_reserve(StringTable *table, uint32_t more);
+struct StringTable {
+    KnownString *strings; /* by code */
+    uint16_t *lists;      /* codes by hash; behind the strings, in the same allocation */
+    uint32_t hash_bits;
+};
+
+/* False when memory is out. */
+bool string_table_make(StringTable *table, uint32_t max_bits);
+/* Leaves the strings of one byte, with none behind them. */
 void string_table_clear(StringTable *table);
 void string_table_free(StringTable *table);
 
-static inline uint32_t string_key(uint32_t age, uint32_t code, uint32_t byte)
+static inline uint32_t string_key(uint32_t code, uint32_t byte)
 {
-    return age << 24 | code << 8 | byte;
+    return code << 8 | byte;
 }
 
-static inline bool string_slot_is_free(const uint32_t *keys, uint32_t slot, uint32_t age)
+/* There are twice as many lists as codes, so the code of any string is in range and stays so. It
+ * comes in last, because it is what the encoder waits for. */
+static inline uint16_t *string_list(const StringTable *table, uint32_t code, uint32_t byte)
 {
-    return keys[slot] >> 24 != age;
+    const uint32_t scattered = byte * 0x9E3779B1u >> (32 - table->hash_bits);
+    return &table->lists[scattered ^ code];
 }
 
-/* Where the search for a string begins. The code comes last, because it is what the caller waits
- * for: one operation lies between it and the look into the table. */
-static inline uint32_t string_first_slot(uint32_t code, uint32_t byte, uint32_t mask)
+static inline uint32_t string_follower(uint32_t byte)
 {
-    return (byte * 0x9E3779B1u >> 8 ^ code) & mask;
+    return 1u << byte % 16;
+}
+
+/* The code of the string with this byte behind it, 0 when there is none. */
+static inline uint32_t string_find(const StringTable *table, uint32_t code, uint32_t byte)
+{
+    if ((table->strings[code].followers & string_follower(byte)) == 0) {
+        return 0;
+    }
+    uint32_t found = *string_list(table, code, byte);
+    while (found != 0 && table->strings[found].key != string_key(code, byte)) {
+        found = table->strings[found].other;
+    }
+    return found;
+}
+
+/* The new string comes second in its list. */
+static inline void string_add(const StringTable *table, uint32_t code, uint32_t byte, uint32_t next)
+{
+    uint16_t *place = string_list(table, code, byte);
+    place = *place == 0 ? place : &table->strings[*place].other;
+    table->strings[next] = {string_key(code, byte), *place, 0};
+    *place = static_cast<uint16_t>(next);
+    KnownString *string = &table->strings[code];
+    string->followers = static_cast<uint16_t>(string->followers | string_follower(byte));
 }
