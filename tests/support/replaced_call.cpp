@@ -11,6 +11,7 @@ SystemCall<ssize_t(int, void *, size_t, int)> system_recv("recv");
 SystemCall<int(int, int, int, const void *, socklen_t)> system_setsockopt("setsockopt");
 SystemCall<int(int, const sockaddr *, socklen_t)> system_bind("bind");
 SystemCall<int(int, int)> system_listen("listen");
+SystemCall<int(int, sockaddr *, socklen_t *)> system_getsockname("getsockname");
 SystemCall<int(int)> system_close("close");
 SystemCall<int(useconds_t)> system_usleep("usleep");
 SystemCall<int(timeval *, void *)> system_gettimeofday("gettimeofday");
@@ -81,6 +82,11 @@ int bind(int fd, const sockaddr *address, socklen_t size) noexcept
 int listen(int fd, int backlog) noexcept
 {
     return system_listen(fd, backlog);
+}
+
+int getsockname(int fd, sockaddr *address, socklen_t *size) noexcept
+{
+    return system_getsockname(fd, address, size);
 }
 
 int close(int fd)

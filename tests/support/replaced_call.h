@@ -63,6 +63,7 @@ extern SystemCall<ssize_t(int, void *, size_t, int)> system_recv;
 extern SystemCall<int(int, int, int, const void *, socklen_t)> system_setsockopt;
 extern SystemCall<int(int, const sockaddr *, socklen_t)> system_bind;
 extern SystemCall<int(int, int)> system_listen;
+extern SystemCall<int(int, sockaddr *, socklen_t *)> system_getsockname;
 extern SystemCall<int(int)> system_close;
 extern SystemCall<int(useconds_t)> system_usleep;
 extern SystemCall<int(timeval *, void *)> system_gettimeofday;
