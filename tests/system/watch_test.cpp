@@ -1,5 +1,5 @@
 /* tvlink-ctl watch: what a television pushes, and the heartbeats that keep the connection. */
-#include "system/sim_and_ctl.h"
+#include "system/ctl_script.h"
 
 #include <csignal>
 
@@ -114,6 +114,48 @@ TEST_F(Watch, EndsWithStatusOneWhenTheTelevisionStops)
     EXPECT_EQ(sim->wait_for_exit(), 0);
     EXPECT_EQ(watch->wait_for_exit(), 1);
     EXPECT_EQ(first_line(watch->err()), "tvlink-ctl: 127.0.0.1:8801 closed the connection");
+}
+
+TEST(WatchPushes, AreToldByTheNumberOfTheirEntries)
+{
+    const std::string one = list_reply("02 30", "A5", "01 00", compressed(bytes("01 00 01 'a'")));
+    const std::string two = list_reply("00 30", "A5", "01 00", compressed(text_field("\x01", 256)));
+    const std::string guide =
+        list_reply("01 20", "A3", "02 00",
+                   compressed(bytes("12 00 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"
+                                    "12 00 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00")));
+    const std::string empty = "06 01 01 20 A3 00 00 00 00";
+    const std::string broken = "06 01 01 20 A3 03 00 00 00 01 00 AA";
+    const auto pushes = [&](const Words &more) {
+        Words arguments = {"watch", "--heartbeats", "1"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const Descriptor listener = listening_on();
+        arguments.insert(arguments.end(), {"--host", "127.0.0.1", "--port",
+                                           std::to_string(port_of(listener.get()))});
+        Program watch(TVLINK_CTL_PATH, arguments);
+        const Descriptor connection = accept_soon(listener.get());
+        EXPECT_EQ(receive_body(connection.get()), "EE");
+        for (const std::string &push : {guide, one, two, empty, broken}) {
+            send_bytes(connection.get(), framed(bytes(push)));
+        }
+        send_bytes(connection.get(), framed(bytes("EE 'HEART'")));
+        EXPECT_EQ(watch.wait_for_exit(), 0) << watch.err();
+        const std::string out = watch.out();
+        return out.substr(out.find('\n') + 1);
+    };
+    EXPECT_EQ(pushes({}), "guide pushed: 2 entries\n"
+                          "channels pushed: 1 entry\n"
+                          "channels pushed: 1 entry\n"
+                          "guide pushed: 0 entries\n"
+                          "frame 0x06 payload 01 01 20 a3 03 00 00 00 01 00 aa\n"
+                          "heartbeat\n");
+    EXPECT_EQ(pushes({"--json"}), "{\"kind\":\"pushed\",\"what\":\"guide\",\"count\":2}\n"
+                                  "{\"kind\":\"pushed\",\"what\":\"channels\",\"count\":1}\n"
+                                  "{\"kind\":\"pushed\",\"what\":\"channels\",\"count\":1}\n"
+                                  "{\"kind\":\"pushed\",\"what\":\"guide\",\"count\":0}\n"
+                                  "{\"kind\":\"frame\",\"frame_type\":\"0x06\","
+                                  "\"payload\":\"010120a3030000000100aa\"}\n"
+                                  "{\"kind\":\"heartbeat\"}\n");
 }
 
 } // namespace

@@ -1,7 +1,11 @@
 #include "controlpoint_lists.h"
 #include "cp_test_bytes.h"
+#include "tvlink/lzw.h"
+#include "tvlink/sized_block.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <random>
 
@@ -272,6 +276,55 @@ TEST(ControlPointLzw, SurvivesDamageToAStream)
         const Expanded result = expand(damaged, 100000);
         ASSERT_TRUE(result.status == CP_OK || result.status == CP_PROTOCOL);
         ASSERT_NE(result.bytes, stream.plain);
+    }
+}
+
+/* As the television compresses. */
+Bytes encoded(const Bytes &plain, int max_bits)
+{
+    void *block = mem_alloc(1, static_cast<uint32_t>(plain.size()));
+    memcpy(block, plain.data(), plain.size());
+    auto *packed = static_cast<uint32_t *>(lzw_encode(block, max_bits));
+    const auto *content = reinterpret_cast<const uint8_t *>(packed);
+    const Bytes result(content, content + packed[-1]);
+    free(packed - 2);
+    free(static_cast<uint32_t *>(block) - 2);
+    return result;
+}
+
+/* Of few different bytes, so that long strings come up, or of many. */
+Bytes random_text(std::mt19937 &random, size_t size, unsigned variety)
+{
+    Bytes text(size);
+    std::generate(text.begin(), text.end(),
+                  [&] { return static_cast<uint8_t>(random() % variety); });
+    return text;
+}
+
+TEST(ControlPointLzw, ExpandsWhatTheTelevisionCompresses)
+{
+    std::mt19937 random(3);
+    for (int max_bits = 9; max_bits < 16; max_bits++) {
+        for (const unsigned variety : {1U, 2U, 20U, 256U}) {
+            const Bytes text = random_text(random, 60000, variety);
+            const Expanded result = expand(encoded(text, max_bits));
+            EXPECT_EQ(result.status, CP_OK) << max_bits << " " << variety;
+            EXPECT_TRUE(result.bytes == text) << max_bits << " " << variety;
+        }
+    }
+}
+
+TEST(ControlPointLzw, ExpandsWhatTheTelevisionCompressesWhateverItsLength)
+{
+    std::mt19937 random(4);
+    const Bytes text = random_text(random, 1400, 256); /* fills tables of 9 and of 10 bits */
+    for (size_t size = 1; size <= text.size(); size++) {
+        for (const int max_bits : {9, 10, 12}) {
+            const Bytes part = front_of(text, size);
+            const Expanded result = expand(encoded(part, max_bits));
+            ASSERT_EQ(result.status, CP_OK) << max_bits << " " << size;
+            ASSERT_TRUE(result.bytes == part) << max_bits << " " << size;
+        }
     }
 }
 

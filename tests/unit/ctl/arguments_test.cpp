@@ -1,5 +1,5 @@
+#include "../controlpoint/cp_test_bytes.h"
 #include "../tvlink-ctl/arguments.h"
-#include "cp_test_bytes.h"
 
 #include <cmath>
 #include <functional>
