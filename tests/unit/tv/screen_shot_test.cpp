@@ -1,0 +1,412 @@
+/* The capture of the screen: the reply with a port, and what is fetched there. */
+#include "asked_television.h"
+#include "bulk_client.h"
+#include "support/process_state.h"
+#include "support/replaced_call.h"
+#include "support/tcp_service.h"
+#include "support/watched_call.h"
+#include "tvlink/dispatch.h"
+#include "tvlink/handlers.h"
+
+#include <cerrno>
+
+#include <unistd.h>
+
+namespace
+{
+
+const char *const REQUEST = "01 18 01 EE EE FE FF EE FD FF";
+const char *const NO_PORT = "06 01 18 01 04 00 00";
+const char *const SOCKET_FAILED = "zqt===  create_new_socket 85\n";
+const char *const ENDED = "zqt===  big_data_thread 156\n";
+
+std::string port_reply(uint16_t port)
+{
+    return frame_around("06 01 18 01 04 " +
+                        hex(Bytes{static_cast<uint8_t>(port), static_cast<uint8_t>(port >> 8)}));
+}
+
+class ScreenShot : public AskedTelevision
+{
+protected:
+    ~ScreenShot() override
+    {
+        EXPECT_TRUE(wait_until([&] { return thread_count() == threads_; }));
+    }
+
+    void host_gives(const Bytes &image, uint32_t length, bool null_data = false)
+    {
+        HostAnswers answers;
+        answers.outs = {length};
+        answers.data = image;
+        answers.null_data = null_data;
+        host.answer(answers);
+    }
+
+    void host_gives(const std::string &image)
+    {
+        const Bytes content = bytes(image);
+        host_gives(content, static_cast<uint32_t>(content.size()));
+    }
+
+    static void limit(uint32_t bulk_accept_ms)
+    {
+        IppGuard guard = {};
+        guard.bulk_accept_ms = bulk_accept_ms;
+        ASSERT_EQ(ipp_set_guard(&guard), 0);
+    }
+
+    /* The port of the reply in this frame, 0 when it is not the reply that it should be. */
+    static uint16_t port_in(const Bytes &frame)
+    {
+        const size_t at = 56;
+        if (frame.size() != 78) {
+            ADD_FAILURE() << hex(frame);
+            return 0;
+        }
+        const uint16_t port = static_cast<uint16_t>(frame[at - 1] | frame[at] << 8);
+        EXPECT_EQ(hex(frame), port_reply(port));
+        EXPECT_NE(port, 0);
+        return port;
+    }
+
+    uint16_t ask_for_port()
+    {
+        EXPECT_EQ(ask(handle_get_screen_shot2, REQUEST), 0);
+        EXPECT_EQ(host.calls(), Lines{"get_screen_shot2 -2 65533 *0"});
+        return port_in(bytes(phone.received()));
+    }
+
+    void expect_no_port()
+    {
+        const std::set<int> before = open_descriptors();
+        EXPECT_EQ(ask(handle_get_screen_shot2, REQUEST), -1);
+        EXPECT_EQ(host.calls(), Lines{"get_screen_shot2 -2 65533 *0"});
+        EXPECT_EQ(phone.received(), frame_around(NO_PORT));
+        EXPECT_EQ(open_descriptors(), before);
+        EXPECT_EQ(thread_count(), threads_);
+    }
+
+    static void expect_delivery(uint16_t port, const std::string &data)
+    {
+        const Descriptor client = bulk_connection(port);
+        EXPECT_EQ(hex(receive_bytes(client.get(), bytes(data).size())), hex(bytes(data)));
+        EXPECT_TRUE(wait_for_end(client.get()));
+        EXPECT_TRUE(is_refused(port));
+    }
+
+private:
+    const size_t threads_ = thread_count();
+};
+
+TEST_F(ScreenShot, IsDeliveredBehindItsLength)
+{
+    host_gives("'image'");
+    expect_delivery(ask_for_port(), "05 00 00 00 'image'");
+    EXPECT_TRUE(lines.wait_for(ENDED));
+    EXPECT_EQ(lines.all().size(), 1u);
+}
+
+TEST_F(ScreenShot, IsDeliveredToAPhoneThatAsksThroughTheDispatcher)
+{
+    host_gives("'image'");
+    EXPECT_EQ(ask(tv_get, "05 01 18 01 02 03 00 80 03 00 80"), 0);
+    EXPECT_EQ(host.calls(), Lines{"get_screen_shot2 -32768 32768 *0"});
+    expect_delivery(port_in(bytes(phone.received())), "05 00 00 00 'image'");
+}
+
+TEST_F(ScreenShot, IsDeliveredWhateverFollowsTheRequest)
+{
+    host_gives("'image'");
+    EXPECT_EQ(ask(handle_get_screen_shot2, "01 18 01 00 00 01 00 00 02 00 'more'"), 0);
+    EXPECT_EQ(host.calls(), Lines{"get_screen_shot2 1 2 *0"});
+    expect_delivery(port_in(bytes(phone.received())), "05 00 00 00 'image'");
+}
+
+TEST_F(ScreenShot, OfNothingIsFourZeroBytes)
+{
+    host_gives(bytes("'unused'"), 0);
+    expect_delivery(ask_for_port(), "00 00 00 00");
+}
+
+TEST_F(ScreenShot, IsDeliveredWholeWhenItIsLarge)
+{
+    Bytes image(2000000);
+    for (size_t i = 0; i < image.size(); i++) {
+        image[i] = static_cast<uint8_t>(i * 31 % 255);
+    }
+    host_gives(image, 2000000);
+    const Descriptor client = bulk_connection(ask_for_port());
+    EXPECT_TRUE(receive_bytes(client.get(), image.size() + 4) ==
+                joined({bytes("80 84 1E 00"), image}));
+    EXPECT_TRUE(wait_for_end(client.get()));
+}
+
+TEST_F(ScreenShot, StaysTheHostsWhoMayChangeItAtOnce)
+{
+    host_gives("'first'");
+    const uint16_t first = ask_for_port();
+    host_gives("'second, longer'");
+    const uint16_t second = ask_for_port();
+    EXPECT_NE(first, second);
+    expect_delivery(second, "0E 00 00 00 'second, longer'");
+    expect_delivery(first, "05 00 00 00 'first'");
+}
+
+TEST_F(ScreenShot, GoesToTheFirstConnectionOnly)
+{
+    Bytes image(8 << 20, 'i');
+    host_gives(image, 8 << 20);
+    const uint16_t port = ask_for_port();
+    const Descriptor first = bulk_connection(port, THIS_PHONE, 4096);
+    EXPECT_EQ(hex(receive_bytes(first.get(), 4)), "00 00 80 00"); /* it is being served */
+    const Descriptor second = bulk_connection(port);
+    EXPECT_TRUE(receive_bytes(first.get(), image.size()) == image);
+    EXPECT_TRUE(wait_for_end(first.get()));
+    EXPECT_TRUE(second.get() < 0 || wait_for_end(second.get()));
+    EXPECT_TRUE(is_refused(port));
+}
+
+TEST_F(ScreenShot, WaitsForItsPhoneByDefaultAndServesAnybody)
+{
+    phone.record()->peer_addr = inet_addr(THIS_PHONE);
+    host_gives("'image'");
+    const uint16_t waiting = ask_for_port();
+    for (int i = 0; i < 10; i++) {
+        expect_delivery(ask_for_port(), "05 00 00 00 'image'");
+    }
+    const Descriptor stranger = bulk_connection(waiting, ANOTHER_PHONE);
+    EXPECT_EQ(hex(receive_bytes(stranger.get(), 9)), hex(bytes("05 00 00 00 'image'")));
+    EXPECT_TRUE(wait_for_end(stranger.get()));
+}
+
+/* ---- The guard's limit */
+
+TEST_F(ScreenShot, IsGivenUpWhenNobodyComesInTime)
+{
+    limit(1);
+    host_gives("'image'");
+    const uint16_t port = ask_for_port();
+    EXPECT_TRUE(lines.wait_for("zqt===  big_data_thread 121\n"));
+    EXPECT_EQ(lines.out(), (Lines{"err: accept() in big_data_thread() function\n",
+                                  "zqt===  big_data_thread 121\n"}));
+    EXPECT_TRUE(is_refused(port));
+}
+
+TEST_F(ScreenShot, GoesOnlyToTheAddressThatAskedWhenThereIsALimit)
+{
+    limit(600000);
+    phone.record()->peer_addr = inet_addr(THIS_PHONE);
+    host_gives("'image'");
+    const uint16_t port = ask_for_port();
+    const Descriptor stranger = bulk_connection(port, ANOTHER_PHONE);
+    ASSERT_GE(stranger.get(), 0);
+    EXPECT_TRUE(wait_for_end(stranger.get()));
+    expect_delivery(port, "05 00 00 00 'image'");
+}
+
+TEST_F(ScreenShot, KeepsTheLimitUnderWhichItWasAsked)
+{
+    limit(600000);
+    phone.record()->peer_addr = inet_addr(THIS_PHONE);
+    host_gives("'image'");
+    const uint16_t port = ask_for_port();
+    ASSERT_EQ(ipp_set_guard(nullptr), 0);
+    const Descriptor stranger = bulk_connection(port, ANOTHER_PHONE);
+    ASSERT_GE(stranger.get(), 0);
+    EXPECT_TRUE(wait_for_end(stranger.get()));
+    expect_delivery(port, "05 00 00 00 'image'");
+}
+
+/* ---- Failures */
+
+TEST_F(ScreenShot, HasNoPortWhenTheHostHasNoImage)
+{
+    host_gives({}, 5, true);
+    expect_no_port();
+    EXPECT_TRUE(lines.all().empty());
+}
+
+TEST_F(ScreenShot, HasNoPortWhenTheImageIsLargerThanALengthCanSay)
+{
+    for (const uint32_t length : {0xFFFFFFFCu, 0xFFFFFFFFu}) {
+        host_gives(bytes("'image'"), length);
+        expect_no_port();
+    }
+    EXPECT_TRUE(lines.all().empty());
+}
+
+TEST_F(ScreenShot, HasNoPortForARequestThatEndsTooEarly)
+{
+    host_gives("'image'");
+    const Bytes whole = bytes(REQUEST);
+    for (size_t size = 3; size < whole.size(); size++) {
+        SCOPED_TRACE(size);
+        EXPECT_EQ(ask(handle_get_screen_shot2, first_bytes(whole, size)), -1);
+        EXPECT_EQ(phone.received(), frame_around(NO_PORT));
+        EXPECT_EQ(ask(tv_get, joined({{0x05}, first_bytes(whole, size)})), 0);
+        EXPECT_EQ(phone.received(), frame_around(NO_PORT));
+    }
+    for (size_t size = 0; size < 3; size++) {
+        EXPECT_EQ(ask(handle_get_screen_shot2, first_bytes(whole, size)), -1);
+        EXPECT_EQ(phone.received(), "");
+    }
+    EXPECT_TRUE(host.calls().empty());
+}
+
+TEST_F(ScreenShot, IsAnsweredBySilenceWithoutItsSlot)
+{
+    host.leave_out(4);
+    EXPECT_EQ(ask(handle_get_screen_shot2, REQUEST), -1);
+    EXPECT_EQ(ask(handle_get_screen_shot2, "01 18 01"), -1);
+    host.withdraw();
+    EXPECT_EQ(ask(handle_get_screen_shot2, REQUEST), -1);
+    EXPECT_EQ(ask(handle_get_screen_shot2, "01 18 01"), -1);
+    EXPECT_EQ(phone.received(), "");
+    EXPECT_TRUE(lines.all().empty());
+}
+
+TEST_F(ScreenShot, HasNoPortWhenMemoryIsOut)
+{
+    host_gives("'image'");
+    for (const SystemFunction function : {CALL_MALLOC, CALL_CALLOC}) {
+        WatchedCall memory(function);
+        memory.fail(ENOMEM);
+        expect_no_port();
+        EXPECT_GE(memory.calls(), 1);
+    }
+    EXPECT_TRUE(lines.all().empty());
+}
+
+TEST_F(ScreenShot, HasNoPortWithoutASocket)
+{
+    host_gives("'image'");
+    WatchedCall creating(CALL_SOCKET);
+    creating.fail(EMFILE);
+    expect_no_port();
+    EXPECT_EQ(lines.out(), (Lines{"err: create_new_socket() fail\n", SOCKET_FAILED}));
+}
+
+TEST_F(ScreenShot, HasNoPortWhenTheSocketCannotBeBound)
+{
+    host_gives("'image'");
+    const Replaced binding(system_bind, [](int, const sockaddr *, socklen_t) {
+        errno = EADDRINUSE;
+        return -1;
+    });
+    expect_no_port();
+    EXPECT_EQ(lines.out(), (Lines{"err:bind()-line=57,func=create_new_socket\n", SOCKET_FAILED}));
+}
+
+TEST_F(ScreenShot, HasNoPortWhenTheSocketCannotListen)
+{
+    host_gives("'image'");
+    WatchedCall listening(CALL_LISTEN);
+    listening.fail(EADDRINUSE);
+    expect_no_port();
+    EXPECT_EQ(lines.out(), Lines{SOCKET_FAILED});
+}
+
+/* A host may have closed its standard input. */
+TEST_F(ScreenShot, HasNoPortWhenTheSocketIsDescriptorZero)
+{
+    host_gives("'image'");
+    const Descriptor saved(dup(STDIN_FILENO));
+    close(STDIN_FILENO);
+    EXPECT_EQ(ask(handle_get_screen_shot2, REQUEST), -1);
+    EXPECT_EQ(phone.received(), frame_around(NO_PORT));
+    EXPECT_EQ(open_descriptors().count(STDIN_FILENO), 0u);
+    dup2(saved.get(), STDIN_FILENO);
+}
+
+class ScreenShotWithoutThread : public ScreenShot
+{
+protected:
+    ScreenShotWithoutThread() : creating_(CALL_PTHREAD_CREATE)
+    {
+        creating_.fail(EAGAIN, 1, 1000);
+        host_gives("'image'");
+    }
+
+private:
+    WatchedCall creating_;
+};
+
+TEST_F(ScreenShotWithoutThread, HasAPortThatNobodyServes)
+{
+    const uint16_t port = ask_for_port();
+    EXPECT_EQ(lines.out(), Lines{"err:ptread_create():handle_get_screen_shot2:231\n"});
+    EXPECT_TRUE(lines.err().empty());
+    const Descriptor client = bulk_connection(port);
+    EXPECT_GE(client.get(), 0);
+    uint8_t byte = 0;
+    EXPECT_EQ(recv(client.get(), &byte, 1, MSG_DONTWAIT), -1);
+    EXPECT_EQ(errno, EAGAIN);
+}
+
+TEST_F(ScreenShotWithoutThread, KeepsNoMoreThanAFewPortsOpen)
+{
+    const size_t before = open_descriptors().size();
+    uint16_t port = 0;
+    for (int i = 0; i < 50; i++) {
+        port = ask_for_port();
+    }
+    EXPECT_LE(open_descriptors().size(), before + 8);
+    EXPECT_GE(bulk_connection(port).get(), 0);
+}
+
+/* ---- In the running service */
+
+TEST(ScreenShotService, ServesThePhoneThatAskedAndNoOther)
+{
+    CapturedLines lines;
+    RecordingHost host;
+    HostAnswers answers;
+    answers.outs = {5};
+    answers.data = bytes("'image'");
+    host.answer(answers);
+    IppGuard guard = {};
+    guard.bulk_accept_ms = 600000;
+    ASSERT_EQ(ipp_set_guard(&guard), 0);
+    {
+        const TcpService service;
+        const Phone phone;
+        phone.send(wire_frame(5, bytes("01 18 01 02 03 01 00 03 02 00")));
+        const Bytes frame = phone.read_frame();
+        ASSERT_EQ(frame.size(), 78u);
+        const uint16_t port = static_cast<uint16_t>(frame[55] | frame[56] << 8);
+        EXPECT_EQ(hex(frame), port_reply(port));
+        const Descriptor stranger = bulk_connection(port, ANOTHER_PHONE);
+        ASSERT_GE(stranger.get(), 0);
+        EXPECT_TRUE(wait_for_end(stranger.get()));
+        const Descriptor client = bulk_connection(port);
+        EXPECT_EQ(hex(receive_bytes(client.get(), 9)), hex(bytes("05 00 00 00 'image'")));
+        EXPECT_TRUE(wait_for_end(client.get()));
+        EXPECT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
+    }
+    EXPECT_TRUE(lines.wait_for(ENDED));
+    ipp_set_guard(nullptr);
+}
+
+TEST(ScreenShotService, WorksOnWhileACaptureWaits)
+{
+    CapturedLines lines;
+    RecordingHost host;
+    HostAnswers answers;
+    answers.outs = {5};
+    answers.data = bytes("'image'");
+    host.answer(answers);
+    const TcpService service;
+    const Phone phone;
+    phone.send(wire_frame(5, bytes("01 18 01 02 03 01 00 03 02 00")));
+    const Bytes frame = phone.read_frame();
+    ASSERT_EQ(frame.size(), 78u);
+    phone.send(wire_frame(7, bytes("09 01 02 06 05 00 00 00 06 00 00 00 00")));
+    EXPECT_EQ(hex(phone.read_frame()), frame_around("08 09 01 00"));
+    const Descriptor client = bulk_connection(static_cast<uint16_t>(frame[55] | frame[56] << 8));
+    EXPECT_EQ(hex(receive_bytes(client.get(), 9)), hex(bytes("05 00 00 00 'image'")));
+    EXPECT_TRUE(wait_for_end(client.get()));
+    EXPECT_TRUE(lines.wait_for(ENDED));
+}
+
+} // namespace
