@@ -4,8 +4,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <memory>
+#include <system_error>
 
 #include "input_error.h"
 #include "playlist.h"
@@ -32,7 +32,7 @@ std::string read_file(const std::string &path)
 {
     const File file(fopen(path.c_str(), "rbe"));
     if (file == nullptr) {
-        throw LineupError(path + ": " + strerror(errno));
+        throw LineupError(path + ": " + std::generic_category().message(errno));
     }
     std::string text;
     std::vector<char> piece(65536);
@@ -44,7 +44,7 @@ std::string read_file(const std::string &path)
         }
     }
     if (ferror(file.get()) != 0) {
-        throw LineupError(path + ": " + strerror(errno));
+        throw LineupError(path + ": " + std::generic_category().message(errno));
     }
     return text;
 }

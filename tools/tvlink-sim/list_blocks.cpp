@@ -1,5 +1,7 @@
 #include "list_blocks.h"
 
+#include <algorithm>
+
 #include "bytes.h"
 #include "utf8.h"
 
@@ -63,35 +65,39 @@ bool answers(const GuideQuery &query, const Programme &programme)
            programme.start < query.starts_until;
 }
 
-/* The programmes of one channel that are wanted; false when there is no room left. */
-template <typename Wanted>
-bool append_channel(ListBlock &block, const Channel &channel, const Schedule &schedule,
-                    Details details, const Wanted &wanted)
+using Chosen = std::vector<const Programme *>;
+
+template <typename Wanted> Chosen choose(const Schedule &schedule, const Wanted &wanted)
 {
-    const uint32_t before = block.entries;
-    bool fits = true;
+    Chosen chosen;
     for (const Programme &programme : schedule) {
         if (wanted(programme)) {
-            fits = append_entry(block, guide_entry(channel, programme, details));
-        }
-        if (!fits) {
-            break;
+            chosen.push_back(&programme);
         }
     }
+    return chosen;
+}
+
+/* False when there is no room left. */
+bool append_chosen(ListBlock &block, const Channel &channel, const Chosen &chosen, Details details)
+{
+    const uint32_t before = block.entries;
+    const bool fits = std::all_of(chosen.begin(), chosen.end(), [&](const Programme *programme) {
+        return append_entry(block, guide_entry(channel, *programme, details));
+    });
     block.channels += block.entries > before ? 1 : 0;
     return fits;
 }
 
-template <typename Wanted>
-ListBlock wanted_entries(const std::vector<Channel> &channels, const Guide &guide, Details details,
-                         const Wanted &wanted)
+/* The programmes that are chosen from each channel and its schedule. */
+template <typename Choose>
+ListBlock chosen_entries(const std::vector<Channel> &channels, const Guide &guide, Details details,
+                         const Choose &choose_from)
 {
     ListBlock block;
     for (const Channel &channel : channels) {
-        const Schedule &schedule = schedule_of(guide, channel);
-        if (!append_channel(block, channel, schedule, details, [&](const Programme &programme) {
-                return wanted(channel, programme);
-            })) {
+        const Chosen chosen = choose_from(channel, schedule_of(guide, channel));
+        if (!append_chosen(block, channel, chosen, details)) {
             break;
         }
     }
@@ -132,36 +138,36 @@ ListBlock short_channels(const std::vector<Channel> &channels)
 ListBlock guide_entries(const std::vector<Channel> &channels, const Guide &guide,
                         const GuideQuery &query)
 {
-    return wanted_entries(channels, guide, Details::Description,
-                          [&](const Channel &channel, const Programme &programme) {
-                              return (query.every_channel || channel.number == query.number) &&
-                                     answers(query, programme);
+    return chosen_entries(channels, guide, Details::Description,
+                          [&](const Channel &channel, const Schedule &schedule) {
+                              const bool asked =
+                                  query.every_channel || channel.number == query.number;
+                              return asked ? choose(schedule,
+                                                    [&](const Programme &programme) {
+                                                        return answers(query, programme);
+                                                    })
+                                           : Chosen();
                           });
 }
 
 ListBlock present_entries(const std::vector<Channel> &channels, const Guide &guide, uint32_t now)
 {
-    ListBlock block;
-    for (const Channel &channel : channels) {
-        const Schedule &schedule = schedule_of(guide, channel);
-        const uint32_t before = block.entries;
-        for (const Programme *programme : {on_at(schedule, now), next_after(schedule, now)}) {
-            if (programme != nullptr &&
-                !append_entry(block, guide_entry(channel, *programme, Details::None))) {
-                return block;
-            }
-        }
-        block.channels += block.entries > before ? 1 : 0;
-    }
-    return block;
+    return chosen_entries(
+        channels, guide, Details::None, [=](const Channel &, const Schedule &schedule) {
+            Chosen chosen = {on_at(schedule, now), next_after(schedule, now)};
+            chosen.erase(std::remove(chosen.begin(), chosen.end(), nullptr), chosen.end());
+            return chosen;
+        });
 }
 
 ListBlock matching_entries(const std::vector<Channel> &channels, const Guide &guide,
                            const std::string &text)
 {
-    return wanted_entries(
-        channels, guide, Details::None, [&](const Channel &, const Programme &programme) {
-            return holds(programme.title, text) || holds(programme.category, text);
+    return chosen_entries(
+        channels, guide, Details::None, [&](const Channel &, const Schedule &schedule) {
+            return choose(schedule, [&](const Programme &programme) {
+                return holds(programme.title, text) || holds(programme.category, text);
+            });
         });
 }
 

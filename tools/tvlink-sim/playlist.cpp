@@ -1,5 +1,6 @@
 #include "playlist.h"
 
+#include <algorithm>
 #include <optional>
 #include <unordered_set>
 
@@ -138,22 +139,28 @@ void read_line(Reading &reading, const std::string &text, size_t line)
     }
 }
 
+uint32_t next_free(const Reading &reading, uint32_t behind)
+{
+    uint32_t number = behind + 1;
+    while (reading.numbers.count(number) != 0) {
+        number++;
+    }
+    return number;
+}
+
 /* Gives a number to the channels that have none. */
 void number_channels(Reading &reading, size_t line)
 {
     uint32_t last = 0;
     for (Channel &channel : reading.channels) {
-        if (channel.number == 0) {
-            do {
-                last++;
-            } while (reading.numbers.count(last) != 0);
-            if (last > greatest_number) {
-                throw InputError(line, "too many channels");
-            }
-            channel.number = static_cast<uint16_t>(last);
-            reading.numbers.insert(last);
+        if (channel.number != 0) {
+            continue;
         }
-        last = channel.number;
+        last = next_free(reading, last);
+        if (last > greatest_number) {
+            throw InputError(line, "too many channels");
+        }
+        channel.number = static_cast<uint16_t>(last);
     }
 }
 
@@ -161,6 +168,19 @@ std::string without_mark(const std::string &text)
 {
     static const std::string mark = "\xEF\xBB\xBF";
     return begins_with(text, mark) ? text.substr(mark.size()) : text;
+}
+
+/* The first line begins with the name of the format. */
+std::string checked_line(const std::string &text, size_t line)
+{
+    if (text.find('\0') != std::string::npos || find_malformed(text) != std::string::npos) {
+        throw InputError(line, "this is no UTF-8 text");
+    }
+    const std::string content = trimmed(line == 1 ? without_mark(text) : text);
+    if (line == 1 && !begins_with(content, "#EXTM3U")) {
+        throw InputError(line, "a playlist begins with #EXTM3U");
+    }
+    return content;
 }
 
 } // namespace
@@ -172,21 +192,9 @@ std::vector<Channel> parse_playlist(const std::string &text)
     size_t from = 0;
     while (from < text.size()) {
         const size_t end = std::min(text.find('\n', from), text.size());
-        std::string content = text.substr(from, end - from);
-        from = end + 1;
         line++;
-        if (content.find('\0') != std::string::npos ||
-            find_malformed(content) != std::string::npos) {
-            throw InputError(line, "this is no UTF-8 text");
-        }
-        content = trimmed(content);
-        if (line == 1) {
-            content = without_mark(content);
-            if (!begins_with(content, "#EXTM3U")) {
-                throw InputError(line, "a playlist begins with #EXTM3U");
-            }
-        }
-        read_line(reading, content, line);
+        read_line(reading, checked_line(text.substr(from, end - from), line), line);
+        from = end + 1;
     }
     if (reading.announced) {
         throw InputError(reading.announced->line, "a channel without an address");

@@ -5,7 +5,7 @@
  *     http://streams.example/news
  *
  * Other lines that begin with # are skipped, empty ones too. A channel without tvg-chno gets the
- * number behind that of the channel before it, or the next that is free. */
+ * least number that is free. */
 #ifndef TVLINK_SIM_PLAYLIST_H
 #define TVLINK_SIM_PLAYLIST_H
 

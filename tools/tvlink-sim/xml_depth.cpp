@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 
 namespace sim
 {
@@ -56,26 +57,41 @@ size_t skip_section(const std::string &text, size_t at)
     return at;
 }
 
+/* How much deeper the elements lie behind what begins here, and where that ends. */
+struct Step {
+    int deeper;
+    size_t end;
+};
+
+Step step_over(const std::string &text, size_t at)
+{
+    const size_t behind_section = skip_section(text, at);
+    if (behind_section != at) {
+        return {0, behind_section};
+    }
+    if (text.compare(at, 2, "<!") == 0) {
+        return {0, behind(text, ">", at)};
+    }
+    const size_t end = tag_end(text, at);
+    if (text.compare(at, 2, "</") == 0) {
+        return {-1, end};
+    }
+    return {text[end - 1] == '/' ? 0 : 1, end};
+}
+
 } // namespace
 
 size_t find_too_deep(const std::string &text, size_t most)
 {
-    size_t depth = 0;
+    int64_t depth = 0;
     size_t at = text.find('<');
-    while (at != std::string::npos && at < text.size()) {
-        size_t next = skip_section(text, at);
-        if (next == at) {
-            const bool ends = text.compare(at, 2, "</") == 0;
-            const bool declares = text.compare(at, 2, "<!") == 0;
-            next = declares ? behind(text, ">", at) : tag_end(text, at);
-            const bool empty = next > at && text[next - 1] == '/';
-            if (ends) {
-                depth -= depth > 0 ? 1 : 0;
-            } else if (!declares && !empty && ++depth > most) {
-                return at;
-            }
+    while (at != std::string::npos) {
+        const Step step = step_over(text, at);
+        depth = std::max<int64_t>(0, depth + step.deeper);
+        if (depth > static_cast<int64_t>(most)) {
+            return at;
         }
-        at = text.find('<', next);
+        at = text.find('<', step.end);
     }
     return std::string::npos;
 }

@@ -74,9 +74,11 @@ std::string attribute(const Node *node, const char *name)
 std::string element(const Reading &reading, const Node *programme, const char *name)
 {
     const Node *found = programme->first_node(name);
+    if (found == nullptr) {
+        return "";
+    }
     std::string text;
-    for (const Node *part = found != nullptr ? found->first_node() : nullptr; part != nullptr;
-         part = part->next_sibling()) {
+    for (const Node *part = found->first_node(); part != nullptr; part = part->next_sibling()) {
         if (part->type() == rapidxml::node_data || part->type() == rapidxml::node_cdata) {
             text.append(part->value(), part->value_size());
         }

@@ -1,0 +1,65 @@
+#include "calendar.h"
+
+#include <gtest/gtest.h>
+
+using namespace sim;
+
+namespace
+{
+
+TEST(GuideTime, ReadsAStampInUtc)
+{
+    EXPECT_EQ(guide_time("19700101000000 +0000"), 0);
+    EXPECT_EQ(guide_time("20261121201500"), 1795292100);
+    EXPECT_EQ(guide_time("20261121201500 +0000"), 1795292100);
+    EXPECT_EQ(guide_time("20261121201500 Z"), 1795292100);
+    EXPECT_EQ(guide_time("20261121201500 UTC"), 1795292100);
+    EXPECT_EQ(guide_time("202611212015"), 1795292100);
+    EXPECT_EQ(guide_time("20261121201559"), 1795292159);
+}
+
+TEST(GuideTime, TakesTheOffsetAway)
+{
+    EXPECT_EQ(guide_time("20261121211500 +0100"), 1795292100);
+    EXPECT_EQ(guide_time("20261121144500 -0530"), 1795292100);
+    EXPECT_EQ(guide_time("20261122101500 +1400"), 1795292100);
+    EXPECT_EQ(guide_time("202611212115 +0100"), 1795292100);
+    EXPECT_EQ(guide_time("19700101000000 +0001"), -60);
+}
+
+TEST(GuideTime, KnowsTheCalendar)
+{
+    EXPECT_EQ(guide_time("20000229000000"), 951782400);
+    EXPECT_EQ(guide_time("20240229000000"), 1709164800);
+    EXPECT_EQ(guide_time("20240301000000"), 1709251200);
+    EXPECT_EQ(guide_time("21060207062815"), 4294967295);
+    for (const char *text :
+         {"20230229000000", "21000229000000", "20260431000000", "20261301000000", "20260001000000",
+          "20260100000000", "20260132000000", "19691231235959"}) {
+        EXPECT_FALSE(guide_time(text)) << text;
+    }
+}
+
+TEST(GuideTime, RefusesEverythingElse)
+{
+    for (const char *text :
+         {"", "2026", "20261121", "2026112120", "20261121240000", "20261121206000",
+          "20261121201561", "2026112120150", "20261121201500 +", "20261121201500 +01",
+          "20261121201500 0100", "20261121201500 +1500", "20261121201500 +0060",
+          "20261121201500 CET", "2026-11-21 20:15", "20261121201500 +01000", "2026112120150x",
+          "+0261121201500", "tomorrow"}) {
+        EXPECT_FALSE(guide_time(text)) << text;
+    }
+}
+
+TEST(GuideTime, IsWrittenForPeople)
+{
+    EXPECT_EQ(date_and_time(0), "1970-01-01 00:00");
+    EXPECT_EQ(date_and_time(1795292100), "2026-11-21 20:15");
+    EXPECT_EQ(date_and_time(1709251199), "2024-02-29 23:59");
+    EXPECT_EQ(date_and_time(1735689599), "2024-12-31 23:59");
+    EXPECT_EQ(date_and_time(4294967295U), "2106-02-07 06:28");
+    EXPECT_EQ(time_of_day(1795292100), "20:15");
+}
+
+} // namespace
