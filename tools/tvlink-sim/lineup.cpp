@@ -17,7 +17,7 @@ namespace sim
 namespace
 {
 
-constexpr size_t greatest_file = 268435456;
+constexpr size_t greatest_file = 67108864;
 
 struct CloseFile {
     void operator()(FILE *file) const

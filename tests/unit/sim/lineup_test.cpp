@@ -1,0 +1,125 @@
+#include "lineup.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+using namespace sim;
+
+namespace
+{
+
+/* A file for the time of a test. */
+class File
+{
+public:
+    explicit File(const std::string &content)
+    {
+        char name[] = "/tmp/tvlink-lineup-XXXXXX";
+        const int fd = mkstemp(name);
+        path = name;
+        FILE *file = fdopen(fd, "wb");
+        EXPECT_EQ(fwrite(content.data(), 1, content.size(), file), content.size());
+        fclose(file);
+    }
+    ~File()
+    {
+        remove(path.c_str());
+    }
+    File(const File &) = delete;
+    File &operator=(const File &) = delete;
+
+    std::string path;
+};
+
+std::string refused(const LineupFiles &files)
+{
+    try {
+        load_lineup(files, 20000);
+    } catch (const LineupError &error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+const char *const one_channel = "#EXTM3U\n#EXTINF:-1 tvg-id=\"a.ex\",A\nhttp://a\n";
+const char *const one_programme =
+    "<tv><programme start=\"20260101100000\" stop=\"20260101110000\" channel=\"a.ex\">"
+    "<title>T</title></programme></tv>";
+
+TEST(Lineup, IsTheSampleFromTodayOn)
+{
+    const Lineup lineup = load_lineup({}, 20000);
+    ASSERT_EQ(lineup.channels.size(), 8u);
+    const char *const names[] = {"News",   "Sport", "Films",  "Music",
+                                 "Nature", "Kids",  "Travel", "Cooking"};
+    for (size_t i = 0; i < 8; i++) {
+        EXPECT_EQ(lineup.channels[i].number, i + 1);
+        EXPECT_EQ(lineup.channels[i].name, names[i]);
+    }
+    EXPECT_EQ(count_programmes(lineup.guide), 190u);
+    EXPECT_TRUE(lineup.remarks.empty());
+}
+
+/* Every channel shows something at every moment of the two days. */
+TEST(Lineup, LeavesNoGapInTheSample)
+{
+    const Lineup lineup = load_lineup({}, 20000);
+    for (const Channel &channel : lineup.channels) {
+        uint64_t at = uint64_t{20000} * seconds_a_day;
+        for (const Programme &programme : schedule_of(lineup.guide, channel)) {
+            EXPECT_EQ(programme.start, at) << channel.name << " " << programme.title;
+            at = end_of(programme);
+        }
+        EXPECT_EQ(at, uint64_t{20002} * seconds_a_day) << channel.name;
+    }
+}
+
+TEST(Lineup, TakesFilesOfOnesOwn)
+{
+    const File channels(one_channel);
+    const File guide(one_programme);
+    Lineup lineup = load_lineup({channels.path, guide.path, false}, 20000);
+    EXPECT_EQ(lineup.channels.size(), 1u);
+    ASSERT_EQ(schedule_of(lineup.guide, lineup.channels[0]).size(), 1u);
+    EXPECT_EQ(schedule_of(lineup.guide, lineup.channels[0])[0].start, 1767261600u);
+    lineup = load_lineup({channels.path, guide.path, true}, 20000);
+    EXPECT_EQ(schedule_of(lineup.guide, lineup.channels[0])[0].start, 20000u * 86400 + 36000);
+}
+
+TEST(Lineup, HasNoGuideForChannelsThatComeAlone)
+{
+    const File channels(one_channel);
+    EXPECT_EQ(count_programmes(load_lineup({channels.path, "", false}, 20000).guide), 0u);
+}
+
+TEST(Lineup, SaysWhatOfTheGuideIsNotUsed)
+{
+    const File guide(one_programme);
+    const Lineup lineup = load_lineup({"", guide.path, false}, 20000);
+    EXPECT_EQ(lineup.channels.size(), 8u);
+    EXPECT_EQ(lineup.remarks,
+              std::vector<std::string>{"1 programmes of other channels are not used"});
+}
+
+TEST(Lineup, IsRefusedWithFileLineAndReason)
+{
+    const File channels(one_channel);
+    const File bad_channels("#EXTM3U\n\nhttp://a\n");
+    const File bad_guide("<tv>\n<programme/>\n</tv>");
+    EXPECT_EQ(refused({bad_channels.path, "", false}),
+              bad_channels.path + ":3: an address without #EXTINF before it");
+    EXPECT_EQ(refused({channels.path, bad_guide.path, false}),
+              bad_guide.path + ":2: a programme without a channel");
+    EXPECT_EQ(refused({"/nowhere/a.m3u", "", false}), "/nowhere/a.m3u: No such file or directory");
+    EXPECT_EQ(refused({"", "/nowhere/a.xml", false}), "/nowhere/a.xml: No such file or directory");
+    EXPECT_EQ(refused({"/", "", false}), "/: Is a directory");
+}
+
+TEST(Lineup, RefusesFilesWithoutAnEnd)
+{
+    EXPECT_EQ(refused({"/dev/zero", "", false}), "/dev/zero: longer than 67108864 bytes");
+}
+
+} // namespace
