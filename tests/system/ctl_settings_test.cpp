@@ -53,15 +53,15 @@ void expect_state_text(const std::string &answer, const std::string &out)
 
 TEST(CtlSettings, AreWhateverTheTelevisionWrites)
 {
-    expect_state_text(R"([{"a":1,"b":"ü"},{"a":22,"c":[1]}])", " a  b  c\n"
-                                                               " 1  ü\n"
-                                                               "22     [1]\n");
+    expect_state_text(R"([{"a":1,"b":"ü"},{"a":22,"c_d":[1]}])", " A  B  C D\n"
+                                                                 " 1  ü\n"
+                                                                 "22     [1]\n");
     expect_state_text(R"(["x",2])", "x\n2\n");
     expect_state_text("[]", "");
     expect_state_text("\"two\\nlines\"", "two\\x0alines\n");
     expect_state_text("not json", "state: not json\n");
     expect_state_text("", "state: \n");
-    expect_state_text(R"({"a":{"b":[1,2]}})", "a: {\"b\":[1,2]}\n");
+    expect_state_text(R"({"a_b":{"b":[1,2]}})", "a b: {\"b\":[1,2]}\n");
 }
 
 TEST(CtlSettings, AreNotFollowedDeeperThanAnybodyMeans)
@@ -108,7 +108,7 @@ TEST(CtlState, HasApplications)
         text_reply("01 40", R"([{"name":"Weather","package":"app.weather","version":"2.1"},)"
                             R"({"name":"Zürich","package":"app.z","version":"1"}])")};
     expect_script({"apps"}, {exchange},
-                  "name     package      version\n"
+                  "NAME     PACKAGE      VERSION\n"
                   "Weather  app.weather  2.1\n"
                   "Zürich   app.z        1\n");
     expect_script({"apps", "--json"}, {exchange},

@@ -41,24 +41,48 @@ std::string in_words(const Json &value)
     return printable(value.is_string() ? value.get<std::string>() : dumped(value));
 }
 
+/* The name of a member as people read it. */
+std::string name_in_words(const std::string &name)
+{
+    std::string words = printable(name);
+    std::replace(words.begin(), words.end(), '_', ' ');
+    return words;
+}
+
+/* As above a column. */
+std::string title_of(const std::string &name)
+{
+    std::string title = name_in_words(name);
+    for (char &letter : title) {
+        const bool is_small = letter >= 'a' && letter <= 'z';
+        letter = is_small ? static_cast<char>(letter - 'a' + 'A') : letter;
+    }
+    return title;
+}
+
 bool is_list_of_objects(const Json &value)
 {
     return value.is_array() && !value.empty() &&
            std::all_of(value.begin(), value.end(), [](const Json &one) { return one.is_object(); });
 }
 
-/* The names of all objects' members become the columns. */
+/* Adds a column for each member whose name none has yet. */
+void add_columns(const Json &object, std::vector<std::string> &names, Table &table)
+{
+    for (const auto &[name, value] : object.items()) {
+        if (std::find(names.begin(), names.end(), name) == names.end()) {
+            names.push_back(name);
+            table.columns.push_back({title_of(name), value.is_number()});
+        }
+    }
+}
+
 Table table_of(const Json &list)
 {
     Table table;
     std::vector<std::string> names;
     for (const Json &object : list) {
-        for (const auto &[name, value] : object.items()) {
-            if (std::find(names.begin(), names.end(), name) == names.end()) {
-                names.push_back(name);
-                table.columns.push_back({printable(name), value.is_number()});
-            }
-        }
+        add_columns(object, names, table);
     }
     for (const Json &object : list) {
         std::vector<std::string> row;
@@ -79,7 +103,7 @@ std::string lines_of(const Json &value)
     std::string lines;
     if (value.is_object()) {
         for (const auto &[name, member] : value.items()) {
-            lines += printable(name) + ": " + in_words(member) + "\n";
+            lines += name_in_words(name) + ": " + in_words(member) + "\n";
         }
         return lines;
     }

@@ -59,25 +59,23 @@ bool is_control(CpBytes text, size_t at, size_t length)
 
 std::string in_words(const Fact &fact)
 {
-    if (const auto *text = std::get_if<std::string>(&fact.value)) {
+    if (const auto *text = std::get_if<std::string>(&fact)) {
         return printable(*text);
     }
-    if (const auto *number = std::get_if<int64_t>(&fact.value)) {
+    if (const auto *number = std::get_if<int64_t>(&fact)) {
         return std::to_string(*number);
     }
-    if (const auto *number = std::get_if<double>(&fact.value)) {
+    if (const auto *number = std::get_if<double>(&fact)) {
         char text[32];
         snprintf(text, sizeof text, "%.3f", *number);
         return text;
     }
-    if (const auto *flag = std::get_if<bool>(&fact.value)) {
+    if (const auto *flag = std::get_if<bool>(&fact)) {
         return *flag ? "yes" : "no";
     }
-    std::string list; /* entries of a list are told in a table */
-    if (const auto *numbers = std::get_if<std::vector<int64_t>>(&fact.value)) {
-        for (const int64_t number : *numbers) {
-            list += (list.empty() ? "" : " ") + std::to_string(number);
-        }
+    std::string list;
+    for (const int64_t number : std::get<std::vector<int64_t>>(fact)) {
+        list += (list.empty() ? "" : " ") + std::to_string(number);
     }
     return list;
 }
@@ -88,32 +86,11 @@ void put_line(const std::string &line)
     fflush(stdout);
 }
 
-Json json_of(const Facts &facts);
-
-Json json_of(const std::vector<Facts> &entries)
-{
-    Json list = Json::array();
-    for (const Facts &entry : entries) {
-        list.push_back(json_of(entry));
-    }
-    return list;
-}
-
-Json json_of(const Facts &facts) // NOLINT(misc-no-recursion): entries hold no entries
+Json json_of(const Facts &facts)
 {
     Json object = Json::object();
     for (const auto &[name, fact] : facts) {
-        if (const auto *entries = std::get_if<std::vector<Facts>>(&fact.value)) {
-            object[name] = json_of(*entries);
-            continue;
-        }
-        std::visit(
-            [&object, &key = name](const auto &value) {
-                if constexpr (!std::is_same_v<std::decay_t<decltype(value)>, std::vector<Facts>>) {
-                    object[key] = value;
-                }
-            },
-            fact.value);
+        std::visit([&object, &key = name](const auto &value) { object[key] = value; }, fact);
     }
     return object;
 }
@@ -168,13 +145,17 @@ CpBytes bytes_of(const std::string &text)
 void print_list(const Settings &settings, const Table &table, const std::string &things,
                 const std::vector<Facts> &entries)
 {
-    const Facts facts = {{"count", static_cast<int64_t>(entries.size())}, {things, entries}};
-    if (settings.json || table.rows.empty()) {
-        print_line(settings, "no " + things, facts);
+    if (!settings.json) {
+        printf("%s",
+               table.rows.empty() ? ("no " + things + "\n").c_str() : table_text(table).c_str());
+        fflush(stdout);
         return;
     }
-    printf("%s", table_text(table).c_str());
-    fflush(stdout);
+    Json list = Json::array();
+    for (const Facts &entry : entries) {
+        list.push_back(json_of(entry));
+    }
+    put_json({{"count", entries.size()}, {things, list}});
 }
 
 std::string printable(CpBytes text)

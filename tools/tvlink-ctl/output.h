@@ -14,21 +14,9 @@
 namespace ctl
 {
 
-struct Fact;
-
 /* Named facts, in the order in which they are told. */
+using Fact = std::variant<std::string, int64_t, double, bool, std::vector<int64_t>>;
 using Facts = std::vector<std::pair<std::string, Fact>>;
-
-using FactValue = std::variant<std::string, int64_t, double, bool, std::vector<int64_t>,
-                               std::vector<Facts>>; /* the last: what a list's entries tell */
-
-struct Fact {
-    template <typename Value> Fact(Value given) : value(std::move(given)) /* whatever one holds */
-    {
-    }
-
-    FactValue value;
-};
 
 /* Adds a text that came from the network. What is not UTF-8 is told a second time, as NAME_hex. */
 void add_text(Facts &facts, const std::string &name, CpBytes text);
