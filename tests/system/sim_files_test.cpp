@@ -1,0 +1,79 @@
+/* tvlink-sim and the files that it is given. */
+#include "system/sim_phone.h"
+
+namespace
+{
+
+TEST(SimFiles, AreRefusedWithFileLineAndReason)
+{
+    const File channels("#EXTM3U\n#EXTINF:-1 tvg-chno=\"none\",A\nhttp://a\n");
+    const Finished result = run_program(TVLINK_SIM_PATH, {"--channels", channels.path});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "tvlink-sim: " + channels.path +
+                              ":2: tvg-chno is no number from 1 to 65535: \"none\"\n");
+}
+
+TEST(SimFiles, AreRefusedInJsonToo)
+{
+    const File guide("<tv>\n<programme>\n</tv>\n");
+    const Finished result = run_program(TVLINK_SIM_PATH, {"--json", "--guide", guide.path});
+    const std::string reason = guide.path + ":3: this is no XML: invalid closing tag name";
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.out, "{\"reason\":\"" + reason + "\",\"type\":\"failure\"}\n");
+    EXPECT_EQ(result.err, "tvlink-sim: " + reason + "\n");
+}
+
+TEST(SimFiles, AreRefusedWhenTheyAreNotThere)
+{
+    const Finished result = run_program(TVLINK_SIM_PATH, {"--guide", "/nowhere/guide.xml"});
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.err, "tvlink-sim: /nowhere/guide.xml: No such file or directory\n");
+}
+
+TEST(SimFiles, TellHowMuchOfAGuideIsNotUsed)
+{
+    const File guide("<tv><programme start=\"20260101000000\" channel=\"x\"><title>T</title>"
+                     "</programme></tv>");
+    const auto sim = start_sim({"--guide", guide.path});
+    ASSERT_NE(sim, nullptr);
+    EXPECT_NE(sim->out().find("  8 channels, 0 programmes\n"
+                              "  1 programmes of other channels are not used\n  try: "),
+              std::string::npos)
+        << sim->out();
+}
+
+TEST(SimFiles, AreMadeForLoadTestsByAScript)
+{
+    char folder[] = "/tmp/tvlink-guide-XXXXXX";
+    ASSERT_NE(mkdtemp(folder), nullptr);
+    const std::string channels = std::string(folder) + "/channels.m3u";
+    const std::string guide = std::string(folder) + "/guide.xml";
+    const Finished made = run_program(TVLINK_SOURCE_DIR "/scripts/make-guide",
+                                      {"--channels", "30", "--programmes", "1000", "-o", folder});
+    EXPECT_EQ(made.status, 0) << made.err;
+    const auto sim = start_sim({"--channels", channels, "--guide", guide, "--guide-starts-today"});
+    EXPECT_EQ(std::remove(channels.c_str()), 0);
+    EXPECT_EQ(std::remove(guide.c_str()), 0);
+    EXPECT_EQ(std::remove(folder), 0);
+    ASSERT_NE(sim, nullptr);
+    EXPECT_NE(sim->out().find("  30 channels, 1000 programmes\n  try: "), std::string::npos)
+        << sim->out();
+    const Phone phone;
+    EXPECT_EQ(get_list(phone, "01 00 20 03 02 00 06 00 00 00 00 06 00 00 00 00", 4).head,
+              "01 00 20 A1 E8 03 1E 00");
+}
+
+TEST(SimFiles, AreNotMadeFromNonsense)
+{
+    for (const Words &arguments :
+         {Words{}, Words{"-o"}, Words{"--channels", "0", "-o", "/tmp"},
+          Words{"--channels", "65536", "-o", "/tmp"}, Words{"--channels", "x", "-o", "/tmp"},
+          Words{"--programmes", "-1", "-o", "/tmp"}, Words{"--loud", "1", "-o", "/tmp"}}) {
+        const Finished result = run_program(TVLINK_SOURCE_DIR "/scripts/make-guide", arguments);
+        EXPECT_EQ(result.status, 2) << testing::PrintToString(arguments);
+        EXPECT_NE(result.err, "");
+    }
+}
+
+} // namespace
