@@ -8,20 +8,24 @@
 #include "tvlink/sized_block.h"
 
 #include <stdint.h>
+#include <stdlib.h>
 #include <string.h>
 
 namespace
 {
 
-const uint32_t COPY_STEP = 16; /* strings are copied in steps, which may reach over their end */
+/* Few strings are longer than one step, so copying takes no turn that depends on the data. The last
+ * step reaches over the end. */
+const uint32_t COPY_STEP = 32;
 const uint32_t MOST_OUTPUT = UINT32_MAX - 8; /* the elements of the largest block */
 
 enum Outcome {
-    TABLE_FULL, /* codes of this width are used up */
-    OUTPUT_FULL,
-    CLEARED, /* by the code that has been read */
-    ENDED,   /* by the code that has been read */
-    NO_END,  /* the input has run out */
+    GO_ON,
+    TABLE_FULL,  /* codes of this width are used up */
+    OUTPUT_FULL, /* for the string of the next code */
+    CLEARED,
+    ENDED,
+    NO_END, /* the input has run out */
     BAD_SEQUENCE,
     TOO_MANY_BITS,
     NO_MEMORY
@@ -107,17 +111,21 @@ static inline uint32_t string_length(const uint32_t *starts, uint32_t code)
     return starts[code + 1] - starts[code] + 1;
 }
 
-/* The last byte may be the first one that this writes: of a string that is just being made. */
+static inline void copy_16(uint8_t *to, const uint8_t *from)
+{
+    uint8_t bytes[16];
+    memcpy(bytes, from, 16);
+    memcpy(to, bytes, 16);
+}
+
 static inline void copy_string(uint8_t *to, const uint8_t *from, uint32_t length)
 {
     uint32_t done = 0;
     do {
-        uint8_t step[COPY_STEP];
-        memcpy(step, from + done, COPY_STEP);
-        memcpy(to + done, step, COPY_STEP);
+        copy_16(to + done, from + done);
+        copy_16(to + done + 16, from + done + 16);
         done += COPY_STEP;
     } while (done < length);
-    to[length - 1] = from[length - 1];
 }
 
 /* Until something else is to be done than to write strings. */
@@ -141,6 +149,7 @@ __attribute__((noinline)) static Outcome decode_run(Decoder *decoder)
         }
         const uint32_t code = code_at(&in, at, width);
         if ((code | 1) == LZW_END) {
+            at += width;
             outcome = code == LZW_END ? ENDED : CLEARED;
             break;
         }
@@ -154,8 +163,11 @@ __attribute__((noinline)) static Outcome decode_run(Decoder *decoder)
             outcome = OUTPUT_FULL;
             break;
         }
-        copy_string(out + written, code < LZW_CLEAR ? SINGLE.bytes + code : out + starts[code],
-                    length);
+        uint8_t *to = out + written;
+        copy_string(to, code < LZW_CLEAR ? SINGLE.bytes + code : out + starts[code], length);
+        if (code + 1 == next) {
+            to[length - 1] = to[0]; /* the string was not yet whole when it was copied */
+        }
         written += length;
         at += width;
         next++;
@@ -170,7 +182,7 @@ static Outcome widen(Decoder *decoder)
 {
     decoder->next = static_cast<uint16_t>(decoder->next); /* it wraps, and no code is below it */
     if (decoder->next != decoder->full) {
-        return TABLE_FULL;
+        return GO_ON;
     }
     decoder->widening = {decoder->width, decoder->at, decoder->written};
     decoder->width++;
@@ -183,50 +195,49 @@ static Outcome widen(Decoder *decoder)
         return NO_MEMORY;
     }
     decoder->starts = static_cast<uint32_t *>(larger);
-    return TABLE_FULL;
+    return GO_ON;
 }
 
-static bool reserve_output(Decoder *decoder, uint32_t length)
+static Outcome enlarge_output(Decoder *decoder)
 {
-    const uint64_t least = uint64_t{decoder->written} + length + COPY_STEP;
+    const uint32_t code = code_at(&decoder->in, decoder->at, decoder->width);
+    const uint64_t least =
+        uint64_t{decoder->written} + string_length(decoder->starts, code) + COPY_STEP;
     const uint64_t wanted = least * 2 < MOST_OUTPUT ? least * 2 : MOST_OUTPUT;
     void *larger = nullptr;
     if (least <= MOST_OUTPUT) {
         larger = mem_extend(decoder->out, static_cast<uint32_t>(wanted));
     }
     if (larger == nullptr) {
-        return false;
+        return NO_MEMORY;
     }
     decoder->out = static_cast<uint8_t *>(larger);
     decoder->room = static_cast<uint32_t>(wanted) - COPY_STEP;
-    return true;
+    return GO_ON;
+}
+
+static Outcome after_run(Decoder *decoder, Outcome outcome)
+{
+    switch (outcome) {
+    case TABLE_FULL:
+        return widen(decoder);
+    case OUTPUT_FULL:
+        return enlarge_output(decoder);
+    case CLEARED:
+        begin_table(decoder);
+        return GO_ON;
+    default:
+        return outcome;
+    }
 }
 
 static Outcome decode_all(Decoder *decoder)
 {
-    for (;;) {
-        Outcome outcome = decode_run(decoder);
-        if (outcome == TABLE_FULL) {
-            outcome = widen(decoder);
-        }
-        switch (outcome) {
-        case TABLE_FULL:
-            break;
-        case CLEARED:
-            decoder->at += decoder->width;
-            begin_table(decoder);
-            break;
-        case OUTPUT_FULL:
-            if (!reserve_output(
-                    decoder, string_length(decoder->starts,
-                                           code_at(&decoder->in, decoder->at, decoder->width)))) {
-                return NO_MEMORY;
-            }
-            break;
-        default:
-            return outcome;
-        }
+    Outcome outcome = GO_ON;
+    while (outcome == GO_ON) {
+        outcome = after_run(decoder, decode_run(decoder));
     }
+    return outcome;
 }
 
 /* An encoder makes no string of the last code, so it does not widen after it, and its end is one

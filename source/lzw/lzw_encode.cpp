@@ -5,7 +5,7 @@
 #include "tvlink/sized_block.h"
 
 #include <stdint.h>
-#include <string.h>
+#include <stdlib.h>
 
 namespace
 {
@@ -139,6 +139,22 @@ static void widen(Encoder *encoder)
     }
 }
 
+static void encode_wrapped_run(Encoder *encoder, uint16_t *longer, uint32_t bytes)
+{
+    while (bytes-- > 0) {
+        const uint32_t byte = *encoder->in++;
+        uint16_t *known = &longer[string_key(encoder->code, byte)];
+        if (*known != 0) {
+            encoder->code = *known;
+            continue;
+        }
+        write_code(&encoder->writer, encoder->code, encoder->width);
+        *known = static_cast<uint16_t>(encoder->next);
+        encoder->next = static_cast<uint16_t>(encoder->next + 1);
+        encoder->code = byte;
+    }
+}
+
 /* The counter of codes has 16 bits. When it wraps, codes get no wider and the table is not cleared:
  * codes that stand for something get more strings, for which the table has no place. From here on
  * there is one for every byte behind every code. Nobody can read the result. */
@@ -151,25 +167,14 @@ static bool encode_wrapped(Encoder *encoder)
     for (uint32_t code = LZW_FIRST; code < encoder->next; code++) {
         longer[encoder->table.strings[code].key] = static_cast<uint16_t>(code);
     }
-    uint16_t next = 0;
-    bool has_room = true;
-    while (encoder->in != encoder->end && has_room) {
-        uint32_t bytes = codes_to_come(encoder, WRAPPED_RUN);
-        has_room = reserve(encoder, bytes);
-        while (has_room && bytes-- > 0) {
-            const uint32_t byte = *encoder->in++;
-            uint16_t *known = &longer[string_key(encoder->code, byte)];
-            if (*known == 0) {
-                write_code(&encoder->writer, encoder->code, encoder->width);
-                *known = next++;
-                encoder->code = byte;
-            } else {
-                encoder->code = *known;
-            }
-        }
+    encoder->next = 0;
+    uint32_t bytes = codes_to_come(encoder, WRAPPED_RUN);
+    while (bytes > 0 && reserve(encoder, bytes)) {
+        encode_wrapped_run(encoder, longer, bytes);
+        bytes = codes_to_come(encoder, WRAPPED_RUN);
     }
     free(longer);
-    return has_room;
+    return bytes == 0;
 }
 
 /* The bits that do not fill a byte are written as a code of their own, which brings them out. What
