@@ -1,0 +1,476 @@
+/* Pushes: a prepared reply that a thread of its own sends to one control point. */
+#include "tvlink/push.h"
+
+#include "support/replaced_call.h"
+#include "support/tcp_service.h"
+#include "support/wait_until.h"
+#include "support/watched_call.h"
+#include "tcp/connection.h"
+#include "tvlink/reply.h"
+#include "unit/tcp/listed_connection.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <thread>
+
+namespace
+{
+
+const int SMALL_BUFFER = 4096;
+const size_t MORE_THAN_ALL_BUFFERS = 16 << 20;
+
+/* From malloc, as a host hands it over. */
+void *block_of(const Bytes &data)
+{
+    uint8_t *block = static_cast<uint8_t *>(std::malloc(data.size() + 1));
+    std::copy(data.begin(), data.end(), block);
+    return block;
+}
+
+/* The library frees the data of a push that it has started: the leak checker watches. */
+int push(CtrlPoint *cp, const Bytes &data)
+{
+    return start_egp_thread(&cp, block_of(data), static_cast<uint32_t>(data.size()));
+}
+
+/* The threads of pushes come and go. */
+class CountedThreads
+{
+public:
+    bool are_as_before() const
+    {
+        return wait_until([&] { return thread_count() == before_; });
+    }
+
+private:
+    const size_t before_ = thread_count();
+};
+
+class Push : public OpenRegistry
+{
+protected:
+    ~Push() override
+    {
+        EXPECT_TRUE(threads.are_as_before());
+    }
+
+    const CountedThreads threads;
+};
+
+TEST_F(Push, IsOneGetReplyWithTheDataAsItIs)
+{
+    const ListedConnection connection;
+    const Bytes data = bytes("01 00 20 A1 07 00 00 00 'abc' 00 FF");
+    EXPECT_EQ(push(connection.record, data), 0);
+    EXPECT_EQ(connection.received(data.size() + 72), hex(wire_frame(6, data)));
+    EXPECT_TRUE(lines.all().empty());
+}
+
+TEST_F(Push, TakesDataOfAnySize)
+{
+    const ListedConnection connection;
+    for (const size_t size : {size_t{0}, size_t{1}, size_t{1000}, size_t{3000000}}) {
+        const Bytes data(size, 'p');
+        EXPECT_EQ(push(connection.record, data), 0);
+        EXPECT_TRUE(read_frame(connection.phone.get()) == wire_frame(6, data)) << size;
+    }
+}
+
+TEST_F(Push, SendsNothingForMoreThanAFrameCanHold)
+{
+    const ListedConnection connection;
+    CtrlPoint *word = connection.record;
+    for (const uint32_t length : {0x7FFFFFB8u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
+        EXPECT_EQ(start_egp_thread(&word, block_of({1}), length), 0);
+    }
+    EXPECT_EQ(start_egp_thread(&word, nullptr, 0), 0);
+    EXPECT_TRUE(threads.are_as_before());
+    EXPECT_TRUE(is_listed(connection.record));
+    EXPECT_EQ(push(connection.record, bytes("'next'")), 0);
+    EXPECT_EQ(connection.received(76), hex(wire_frame(6, bytes("'next'"))));
+}
+
+TEST_F(Push, ReadsTheWordOnce)
+{
+    const ListedConnection one;
+    const ListedConnection other;
+    CtrlPoint *word = one.record;
+    EXPECT_EQ(start_egp_thread(&word, block_of(bytes("'one'")), 3), 0);
+    word = other.record;
+    EXPECT_EQ(start_egp_thread(&word, block_of(bytes("'other'")), 5), 0);
+    word = nullptr;
+    EXPECT_EQ(one.received(75), hex(wire_frame(6, bytes("'one'"))));
+    EXPECT_EQ(other.received(77), hex(wire_frame(6, bytes("'other'"))));
+}
+
+TEST_F(Push, GoesToAHostsOwnRecordToo)
+{
+    const ConnectedPair own = local_pair();
+    HandMadeRecord record(own.near.get());
+    EXPECT_EQ(push(&record, bytes("'own'")), 0);
+    EXPECT_EQ(hex(receive_bytes(own.far.get(), 75)), hex(wire_frame(6, bytes("'own'"))));
+    EXPECT_TRUE(threads.are_as_before());
+}
+
+TEST_F(Push, GoesThroughACopyOfARecord)
+{
+    const ListedConnection connection;
+    CtrlPoint *item = connection_copy(connection.record);
+    EXPECT_EQ(push(item, bytes("'item'")), 0);
+    EXPECT_EQ(connection.received(76), hex(wire_frame(6, bytes("'item'"))));
+    connection_free_copy(item);
+    EXPECT_TRUE(threads.are_as_before());
+}
+
+/* ---- What does not start */
+
+TEST_F(Push, NeedsSomebodyToSendTo)
+{
+    void *data = block_of(bytes("'data'"));
+    CtrlPoint *nobody = nullptr;
+    EXPECT_EQ(start_egp_thread(nullptr, data, 4), -1);
+    EXPECT_EQ(start_egp_thread(&nobody, data, 4), -1);
+    std::free(data); /* still the caller's */
+}
+
+TEST_F(Push, LeavesTheDataToTheCallerWhenMemoryIsOut)
+{
+    const ListedConnection connection;
+    void *data = block_of(bytes("'data'"));
+    CtrlPoint *word = connection.record;
+    WatchedCall memory(CALL_CALLOC);
+    EXPECT_EQ(start_egp_thread(&word, block_of(bytes("'first'")), 5), 0);
+    const long all = memory.calls();
+    EXPECT_GE(all, 1);
+    EXPECT_EQ(connection.received(77), hex(wire_frame(6, bytes("'first'"))));
+    EXPECT_TRUE(threads.are_as_before());
+    for (long call = 1; call <= all; call++) {
+        memory.fail(ENOMEM, call);
+        EXPECT_EQ(start_egp_thread(&word, data, 4), -1);
+    }
+    memory.fail(0, 1, 0);
+    EXPECT_TRUE(lines.all().empty());
+    EXPECT_EQ(start_egp_thread(&word, data, 4), 0);
+    EXPECT_EQ(connection.received(76), hex(wire_frame(6, bytes("'data'"))));
+}
+
+TEST_F(Push, LeavesTheDataToTheCallerWithoutAThread)
+{
+    const ListedConnection connection;
+    void *data = block_of(bytes("'data'"));
+    CtrlPoint *word = connection.record;
+    {
+        WatchedCall creating(CALL_PTHREAD_CREATE);
+        creating.fail(EAGAIN);
+        EXPECT_EQ(start_egp_thread(&word, data, 4), -1);
+    }
+    EXPECT_EQ(lines.out(), std::vector<std::string>{"err: pthread_create() fail\n"});
+    EXPECT_TRUE(lines.err().empty());
+    static_cast<char *>(data)[0] = 'm'; /* still the caller's */
+    std::free(data);
+    drop(connection.record); /* nothing keeps the connection in use */
+    EXPECT_FALSE(is_open(connection.number));
+    EXPECT_TRUE(wait_for_end(connection.phone.get()));
+}
+
+/* ---- A phone that vanishes */
+
+TEST_F(Push, GoesNowhereThroughACopyOfAConnectionThatHasEnded)
+{
+    const ListedConnection earlier;
+    CtrlPoint *item = connection_copy(earlier.record);
+    CtrlPoint by_hand = *item;
+    drop(earlier.record);
+    EXPECT_EQ(push(item, bytes("'lost'")), 0);
+    EXPECT_TRUE(threads.are_as_before());
+    connection_free_copy(item);
+    EXPECT_FALSE(is_open(earlier.number));
+
+    const ListedConnection later(local_pair());
+    ASSERT_EQ(later.number, earlier.number);
+    EXPECT_EQ(push(&by_hand, bytes("'lost'")), 0);
+    EXPECT_TRUE(threads.are_as_before());
+    EXPECT_EQ(push(later.record, bytes("'good'")), 0);
+    EXPECT_EQ(later.received(76), hex(wire_frame(6, bytes("'good'"))));
+}
+
+/* The push thread stands still where it looks its record up. */
+TEST_F(Push, GoesNowhereWhenThePhoneGoesBeforeTheThreadRuns)
+{
+    const ListedConnection connection;
+    const Door looking;
+    const std::thread::id here = std::this_thread::get_id();
+    std::atomic<bool> held{true};
+    const Replaced locking(system_mutex_lock, [&](pthread_mutex_t *mutex) {
+        if (mutex == &g_cp_list_mutex && std::this_thread::get_id() != here && held) {
+            looking.pass();
+        }
+        return system_mutex_lock.real(mutex);
+    });
+    EXPECT_EQ(push(connection.record, bytes("'lost'")), 0);
+    ASSERT_TRUE(looking.wait_for_somebody());
+    drop(connection.record);
+    EXPECT_TRUE(is_open(connection.number)); /* the push still refers to it */
+    EXPECT_TRUE(wait_for_end(connection.phone.get()));
+    const ListedConnection next(local_pair());
+    EXPECT_NE(next.number, connection.number);
+    held = false;
+    looking.open();
+    EXPECT_TRUE(threads.are_as_before());
+    EXPECT_FALSE(is_open(connection.number));
+    EXPECT_EQ(push(next.record, bytes("'good'")), 0);
+    EXPECT_EQ(next.received(76), hex(wire_frame(6, bytes("'good'"))));
+}
+
+TEST_F(Push, EndsWhenThePhoneIsDroppedWhileItIsSent)
+{
+    const ListedConnection connection;
+    const Door sending;
+    std::atomic<bool> held{true};
+    const Replaced send(system_send, [&](int fd, const void *data, size_t size, int flags) {
+        if (fd == connection.number && held) {
+            sending.pass();
+        }
+        return system_send.real(fd, data, size, flags);
+    });
+    EXPECT_EQ(push(connection.record, bytes("'lost'")), 0);
+    ASSERT_TRUE(sending.wait_for_somebody());
+    drop(connection.record);
+    EXPECT_TRUE(is_open(connection.number));
+    const ListedConnection next(local_pair());
+    EXPECT_NE(next.number, connection.number);
+    held = false;
+    sending.open();
+    EXPECT_TRUE(threads.are_as_before());
+    EXPECT_FALSE(is_open(connection.number));
+    EXPECT_EQ(lines.out(),
+              std::vector<std::string>{"err:socket_send(): tcp_sendback:244,errno=32\n"});
+}
+
+TEST_F(Push, DropsAPhoneThatHasResetItsConnection)
+{
+    ListedConnection connection(local_pair());
+    connection.phone.close();
+    EXPECT_EQ(push(connection.record, bytes("'lost'")), 0);
+    EXPECT_TRUE(threads.are_as_before());
+    EXPECT_EQ(g_cp_list.count, 0u);
+    EXPECT_FALSE(is_open(connection.number));
+    EXPECT_EQ(lines.out(),
+              std::vector<std::string>{"err:socket_send(): tcp_sendback:244,errno=32\n"});
+}
+
+/* ---- Several at once */
+
+/* Makes every send partial and lets other threads go on in between. */
+ssize_t send_little(int fd, const void *data, size_t size, int flags)
+{
+    static std::atomic<unsigned> turn{0};
+    const unsigned now = ++turn;
+    std::this_thread::yield();
+    if (now % 7 == 0) {
+        errno = EAGAIN;
+        return -1;
+    }
+    return system_send.real(fd, data, std::min<size_t>(size, 1 + now % 97), flags);
+}
+
+TEST_F(Push, NeverMixesWithOtherPushesAndReplies)
+{
+    const Replaced send(system_send, send_little);
+    const Replaced pause(system_usleep, [](useconds_t) {
+        std::this_thread::yield();
+        return 0;
+    });
+    const ListedConnection connection;
+    const Bytes pushed(3000, 0x11);
+    const Bytes other(40, 0x22);
+    const Bytes replied(500, 0x33);
+    const int rounds = 30;
+    std::thread replies([&] {
+        for (int i = 0; i < rounds; i++) {
+            EXPECT_EQ(tcp_sendback(connection.record, 8, replied.data(), 500), 1);
+        }
+    });
+    std::thread pushes([&] {
+        for (int i = 0; i < rounds; i++) {
+            EXPECT_EQ(push(connection.record, pushed), 0);
+            EXPECT_EQ(push(connection.record, other), 0);
+        }
+    });
+    const std::vector<Bytes> expected = {wire_frame(6, pushed), wire_frame(6, other),
+                                         wire_frame(8, replied)};
+    std::vector<int> seen(expected.size());
+    for (size_t i = 0; i < expected.size() * rounds; i++) {
+        const auto which =
+            std::find(expected.begin(), expected.end(), read_frame(connection.phone.get()));
+        if (which == expected.end()) {
+            ADD_FAILURE() << "frame " << i << " is broken";
+            drop(connection.record); /* the senders end */
+            break;
+        }
+        seen[static_cast<size_t>(which - expected.begin())]++;
+    }
+    replies.join();
+    pushes.join();
+    EXPECT_TRUE(threads.are_as_before());
+    EXPECT_EQ(seen, std::vector<int>(expected.size(), rounds));
+}
+
+/* ---- In the running service */
+
+/* Counts how often a send finds no room. */
+class FullBuffers
+{
+public:
+    bool wait_for(int count) const
+    {
+        return wait_until([&] { return met_ >= count; });
+    }
+
+private:
+    std::atomic<int> met_{0};
+    const Replaced<decltype(system_send)> send_{
+        system_send, [this](int fd, const void *data, size_t size, int flags) {
+            const ssize_t taken = system_send.real(fd, data, size, flags);
+            met_ += taken < 0 && errno == EAGAIN ? 1 : 0;
+            return taken;
+        }};
+};
+
+/* A copy that a host makes of a listed record, which may end at any time. */
+CtrlPoint copy_of(const Phone &phone)
+{
+    CtrlPoint copy = {};
+    look_at(phone, [&](const CtrlPoint &record) { copy = record; });
+    return copy;
+}
+
+class PushService : public testing::Test
+{
+protected:
+    CapturedLines lines;
+};
+
+TEST_F(PushService, ReachesItsPhoneAndNoOther)
+{
+    const TcpService service;
+    const Phone one;
+    const Phone other;
+    CtrlPoint copy = copy_of(one);
+    ASSERT_TRUE(registered(other));
+    EXPECT_EQ(push(&copy, bytes("'guide'")), 0);
+    EXPECT_EQ(hex(one.read_frame()), hex(wire_frame(6, bytes("'guide'"))));
+    EXPECT_EQ(hex(other.exchange_heartbeat()), hex(answer_heartbeat()));
+    EXPECT_EQ(hex(one.exchange_heartbeat()), hex(answer_heartbeat()));
+}
+
+TEST_F(PushService, ReachesNobodyOnceThePhoneHasGone)
+{
+    const TcpService service;
+    Phone gone;
+    CtrlPoint copy = copy_of(gone);
+    gone.hang_up();
+    ASSERT_TRUE(wait_for_connected(0));
+    const Phone next;
+    ASSERT_TRUE(registered(next));
+    EXPECT_EQ(push(&copy, bytes("'guide'")), 0);
+    EXPECT_EQ(hex(next.exchange_heartbeat()), hex(answer_heartbeat()));
+}
+
+TEST_F(PushService, DoesNotHoldUpOtherPhonesWhileOneIsStalled)
+{
+    const FullBuffers full;
+    const CountedThreads threads;
+    {
+        const TcpService service;
+        Phone stalled(SMALL_BUFFER);
+        CtrlPoint copy = copy_of(stalled);
+        const Phone other;
+        CtrlPoint other_copy = copy_of(other);
+        EXPECT_EQ(push(&copy, Bytes(MORE_THAN_ALL_BUFFERS)), 0);
+        ASSERT_TRUE(full.wait_for(3));
+        EXPECT_EQ(push(&other_copy, bytes("'guide'")), 0);
+        EXPECT_EQ(hex(other.read_frame()), hex(wire_frame(6, bytes("'guide'"))));
+        EXPECT_EQ(hex(other.exchange_heartbeat()), hex(answer_heartbeat()));
+        stalled.reset();
+        EXPECT_TRUE(wait_for_connected(1));
+    }
+}
+
+TEST_F(PushService, SendsEventsAndPushesToAStalledPhoneOneAfterTheOther)
+{
+    const FullBuffers full;
+    const TcpService service;
+    const Phone slow(SMALL_BUFFER);
+    CtrlPoint copy = copy_of(slow);
+    const Bytes large(MORE_THAN_ALL_BUFFERS, 'l');
+    EXPECT_EQ(push(&copy, large), 0);
+    ASSERT_TRUE(full.wait_for(3));
+    slow.send(phone_heartbeat());
+    EXPECT_EQ(push(&copy, bytes("'small'")), 0);
+    EXPECT_TRUE(slow.read_frame() == wire_frame(6, large));
+    const std::set<std::string> rest = {hex(slow.read_frame()), hex(slow.read_frame())};
+    EXPECT_EQ(rest, (std::set<std::string>{hex(answer_heartbeat()),
+                                           hex(wire_frame(6, bytes("'small'")))}));
+}
+
+TEST_F(PushService, EndsWithTheService)
+{
+    const FullBuffers full;
+    const std::set<int> before = open_descriptors();
+    TcpService service;
+    const Phone stalled(SMALL_BUFFER);
+    CtrlPoint copy = copy_of(stalled);
+    const CountedThreads threads;
+    EXPECT_EQ(push(&copy, Bytes(MORE_THAN_ALL_BUFFERS)), 0);
+    ASSERT_TRUE(full.wait_for(3));
+    service.stop();
+    std::set<int> expected = before;
+    expected.insert(stalled.fd());
+    EXPECT_TRUE(wait_until([&] { return open_descriptors() == expected; }));
+    EXPECT_EQ(push(&copy, bytes("'late'")), 0); /* goes nowhere */
+    service.start();
+    const Phone next;
+    EXPECT_EQ(push(&copy, bytes("'late'")), 0);
+    EXPECT_EQ(hex(next.exchange_heartbeat()), hex(answer_heartbeat()));
+}
+
+TEST_F(PushService, MayBeAskedForWhileThePhonesComeAndGo)
+{
+    const CountedThreads threads;
+    {
+        const TcpService service;
+        std::atomic<bool> enough{false};
+        std::atomic<int> pushed{0};
+        std::thread host([&] {
+            while (!enough) {
+                CtrlPoint copy = {};
+                if (registry_lock()) {
+                    if (g_cp_list.head != nullptr) {
+                        copy = *static_cast<CtrlPoint *>(g_cp_list.head->data);
+                    }
+                    registry_unlock();
+                }
+                if (copy.connect_time != 0) {
+                    EXPECT_EQ(push(&copy, bytes("'guide'")), 0);
+                    pushed++;
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        });
+        for (int round = 0; round < 60; round++) {
+            Phone phone;
+            EXPECT_EQ(hex(phone.read_frame()), hex(wire_frame(6, bytes("'guide'"))));
+            if (round % 2 == 0) {
+                phone.reset();
+            }
+        }
+        enough = true;
+        host.join();
+        EXPECT_GE(pushed, 60);
+    }
+}
+
+} // namespace
