@@ -101,10 +101,11 @@ int get_europe_version(char *buffer)
     return 0;
 }
 
-int answer_query(const char *slot, char *buffer, const char *text, const std::string &reply)
+int answer_query(const char *slot, char *buffer, const char *text, const std::string &words,
+                 const std::string &reply)
 {
     answer(buffer, answer_size, reply);
-    tell(slot, {{"text", text}}, "query " + quoted(text) + "? " + quoted(reply), reply);
+    tell(slot, {{"text", text}}, words, reply);
     return 0;
 }
 
@@ -113,25 +114,29 @@ int get_tv_code400b(char *buffer, const char *text)
 {
     const nlohmann::json settings = look(
         [=](const Television &tv) { return told_settings(settings_named(tv.settings, text)); });
-    return answer_query("get_tv_code400b", buffer, text, fitting(settings));
+    return answer_query("get_tv_code400b", buffer, text,
+                        "settings " + quoted(text) + "? " + std::to_string(settings.size()),
+                        fitting(settings));
 }
 
 int get_tv_code400c(char *buffer, const char *text)
 {
     return answer_query("get_tv_code400c", buffer, text,
+                        "version " + quoted(text) + "? " TVLINK_VERSION,
                         one_line({{"name", "tvlink-sim"}, {"version", TVLINK_VERSION}}));
 }
 
 int get_tv_code400d(char *buffer, const char *text)
 {
-    return answer_query("get_tv_code400d", buffer, text, text);
+    return answer_query("get_tv_code400d", buffer, text, "echo " + quoted(text), text);
 }
 
 int get_tv_code4015(char *buffer, const char *text)
 {
     const nlohmann::json state =
         look([](const Television &tv) { return told_state(tv, time_now(), seconds_now()); });
-    return answer_query("get_tv_code4015", buffer, text, fitting(state));
+    return answer_query("get_tv_code4015", buffer, text,
+                        "state " + quoted(text) + "? " + look(summary), fitting(state));
 }
 
 /* How many settings' names begin with the text. */
@@ -139,7 +144,7 @@ int get_tv_code400a(uint32_t *number, const char *text)
 {
     *number = look([=](const Television &tv) { return count_settings(tv.settings, text); });
     tell("get_tv_code400a", {{"text", text}},
-         "settings " + quoted(text) + "? " + std::to_string(*number), *number);
+         "settings that begin with " + quoted(text) + "? " + std::to_string(*number), *number);
     return 0;
 }
 
