@@ -38,7 +38,7 @@ TEST(SimFiles, TellHowMuchOfAGuideIsNotUsed)
     const auto sim = start_sim({"--guide", guide.path});
     ASSERT_NE(sim, nullptr);
     EXPECT_NE(sim->out().find("  8 channels, 0 programmes\n"
-                              "  1 programmes of other channels are not used\n  try: "),
+                              "  programmes of channels that are not in the list: 1\n  try: "),
               std::string::npos)
         << sim->out();
 }

@@ -147,8 +147,11 @@ TEST(SimProcess, TellsItsVersionAndItsOptions)
     EXPECT_EQ(version.out, "tvlink-sim 0.1.0\n");
     const Finished help = run_program(TVLINK_SIM_PATH, {"--help"});
     EXPECT_EQ(help.status, 0);
-    for (const char *option : {"--name", "--serial", "--device-type", "--json"}) {
-        EXPECT_NE(help.out.find(option), std::string::npos) << option;
+    for (const char *part :
+         {"--name", "--serial", "--device-type", "--channels", "--guide FILE",
+          "--guide-starts-today", "--font", "--json", "0x700B  player", "0x7013  nickname",
+          "3  a channel list or a guide cannot be read, or is wrong"}) {
+        EXPECT_NE(help.out.find(part), std::string::npos) << part;
     }
 }
 

@@ -84,7 +84,7 @@ template <typename Parse> auto parse_file(const std::string &path, const Parse &
 void add_remark(Lineup &lineup, size_t programmes, const std::string &reason)
 {
     if (programmes > 0) {
-        lineup.remarks.push_back(std::to_string(programmes) + " programmes " + reason);
+        lineup.remarks.push_back(reason + ": " + std::to_string(programmes));
     }
 }
 
@@ -93,9 +93,9 @@ void load_guide(Lineup &lineup, const std::string &path, bool starts_today, uint
     const ReadGuide read = parse_file(
         path, [&](const std::string &text) { return parse_guide(text, lineup.channels); });
     lineup.guide = read.guide;
-    add_remark(lineup, read.of_other_channels, "of other channels are not used");
+    add_remark(lineup, read.of_other_channels, "programmes of channels that are not in the list");
     add_remark(lineup, read.left_out,
-               "are left out: " + std::to_string(most_programmes) + " is the most");
+               "programmes left out, for " + std::to_string(most_programmes) + " is the most");
     if (starts_today) {
         move_to_day(lineup.guide, today);
     }

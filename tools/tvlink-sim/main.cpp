@@ -56,12 +56,10 @@ void define_options(CLI::App &app, sim::Options &options)
                    "Channel list, an M3U playlist; a sample without this option")
         ->option_text("FILE");
     app.add_option("--guide", options.files.guide,
-                   "Programme guide in XMLTV, whose channels are those of tvg-id in the list; a "
-                   "sample for the sample's channels")
+                   "Programme guide in XMLTV; a sample for the sample's channels")
         ->option_text("FILE");
     app.add_flag("--guide-starts-today", options.files.guide_starts_today,
-                 "Move the guide by whole days, so that its first day is today; the sample always "
-                 "is");
+                 "Move the guide by whole days so that its first is today, as the sample's is");
     app.add_option("--font", options.font, "TrueType font for screen captures")
         ->option_text("FILE=" + options.font);
     app.add_flag("--json", options.json, "Print one JSON object a line, for scripts");

@@ -100,7 +100,7 @@ TEST(Lineup, SaysWhatOfTheGuideIsNotUsed)
     const Lineup lineup = load_lineup({"", guide.path, false}, 20000);
     EXPECT_EQ(lineup.channels.size(), 8u);
     EXPECT_EQ(lineup.remarks,
-              std::vector<std::string>{"1 programmes of other channels are not used"});
+              std::vector<std::string>{"programmes of channels that are not in the list: 1"});
 }
 
 TEST(Lineup, IsRefusedWithFileLineAndReason)

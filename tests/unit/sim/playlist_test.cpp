@@ -129,6 +129,22 @@ TEST(Playlist, RefusesMoreChannelsThanThereAreNumbers)
     EXPECT_EQ(refused(text + "#EXTINF:-1,A\na\n"), "131073: too many channels");
 }
 
+TEST(Playlist, SurvivesEveryWrongByte)
+{
+    const std::string whole =
+        "#EXTM3U\n#EXTINF:-1 tvg-id=\"n\" tvg-chno=\"12\" group-title=\"G\",N\nhttp://a\n";
+    const std::string wrong("#\",=: \n\r0\0\xFF\xC3", 12);
+    for (size_t at = 0; at < whole.size(); at++) {
+        for (const char letter : wrong) {
+            std::string damaged = whole;
+            damaged[at] = letter;
+            const std::string answer = refused(damaged);
+            EXPECT_TRUE(answer == "accepted" || (answer[0] >= '1' && answer[0] <= '4')) << answer;
+            EXPECT_TRUE(at >= 7 || damaged == whole || answer[0] == '1') << answer;
+        }
+    }
+}
+
 /* Whatever is cut off a playlist, it is read or refused, and nothing else happens. */
 TEST(Playlist, SurvivesBeingCutAnywhere)
 {

@@ -200,6 +200,25 @@ TEST(XmltvGuide, SurvivesBeingCutAnywhere)
     }
 }
 
+/* Whatever stands in the place of a byte, the guide is read or refused with one of its lines. */
+TEST(XmltvGuide, SurvivesEveryWrongByte)
+{
+    const std::string whole = tv(titled("A &lt; &#65;<![CDATA[B]]>") + "<!-- no > -->");
+    const std::string wrong("<>&\"'/=!?[]; \n0\0\xFF\xC3", 18);
+    size_t accepted = 0;
+    for (size_t at = 0; at < whole.size(); at++) {
+        for (const char letter : wrong) {
+            std::string damaged = whole;
+            damaged[at] = letter;
+            const std::string answer = refused(damaged);
+            accepted += answer == "accepted" ? 1 : 0;
+            EXPECT_TRUE(answer == "accepted" || (answer[0] >= '1' && answer[0] <= '7')) << answer;
+        }
+    }
+    EXPECT_GT(accepted, 0u);
+    EXPECT_LT(accepted, whole.size() * wrong.size() / 2);
+}
+
 TEST(XmlDepth, CountsWhatTheParserTakesForTags)
 {
     EXPECT_EQ(find_too_deep("<a><b/><b/><b></b></a>", 2), std::string::npos);
