@@ -2,28 +2,33 @@
 
 #include "tv/method_table.h"
 #include "tv/reply_builder.h"
+#include "tv/tv/handler_shapes.h"
 #include "tvlink/handlers.h"
 
 #include <limits.h>
 
-int handle_set_tv_channel(CtrlPoint *cp, uint8_t *request, int32_t length)
+/* Two codes share a handler; the second one steps down. */
+static int set_step(CtrlPoint *cp, uint8_t *request, int32_t length, const TagCheck &tag,
+                    const char *handler, uint16_t code_down,
+                    int (*TvMethodTable::*slot)(int32_t step))
 {
     RequestReader args = set_request(request, length, 3);
-    check_tag(&args, {2, TAG_U8, "frame_data[2] == 0x02", 367}, __func__);
+    check_tag(&args, tag, handler);
     const int step = read_u8(&args);
-    const int signed_step = args.code == 0x0102 ? -step : step;
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_tv_channel ? tv->set_tv_channel(signed_step) : NO_SLOT);
+    int (*const set)(int32_t) = host_methods(&args)->*slot;
+    return reply_result(cp, &args, set ? set(args.code == code_down ? -step : step) : NO_SLOT);
+}
+
+int handle_set_tv_channel(CtrlPoint *cp, uint8_t *request, int32_t length)
+{
+    return set_step(cp, request, length, {2, TAG_U8, "frame_data[2] == 0x02", 367}, __func__,
+                    0x0102, &TvMethodTable::set_tv_channel);
 }
 
 int handle_set_tv_volume(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    RequestReader args = set_request(request, length, 3);
-    check_tag(&args, {2, TAG_U8, "frame_data[2] == 0x02", 428}, __func__);
-    const int step = read_u8(&args);
-    const int signed_step = args.code == 0x0110 ? -step : step;
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_tv_volume ? tv->set_tv_volume(signed_step) : NO_SLOT);
+    return set_step(cp, request, length, {2, TAG_U8, "frame_data[2] == 0x02", 428}, __func__,
+                    0x0110, &TvMethodTable::set_tv_volume);
 }
 
 int handle_set_tv_key(CtrlPoint *cp, uint8_t *request, int32_t length)
@@ -47,20 +52,14 @@ int handle_set_tv_mode(CtrlPoint *cp, uint8_t *request, int32_t length)
 
 int handle_set_tv_powermode(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    RequestReader args = set_request(request, length, 3);
-    check_tag(&args, {2, TAG_U8, "frame_data[2] == 0x02", 408}, __func__);
-    const uint8_t mode = read_u8(&args);
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_tv_powermode ? tv->set_tv_powermode(mode) : NO_SLOT);
+    return set_u8(cp, request, length, {2, TAG_U8, "frame_data[2] == 0x02", 408}, __func__,
+                  &TvMethodTable::set_tv_powermode);
 }
 
 int handle_set_tv_mute(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    RequestReader args = set_request(request, length, 3);
-    check_tag(&args, {2, TAG_U8, "frame_data[2] == 0x02", 2308}, __func__);
-    const uint8_t mute = read_u8(&args);
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_tv_mute ? tv->set_tv_mute(mute) : NO_SLOT);
+    return set_u8(cp, request, length, {2, TAG_U8, "frame_data[2] == 0x02", 2308}, __func__,
+                  &TvMethodTable::set_tv_mute);
 }
 
 /* Movements come in quick succession: none is answered. */
@@ -117,9 +116,7 @@ int handle_set_tv_order(CtrlPoint *cp, uint8_t *request, int32_t length)
 
 int handle_set_tv_searchchannel(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    const RequestReader args = set_request(request, length, 2);
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_tv_searchchannel ? tv->set_tv_searchchannel() : NO_SLOT);
+    return set_without_argument(cp, request, length, &TvMethodTable::set_tv_searchchannel);
 }
 
 int handle_set_tv_int3(CtrlPoint *cp, uint8_t *request, int32_t length)
@@ -137,16 +134,12 @@ int handle_set_tv_int3(CtrlPoint *cp, uint8_t *request, int32_t length)
 
 int handle_set_tv_action1(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    const RequestReader args = set_request(request, length, 2);
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_tv_action1 ? tv->set_tv_action1() : NO_SLOT);
+    return set_without_argument(cp, request, length, &TvMethodTable::set_tv_action1);
 }
 
 int handle_set_tv_action2(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    const RequestReader args = set_request(request, length, 2);
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_tv_action2 ? tv->set_tv_action2() : NO_SLOT);
+    return set_without_argument(cp, request, length, &TvMethodTable::set_tv_action2);
 }
 
 /* A value of 0 is an empty argument: it never reaches the host. */

@@ -10,13 +10,26 @@
 static const uint32_t LONG_TEXT_SIZE = 65535;
 static const uint32_t VERSION_SIZE = 32;
 
-int handle_get_tv_currentposition(CtrlPoint *cp, uint8_t *request, int32_t length)
+/* A text that the host writes into a buffer of this size. */
+static int answer_text(CtrlPoint *cp, uint8_t *request, int32_t length, uint16_t code,
+                       uint32_t size, int (*TvMethodTable::*slot)(char *buffer))
 {
     const RequestReader args = get_request(request, length, 4);
-    const TvMethodTable *tv = host_methods(&args);
-    char *answer = tv->get_tv_currentposition ? lend_buffer(LONG_TEXT_SIZE) : nullptr;
-    const int result = answer ? tv->get_tv_currentposition(answer) : NO_SLOT;
-    return reply_answer(cp, &args, 0x4002, result, answer);
+    int (*const get)(char *) = host_methods(&args)->*slot;
+    char *answer = get ? lend_buffer(size) : nullptr;
+    return reply_answer(cp, &args, code, answer ? get(answer) : NO_SLOT, answer);
+}
+
+int handle_get_tv_currentposition(CtrlPoint *cp, uint8_t *request, int32_t length)
+{
+    return answer_text(cp, request, length, 0x4002, LONG_TEXT_SIZE,
+                       &TvMethodTable::get_tv_currentposition);
+}
+
+int handle_get_europe_version(CtrlPoint *cp, uint8_t *request, int32_t length)
+{
+    return answer_text(cp, request, length, 0x4024, VERSION_SIZE,
+                       &TvMethodTable::get_europe_version);
 }
 
 int handle_get_tv_installapklist(CtrlPoint *cp, uint8_t *request, int32_t length)
@@ -27,15 +40,6 @@ int handle_get_tv_installapklist(CtrlPoint *cp, uint8_t *request, int32_t length
     char *answer = tv->get_tv_installapklist ? lend_buffer(LONG_TEXT_SIZE) : nullptr;
     const int result = answer ? tv->get_tv_installapklist(value, answer) : NO_SLOT;
     return reply_answer(cp, &args, 0x4001, result, answer);
-}
-
-int handle_get_europe_version(CtrlPoint *cp, uint8_t *request, int32_t length)
-{
-    const RequestReader args = get_request(request, length, 4);
-    const TvMethodTable *tv = host_methods(&args);
-    char *answer = tv->get_europe_version ? lend_buffer(VERSION_SIZE) : nullptr;
-    const int result = answer ? tv->get_europe_version(answer) : NO_SLOT;
-    return reply_answer(cp, &args, 0x4024, result, answer);
 }
 
 int handle_get_tv_metadata(CtrlPoint *cp, uint8_t *request, int32_t length)

@@ -4,15 +4,14 @@
 #include "core/log.h"
 #include "tv/method_table.h"
 #include "tv/reply_builder.h"
+#include "tv/tv/handler_shapes.h"
 #include "tvlink/handlers.h"
 
 #include <stdlib.h>
 
 int handle_set_tv_bind(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    const RequestReader args = set_request(request, length, 2);
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_tv_bind ? tv->set_tv_bind() : NO_SLOT);
+    return set_without_argument(cp, request, length, &TvMethodTable::set_tv_bind);
 }
 
 int handle_set_tv_showphone(CtrlPoint *cp, uint8_t *request, int32_t length)

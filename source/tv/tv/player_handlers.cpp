@@ -2,6 +2,7 @@
 
 #include "tv/method_table.h"
 #include "tv/reply_builder.h"
+#include "tv/tv/handler_shapes.h"
 #include "tvlink/handlers.h"
 
 #include <stdlib.h>
@@ -10,43 +11,34 @@
 
 int handle_get_play_status(CtrlPoint *cp, uint8_t *, int32_t)
 {
-    const TvMethodTable *tv = host_methods();
-    return tv->get_play_status ? reply_u8(cp, 0x1501, tv->get_play_status()) : -1;
+    return get_state_u8(cp, 0x1501, &TvMethodTable::get_play_status);
 }
 
 int handle_get_play_position(CtrlPoint *cp, uint8_t *, int32_t)
 {
-    const TvMethodTable *tv = host_methods();
-    return tv->get_play_position ? reply_u32(cp, 0x1502, tv->get_play_position()) : -1;
+    return get_state_u32(cp, 0x1502, &TvMethodTable::get_play_position);
 }
 
 int handle_get_play_duration(CtrlPoint *cp, uint8_t *, int32_t)
 {
-    const TvMethodTable *tv = host_methods();
-    return tv->get_play_duration ? reply_u32(cp, 0x1503, tv->get_play_duration()) : -1;
+    return get_state_u32(cp, 0x1503, &TvMethodTable::get_play_duration);
 }
 
 /* ---- Orders */
 
 int handle_set_play_start(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    const RequestReader args = set_request(request, length, 2);
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_play_start ? tv->set_play_start() : NO_SLOT);
+    return set_without_argument(cp, request, length, &TvMethodTable::set_play_start);
 }
 
 int handle_set_play_pause(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    const RequestReader args = set_request(request, length, 2);
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_play_pause ? tv->set_play_pause() : NO_SLOT);
+    return set_without_argument(cp, request, length, &TvMethodTable::set_play_pause);
 }
 
 int handle_set_play_stop(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    const RequestReader args = set_request(request, length, 2);
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_play_stop ? tv->set_play_stop() : NO_SLOT);
+    return set_without_argument(cp, request, length, &TvMethodTable::set_play_stop);
 }
 
 int handle_set_play_seek(CtrlPoint *cp, uint8_t *request, int32_t length)
@@ -59,11 +51,8 @@ int handle_set_play_seek(CtrlPoint *cp, uint8_t *request, int32_t length)
 
 int handle_set_play_volume(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    RequestReader args = set_request(request, length, 3);
-    check_tag(&args, {2, TAG_U8, "frame_data[2] == 0x02", 2443}, __func__);
-    const uint8_t volume = read_u8(&args);
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_play_volume ? tv->set_play_volume(volume) : NO_SLOT);
+    return set_u8(cp, request, length, {2, TAG_U8, "frame_data[2] == 0x02", 2443}, __func__,
+                  &TvMethodTable::set_play_volume);
 }
 
 int handle_set_play_operation(CtrlPoint *cp, uint8_t *request, int32_t length)

@@ -63,18 +63,27 @@ int handle_get_tv_code400a(CtrlPoint *cp, uint8_t *request, int32_t length)
 
 /* ---- Setters that are answered as a question is, with the slot's whole result */
 
+typedef int (*TvMethodTable::*NumberedTextSlot)(const char *text, uint32_t number);
+
+/* Frees the text. */
+static int set_and_reply(CtrlPoint *cp, const RequestReader *args, HeapText text, uint32_t number,
+                         NumberedTextSlot slot)
+{
+    int (*const set)(const char *, uint32_t) = host_methods(args)->*slot;
+    const int result = set ? set(text.chars, number) : NO_SLOT;
+    free(text.chars);
+    return set ? reply_u32(cp, args->code, static_cast<uint32_t>(result))
+               : reply_empty_to(cp, args);
+}
+
 /* The number stands right behind the text, without a tag. */
 static int set_text_and_number(CtrlPoint *cp, uint8_t *request, int32_t length,
-                               int (*TvMethodTable::*slot)(const char *text, uint32_t number))
+                               NumberedTextSlot slot)
 {
     RequestReader args = set_request(request, length, 3);
     const HeapText text = read_text_copy(&args);
     const uint32_t number = read_u32(&args);
-    int (*const set)(const char *, uint32_t) = host_methods(&args)->*slot;
-    const int result = set ? set(text.chars, number) : NO_SLOT;
-    free(text.chars);
-    return set ? reply_u32(cp, args.code, static_cast<uint32_t>(result))
-               : reply_empty_to(cp, &args);
+    return set_and_reply(cp, &args, text, number, slot);
 }
 
 int handle_set_tv_install_apklist(CtrlPoint *cp, uint8_t *request, int32_t length)
@@ -91,14 +100,7 @@ int handle_set_tv_current_position(CtrlPoint *cp, uint8_t *request, int32_t leng
 {
     RequestReader args = set_request(request, length, 3);
     const HeapText text = read_text_copy(&args);
-    const TvMethodTable *tv = host_methods(&args);
-    if (tv->set_tv_current_position == nullptr) {
-        free(text.chars);
-        return reply_empty_to(cp, &args);
-    }
-    const int result = tv->set_tv_current_position(text.chars, text.length);
-    free(text.chars);
-    return reply_u32(cp, args.code, static_cast<uint32_t>(result));
+    return set_and_reply(cp, &args, text, text.length, &TvMethodTable::set_tv_current_position);
 }
 
 /* The second text's length stands right behind the first text, without a tag. */

@@ -2,18 +2,17 @@
 
 #include "tv/method_table.h"
 #include "tv/reply_builder.h"
+#include "tv/tv/handler_shapes.h"
 #include "tvlink/handlers.h"
 
 int handle_get_tv_code0001(CtrlPoint *cp, uint8_t *, int32_t)
 {
-    const TvMethodTable *tv = host_methods();
-    return tv->get_tv_code0001 ? reply_u8(cp, 0x0001, tv->get_tv_code0001()) : -1;
+    return get_state_u8(cp, 0x0001, &TvMethodTable::get_tv_code0001);
 }
 
 int handle_get_tv_code0105(CtrlPoint *cp, uint8_t *, int32_t)
 {
-    const TvMethodTable *tv = host_methods();
-    return tv->get_tv_code0105 ? reply_u8(cp, 0x0105, tv->get_tv_code0105()) : -1;
+    return get_state_u8(cp, 0x0105, &TvMethodTable::get_tv_code0105);
 }
 
 int handle_get_tv_code010e(CtrlPoint *cp, uint8_t *request, int32_t length)
@@ -26,6 +25,5 @@ int handle_get_tv_code010e(CtrlPoint *cp, uint8_t *request, int32_t length)
 
 int handle_get_tv_code2005(CtrlPoint *cp, uint8_t *, int32_t)
 {
-    const TvMethodTable *tv = host_methods();
-    return tv->get_tv_code2005 ? reply_u32(cp, 0x2005, tv->get_tv_code2005()) : -1;
+    return get_state_u32(cp, 0x2005, &TvMethodTable::get_tv_code2005);
 }
