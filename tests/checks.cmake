@@ -4,13 +4,16 @@ set(c11_flags -std=c11 ${TVLINK_WARNINGS})
 set(cxx17_flags -std=c++17 ${TVLINK_WARNINGS})
 separate_arguments(c_flags UNIX_COMMAND "${CMAKE_C_FLAGS}")
 separate_arguments(cxx_flags UNIX_COMMAND "${CMAKE_CXX_FLAGS}")
-set(include_dir ${PROJECT_SOURCE_DIR}/include)
-add_test(NAME ${prefix}header_c11
-    COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_headers ${include_dir}
-            ${CMAKE_C_COMPILER} ${c_flags} -x c ${c11_flags})
-add_test(NAME ${prefix}header_cxx17
-    COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_headers ${include_dir}
-            ${CMAKE_CXX_COMPILER} ${cxx_flags} -x c++ ${cxx17_flags})
+function(tvlink_header_tests name directory names)
+    add_test(NAME ${prefix}${name}_c11
+        COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_headers ${directory} ${names}
+                ${CMAKE_C_COMPILER} ${c_flags} -x c ${c11_flags})
+    add_test(NAME ${prefix}${name}_cxx17
+        COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/check_headers ${directory} ${names}
+                ${CMAKE_CXX_COMPILER} ${cxx_flags} -x c++ ${cxx17_flags})
+endfunction()
+tvlink_header_tests(header ${PROJECT_SOURCE_DIR}/include *.h)
+tvlink_header_tests(controlpoint_header ${PROJECT_SOURCE_DIR}/tools/controlpoint controlpoint*.h)
 
 if(NOT TVLINK_SANITIZE)
     add_test(NAME ${prefix}exported_names

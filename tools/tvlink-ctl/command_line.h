@@ -14,7 +14,7 @@ namespace ctl
 struct CommandLine {
     Settings settings;
     std::function<void()> action;
-    std::string first, second;
+    std::string first, second, third;
     bool flag = false;
     FilmOptions film;
     GuideOptions guide;

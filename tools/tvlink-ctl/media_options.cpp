@@ -33,9 +33,9 @@ void add_play_commands(CLI::App &app, CommandLine &line)
         ->required();
     CLI::App *operation =
         add_command(*play, line, "operation", "One of the television's own operations",
-                    [&] { play_operation(settings, line.second, line.raw.code); });
+                    [&] { play_operation(settings, line.second, line.third); });
     operation->add_option("NUMBER", line.second, "0 to 6")->required();
-    operation->add_option("VALUE", line.raw.code, "Its value, a signed number")->required();
+    operation->add_option("VALUE", line.third, "Its value, a signed number")->required();
 }
 
 /* The text that makes a question about films one about some of them. */

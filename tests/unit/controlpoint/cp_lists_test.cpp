@@ -2,7 +2,9 @@
 #include "controlpoint_lists.h"
 #include "cp_test_bytes.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
+#include <random>
 
 namespace
 {
@@ -244,6 +246,38 @@ TEST(ControlPointEntries, AreTextCellsAndNumbers)
     EXPECT_EQ(cp_take_number(&block, &number), CP_PROTOCOL);
     EXPECT_EQ(number, 0U);
     EXPECT_EQ(block.size, 1U);
+}
+
+/* Takes entries until none is left; each must make the block shorter, or leave it. */
+template <typename Entry> void take_all(const Bytes &bytes, CpStatus (*take)(CpBytes *, Entry *))
+{
+    CpBytes block = view(bytes);
+    CpStatus status = CP_OK;
+    while (status == CP_OK) {
+        const size_t before = block.size;
+        Entry entry = {};
+        status = take(&block, &entry);
+        ASSERT_TRUE(status == CP_OK ? block.size < before : block.size == before);
+    }
+    ASSERT_EQ(status, CP_PROTOCOL);
+}
+
+TEST(ControlPointEntries, SurviveWhateverBytesArrive)
+{
+    std::mt19937 random(5);
+    for (int round = 0; round < 2000; round++) {
+        Bytes bytes(random() % 700);
+        /* Small numbers make entries that fit. */
+        const unsigned variety = round % 2 == 0 ? 256 : 3;
+        std::generate(bytes.begin(), bytes.end(), [&] {
+            return static_cast<uint8_t>(random() % 4 == 0 ? random() % variety * 9 : 0);
+        });
+        take_all(bytes, cp_take_channel);
+        take_all(bytes, cp_take_short_channel);
+        take_all(bytes, cp_take_guide_entry);
+        take_all(bytes, cp_take_text_cell);
+        take_all(bytes, cp_take_number);
+    }
 }
 
 TEST(ControlPointEntries, NeedAPlaceToGoTo)
