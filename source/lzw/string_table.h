@@ -2,13 +2,13 @@
  * byte.
  *
  * The encoder asks once for every byte of its input, and starts the table anew every few kilobytes.
- * A table with a place for every byte behind every string would be quicker to ask, were it not too
- * large for the cache and slow to wipe. This is a hash table of lists. It needs 12 bytes a code,
- * and most questions are answered by the first look:
- * - a string knows sixteenths of all bytes that may follow it, so a new string is seldom looked
- * for;
- * - the strings of a list stand nearly in the order in which they were made, and the oldest, which
- *   is first, is the one most often found. */
+ * A table with a place for every byte behind every string would answer at once, but is too large
+ * for a small cache, and slow to wipe. This one takes 12 bytes a code. It is a hash table of lists,
+ * in which most answers need a single look:
+ * - a string knows the kinds of bytes that follow it, of 16 kinds: a new one is seldom looked for;
+ * - the oldest string of a list, the one most often asked for, stays the first.
+ * A list holds 256 strings at the most, because the strings that end in one byte are in different
+ * lists. */
 #pragma once
 
 #include <stdint.h>
@@ -16,7 +16,7 @@
 struct KnownString {
     uint32_t key;       /* from string_key() */
     uint16_t other;     /* the next string in the list, by its code; 0 ends it */
-    uint16_t followers; /* a bit for each remainder by 16 of the bytes that follow */
+    uint16_t followers; /* a bit for each kind of byte, from string_follower() */
 };
 
 struct StringTable {

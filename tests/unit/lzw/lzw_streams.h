@@ -50,13 +50,6 @@ public:
         }
     }
 
-    /* Drops the bits behind the last whole byte. */
-    void cut_to_bytes()
-    {
-        bits_ -= bits_ % 8;
-        bytes_.resize(bits_ / 8);
-    }
-
     const Bytes &bytes() const
     {
         return bytes_;
