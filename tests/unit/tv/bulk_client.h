@@ -1,9 +1,12 @@
 /* The phone's side of a bulk transfer. */
 #pragma once
 
+#include "support/process_state.h"
 #include "support/sockets.h"
 #include "support/wait_until.h"
 
+#include <algorithm>
+#include <set>
 #include <string>
 
 #include <arpa/inet.h>
@@ -43,4 +46,11 @@ inline Descriptor bulk_connection(uint16_t port, const char *from = THIS_PHONE, 
 inline bool is_refused(uint16_t port)
 {
     return wait_until([port] { return bulk_connection(port).get() < 0; });
+}
+
+/* Descriptors that threads of an earlier test close meanwhile do not count. */
+inline bool is_nothing_new_open(const std::set<int> &before)
+{
+    const std::set<int> now = open_descriptors();
+    return std::includes(before.begin(), before.end(), now.begin(), now.end());
 }

@@ -1,7 +1,7 @@
 /* The capture of the screen: the reply with a port, and what is fetched there. */
 #include "asked_television.h"
 #include "bulk_client.h"
-#include "support/process_state.h"
+#include "support/counted_threads.h"
 #include "support/replaced_call.h"
 #include "support/tcp_service.h"
 #include "support/watched_call.h"
@@ -31,7 +31,7 @@ class ScreenShot : public AskedTelevision
 protected:
     ~ScreenShot() override
     {
-        EXPECT_TRUE(wait_until([&] { return thread_count() == threads_; }));
+        EXPECT_TRUE(threads_.are_as_before());
     }
 
     void host_gives(const Bytes &image, uint32_t length, bool null_data = false)
@@ -83,8 +83,7 @@ protected:
         EXPECT_EQ(ask(handle_get_screen_shot2, REQUEST), -1);
         EXPECT_EQ(host.calls(), Lines{"get_screen_shot2 -2 65533 *0"});
         EXPECT_EQ(phone.received(), frame_around(NO_PORT));
-        EXPECT_EQ(open_descriptors(), before);
-        EXPECT_EQ(thread_count(), threads_);
+        EXPECT_TRUE(is_nothing_new_open(before));
     }
 
     static void expect_delivery(uint16_t port, const std::string &data)
@@ -96,7 +95,7 @@ protected:
     }
 
 private:
-    const size_t threads_ = thread_count();
+    const CountedThreads threads_;
 };
 
 TEST_F(ScreenShot, IsDeliveredBehindItsLength)
