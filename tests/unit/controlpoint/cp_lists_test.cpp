@@ -214,7 +214,7 @@ TEST(ControlPointEntries, AreProgrammesOnlyWhenAllFieldsLieInTheirSize)
         EXPECT_EQ(entry.start, 0U) << int{size};
         EXPECT_EQ(block.size, bytes.size()) << int{size};
     }
-    for (const size_t length_at : {12, 16, 19}) {
+    for (const size_t length_at : {size_t{12}, size_t{16}, size_t{19}}) {
         Bytes bytes = guide_entry() + zeros(300);
         bytes[length_at + 1] = 1;
         CpBytes block = view(bytes);
@@ -314,7 +314,7 @@ TEST(ControlPointFilmStatus, IsARecordOf280Bytes)
     EXPECT_EQ(cp_decode_film_status(view(front_of(record, 279)), &status), CP_PROTOCOL);
     EXPECT_EQ(status.state, 0U);
     EXPECT_EQ(cp_decode_film_status(view(record + Bytes{0}), &status), CP_PROTOCOL);
-    for (const size_t end : {16 + 128, 280}) {
+    for (const size_t end : {size_t{16 + 128}, size_t{280}}) {
         Bytes endless = record;
         const size_t begin = end == 280 ? 144 : 16;
         for (size_t at = begin; at < end; at++) {
