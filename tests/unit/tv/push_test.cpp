@@ -119,6 +119,25 @@ TEST_F(Push, GoesThroughACopyOfARecord)
     EXPECT_TRUE(threads.are_as_before());
 }
 
+/* What a host takes down of a listed record, whose end it does not notice. */
+CtrlPoint name_of(const CtrlPoint *record)
+{
+    CtrlPoint name = {};
+    name.fd = record->fd;
+    name.peer_addr = record->peer_addr;
+    name.connect_time = record->connect_time;
+    return name;
+}
+
+TEST_F(Push, GoesToTheConnectionThatIsNamed)
+{
+    const ListedConnection connection;
+    connection.record->connect_time = 1000;
+    CtrlPoint name = name_of(connection.record);
+    EXPECT_EQ(push(&name, bytes("'named'")), 0);
+    EXPECT_EQ(connection.received(77), hex(wire_frame(6, bytes("'named'"))));
+}
+
 /* ---- What does not start */
 
 TEST_F(Push, NeedsSomebodyToSendTo)
@@ -189,6 +208,23 @@ TEST_F(Push, GoesNowhereThroughACopyOfAConnectionThatHasEnded)
     EXPECT_TRUE(threads.are_as_before());
     EXPECT_EQ(push(later.record, bytes("'good'")), 0);
     EXPECT_EQ(later.received(76), hex(wire_frame(6, bytes("'good'"))));
+}
+
+/* The descriptor's number may be somebody else's by then. */
+TEST_F(Push, GoesNowhereWhenTheNamedConnectionHasEnded)
+{
+    const ListedConnection connection;
+    connection.record->connect_time = 1000;
+    CtrlPoint name = name_of(connection.record);
+    drop(connection.record);
+    EXPECT_TRUE(is_closed(connection.number));
+    const ConnectedPair another = local_pair();
+    const Descriptor same_number(dup2(another.near.get(), connection.number));
+    ASSERT_EQ(same_number.get(), connection.number);
+    EXPECT_EQ(push(&name, bytes("'lost'")), 0);
+    EXPECT_TRUE(threads.are_as_before());
+    ASSERT_EQ(shutdown(another.near.get(), SHUT_WR), 0);
+    EXPECT_TRUE(wait_for_end(another.far.get())); /* nothing was sent */
 }
 
 /* The push thread stands still where it looks its record up. */
