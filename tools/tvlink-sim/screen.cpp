@@ -88,11 +88,12 @@ void write_centred(Drawing &drawing, const Rectangle &area, const Colour &colour
               text);
 }
 
+/* `part` is at most `whole`. */
 void progress_bar(Drawing &drawing, const Rectangle &area, uint32_t part, uint32_t whole)
 {
     box(drawing, area, white, 50);
     if (whole > 0) {
-        const uint64_t width = static_cast<uint64_t>(area.width) * std::min(part, whole) / whole;
+        const uint64_t width = static_cast<uint64_t>(area.width) * part / whole;
         box(drawing, {area.left, area.top, static_cast<int>(width), area.height}, accent);
     }
 }

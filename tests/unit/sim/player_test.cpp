@@ -132,6 +132,13 @@ TEST(Player, StartsAnAddressUnderATitle)
     EXPECT_EQ(player_position(tv.player, 100), 0u);
 }
 
+TEST(Player, StartsAtTheVeryEnd)
+{
+    Television tv = sample_television();
+    EXPECT_EQ(start_player(tv, "http://other", "", "5400", 100).status, 0);
+    EXPECT_EQ(end_stream(tv, 100).size(), 1u);
+}
+
 TEST(Player, RefusesToStartAndGoesOnWithWhatItPlays)
 {
     Television tv = sample_television();

@@ -33,6 +33,9 @@ TEST(Utf8, FindsTheFirstByteThatBelongsToNoCharacter)
     EXPECT_EQ(find_malformed("ab\xC3"), 2u);
     EXPECT_EQ(find_malformed("\xE2\x82z"), 0u);
     EXPECT_EQ(find_malformed("a\xED\xA0\x80"), 1u);
+    EXPECT_EQ(find_malformed("\xF4\x8F\xBF\xBF"), std::string::npos);
+    EXPECT_EQ(find_malformed("\xF4\x90\x80\x80"), 0u);
+    EXPECT_EQ(find_malformed("\xF0\x8F\xBF\xBF"), 0u);
 }
 
 TEST(Utf8, TellsTheNumberOfACharacter)

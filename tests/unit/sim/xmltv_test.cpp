@@ -82,6 +82,20 @@ TEST(XmltvGuide, OrdersTheProgrammesOfAChannelByTheirStart)
     EXPECT_EQ(titles, "A B B2 C ");
 }
 
+TEST(XmltvGuide, KeepsTheOrderOfProgrammesThatStartTogether)
+{
+    std::string content;
+    for (int i = 100; i < 200; i++) {
+        content += titled(std::to_string(i));
+    }
+    const ReadGuide result = read(tv(content + titled("first", "08")));
+    const Schedule &schedule = result.guide.schedules.at("a.ex");
+    ASSERT_EQ(schedule.size(), 101u);
+    for (size_t i = 1; i < schedule.size(); i++) {
+        EXPECT_EQ(schedule[i].title, std::to_string(99 + i));
+    }
+}
+
 TEST(XmltvGuide, EndsAProgrammeWithoutStopWhereTheNextOneStarts)
 {
     const ReadGuide result =
