@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <memory>
 #include <thread>
 
 namespace
@@ -358,15 +359,16 @@ class FullBuffers
 public:
     bool wait_for(int count) const
     {
-        return wait_until([&] { return met_ >= count; });
+        return wait_until([&] { return *met_ >= count; });
     }
 
 private:
-    std::atomic<int> met_{0};
+    /* Shared: the workers outlive every test. */
+    const std::shared_ptr<std::atomic<int>> met_ = std::make_shared<std::atomic<int>>(0);
     const Replaced<decltype(system_send)> send_{
-        system_send, [this](int fd, const void *data, size_t size, int flags) {
+        system_send, [met = met_](int fd, const void *data, size_t size, int flags) {
             const ssize_t taken = system_send.real(fd, data, size, flags);
-            met_ += taken < 0 && errno == EAGAIN ? 1 : 0;
+            *met += taken < 0 && errno == EAGAIN ? 1 : 0;
             return taken;
         }};
 };
@@ -376,6 +378,25 @@ CtrlPoint copy_of(const Phone &phone)
 {
     CtrlPoint copy = {};
     look_at(phone, [&](const CtrlPoint &record) { copy = record; });
+    return copy;
+}
+
+/* Null when nobody is connected. */
+CtrlPoint *copy_of_the_first()
+{
+    CtrlPoint *record = nullptr;
+    if (registry_lock()) {
+        if (g_cp_list.head != nullptr) {
+            record = static_cast<CtrlPoint *>(g_cp_list.head->data);
+            connection_hold(record);
+        }
+        registry_unlock();
+    }
+    if (record == nullptr) {
+        return nullptr;
+    }
+    CtrlPoint *copy = connection_copy(record);
+    connection_release(record);
     return copy;
 }
 
@@ -461,7 +482,10 @@ TEST_F(PushService, EndsWithTheService)
     service.stop();
     std::set<int> expected = before;
     expected.insert(stalled.fd());
-    EXPECT_TRUE(wait_until([&] { return open_descriptors() == expected; }));
+    EXPECT_TRUE(wait_until([&] {
+        const std::set<int> now = open_descriptors();
+        return std::includes(expected.begin(), expected.end(), now.begin(), now.end());
+    }));
     EXPECT_EQ(push(&copy, bytes("'late'")), 0); /* goes nowhere */
     service.start();
     const Phone next;
@@ -478,16 +502,11 @@ TEST_F(PushService, MayBeAskedForWhileThePhonesComeAndGo)
         std::atomic<int> pushed{0};
         std::thread host([&] {
             while (!enough) {
-                CtrlPoint copy = {};
-                if (registry_lock()) {
-                    if (g_cp_list.head != nullptr) {
-                        copy = *static_cast<CtrlPoint *>(g_cp_list.head->data);
-                    }
-                    registry_unlock();
-                }
-                if (copy.connect_time != 0) {
-                    EXPECT_EQ(push(&copy, bytes("'guide'")), 0);
+                CtrlPoint *copy = copy_of_the_first();
+                if (copy != nullptr) {
+                    EXPECT_EQ(push(copy, bytes("'guide'")), 0);
                     pushed++;
+                    connection_free_copy(copy);
                 }
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }

@@ -422,6 +422,21 @@ TEST_F(ReplyDumps, HoldFiftyBytesUnderTheseNames)
               Lines{dump_of("handle_get_tv_vodstatus", "01 0F 20 A4 18 01 00 00" + integers)});
 }
 
+TEST_F(ReplyDumps, AreFilledUpWithZeros)
+{
+    host_gives({}, bytes("'ab'"));
+    EXPECT_EQ(ask(handle_get_tv_vodstr2, "01 18 40 EE EE 07 EE 00 00"), 0);
+    EXPECT_EQ(lines.out(),
+              Lines{dump_of("handle_get_tv_vodstr", "01 18 40 08 02 00 'ab' " + hex(Bytes(42)))});
+    EXPECT_EQ(phone.received(), frame_around("06 01 18 40 08 02 00 'ab'"));
+    lines.clear();
+    host_gives({0}, {}, true);
+    EXPECT_EQ(ask(handle_get_tv_vodintarray, "01 10 20"), 0);
+    EXPECT_EQ(lines.out(), Lines{dump_of("handle_get_tv_vodintarray",
+                                         "01 10 20 0C 00 00 00 00 " + hex(Bytes(42)))});
+    EXPECT_EQ(phone.received(), frame_around("06 01 10 20 0C 00 00 00 00"));
+}
+
 TEST_F(ReplyDumps, AreTakenOfNothingElse)
 {
     host_answers(1, "text");
