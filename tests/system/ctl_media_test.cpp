@@ -1,50 +1,11 @@
 /* The player, the films, the guide and the settings: tvlink-ctl and a simulated television, which
  * know nothing of each other but the wire. */
+#include "support/one_day.h"
+#include "support/temporary_file.h"
 #include "system/sim_and_ctl.h"
-
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
-
-#include <unistd.h>
 
 namespace
 {
-
-/* A file of the test's. */
-class File
-{
-public:
-    explicit File(const std::string &content)
-    {
-        const int descriptor = mkstemp(path_);
-        EXPECT_GE(descriptor, 0);
-        close(descriptor);
-        std::ofstream(path_) << content;
-    }
-    ~File()
-    {
-        unlink(path_);
-    }
-    File(const File &) = delete;
-    File &operator=(const File &) = delete;
-
-    std::string path() const
-    {
-        return path_;
-    }
-
-    std::string content() const
-    {
-        std::ifstream file(path_, std::ios::binary);
-        std::stringstream content;
-        content << file.rdbuf();
-        return content.str();
-    }
-
-private:
-    char path_[32] = "/tmp/tvlink-test-XXXXXX";
-};
 
 const char *const channel_list =
     "#EXTM3U\n"
@@ -72,7 +33,7 @@ protected:
     void SetUp() override
     {
         setenv("TZ", "UTC0", 1);
-        sim = start_sim({"--channels", channels.path(), "--guide", programmes.path()});
+        sim = start_sim({"--channels", channels.path, "--guide", programmes.path});
         ASSERT_NE(sim, nullptr);
     }
     void TearDown() override
@@ -80,8 +41,8 @@ protected:
         unsetenv("TZ");
     }
 
-    const File channels{channel_list};
-    const File programmes{guide};
+    const TemporaryFile channels{channel_list};
+    const TemporaryFile programmes{guide};
     std::unique_ptr<Program> sim;
 };
 
@@ -121,9 +82,10 @@ TEST_F(CtlMedia, ShowsTheGuide)
 
 TEST_F(CtlMedia, ShowsAWeekOfTheGuideThatMovesAlong)
 {
+    stay_within_one_day();
     sim.reset();
     sim = start_sim(
-        {"--channels", channels.path(), "--guide", programmes.path(), "--guide-starts-today"});
+        {"--channels", channels.path, "--guide", programmes.path, "--guide-starts-today"});
     ASSERT_NE(sim, nullptr);
     const Finished week = local_ctl({"guide", "--week", "--json"});
     EXPECT_EQ(week.status, 0) << week.err;
@@ -208,12 +170,12 @@ TEST_F(CtlMedia, ObeysAVoice)
 
 TEST_F(CtlMedia, SavesTheScreen)
 {
-    const File file("before");
+    const TemporaryFile file("before");
     const Finished result =
-        local_ctl({"screenshot", "-o", file.path(), "--width", "320", "--height", "180"});
+        local_ctl({"screenshot", "-o", file.path, "--width", "320", "--height", "180"});
     ASSERT_EQ(result.status, 0) << result.err;
     const std::string image = file.content();
-    EXPECT_EQ(result.out, file.path() + ": " + std::to_string(image.size()) + " bytes\n");
+    EXPECT_EQ(result.out, file.path + ": " + std::to_string(image.size()) + " bytes\n");
     EXPECT_EQ(image.substr(0, 8), "\x89PNG\r\n\x1a\n");
     EXPECT_EQ(image.substr(16, 8), std::string("\0\0\x01\x40\0\0\0\xB4", 8)); /* 320 x 180 */
 }

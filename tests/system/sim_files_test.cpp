@@ -6,7 +6,7 @@ namespace
 
 TEST(SimFiles, AreRefusedWithFileLineAndReason)
 {
-    const File channels("#EXTM3U\n#EXTINF:-1 tvg-chno=\"none\",A\nhttp://a\n");
+    const TemporaryFile channels("#EXTM3U\n#EXTINF:-1 tvg-chno=\"none\",A\nhttp://a\n");
     const Finished result = run_program(TVLINK_SIM_PATH, {"--channels", channels.path});
     EXPECT_EQ(result.status, 3);
     EXPECT_EQ(result.out, "");
@@ -16,7 +16,7 @@ TEST(SimFiles, AreRefusedWithFileLineAndReason)
 
 TEST(SimFiles, AreRefusedInJsonToo)
 {
-    const File guide("<tv>\n<programme>\n</tv>\n");
+    const TemporaryFile guide("<tv>\n<programme>\n</tv>\n");
     const Finished result = run_program(TVLINK_SIM_PATH, {"--json", "--guide", guide.path});
     const std::string reason = guide.path + ":3: this is no XML: invalid closing tag name";
     EXPECT_EQ(result.status, 3);
@@ -33,8 +33,9 @@ TEST(SimFiles, AreRefusedWhenTheyAreNotThere)
 
 TEST(SimFiles, TellHowMuchOfAGuideIsNotUsed)
 {
-    const File guide("<tv><programme start=\"20260101000000\" channel=\"x\"><title>T</title>"
-                     "</programme></tv>");
+    const TemporaryFile guide(
+        "<tv><programme start=\"20260101000000\" channel=\"x\"><title>T</title>"
+        "</programme></tv>");
     const auto sim = start_sim({"--guide", guide.path});
     ASSERT_NE(sim, nullptr);
     EXPECT_NE(sim->out().find("  8 channels, 0 programmes\n"

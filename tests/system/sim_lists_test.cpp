@@ -1,4 +1,5 @@
 /* The lists of tvlink-sim, as they come over the wire. */
+#include "support/one_day.h"
 #include "system/sim_phone.h"
 
 namespace
@@ -31,8 +32,8 @@ protected:
     {
     }
 
-    File channels;
-    File guide;
+    TemporaryFile channels;
+    TemporaryFile guide;
     std::unique_ptr<Program> sim;
     Phone phone;
 };
@@ -140,8 +141,9 @@ TEST_F(SimLists, SayWhatWasAsked)
 
 TEST(SimGuide, HasAWeekThatBeginsToday)
 {
-    const File channels(CHANNELS);
-    const File guide(
+    stay_within_one_day();
+    const TemporaryFile channels(CHANNELS);
+    const TemporaryFile guide(
         "<tv><programme start=\"20000101000000\" stop=\"20000101000100\" channel=\"n.ex\">"
         "<title>First</title></programme>"
         "<programme start=\"20000107235900\" stop=\"20000108000000\" channel=\"n.ex\">"
@@ -161,6 +163,7 @@ TEST(SimGuide, HasAWeekThatBeginsToday)
 
 TEST(SimGuide, IsTheSampleWithoutOptions)
 {
+    stay_within_one_day();
     const auto sim = start_sim();
     ASSERT_NE(sim, nullptr);
     const Phone phone;
@@ -171,8 +174,8 @@ TEST(SimGuide, IsTheSampleWithoutOptions)
 
 TEST(SimGuide, IsPushedToEveryPhoneAsTheAnswerThatNobodyAskedFor)
 {
-    const File channels(CHANNELS);
-    const File guide(GUIDE);
+    const TemporaryFile channels(CHANNELS);
+    const TemporaryFile guide(GUIDE);
     const auto sim = start_sim({"--channels", channels.path, "--guide", guide.path});
     ASSERT_NE(sim, nullptr);
     const Phone first;
@@ -197,7 +200,7 @@ TEST(SimGuide, IsPushedToEveryPhoneAsTheAnswerThatNobodyAskedFor)
 
 TEST(SimGuide, IsPushedAsNothingWhenThereIsNone)
 {
-    const File channels(CHANNELS);
+    const TemporaryFile channels(CHANNELS);
     const auto sim = start_sim({"--channels", channels.path});
     ASSERT_NE(sim, nullptr);
     const Phone first;

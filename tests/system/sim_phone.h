@@ -4,6 +4,7 @@
 #include "system/sim_and_ctl.h"
 
 #include "support/phone.h"
+#include "support/temporary_file.h"
 
 #include "tvlink/lzw.h"
 #include "tvlink/sized_block.h"
@@ -109,26 +110,3 @@ inline List get_list(const Phone &phone, const std::string &request, size_t coun
     phone.send(wire_frame(GET, bytes(request)));
     return opened_list(next_answer(phone), counts);
 }
-
-/* A file for the time of a test. */
-class File
-{
-public:
-    explicit File(const std::string &content)
-    {
-        char name[] = "/tmp/tvlink-sim-XXXXXX";
-        const int fd = mkstemp(name);
-        path = name;
-        FILE *file = fdopen(fd, "wb");
-        EXPECT_EQ(fwrite(content.data(), 1, content.size(), file), content.size());
-        fclose(file);
-    }
-    ~File()
-    {
-        remove(path.c_str());
-    }
-    File(const File &) = delete;
-    File &operator=(const File &) = delete;
-
-    std::string path;
-};

@@ -1,37 +1,11 @@
 #include "lineup.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdio>
-#include <cstdlib>
+#include "support/temporary_file.h"
 
 using namespace sim;
 
 namespace
 {
-
-/* A file for the time of a test. */
-class File
-{
-public:
-    explicit File(const std::string &content)
-    {
-        char name[] = "/tmp/tvlink-lineup-XXXXXX";
-        const int fd = mkstemp(name);
-        path = name;
-        FILE *file = fdopen(fd, "wb");
-        EXPECT_EQ(fwrite(content.data(), 1, content.size(), file), content.size());
-        fclose(file);
-    }
-    ~File()
-    {
-        remove(path.c_str());
-    }
-    File(const File &) = delete;
-    File &operator=(const File &) = delete;
-
-    std::string path;
-};
 
 std::string refused(const LineupFiles &files)
 {
@@ -78,8 +52,8 @@ TEST(Lineup, LeavesNoGapInTheSample)
 
 TEST(Lineup, TakesFilesOfOnesOwn)
 {
-    const File channels(one_channel);
-    const File guide(one_programme);
+    const TemporaryFile channels(one_channel);
+    const TemporaryFile guide(one_programme);
     Lineup lineup = load_lineup({channels.path, guide.path, false}, 20000);
     EXPECT_EQ(lineup.channels.size(), 1u);
     ASSERT_EQ(schedule_of(lineup.guide, lineup.channels[0]).size(), 1u);
@@ -90,13 +64,13 @@ TEST(Lineup, TakesFilesOfOnesOwn)
 
 TEST(Lineup, HasNoGuideForChannelsThatComeAlone)
 {
-    const File channels(one_channel);
+    const TemporaryFile channels(one_channel);
     EXPECT_EQ(count_programmes(load_lineup({channels.path, "", false}, 20000).guide), 0u);
 }
 
 TEST(Lineup, SaysWhatOfTheGuideIsNotUsed)
 {
-    const File guide(one_programme);
+    const TemporaryFile guide(one_programme);
     const Lineup lineup = load_lineup({"", guide.path, false}, 20000);
     EXPECT_EQ(lineup.channels.size(), 8u);
     EXPECT_EQ(lineup.remarks,
@@ -105,9 +79,9 @@ TEST(Lineup, SaysWhatOfTheGuideIsNotUsed)
 
 TEST(Lineup, IsRefusedWithFileLineAndReason)
 {
-    const File channels(one_channel);
-    const File bad_channels("#EXTM3U\n\nhttp://a\n");
-    const File bad_guide("<tv>\n<programme/>\n</tv>");
+    const TemporaryFile channels(one_channel);
+    const TemporaryFile bad_channels("#EXTM3U\n\nhttp://a\n");
+    const TemporaryFile bad_guide("<tv>\n<programme/>\n</tv>");
     EXPECT_EQ(refused({bad_channels.path, "", false}),
               bad_channels.path + ":3: an address without #EXTINF before it");
     EXPECT_EQ(refused({channels.path, bad_guide.path, false}),
