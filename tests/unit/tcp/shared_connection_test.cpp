@@ -1,6 +1,7 @@
 /* Phones, workers, the server thread and the host's threads at the same connections. */
 #include "core/flags.h"
 #include "support/captured_lines.h"
+#include "support/full_buffers.h"
 #include "support/process_state.h"
 #include "support/replaced_call.h"
 #include "support/tcp_service.h"
@@ -66,25 +67,6 @@ bool comes_back(const std::function<void()> &call, const std::function<void()> &
     }
     return back;
 }
-
-/* Counts how often a send finds no room. */
-class FullBuffers
-{
-public:
-    bool wait_for(int count) const
-    {
-        return wait_until([&] { return met_ >= count; });
-    }
-
-private:
-    std::atomic<int> met_{0};
-    const Replaced<decltype(system_send)> send_{
-        system_send, [this](int fd, const void *data, size_t size, int flags) {
-            const ssize_t taken = system_send.real(fd, data, size, flags);
-            met_ += taken < 0 && errno == EAGAIN ? 1 : 0;
-            return taken;
-        }};
-};
 
 const int SMALL_BUFFER = 4096;
 const size_t MORE_THAN_ALL_BUFFERS = 16 << 20;

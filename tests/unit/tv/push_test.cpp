@@ -2,6 +2,7 @@
 #include "tvlink/push.h"
 
 #include "support/counted_threads.h"
+#include "support/full_buffers.h"
 #include "support/replaced_call.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
@@ -353,32 +354,11 @@ TEST_F(Push, NeverMixesWithOtherPushesAndReplies)
 
 /* ---- In the running service */
 
-/* Counts how often a send finds no room. */
-class FullBuffers
+CtrlPoint name_of(const Phone &phone)
 {
-public:
-    bool wait_for(int count) const
-    {
-        return wait_until([&] { return *met_ >= count; });
-    }
-
-private:
-    /* Shared: the workers outlive every test. */
-    const std::shared_ptr<std::atomic<int>> met_ = std::make_shared<std::atomic<int>>(0);
-    const Replaced<decltype(system_send)> send_{
-        system_send, [met = met_](int fd, const void *data, size_t size, int flags) {
-            const ssize_t taken = system_send.real(fd, data, size, flags);
-            *met += taken < 0 && errno == EAGAIN ? 1 : 0;
-            return taken;
-        }};
-};
-
-/* A copy that a host makes of a listed record, which may end at any time. */
-CtrlPoint copy_of(const Phone &phone)
-{
-    CtrlPoint copy = {};
-    look_at(phone, [&](const CtrlPoint &record) { copy = record; });
-    return copy;
+    CtrlPoint name = {};
+    look_at(phone, [&](const CtrlPoint &record) { name = name_of(&record); });
+    return name;
 }
 
 /* Null when nobody is connected. */
@@ -411,9 +391,9 @@ TEST_F(PushService, ReachesItsPhoneAndNoOther)
     const TcpService service;
     const Phone one;
     const Phone other;
-    CtrlPoint copy = copy_of(one);
+    CtrlPoint name = name_of(one);
     ASSERT_TRUE(registered(other));
-    EXPECT_EQ(push(&copy, bytes("'guide'")), 0);
+    EXPECT_EQ(push(&name, bytes("'guide'")), 0);
     EXPECT_EQ(hex(one.read_frame()), hex(wire_frame(6, bytes("'guide'"))));
     EXPECT_EQ(hex(other.exchange_heartbeat()), hex(answer_heartbeat()));
     EXPECT_EQ(hex(one.exchange_heartbeat()), hex(answer_heartbeat()));
@@ -423,12 +403,12 @@ TEST_F(PushService, ReachesNobodyOnceThePhoneHasGone)
 {
     const TcpService service;
     Phone gone;
-    CtrlPoint copy = copy_of(gone);
+    CtrlPoint name = name_of(gone);
     gone.hang_up();
     ASSERT_TRUE(wait_for_connected(0));
     const Phone next;
     ASSERT_TRUE(registered(next));
-    EXPECT_EQ(push(&copy, bytes("'guide'")), 0);
+    EXPECT_EQ(push(&name, bytes("'guide'")), 0);
     EXPECT_EQ(hex(next.exchange_heartbeat()), hex(answer_heartbeat()));
 }
 
@@ -439,12 +419,12 @@ TEST_F(PushService, DoesNotHoldUpOtherPhonesWhileOneIsStalled)
     {
         const TcpService service;
         Phone stalled(SMALL_BUFFER);
-        CtrlPoint copy = copy_of(stalled);
+        CtrlPoint name = name_of(stalled);
         const Phone other;
-        CtrlPoint other_copy = copy_of(other);
-        EXPECT_EQ(push(&copy, Bytes(MORE_THAN_ALL_BUFFERS)), 0);
+        CtrlPoint other_name = name_of(other);
+        EXPECT_EQ(push(&name, Bytes(MORE_THAN_ALL_BUFFERS)), 0);
         ASSERT_TRUE(full.wait_for(3));
-        EXPECT_EQ(push(&other_copy, bytes("'guide'")), 0);
+        EXPECT_EQ(push(&other_name, bytes("'guide'")), 0);
         EXPECT_EQ(hex(other.read_frame()), hex(wire_frame(6, bytes("'guide'"))));
         EXPECT_EQ(hex(other.exchange_heartbeat()), hex(answer_heartbeat()));
         stalled.reset();
@@ -457,12 +437,12 @@ TEST_F(PushService, SendsEventsAndPushesToAStalledPhoneOneAfterTheOther)
     const FullBuffers full;
     const TcpService service;
     const Phone slow(SMALL_BUFFER);
-    CtrlPoint copy = copy_of(slow);
+    CtrlPoint name = name_of(slow);
     const Bytes large(MORE_THAN_ALL_BUFFERS, 'l');
-    EXPECT_EQ(push(&copy, large), 0);
+    EXPECT_EQ(push(&name, large), 0);
     ASSERT_TRUE(full.wait_for(3));
     slow.send(phone_heartbeat());
-    EXPECT_EQ(push(&copy, bytes("'small'")), 0);
+    EXPECT_EQ(push(&name, bytes("'small'")), 0);
     EXPECT_TRUE(slow.read_frame() == wire_frame(6, large));
     const std::set<std::string> rest = {hex(slow.read_frame()), hex(slow.read_frame())};
     EXPECT_EQ(rest, (std::set<std::string>{hex(answer_heartbeat()),
@@ -475,9 +455,9 @@ TEST_F(PushService, EndsWithTheService)
     const std::set<int> before = open_descriptors();
     TcpService service;
     const Phone stalled(SMALL_BUFFER);
-    CtrlPoint copy = copy_of(stalled);
+    CtrlPoint name = name_of(stalled);
     const CountedThreads threads;
-    EXPECT_EQ(push(&copy, Bytes(MORE_THAN_ALL_BUFFERS)), 0);
+    EXPECT_EQ(push(&name, Bytes(MORE_THAN_ALL_BUFFERS)), 0);
     ASSERT_TRUE(full.wait_for(3));
     service.stop();
     std::set<int> expected = before;
@@ -486,10 +466,10 @@ TEST_F(PushService, EndsWithTheService)
         const std::set<int> now = open_descriptors();
         return std::includes(expected.begin(), expected.end(), now.begin(), now.end());
     }));
-    EXPECT_EQ(push(&copy, bytes("'late'")), 0); /* goes nowhere */
+    EXPECT_EQ(push(&name, bytes("'late'")), 0); /* goes nowhere */
     service.start();
     const Phone next;
-    EXPECT_EQ(push(&copy, bytes("'late'")), 0);
+    EXPECT_EQ(push(&name, bytes("'late'")), 0);
     EXPECT_EQ(hex(next.exchange_heartbeat()), hex(answer_heartbeat()));
 }
 
