@@ -200,7 +200,7 @@ TEST(LzwModel, AgreesOnStreamsOfOddCodes)
     for (uint32_t round = 0; round < 400; round++) {
         CodeStream stream;
         const uint32_t codes = random.below(900);
-        const uint32_t oddness = 40 << random.below(6);
+        const uint32_t oddness = 40U << random.below(6);
         for (uint32_t i = 0; i < codes; i++) {
             stream.add(some_code(&random, stream.next(), stream.width(), oddness));
         }

@@ -178,7 +178,8 @@ TEST(ListModel, CompressesAsItIsWrittenDown)
 TEST_F(ListHandlers, SendBlocksOfAnySize)
 {
     for (const List &list : LISTS) {
-        for (const size_t size : {1, 2, 7, 8, 100, 255, 256, 257, 1000, 4000, 12000}) {
+        for (const size_t size :
+             std::vector<size_t>{1, 2, 7, 8, 100, 255, 256, 257, 1000, 4000, 12000}) {
             SCOPED_TRACE(std::string(list.request) + ": " + std::to_string(size));
             for (const Bytes &data : {varied(size), Bytes(size, 0), Bytes(size, 'x')}) {
                 host_gives(data);

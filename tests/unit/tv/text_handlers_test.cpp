@@ -150,8 +150,9 @@ TEST_F(TextHandlers, TakeTextsUpToTheirLongestAndNoLonger)
     for (const TextArgument &argument : ARGUMENTS) {
         answers.result = argument.result;
         host.answer(answers);
-        for (const size_t length : {1, 30, 31, 32, 254, 255, 256, 257, 1022, 1023, 1024, 1025, 2558,
-                                    2559, 2560, 2561, 65534, 65535}) {
+        for (const size_t length :
+             std::vector<size_t>{1, 30, 31, 32, 254, 255, 256, 257, 1022, 1023, 1024, 1025, 2558,
+                                 2559, 2560, 2561, 65534, 65535}) {
             SCOPED_TRACE(std::string(argument.before) + ": " + std::to_string(length));
             const bool fits = length <= argument.longest;
             EXPECT_EQ(ask(argument.handler, request_with(argument, length)), fits ? 0 : -1);
