@@ -17,14 +17,19 @@ typedef struct PushRecord {
     CtrlPoint *held; /* the library's copy that keeps the connection in use; null: none */
 } PushRecord;
 
+/* Writes down who is connected now: fills at most so many references, and returns how many control
+ * points there are; 0 when the service does not run. A reference is the host's, like any other
+ * variable. It names its connection also after that has ended, and then nobody. Any thread that
+ * does not hold g_cp_list_mutex; may wait while an event is being sent. */
+TVLINK_API uint32_t ipp_connected_ctrlpoints(CtrlPoint *references, uint32_t most);
+
 /* Starts a detached thread that sends data as the payload of one get reply (frame type 6) to the
  * control point that *cp refers to when the call is made. The thread never mixes with other frames
  * of the connection; if that ends meanwhile nothing is sent, and nobody is told.
  *
- * cp      a word that holds a listed record, a request item, or a host's own record. A listed
- * record may end at any moment on the server thread: other threads fill a zeroed record with its
- * fd, peer_addr and connect_time, under g_cp_list_mutex, and hand that over. Read during the call
- *         only; a host's own record must outlive the push.
+ * cp      a word that holds a reference (ipp_connected_ctrlpoints), a request item, a listed
+ * record, which may end at any moment on the server thread, or a host's own record, which must
+ *         outlive the push. Otherwise read during the call only.
  * data    length bytes from malloc; the library's from a successful call on, otherwise still the
  *         caller's; null only when length is 0.
  *

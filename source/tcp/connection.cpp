@@ -137,6 +137,16 @@ CtrlPoint *connection_copy(CtrlPoint *record)
     return copy;
 }
 
+void connection_name(CtrlPoint *record, CtrlPoint *reference)
+{
+    identify(record);
+    *reference = {};
+    reference->fd = record->fd;
+    reference->peer_addr = record->peer_addr;
+    reference->connect_time = record->connect_time;
+    reference->reserved[WORD_IDENTITY] = record->reserved[WORD_IDENTITY];
+}
+
 static bool is_bound(const CtrlPoint *copy)
 {
     return (copy->reserved[WORD_MARK] & ~RUN_BITS) == COPY;

@@ -47,6 +47,10 @@ CtrlPoint *connection_copy(CtrlPoint *record);
 /* Gives the use back that the copy stands for, if any, and frees it. */
 void connection_free_copy(CtrlPoint *copy);
 
+/* Fills a reference: a record that names a listed one for as long as that lives, and nobody
+ * afterwards. It keeps nothing in use. Needs the registry lock. */
+void connection_name(CtrlPoint *record, CtrlPoint *reference);
+
 /* The service has stopped: every copy made so far is of a past run. */
 void connection_end_run(void);
 

@@ -4,12 +4,29 @@
 #include "core/frame.h"
 #include "core/log.h"
 #include "tcp/connection.h"
+#include "tcp/registry_gate.h"
 #include "tvlink/reply.h"
 
 #include <stdlib.h>
 
 /* The thread that was started last; nothing reads it. */
 static pthread_t egp_tid;
+
+uint32_t ipp_connected_ctrlpoints(CtrlPoint *references, uint32_t most)
+{
+    if (!registry_lock()) {
+        return 0;
+    }
+    uint32_t count = 0;
+    for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
+        if (count < most) {
+            connection_name(static_cast<CtrlPoint *>(node->data), &references[count]);
+        }
+        count++;
+    }
+    registry_unlock();
+    return count;
+}
 
 static void free_push(PushRecord *push)
 {
@@ -19,13 +36,6 @@ static void free_push(PushRecord *push)
     free(push);
 }
 
-/* A host's own record has no connect time: with one it names a connection of ours that has ended.
- */
-static bool is_hosts_own(const ConnectionTarget *target)
-{
-    return target->kind == CONNECTION_FOREIGN && target->record->connect_time == 0;
-}
-
 /* Keeps the connection in use until the push is done. False when memory is out. */
 static bool aim(PushRecord *push, CtrlPoint *cp)
 {
@@ -33,7 +43,7 @@ static bool aim(PushRecord *push, CtrlPoint *cp)
     if (target.kind == CONNECTION_LISTED) {
         push->held = connection_copy(target.record);
         push->control_point = push->held;
-    } else if (is_hosts_own(&target)) {
+    } else if (target.kind == CONNECTION_FOREIGN) {
         push->control_point = cp;
     }
     connection_let_go(&target);

@@ -1,8 +1,8 @@
 #include "guide_push.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -11,7 +11,6 @@
 #include "list_blocks.h"
 #include "tvlink/lzw.h"
 #include "tvlink/push.h"
-#include "tvlink/registry.h"
 
 namespace sim
 {
@@ -31,15 +30,6 @@ struct FreeSizedBlock {
 };
 
 using SizedBlock = std::unique_ptr<void, FreeSizedBlock>;
-
-/* Held while the list of phones is in use. */
-std::mutex &push_lock()
-{
-    static std::mutex &lock = *new std::mutex;
-    return lock;
-}
-
-bool ended = false; /* under push_lock */
 
 std::string compressed(const std::string &bytes)
 {
@@ -69,27 +59,11 @@ std::string reply_with(const ListBlock &block)
     return reply + packed;
 }
 
-/* Names a connection, and stays valid when its record ends. */
-CtrlPoint reference_to(const CtrlPoint &record)
-{
-    CtrlPoint reference = {};
-    reference.fd = record.fd;
-    reference.peer_addr = record.peer_addr;
-    reference.connect_time = record.connect_time;
-    return reference;
-}
-
 std::vector<CtrlPoint> connected_phones()
 {
-    std::vector<CtrlPoint> phones;
-    const std::lock_guard<std::mutex> guard(push_lock());
-    if (ended || pthread_mutex_lock(&g_cp_list_mutex) != 0) {
-        return phones;
-    }
-    for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
-        phones.push_back(reference_to(*static_cast<const CtrlPoint *>(node->data)));
-    }
-    pthread_mutex_unlock(&g_cp_list_mutex);
+    std::vector<CtrlPoint> phones(ipp_connected_ctrlpoints(nullptr, 0));
+    const uint32_t room = static_cast<uint32_t>(phones.size());
+    phones.resize(std::min(room, ipp_connected_ctrlpoints(phones.data(), room)));
     return phones;
 }
 
@@ -117,12 +91,6 @@ GuidePush push_guide()
         push.phones += start_push(phone, reply) ? 1 : 0;
     }
     return push;
-}
-
-void end_pushes()
-{
-    const std::lock_guard<std::mutex> guard(push_lock());
-    ended = true;
 }
 
 } // namespace sim

@@ -14,9 +14,6 @@ struct GuidePush {
 
 GuidePush push_guide();
 
-/* No push begins after this; before the library is stopped, whose list of phones ends with it. */
-void end_pushes();
-
 } // namespace sim
 
 #endif

@@ -207,7 +207,6 @@ int run_lineup(const Options &options, const Lineup &lineup, const sigset_t &sig
     }
     narrate_start(introduction(options, lineup));
     wait_for_stop(signals, options.event_every);
-    end_pushes();
     ipp_finish();
     narrate_stop(look(summary));
     return 0;

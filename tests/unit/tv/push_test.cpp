@@ -121,21 +121,37 @@ TEST_F(Push, GoesThroughACopyOfARecord)
     EXPECT_TRUE(threads.are_as_before());
 }
 
-/* What a host takes down of a listed record, whose end it does not notice. */
-CtrlPoint name_of(const CtrlPoint *record)
+/* The reference that stands at this place in the list of those who are connected. */
+CtrlPoint reference_to(uint32_t place)
 {
-    CtrlPoint name = {};
-    name.fd = record->fd;
-    name.peer_addr = record->peer_addr;
-    name.connect_time = record->connect_time;
-    return name;
+    std::vector<CtrlPoint> references(place + 1);
+    EXPECT_GT(ipp_connected_ctrlpoints(references.data(), place + 1), place);
+    return references[place];
+}
+
+TEST_F(Push, FindsEverybodyWhoIsConnected)
+{
+    CtrlPoint references[3] = {};
+    EXPECT_EQ(ipp_connected_ctrlpoints(references, 3), 0u);
+    const ListedConnection first;
+    const ListedConnection second;
+    EXPECT_EQ(ipp_connected_ctrlpoints(nullptr, 0), 2u);
+    EXPECT_EQ(ipp_connected_ctrlpoints(references, 1), 2u);
+    EXPECT_EQ(references[0].fd, first.number);
+    EXPECT_EQ(references[1].fd, 0);
+    EXPECT_EQ(ipp_connected_ctrlpoints(references, 3), 2u);
+    EXPECT_EQ(references[1].fd, second.number);
+    EXPECT_EQ(references[1].peer_addr, second.record->peer_addr);
+    EXPECT_EQ(references[2].fd, 0);
+    registry_close();
+    EXPECT_EQ(ipp_connected_ctrlpoints(references, 3), 0u);
+    EXPECT_EQ(push(&references[0], bytes("'lost'")), 0);
 }
 
 TEST_F(Push, GoesToTheConnectionThatIsNamed)
 {
     const ListedConnection connection;
-    connection.record->connect_time = 1000;
-    CtrlPoint name = name_of(connection.record);
+    CtrlPoint name = reference_to(0);
     EXPECT_EQ(push(&name, bytes("'named'")), 0);
     EXPECT_EQ(connection.received(77), hex(wire_frame(6, bytes("'named'"))));
 }
@@ -216,8 +232,7 @@ TEST_F(Push, GoesNowhereThroughACopyOfAConnectionThatHasEnded)
 TEST_F(Push, GoesNowhereWhenTheNamedConnectionHasEnded)
 {
     const ListedConnection connection;
-    connection.record->connect_time = 1000;
-    CtrlPoint name = name_of(connection.record);
+    CtrlPoint name = reference_to(0);
     drop(connection.record);
     EXPECT_TRUE(is_closed(connection.number));
     const ConnectedPair another = local_pair();
@@ -357,27 +372,10 @@ TEST_F(Push, NeverMixesWithOtherPushesAndReplies)
 CtrlPoint name_of(const Phone &phone)
 {
     CtrlPoint name = {};
-    look_at(phone, [&](const CtrlPoint &record) { name = name_of(&record); });
+    look_at(phone, [&](const CtrlPoint &record) {
+        connection_name(const_cast<CtrlPoint *>(&record), &name);
+    });
     return name;
-}
-
-/* Null when nobody is connected. */
-CtrlPoint *copy_of_the_first()
-{
-    CtrlPoint *record = nullptr;
-    if (registry_lock()) {
-        if (g_cp_list.head != nullptr) {
-            record = static_cast<CtrlPoint *>(g_cp_list.head->data);
-            connection_hold(record);
-        }
-        registry_unlock();
-    }
-    if (record == nullptr) {
-        return nullptr;
-    }
-    CtrlPoint *copy = connection_copy(record);
-    connection_release(record);
-    return copy;
 }
 
 class PushService : public testing::Test
@@ -482,11 +480,10 @@ TEST_F(PushService, MayBeAskedForWhileThePhonesComeAndGo)
         std::atomic<int> pushed{0};
         std::thread host([&] {
             while (!enough) {
-                CtrlPoint *copy = copy_of_the_first();
-                if (copy != nullptr) {
-                    EXPECT_EQ(push(copy, bytes("'guide'")), 0);
+                CtrlPoint first = {};
+                if (ipp_connected_ctrlpoints(&first, 1) > 0) {
+                    EXPECT_EQ(push(&first, bytes("'guide'")), 0);
                     pushed++;
-                    connection_free_copy(copy);
                 }
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
