@@ -1,15 +1,16 @@
 /* For tests that speak of today. */
 #pragma once
 
-#include <chrono>
 #include <ctime>
-#include <thread>
 
-/* Waits for the new day (UTC) when the present one is about to end. */
-inline void stay_within_one_day()
+/* Looks again when the day (UTC) has ended meanwhile, so that what is seen belongs to one day. */
+template <typename Look> auto seen_on_one_day(Look look)
 {
-    const long left = 86400 - static_cast<long>(std::time(nullptr) % 86400);
-    if (left <= 30) {
-        std::this_thread::sleep_for(std::chrono::seconds(left));
+    for (;;) {
+        const auto today = std::time(nullptr) / 86400;
+        auto seen = look();
+        if (std::time(nullptr) / 86400 == today) {
+            return seen;
+        }
     }
 }

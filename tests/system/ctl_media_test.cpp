@@ -82,15 +82,17 @@ TEST_F(CtlMedia, ShowsTheGuide)
 
 TEST_F(CtlMedia, ShowsAWeekOfTheGuideThatMovesAlong)
 {
-    stay_within_one_day();
-    sim.reset();
-    sim = start_sim(
-        {"--channels", channels.path, "--guide", programmes.path, "--guide-starts-today"});
-    ASSERT_NE(sim, nullptr);
-    const Finished week = local_ctl({"guide", "--week", "--json"});
+    const auto seen = seen_on_one_day([&] {
+        sim.reset();
+        sim = start_sim(
+            {"--channels", channels.path, "--guide", programmes.path, "--guide-starts-today"});
+        return std::make_pair(local_ctl({"guide", "--week", "--json"}),
+                              local_ctl({"guide", "--week", "--channel", "300"}));
+    });
+    const Finished &week = seen.first;
+    const Finished &one = seen.second;
     EXPECT_EQ(week.status, 0) << week.err;
     EXPECT_EQ(week.out.find("{\"count\":3,\"programmes\":[{\"channel\":4,"), 0U) << week.out;
-    const Finished one = local_ctl({"guide", "--week", "--channel", "300"});
     EXPECT_NE(one.out.find("20:15  22:00  Café"), std::string::npos) << one.out;
     EXPECT_EQ(one.out.find("Weather"), std::string::npos) << one.out;
     EXPECT_EQ(local_ctl({"guide"}).status, 0);

@@ -110,3 +110,15 @@ inline List get_list(const Phone &phone, const std::string &request, size_t coun
     phone.send(wire_frame(GET, bytes(request)));
     return opened_list(next_answer(phone), counts);
 }
+
+/* A television and a phone that is connected to it. */
+class SimAndPhone : public testing::Test
+{
+protected:
+    SimAndPhone() : sim(start_sim())
+    {
+    }
+
+    std::unique_ptr<Program> sim;
+    Phone phone;
+};

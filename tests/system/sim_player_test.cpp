@@ -4,15 +4,8 @@
 namespace
 {
 
-class SimPlayer : public testing::Test
+class SimPlayer : public SimAndPhone
 {
-protected:
-    SimPlayer() : sim(start_sim())
-    {
-    }
-
-    std::unique_ptr<Program> sim;
-    Phone phone;
 };
 
 const std::string LIGHTS = "http://films.example/harbour-lights"; /* 35 bytes, 6,120 seconds */

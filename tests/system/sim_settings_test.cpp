@@ -4,15 +4,8 @@
 namespace
 {
 
-class SimSettings : public testing::Test
+class SimSettings : public SimAndPhone
 {
-protected:
-    SimSettings() : sim(start_sim())
-    {
-    }
-
-    std::unique_ptr<Program> sim;
-    Phone phone;
 };
 
 std::string text_reply(const std::string &code, const std::string &text)

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <thread>
 
 #include <fcntl.h>
@@ -264,6 +265,25 @@ TEST_F(BulkThread, GivesUpInTimeHoweverManyStrangersCome)
     for (const Descriptor &stranger : strangers) {
         expect_nothing(stranger);
     }
+}
+
+TEST_F(BulkThread, TriesAgainWhenASignalOrAPhoneThatHasGoneInterruptsIt)
+{
+    const int errors[] = {EINTR, ECONNABORTED};
+    size_t attempts = 0;
+    const Replaced accepting(system_accept4,
+                             [&](int fd, sockaddr *peer, socklen_t *size, int flags) {
+                                 if (attempts < std::size(errors)) {
+                                     errno = errors[attempts++];
+                                     return -1;
+                                 }
+                                 return system_accept4.real(fd, peer, size, flags);
+                             });
+    const Descriptor client = bulk_connection(port);
+    EXPECT_EQ(big_data_thread(job(bytes("'data'"))), nullptr);
+    EXPECT_EQ(attempts, 2u);
+    expect_all(client, "'data'");
+    EXPECT_EQ(lines.out(), Lines{ENDED});
 }
 
 TEST_F(BulkThread, GivesUpWhenItCannotAccept)

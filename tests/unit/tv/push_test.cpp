@@ -111,6 +111,18 @@ TEST_F(Push, GoesToAHostsOwnRecordToo)
     pthread_mutex_unlock(&record.send_lock);
 }
 
+TEST_F(Push, SendsWhatItsRecordSaysAndFreesIt)
+{
+    const ConnectedPair own = local_pair();
+    HandMadeRecord record(own.near.get());
+    PushRecord *push = static_cast<PushRecord *>(std::calloc(1, sizeof(PushRecord)));
+    push->control_point = &record;
+    push->data = block_of(bytes("'by hand'"));
+    push->length = 7;
+    EXPECT_EQ(epg_send(push), nullptr);
+    EXPECT_EQ(hex(receive_bytes(own.far.get(), 79)), hex(wire_frame(6, bytes("'by hand'"))));
+}
+
 TEST_F(Push, GoesThroughACopyOfARecord)
 {
     const ListedConnection connection;
@@ -479,13 +491,13 @@ TEST_F(PushService, MayBeAskedForWhileThePhonesComeAndGo)
         std::atomic<bool> enough{false};
         std::atomic<int> pushed{0};
         std::thread host([&] {
-            while (!enough) {
-                CtrlPoint first = {};
-                if (ipp_connected_ctrlpoints(&first, 1) > 0) {
-                    EXPECT_EQ(push(&first, bytes("'guide'")), 0);
-                    pushed++;
-                }
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            const CountedThreads between;
+            CtrlPoint first = {};
+            const auto somebody = [&] { return ipp_connected_ctrlpoints(&first, 1) > 0; };
+            while (wait_until([&] { return enough || somebody(); }) && !enough) {
+                EXPECT_EQ(push(&first, bytes("'guide'")), 0);
+                EXPECT_TRUE(between.are_as_before());
+                pushed++;
             }
         });
         for (int round = 0; round < 60; round++) {
