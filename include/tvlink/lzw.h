@@ -25,7 +25,7 @@ TVLINK_API void *lzw_encode(const void *in, int max_bits);
  * can be, or when memory is out. The result may be much larger than the input. */
 TVLINK_API void *lzw_decode(const void *in);
 
-/* Part of the interface since ever; neither direction uses it. */
+/* All zero; kept for hosts that link to it. Neither direction uses it. */
 extern TVLINK_API uint8_t lzw[512];
 
 TVLINK_END

@@ -24,12 +24,12 @@ typedef struct PushRecord {
 TVLINK_API uint32_t ipp_connected_ctrlpoints(CtrlPoint *references, uint32_t most);
 
 /* Starts a detached thread that sends data as the payload of one get reply (frame type 6) to the
- * control point that *cp refers to when the call is made. The thread never mixes with other frames
- * of the connection; if that ends meanwhile nothing is sent, and nobody is told.
+ * control point that *cp refers to when the call is made. Its frame never mixes with others of the
+ * connection; when that ends meanwhile nothing is sent, and nobody is told.
  *
- * cp      a word that holds a reference (ipp_connected_ctrlpoints), a request item, a listed
- * record, which may end at any moment on the server thread, or a host's own record, which must
- *         outlive the push. Otherwise read during the call only.
+ * cp      a word that holds a reference (ipp_connected_ctrlpoints), a request item, a listed record
+ *         (which may end at any moment on the server thread), or a host's own record. Read during
+ *         the call only, but for a host's own record, which must outlive the push.
  * data    length bytes from malloc; the library's from a successful call on, otherwise still the
  *         caller's; null only when length is 0.
  *
