@@ -14,6 +14,10 @@ TVLINK_API int soc_create(int domain, int type, int protocol, int send_s, int re
 /* Closes the descriptor after a trace line. Returns 1, or -1. */
 TVLINK_API int soc_close(int fd);
 
+/* Makes the descriptor non-blocking, or blocking again when the mode is 0. Returns 1 after the line
+ * "soc_setBlock ok"; -1 after a line with the system's reason. Never blocks. */
+TVLINK_API int soc_setNoBlock(int fd, int mode);
+
 TVLINK_END
 
 #endif
