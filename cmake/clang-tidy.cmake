@@ -11,7 +11,7 @@ function(tvlink_clang_tidy target)
     foreach(source IN LISTS sources)
         cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${source_dir})
         set_property(SOURCE ${source} TARGET_DIRECTORY ${target} APPEND PROPERTY
-            OBJECT_DEPENDS "${PROJECT_SOURCE_DIR}/.clang-tidy")
+            OBJECT_DEPENDS "${PROJECT_SOURCE_DIR}/.clang-tidy;${PROJECT_SOURCE_DIR}/tools/.clang-tidy")
     endforeach()
     set_property(GLOBAL APPEND PROPERTY TVLINK_TIDY_TARGETS ${target})
 endfunction()
