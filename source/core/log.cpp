@@ -133,7 +133,8 @@ void log_perror(const char *prefix)
 
 void log_herror(const char *prefix)
 {
-    log_err("%s: %s\n", prefix, hstrerror(h_errno));
+    const bool named = prefix != nullptr && *prefix != '\0';
+    log_err("%s%s%s\n", named ? prefix : "", named ? ": " : "", hstrerror(h_errno));
 }
 
 void log_trace(const char *function, int line)

@@ -66,6 +66,19 @@ TEST_F(Log, NamesErrorsAsTheSystemDoes)
     EXPECT_EQ(streams.out(), "");
 }
 
+TEST_F(Log, NamesAResolverErrorAsTheSystemDoesWithoutAText)
+{
+    const CapturedStreams streams;
+    h_errno = TRY_AGAIN;
+    log_herror(nullptr);
+    log_herror("");
+    const std::string written = streams.err();
+    herror(nullptr);
+    herror("");
+    EXPECT_EQ(written + written, streams.err());
+    EXPECT_EQ(written, "Host name lookup failure\nHost name lookup failure\n");
+}
+
 TEST_F(Log, GivesTheSinkTheVeryTextAndItsStream)
 {
     const CapturedStreams streams;

@@ -3,6 +3,7 @@
 #include "support/captured_lines.h"
 #include "support/replaced_call.h"
 #include "support/sockets.h"
+#include "support/transfers.h"
 #include "support/wait_until.h"
 #include "support/watched_call.h"
 
@@ -11,7 +12,6 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <thread>
 
 #include <fcntl.h>
@@ -156,15 +156,6 @@ TEST(SocketIo, PutsNoOptionInForceThatIsSetInVain)
 
 /* ---- Sending */
 
-Bytes pattern(size_t size)
-{
-    Bytes result(size);
-    for (size_t i = 0; i < size; i++) {
-        result[i] = static_cast<uint8_t>(i * 7 + i / 251);
-    }
-    return result;
-}
-
 TEST(SocketIo, KnowsWhichFailuresPass)
 {
     for (int error = 0; error < 140; error++) {
@@ -261,29 +252,10 @@ TEST(SocketIo, FinishesWhenAFullBufferEmpties)
     EXPECT_EQ(lines.all().size(), 0u);
 }
 
-void do_nothing(int)
-{
-}
-
-/* Signals end the system calls of the thread that gets them. */
-struct Interrupting {
-    Interrupting()
-    {
-        struct sigaction action = {};
-        action.sa_handler = do_nothing; /* no SA_RESTART */
-        sigaction(SIGUSR1, &action, &former);
-    }
-    ~Interrupting()
-    {
-        sigaction(SIGUSR1, &former, nullptr);
-    }
-    struct sigaction former = {};
-};
-
 TEST(SocketIo, FinishesThoughSignalsInterruptIt)
 {
     const CapturedLines lines;
-    const Interrupting signals;
+    const InterruptingSignals signals;
     const ConnectedPair pair = local_pair();
     const size_t before = fill_send_buffer(pair.near.get());
     const Bytes data = pattern(300000);
@@ -297,7 +269,7 @@ TEST(SocketIo, FinishesThoughSignalsInterruptIt)
     int result = 4711;
     std::thread sender([&] { result = socket_send(pair.near.get(), data.data(), 300000); });
     EXPECT_TRUE(wait_until([&] {
-        pthread_kill(sender.native_handle(), SIGUSR1);
+        signals.raise_on(sender.native_handle());
         return interrupted >= 3;
     }));
     EXPECT_EQ(receive_bytes(pair.far.get(), before).size(), before);
