@@ -1,6 +1,7 @@
 /* A television on one machine, phones on others: each has a network of its own, with cables between
  * them. */
 #include "support/datagrams.h"
+#include "support/long_form.h"
 #include "support/network.h"
 #include "support/program.h"
 #include "support/wait_until.h"
@@ -8,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <filesystem>
 
 #include <poll.h>
 
@@ -20,6 +22,17 @@ const char *const ANNOUNCEMENT_GROUP = "239.201.202.203";
 
 /* magic, length 12, 10.77.0.1, port 8801, device type 0x1234 */
 const char *const ANSWER = "A5 A5 0C 00 0A 4D 00 01 61 22 34 12";
+
+/* Lines of other threads may stand between. */
+void expect_in_order(const std::string &text, const std::vector<std::string> &lines)
+{
+    size_t at = 0;
+    for (const std::string &line : lines) {
+        at = text.find(line, at);
+        ASSERT_NE(at, std::string::npos) << line << "is missing in\n" << text;
+        at += line.size();
+    }
+}
 
 class DiscoveryBetweenNetworks : public testing::Test
 {
@@ -89,11 +102,9 @@ TEST_F(DiscoveryBetweenNetworks, ASearchIsAnsweredWithTheTelevisionsAddress)
         EXPECT_EQ(answer->from, "10.77.0.1");
         EXPECT_EQ(answer->from_port, 12426);
     });
-    EXPECT_NE(program->err().find("UDP:recv from Control Point:ip=10.77.0.2,recv_len=8\n"
-                                  "check_search_packet true 10.77.0.2\n"
-                                  "response_cp_search 10.77.0.2 \n"),
-              std::string::npos)
-        << program->err();
+    expect_in_order(program->err(),
+                    {"UDP:recv from Control Point:ip=10.77.0.2,recv_len=8\n",
+                     "check_search_packet true 10.77.0.2\n", "response_cp_search 10.77.0.2 \n"});
 }
 
 TEST_F(DiscoveryBetweenNetworks, AnAnnouncementIsHeard)
@@ -185,6 +196,111 @@ TEST_F(DiscoveryBetweenNetworks, ATelevisionThatHasStoppedIsNotFound)
     EXPECT_EQ(list.status, 3);
     EXPECT_EQ(list.out, "");
     EXPECT_EQ(first_line(list.err), "tvlink-ctl: no television answered the search within 1 s");
+}
+
+/* ---- Announcements over time: five of them, in the long form all eight and the end
+ *
+ * Time passes under a sanitizer as without. */
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool SANITIZED = true;
+#else
+constexpr bool SANITIZED = false;
+#endif
+
+/* After the start, at the earliest: a pause may last longer, but never less. */
+const std::vector<int> ANNOUNCED_MS = {0, 500, 1500, 3500, 7500, 15500, 31500, 63500};
+const int ENDED_MS = 127500;
+const std::chrono::seconds LONGEST_PAUSE(64);
+
+class AnnouncementSchedule : public DiscoveryBetweenNetworks
+{
+protected:
+    void SetUp() override
+    {
+        if (SANITIZED) {
+            GTEST_SKIP() << "left to the builds without sanitizers";
+        }
+        DiscoveryBetweenNetworks::SetUp();
+    }
+
+    /* A phone that listens, and then the television. */
+    void start()
+    {
+        bring_television_up();
+        phone.run([&] {
+            ear = datagram_socket(9988);
+            ASSERT_TRUE(join_group(ear.get(), ANNOUNCEMENT_GROUP, "10.77.0.2"));
+        });
+        started = std::chrono::steady_clock::now();
+        program = start_television();
+    }
+
+    int milliseconds() const
+    {
+        const auto passed = std::chrono::steady_clock::now() - started;
+        return static_cast<int>(
+            std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
+    }
+
+    Datagram next_announcement() const
+    {
+        pollfd entry = {ear.get(), POLLIN, 0};
+        EXPECT_TRUE(wait_until([&] { return poll(&entry, 1, 100) > 0; }, LONGEST_PAUSE + PATIENCE));
+        return receive_datagram(ear.get()).value_or(Datagram{"nothing", "nobody", 0});
+    }
+
+    void expect_announcements(size_t count) const
+    {
+        uint16_t port = 0;
+        for (size_t i = 0; i < count; i++) {
+            const Datagram announcement = next_announcement();
+            EXPECT_GE(milliseconds(), ANNOUNCED_MS[i]) << i;
+            EXPECT_EQ(announcement.data, ANSWER);
+            EXPECT_EQ(announcement.from, "10.77.0.1");
+            EXPECT_TRUE(i == 0 || announcement.from_port == port) << "another socket";
+            port = announcement.from_port;
+        }
+        EXPECT_TRUE(nothing_received(ear.get()));
+    }
+
+    size_t threads() const
+    {
+        const std::string path = "/proc/" + std::to_string(program->id()) + "/task";
+        size_t count = 0;
+        for (const auto &task : std::filesystem::directory_iterator(path)) {
+            count += task.is_directory() ? 1 : 0;
+        }
+        return count;
+    }
+
+    void expect_end_of_the_thread() const
+    {
+        const size_t threads_before = threads();
+        const auto ended = [&] {
+            return program->err().find("zqt===  notify_cp_multicast 175\n"
+                                       "zqt===  soc_close 351\n") != std::string::npos;
+        };
+        EXPECT_TRUE(wait_until(ended, LONGEST_PAUSE + PATIENCE)) << program->err();
+        EXPECT_GE(milliseconds(), ENDED_MS);
+        EXPECT_TRUE(wait_until([&] { return threads() == threads_before - 1; }));
+        EXPECT_TRUE(nothing_received(ear.get()));
+    }
+
+    Descriptor ear;
+    std::chrono::steady_clock::time_point started;
+    std::unique_ptr<Program> program;
+};
+
+TEST_F(AnnouncementSchedule, IsKeptByATelevision)
+{
+    start();
+    if (in_long_form()) {
+        expect_announcements(ANNOUNCED_MS.size());
+        expect_end_of_the_thread();
+    } else {
+        expect_announcements(5);
+    }
 }
 
 } // namespace

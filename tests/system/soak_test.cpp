@@ -2,6 +2,7 @@
  *
  * The normal run makes a few hundred connections. With TVLINK_SOAK=long in the environment it is
  * 10,000 connections and 200 starts, in some seconds; `scripts/test --all` runs that. */
+#include "support/long_form.h"
 #include "support/phone.h"
 #include "support/process_state.h"
 #include "support/recording_host.h"
@@ -14,7 +15,6 @@
 #include <gtest/gtest.h>
 
 #include <cinttypes>
-#include <cstdlib>
 
 #include <malloc.h>
 
@@ -22,12 +22,6 @@ extern "C" size_t __sanitizer_get_current_allocated_bytes() __attribute__((weak)
 
 namespace
 {
-
-bool in_long_form()
-{
-    const char *form = std::getenv("TVLINK_SOAK");
-    return form != nullptr && std::string(form) == "long";
-}
 
 /* Blocks that threads keep for the next request of their size come and go. The smallest loss in
  * each of 500 connections is more. */
