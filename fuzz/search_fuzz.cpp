@@ -1,0 +1,103 @@
+/* Datagrams at the discovery socket. The discovery thread's body runs here, from the making of its
+ * socket to the end; its system calls bring it one datagram after the other.
+ *
+ * Input: whom the guard admits, then of each datagram its size and sender (4 bytes) and its bytes.
+ *
+ * Under test: source/udp/discovery.cpp source/udp/answer_packet.cpp */
+#include "core/flags.h"
+#include "support/fuzz_input.h"
+#include "support/system_calls.h"
+#include "tvlink.h"
+#include "tvlink/discovery.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <netinet/in.h>
+
+namespace
+{
+
+struct Network {
+    FuzzInput input;
+    uint32_t barred; /* senders with one of these bits are not admitted */
+    std::vector<uint32_t> expected;
+    std::vector<uint32_t> answered;
+};
+
+Network network;
+
+} // namespace
+
+static bool is_search(const uint8_t *bytes, size_t size)
+{
+    static const uint8_t SEARCH[] = {0xA5, 0xA5, 8, 0, 0x41, 0x49, 0x49, 0x50};
+    return size >= sizeof SEARCH && memcmp(bytes, SEARCH, sizeof SEARCH) == 0;
+}
+
+static int admit(uint32_t peer_addr, void *)
+{
+    return (peer_addr & network.barred) == 0;
+}
+
+static ssize_t receive(void *data, size_t size, sockaddr *from)
+{
+    if (network.input.left == 0) {
+        flags_stop_running();
+        errno = EAGAIN;
+        return -1;
+    }
+    const size_t length = fuzz_u8(&network.input);
+    sockaddr_in sender = {};
+    sender.sin_family = AF_INET;
+    sender.sin_addr.s_addr = fuzz_u32(&network.input);
+    memcpy(from, &sender, sizeof sender);
+    const FuzzInput datagram = fuzz_part(&network.input, length);
+    const size_t taken = std::min(datagram.left, size);
+    std::copy_n(datagram.at, taken, static_cast<uint8_t *>(data));
+    if (is_search(datagram.at, datagram.left) && admit(sender.sin_addr.s_addr, nullptr)) {
+        network.expected.push_back(sender.sin_addr.s_addr);
+    }
+    return static_cast<ssize_t>(taken);
+}
+
+static ssize_t answer(const void *data, size_t size, const sockaddr *to)
+{
+    static const uint8_t HEAD[] = {0xA5, 0xA5, 12, 0};
+    sockaddr_in phone = {};
+    memcpy(&phone, to, sizeof phone);
+    must(size == 12 && memcmp(data, HEAD, sizeof HEAD) == 0, "an answer is one of 12 bytes");
+    must(phone.sin_family == AF_INET && phone.sin_port == htons(IPP_ANSWER_PORT),
+         "an answer goes to the port for answers");
+    network.answered.push_back(phone.sin_addr.s_addr);
+    return static_cast<ssize_t>(size);
+}
+
+/* The thread that joins the group has nothing to join here. */
+static int no_thread(void *(*)(void *), void *)
+{
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    fuzz_silence_log();
+    network = {{data, size}, 0, {}, {}};
+    network.barred = fuzz_u8(&network.input);
+    IppGuard guard = {};
+    guard.admit = admit;
+    ipp_set_guard(&guard);
+    system_calls = {};
+    system_calls.recvfrom = receive;
+    system_calls.sendto = answer;
+    system_calls.pthread_create = no_thread;
+
+    flags_start_run();
+    must(udp_thread(nullptr) == nullptr, "the thread ends well");
+    must(network.answered == network.expected, "searches are answered, and nothing else is");
+
+    system_calls = {};
+    ipp_set_guard(nullptr);
+    return 0;
+}
