@@ -1,0 +1,387 @@
+#include "support/nasty_host.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <type_traits>
+
+namespace
+{
+
+struct Host {
+    FuzzInput answers;
+    TvMethodTable table;
+    std::vector<uint8_t> list;
+    std::vector<uint8_t> image;
+};
+
+Host host;
+
+/* Numbers at which something may break; others come from the input. */
+const uint32_t EDGES[] = {0,          1,          0xFFFFFFFF, 0x7FFFFFFF, 0x80000000,
+                          0x7FFFFFB7, 0x7FFFFFB3, 0x7FFFFFB8, 0x01000000, 0x40000000,
+                          0x3FFFFFFF, 0xFFFF,     0x10000,    0x100,      0xFF};
+const uint8_t EDGE_COUNT = sizeof EDGES / sizeof EDGES[0];
+
+const uint32_t MOST_BYTES = 70000; /* of a block or a text that is really there */
+
+uint32_t number()
+{
+    const uint8_t choice = nasty_host_u8();
+    return choice < EDGE_COUNT ? EDGES[choice] : fuzz_u32(&host.answers);
+}
+
+/* How much of something there really is: often nothing, seldom much. */
+uint32_t real_size()
+{
+    const uint8_t choice = nasty_host_u8();
+    return choice == 0xFF ? MOST_BYTES : choice >= 0xF0 ? fuzz_u16(&host.answers) : choice;
+}
+
+void fill(void *to, size_t size)
+{
+    const uint8_t first = nasty_host_u8();
+    uint8_t *bytes = static_cast<uint8_t *>(to);
+    for (size_t i = 0; i < size; i++) {
+        bytes[i] = static_cast<uint8_t>(first + i % 7);
+    }
+}
+
+/* ---- Arguments: all of them are read to their ends. */
+
+struct Call {
+    size_t lent; /* bytes of the buffer that the slot is lent; 0: a char * is its own from now on */
+    const void *data = nullptr;
+};
+
+volatile size_t seen = 0; /* so that nothing is left out as useless */
+
+void take(Call &, const char *text)
+{
+    seen = seen + (text == nullptr ? 0 : strlen(text));
+}
+
+/* All of it without a terminating zero, a part, or nothing. */
+void write_buffer(void *buffer, size_t size)
+{
+    const uint8_t choice = nasty_host_u8();
+    if (choice % 4 == 1) {
+        memset(buffer, 'x', size);
+    } else if (choice % 4 == 2) {
+        fill(buffer, std::min<size_t>(choice, size));
+    } else if (choice % 4 == 3) {
+        fill(buffer, size);
+    }
+}
+
+void take(Call &call, char *text)
+{
+    if (call.lent > 0) {
+        write_buffer(text, call.lent);
+    } else {
+        take(call, static_cast<const char *>(text));
+        free(text);
+    }
+}
+
+void take(Call &call, void *record)
+{
+    write_buffer(record, call.lent);
+}
+
+void take(Call &call, const void *data)
+{
+    call.data = data;
+}
+
+template <typename Number> std::enable_if_t<std::is_integral_v<Number>> take(Call &, Number *out)
+{
+    *out = static_cast<Number>(number());
+}
+
+/* A number right behind data is its length. */
+template <typename Number>
+std::enable_if_t<std::is_integral_v<Number>> take(Call &call, Number value)
+{
+    if (call.data != nullptr && value > 0) {
+        seen = seen + fuzz_copy(call.data, static_cast<size_t>(value))[0];
+        call.data = nullptr;
+    }
+}
+
+/* ---- Results */
+
+void *heap_block(size_t size)
+{
+    void *block = malloc(size);
+    fill(block, size);
+    return block;
+}
+
+char *heap_text()
+{
+    if (nasty_host_u8() == 0) {
+        return nullptr;
+    }
+    const uint32_t size = real_size();
+    char *text = static_cast<char *>(heap_block(size + 1));
+    text[size] = 0;
+    return text;
+}
+
+/* Elements of one byte or of two; the length is the count in either case. */
+void *sized_block()
+{
+    host.list.clear();
+    const uint8_t choice = nasty_host_u8();
+    if (choice == 0) {
+        return nullptr;
+    }
+    const uint32_t element = 1U + choice % 2;
+    const uint32_t count = real_size();
+    uint32_t *header = static_cast<uint32_t *>(heap_block(2 * sizeof *header + count * element));
+    header[0] = element;
+    header[1] = count;
+    const uint8_t *bytes = reinterpret_cast<uint8_t *>(header + 2);
+    host.list.assign(bytes, bytes + count);
+    return header + 2;
+}
+
+/* So many elements are never sent, whatever there is. */
+bool fits_no_reply(uint32_t count, uint32_t element)
+{
+    return uint64_t{count} * element > INT32_MAX - 72;
+}
+
+/* An array and its count: both right, nothing with any count, or something with a count that no
+ * reply can hold. */
+void *array(uint32_t *count, uint32_t element)
+{
+    const uint8_t choice = nasty_host_u8();
+    const uint32_t wild = number();
+    if (choice % 4 == 0) {
+        *count = wild;
+        return nullptr;
+    }
+    *count = fits_no_reply(wild, element) ? wild : real_size() / element;
+    return heap_block(fits_no_reply(wild, element) ? choice : size_t{*count} * element);
+}
+
+uint32_t *integers(uint32_t *count)
+{
+    return static_cast<uint32_t *>(array(count, 4));
+}
+
+uint32_t *integers_for(uint32_t *count, const char *text)
+{
+    seen = seen + strlen(text);
+    return integers(count);
+}
+
+void *cells(uint32_t *count)
+{
+    return array(count, 256);
+}
+
+void *cells_for(const char *text, uint32_t *count)
+{
+    seen = seen + strlen(text);
+    return cells(count);
+}
+
+/* Null is sent as zeros, so a null of gigabytes would be. */
+void *order(uint16_t *count, uint32_t *size)
+{
+    *count = static_cast<uint16_t>(number());
+    void *data = array(size, 1);
+    if (data == nullptr && !fits_no_reply(*size, 1)) {
+        *size %= MOST_BYTES;
+    }
+    return data;
+}
+
+/* An image, perhaps of no bytes, or one that is too long with its length in front of it. */
+void *screen(int16_t, uint16_t, uint32_t *size)
+{
+    static uint8_t nothing = 0;
+    const uint8_t choice = nasty_host_u8();
+    host.image.assign(real_size(), choice);
+    *size = choice == 1 ? 0xFFFFFFFD : static_cast<uint32_t>(host.image.size());
+    if (choice == 0) {
+        return nullptr;
+    }
+    return host.image.empty() ? &nothing : host.image.data();
+}
+
+/* ---- The table */
+
+template <typename Result> Result result()
+{
+    if constexpr (std::is_same_v<Result, char *>) {
+        return heap_text();
+    } else if constexpr (std::is_same_v<Result, void *>) {
+        return sized_block();
+    } else {
+        return static_cast<Result>(number());
+    }
+}
+
+template <auto Member, size_t Lent> struct Nasty;
+
+template <typename Result, typename... Arguments, Result (*TvMethodTable::*Member)(Arguments...),
+          size_t Lent>
+struct Nasty<Member, Lent> {
+    static Result call(Arguments... arguments)
+    {
+        Call call = {Lent};
+        (take(call, arguments), ...);
+        return result<Result>();
+    }
+};
+
+template <auto Member, size_t Lent = 0> void put(TvMethodTable &table)
+{
+    table.*Member = Nasty<Member, Lent>::call;
+}
+
+void put_setters(TvMethodTable &table)
+{
+    put<&TvMethodTable::set_tv_code0115>(table);
+    put<&TvMethodTable::set_tv_code3001>(table);
+    put<&TvMethodTable::set_tv_code0116>(table);
+    put<&TvMethodTable::set_tv_code0117>(table);
+    put<&TvMethodTable::set_tv_mute>(table);
+    put<&TvMethodTable::set_tv_action2>(table);
+    put<&TvMethodTable::set_tv_action1>(table);
+    put<&TvMethodTable::set_tv_bind>(table);
+    put<&TvMethodTable::set_tv_searchchannel>(table);
+    put<&TvMethodTable::set_tv_showphone>(table);
+    put<&TvMethodTable::set_tv_voddetails>(table);
+    put<&TvMethodTable::set_tv_loginfromtv>(table);
+    put<&TvMethodTable::set_tv_mode>(table);
+    put<&TvMethodTable::set_tv_volume>(table);
+    put<&TvMethodTable::set_tv_powermode>(table);
+    put<&TvMethodTable::set_tv_key>(table);
+    put<&TvMethodTable::set_tv_touch>(table);
+    put<&TvMethodTable::set_tv_channel>(table);
+    put<&TvMethodTable::set_tv_mouse>(table);
+    put<&TvMethodTable::set_tv_textpair>(table);
+    put<&TvMethodTable::set_tv_order>(table);
+    put<&TvMethodTable::set_tv_int3>(table);
+    put<&TvMethodTable::set_tv_name>(table);
+    put<&TvMethodTable::set_tv_install_apklist>(table);
+    put<&TvMethodTable::set_tv_current_position>(table);
+    put<&TvMethodTable::set_tv_nick_name>(table);
+    put<&TvMethodTable::set_tv_setting_mtnadata, 2560>(table);
+    put<&TvMethodTable::set_tv_vod_vt_int>(table);
+    put<&TvMethodTable::set_tv_vod_vt_str>(table);
+    put<&TvMethodTable::set_tv_vod_vt_long>(table);
+    put<&TvMethodTable::set_tv_show_phone_connect>(table);
+    put<&TvMethodTable::set_tv_shut_down>(table);
+    put<&TvMethodTable::set_tv_vod>(table);
+    put<&TvMethodTable::set_tv_wifiinfo>(table);
+    put<&TvMethodTable::set_play_addr>(table);
+    put<&TvMethodTable::set_play_addr2>(table);
+    put<&TvMethodTable::set_play_volume>(table);
+    put<&TvMethodTable::set_play_start>(table);
+    put<&TvMethodTable::set_play_pause>(table);
+    put<&TvMethodTable::set_play_stop>(table);
+    put<&TvMethodTable::set_play_seek>(table);
+    put<&TvMethodTable::set_play_operation>(table);
+}
+
+void put_getters(TvMethodTable &table)
+{
+    put<&TvMethodTable::get_tv_epg>(table);
+    put<&TvMethodTable::get_tv_epgweek>(table);
+    put<&TvMethodTable::get_tv_code0105>(table);
+    put<&TvMethodTable::get_tv_vodplayer>(table);
+    put<&TvMethodTable::get_tv_text, 256>(table);
+    put<&TvMethodTable::get_tv_code010e>(table);
+    put<&TvMethodTable::get_tv_code0001>(table);
+    put<&TvMethodTable::get_tv_code2005>(table);
+    put<&TvMethodTable::get_tv_vodstr>(table);
+    put<&TvMethodTable::get_tv_vodstr2>(table);
+    put<&TvMethodTable::get_tv_vodstatus, 280>(table);
+    put<&TvMethodTable::get_tv_vodstatus2, 280>(table);
+    put<&TvMethodTable::get_tv_simpleepg>(table);
+    put<&TvMethodTable::get_tv_channelcode>(table);
+    put<&TvMethodTable::get_tv_channelcode2>(table);
+    put<&TvMethodTable::get_tv_channelcode3>(table);
+    put<&TvMethodTable::get_tv_searchsimpleepg>(table);
+    put<&TvMethodTable::get_tv_metadata, 65535>(table);
+    put<&TvMethodTable::get_tv_installapklist, 65535>(table);
+    put<&TvMethodTable::get_tv_currentposition, 65535>(table);
+    put<&TvMethodTable::get_startplayer>(table);
+    put<&TvMethodTable::tv_sendvoice>(table);
+    put<&TvMethodTable::get_tv_vodplayer_v2>(table);
+    put<&TvMethodTable::get_europe_version, 32>(table);
+    put<&TvMethodTable::get_device_info, 256>(table);
+    put<&TvMethodTable::get_tv_code400b, 2560>(table);
+    put<&TvMethodTable::get_tv_code400c, 2560>(table);
+    put<&TvMethodTable::get_tv_code400d, 2560>(table);
+    put<&TvMethodTable::get_tv_code400a>(table);
+    put<&TvMethodTable::get_tv_code4015, 2560>(table);
+    put<&TvMethodTable::get_play_status>(table);
+    put<&TvMethodTable::get_play_position>(table);
+    put<&TvMethodTable::get_play_duration>(table);
+}
+
+TvMethodTable full_table()
+{
+    TvMethodTable table = {};
+    put_setters(table);
+    put_getters(table);
+    table.get_tv_vodintarray = integers;
+    table.get_tv_vodintarray2 = integers_for;
+    table.get_tv_vodarraystring = cells;
+    table.get_tv_vodarraystring2 = cells_for;
+    table.get_tv_order = order;
+    table.get_screen_shot2 = screen;
+    return table;
+}
+
+using AnySlot = void (*)();
+
+} // namespace
+
+void nasty_host_register(const FuzzInput &answers, size_t left_out)
+{
+    static const TvMethodTable full = full_table();
+    host.answers = answers;
+    host.table = full;
+    if (left_out < sizeof full / sizeof(AnySlot)) {
+        memset(reinterpret_cast<char *>(&host.table) + left_out * sizeof(AnySlot), 0,
+               sizeof(AnySlot));
+    }
+    register_tv_method(&host.table);
+}
+
+void nasty_host_withdraw()
+{
+    register_tv_method(nullptr);
+    host = {};
+}
+
+uint8_t nasty_host_u8()
+{
+    return fuzz_u8(&host.answers);
+}
+
+int nasty_host_rpc(char *answer, const char *request)
+{
+    seen = seen + strlen(request);
+    write_buffer(answer, IPP_RPC_ANSWER_SIZE);
+    return static_cast<int>(number());
+}
+
+const std::vector<uint8_t> &nasty_host_list()
+{
+    return host.list;
+}
+
+const std::vector<uint8_t> &nasty_host_image()
+{
+    return host.image;
+}
