@@ -234,7 +234,7 @@ template <typename Result, typename... Arguments, Result (*TvMethodTable::*Membe
 struct Nasty<Member, Lent> {
     static Result call(Arguments... arguments)
     {
-        Call call = {Lent};
+        [[maybe_unused]] Call call = {Lent};
         (take(call, arguments), ...);
         return result<Result>();
     }
