@@ -1,0 +1,93 @@
+#include "report_url.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+
+#include "numbers.h"
+#include "printable.h"
+
+namespace sim
+{
+
+namespace
+{
+
+constexpr std::string_view scheme = "http://";
+
+/* The client keeps 300 bytes for the request's first line and the zero behind it. */
+constexpr size_t request_line_size = 300;
+constexpr size_t most_path_bytes = request_line_size - sizeof "POST  HTTP/1.0\r\n";
+
+bool is_address(const std::string &text)
+{
+    in_addr address;
+    return text.find('\0') == std::string::npos && inet_pton(AF_INET, text.c_str(), &address) == 1;
+}
+
+/* Blanks, control characters and what is not ASCII would have to be escaped, and break the request
+ * when they are not. */
+bool stands_for_itself(char character)
+{
+    return character > ' ' && character <= '~';
+}
+
+std::string mistake_in_path(const std::string &path)
+{
+    if (path.size() > most_path_bytes) {
+        return "the path has more than " + std::to_string(most_path_bytes) + " bytes";
+    }
+    if (!std::all_of(path.begin(), path.end(), stands_for_itself)) {
+        return "the path " + quoted(path) + " has characters that must be escaped, as %20";
+    }
+    return path.find('#') == std::string::npos ? "" : "a server is not told what follows #";
+}
+
+/* ADDRESS[:PORT] */
+std::string read_authority(const std::string &text, ReportUrl &url)
+{
+    if (text.find('@') != std::string::npos) {
+        return "names and passwords of users are not sent";
+    }
+    const size_t bracket = text.find(']'); /* the colons of an IPv6 address stand before it */
+    const size_t colon = text.find(':', bracket == std::string::npos ? 0 : bracket);
+    url.address = text.substr(0, colon);
+    if (!is_address(url.address)) {
+        return "an IPv4 address is needed, such as 127.0.0.1, not " + quoted(url.address);
+    }
+    if (colon == std::string::npos) {
+        return "";
+    }
+    const std::optional<uint32_t> port = decimal(text.substr(colon + 1), 65535);
+    if (!port || *port == 0) {
+        return "the port is a number from 1 to 65535, not " + quoted(text.substr(colon + 1));
+    }
+    url.port = static_cast<uint16_t>(*port);
+    return "";
+}
+
+} // namespace
+
+std::string read_report_url(const std::string &text, ReportUrl &url)
+{
+    if (text.compare(0, scheme.size(), scheme) != 0) {
+        return "it must begin with http://";
+    }
+    const size_t slash = std::min(text.find('/', scheme.size()), text.size());
+    ReportUrl read;
+    std::string mistake = read_authority(text.substr(scheme.size(), slash - scheme.size()), read);
+    if (slash < text.size()) {
+        read.path = text.substr(slash);
+    }
+    if (mistake.empty()) {
+        mistake = mistake_in_path(read.path);
+    }
+    if (mistake.empty()) {
+        url = read;
+    }
+    return mistake;
+}
+
+} // namespace sim
