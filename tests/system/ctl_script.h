@@ -10,7 +10,6 @@
 
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 
 /* A request that is expected and the reply that it gets, both without the rest of their frames: the
  * frame's type and the payload, as for bytes() in support/wire.h. */
@@ -35,14 +34,6 @@ inline std::string receive_body(int descriptor)
     const size_t size = head[3] + head[4] * size_t{256} + head[5] * size_t{65536};
     const Bytes rest = receive_bytes(descriptor, size - 7);
     return rest.size() < size - 7 ? "" : hex({rest.begin() + 43, rest.end() - 21});
-}
-
-/* Accepts the connection of a program that may end without one. */
-inline Descriptor accept_soon(int listener)
-{
-    const timeval patience = {30, 0};
-    setsockopt(listener, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    return Descriptor(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
 }
 
 /* Runs tvlink-ctl against the script, to its end. */

@@ -7,6 +7,9 @@
 
 #include <memory>
 
+#include <sys/socket.h>
+#include <sys/time.h>
+
 using Words = std::vector<std::string>;
 
 /* Starts a simulated television and waits until it serves. Null, and a failure, if it does not. */
@@ -19,6 +22,14 @@ inline std::unique_ptr<Program> start_sim(const Words &arguments = {})
     });
     EXPECT_TRUE(started) << sim->out() << sim->err();
     return started ? std::move(sim) : nullptr;
+}
+
+/* Accepts the connection of a program that may end without one. */
+inline Descriptor accept_soon(int listener)
+{
+    const timeval patience = {30, 0};
+    setsockopt(listener, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    return Descriptor(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
 }
 
 /* Runs tvlink-ctl to its end. */

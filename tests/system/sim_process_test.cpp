@@ -149,8 +149,8 @@ TEST(SimProcess, TellsItsVersionAndItsOptions)
     EXPECT_EQ(help.status, 0);
     for (const char *part :
          {"--name", "--serial", "--device-type", "--channels", "--guide FILE",
-          "--guide-starts-today", "--font", "--json", "0x700B  player", "0x7013  nickname",
-          "3  a channel list or a guide cannot be read, or is wrong"}) {
+          "--guide-starts-today", "--font", "--json", "--report-url URL", "0x700B  player",
+          "0x7013  nickname", "3  a channel list or a guide cannot be read, or is wrong"}) {
         EXPECT_NE(help.out.find(part), std::string::npos) << part;
     }
 }

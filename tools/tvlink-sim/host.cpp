@@ -6,6 +6,8 @@
 #include <cstring>
 
 #include "narrate.h"
+#include "state_report.h"
+#include "told_state.h"
 #include "tvlink.h"
 #include "utf8.h"
 
@@ -54,8 +56,14 @@ void tell(const char *slot, const nlohmann::json &arguments, const std::string &
 void report(const Event &event)
 {
     narrate_event(event);
+    note_state_change();
     ipp_report_dev_event(event.code, event.value, event.text.c_str(), event.data.data(),
                          static_cast<uint32_t>(event.data.size()));
+}
+
+nlohmann::json present_state()
+{
+    return look([](const Television &tv) { return told_state(tv, time_now(), seconds_now()); });
 }
 
 uint32_t seconds_now()

@@ -40,8 +40,11 @@ int perform(const char *slot, const nlohmann::json &arguments,
 void tell(const char *slot, const nlohmann::json &arguments, const std::string &words,
           const nlohmann::json &result);
 
-/* Prints the event and sends it to every phone. */
+/* Prints the event, has the new state reported and sends the event to every phone. */
 void report(const Event &event);
+
+/* The state that phones are told in JSON, as it is now. */
+nlohmann::json present_state();
 
 /* Seconds of a clock that does not go back. */
 uint32_t seconds_now();

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "events.h"
+#include "report_url.h"
 #include "service.h"
 #include "tvlink.h"
 
@@ -40,6 +41,12 @@ std::string check_length(const std::string &text)
                : "longer than " + std::to_string(IPP_TEXT_LIMIT) + " bytes";
 }
 
+std::string check_report_url(const std::string &text)
+{
+    sim::ReportUrl url;
+    return sim::read_report_url(text, url);
+}
+
 void define_options(CLI::App &app, sim::Options &options)
 {
     app.add_option("--name", options.name, "Name that phones show")
@@ -69,6 +76,11 @@ void define_options(CLI::App &app, sim::Options &options)
                    "Report a demo event regularly, 0.1 to 86400 seconds apart")
         ->option_text("SECONDS")
         ->check(CLI::Range(0.1, 86400.0));
+    app.add_option("--report-url", options.report_url,
+                   "Post the state as JSON to this web server, now and whenever it changes; "
+                   "http://ADDRESS:PORT/PATH with an IPv4 address")
+        ->option_text("URL")
+        ->check(check_report_url);
     app.set_version_flag("--version", std::string("tvlink-sim ") + ipp_version(),
                          "Print the version and exit");
     app.footer(event_table());

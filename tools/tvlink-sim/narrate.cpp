@@ -133,4 +133,17 @@ void narrate_failure(const std::string &reason)
     }
 }
 
+void narrate_report(const std::string &url, const std::string &failure)
+{
+    print_line(stderr, "tvlink-sim: report to " + url +
+                           (failure.empty() ? " works again" : " failed: " + failure));
+    if (as_json) {
+        nlohmann::json reason = nullptr;
+        if (!failure.empty()) {
+            reason = failure;
+        }
+        print_object({{"type", "report"}, {"url", url}, {"failure", reason}});
+    }
+}
+
 } // namespace sim

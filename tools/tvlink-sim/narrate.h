@@ -40,6 +40,10 @@ void narrate_stop(const std::string &state);
 /* On standard error, and as an object among the others. */
 void narrate_failure(const std::string &reason);
 
+/* On standard error, and as an object among the others: posts of the state fail for this reason,
+ * or, when it is empty, work again. */
+void narrate_report(const std::string &url, const std::string &failure);
+
 /* JSON in one line; what is not UTF-8 is replaced. */
 std::string one_line(const nlohmann::json &value);
 

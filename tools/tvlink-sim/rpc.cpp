@@ -20,8 +20,7 @@ std::string error_reply(const std::string &reason)
 
 std::string state_reply(const std::string &)
 {
-    return one_line(
-        look([](const Television &tv) { return told_state(tv, time_now(), seconds_now()); }));
+    return one_line(present_state());
 }
 
 /* "NAME VALUE" keeps a value; nothing asks for all. */

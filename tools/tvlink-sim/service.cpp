@@ -17,6 +17,7 @@
 #include "host.h"
 #include "narrate.h"
 #include "slots.h"
+#include "state_report.h"
 #include "tvlink.h"
 
 namespace sim
@@ -188,6 +189,16 @@ void wait_for_stop(const sigset_t &signals, double event_every)
     }
 }
 
+/* A post of the state to a server that answers at once takes a second; others are not waited for.
+ */
+void stop(const std::string &report_url)
+{
+    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(1500);
+    end_state_report();
+    ipp_finish();
+    finish_state_report(report_url, deadline);
+}
+
 Introduction introduction(const Options &options, const Lineup &lineup)
 {
     return {options.name,    options.serial,         options.device_type,
@@ -206,8 +217,9 @@ int run_lineup(const Options &options, const Lineup &lineup, const sigset_t &sig
         return status_no_service;
     }
     narrate_start(introduction(options, lineup));
+    start_state_report(options.report_url);
     wait_for_stop(signals, options.event_every);
-    ipp_finish();
+    stop(options.report_url);
     narrate_stop(look(summary));
     return 0;
 }

@@ -19,6 +19,7 @@ struct Options {
     double event_every = 0; /* seconds; 0: no demo events */
     LineupFiles files;
     std::string font;
+    std::string report_url; /* empty: the state is not reported */
 };
 
 constexpr int status_no_service = 1;

@@ -133,10 +133,8 @@ int get_tv_code400d(char *buffer, const char *text)
 
 int get_tv_code4015(char *buffer, const char *text)
 {
-    const nlohmann::json state =
-        look([](const Television &tv) { return told_state(tv, time_now(), seconds_now()); });
     return answer_query("get_tv_code4015", buffer, text,
-                        "state " + quoted(text) + "? " + look(summary), fitting(state));
+                        "state " + quoted(text) + "? " + look(summary), fitting(present_state()));
 }
 
 /* How many settings' names begin with the text. */
