@@ -307,7 +307,8 @@ typedef struct CpSearch {
     const char *host;        /* null: search by multicast; else ask, and list, this host alone */
     bool hear_announcements; /* also take what televisions announce by themselves */
     uint32_t timeout_ms;     /* how long to collect answers; televisions take up to 350 ms */
-    size_t enough;           /* stop early when this many are found; 0: use the whole time */
+    size_t enough;           /* stop early when this many are found; 0: do not */
+    uint32_t linger_ms;      /* stop early this long after the latest find; 0: do not */
 } CpSearch;
 
 /* Searches once a second and fills `list` with at most `capacity` different televisions in order of
@@ -316,6 +317,25 @@ typedef struct CpSearch {
  * CP_SYSTEM also when no search could be sent at all. Blocks up to the time-out (the resolution of
  * a host's name comes on top). */
 CpStatus cp_discover(const CpSearch *search, CpTelevision *list, size_t capacity, size_t *found);
+
+/* Hears what televisions announce by themselves, one announcement after the other. */
+typedef struct CpListener CpListener;
+
+/* Begins to listen, on CP_ANSWER_PORT and every network that this machine is on. `host` is the only
+ * one to be heard; null: all. On CP_OK `*listener` is freed with cp_stop_listening; else it is
+ * null. CP_NOT_FOUND when there is no such host; CP_SYSTEM, with EADDRINUSE when another program
+ * does not leave the port within the time-out. */
+CpStatus cp_listen(CpListener **listener, const char *host, uint32_t timeout_ms);
+void cp_stop_listening(CpListener *listener); /* null is allowed */
+
+/* The socket, to wait on together with other descriptors. It stays the listener's own. */
+int cp_listener_descriptor(const CpListener *listener);
+
+/* Takes the next announcement. A television announces itself several times, and is not told apart
+ * from one that was heard before. With a time-out of 0 it does not wait. CP_TIMED_OUT when there
+ * is none. Call it once a second or more often: it also looks for networks that came up meanwhile.
+ */
+CpStatus cp_hear(CpListener *listener, CpTelevision *television, uint32_t timeout_ms);
 
 /* ---- Connections --------------------------------------------------------------------------- */
 

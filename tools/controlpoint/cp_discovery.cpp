@@ -1,18 +1,17 @@
 #include "cp_address.h"
+#include "cp_answer_port.h"
 #include "cp_clock.h"
 #include "cp_cursor.h"
 #include "cp_interfaces.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
-#include <cerrno>
 #include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 /* A search can get lost, so it is repeated; a television that answers twice is listed once. */
-enum { SEARCH_PERIOD_MS = 1000, PORT_RETRY_MS = 20 };
+enum { SEARCH_PERIOD_MS = 1000 };
 
 static const uint8_t search_packet[CP_SEARCH_SIZE] = {0xA5, 0xA5, 8, 0, 'A', 'I', 'I', 'P'};
 
@@ -55,7 +54,8 @@ struct Hunt {
     int descriptor;
     sockaddr_in host; /* the only host that counts, when the search names one */
     CpInterfaces interfaces;
-    int64_t deadline;
+    int64_t last;     /* when the whole time is over */
+    int64_t deadline; /* not later; earlier when the search need not go on for so long */
     int64_t next_search;
     bool sent; /* at least one search is out */
     CpTelevision *list;
@@ -80,37 +80,21 @@ static void add_once(Hunt *hunt, const CpTelevision *television)
     if (hunt->count < hunt->capacity) {
         hunt->list[hunt->count++] = *television;
     }
+    if (hunt->search->linger_ms != 0) {
+        hunt->deadline = std::min(hunt->last, cp_deadline(hunt->search->linger_ms));
+    }
 }
 
-/* Takes one datagram. Whatever is no answer is ignored: the port is open to everybody. */
+/* Whatever is no answer is ignored: the port is open to everybody. */
 static void take_answer(Hunt *hunt)
 {
-    uint8_t packet[256];
-    sockaddr_in from = {};
-    socklen_t from_size = sizeof from;
-    const ssize_t got = recvfrom(hunt->descriptor, packet, sizeof packet, 0,
-                                 reinterpret_cast<sockaddr *>(&from), &from_size);
     CpTelevision television = {};
-    if (got <= 0 || cp_decode_answer({packet, static_cast<size_t>(got)}, &television) != CP_OK) {
+    if (cp_take_answer(hunt->descriptor, &television) != CP_OK) {
         return;
     }
-    television.source = from.sin_addr.s_addr;
     if (hunt->search->host == nullptr || television.source == hunt->host.sin_addr.s_addr) {
         add_once(hunt, &television);
     }
-}
-
-/* One program at a time can have the port; waits for its turn. */
-static CpStatus bind_until(int descriptor, int64_t deadline)
-{
-    const sockaddr_in any = cp_socket_address(htonl(INADDR_ANY), CP_ANSWER_PORT);
-    while (bind(descriptor, reinterpret_cast<const sockaddr *>(&any), sizeof any) != 0) {
-        if (errno != EADDRINUSE || cp_time_left(deadline) == 0) {
-            return CP_SYSTEM;
-        }
-        poll(nullptr, 0, PORT_RETRY_MS);
-    }
-    return CP_OK;
 }
 
 static bool send_to(int descriptor, const sockaddr_in *to)
@@ -175,29 +159,17 @@ static CpStatus collect(Hunt *hunt)
     return hunt->count > 0 ? CP_OK : CP_NOT_FOUND;
 }
 
-static CpStatus prepare(Hunt *hunt)
+static CpStatus open_ear(Hunt *hunt)
 {
-    const int descriptor = hunt->descriptor;
-    if (descriptor < 0) {
+    hunt->descriptor = cp_answer_socket();
+    if (hunt->descriptor < 0) {
         return CP_SYSTEM;
     }
-    /* Groups that other programs have joined are no business of this one. */
-    const int off = 0;
-    setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_ALL, &off, sizeof off);
     cp_list_interfaces(&hunt->interfaces);
     if (hunt->search->hear_announcements) {
-        cp_join_group(descriptor, &hunt->interfaces, inet_addr(CP_ANNOUNCEMENT_GROUP));
+        cp_join_group(hunt->descriptor, &hunt->interfaces, inet_addr(CP_ANNOUNCEMENT_GROUP));
     }
-    return bind_until(descriptor, hunt->deadline);
-}
-
-static void close_keeping_errno(int descriptor)
-{
-    const int error = errno;
-    if (descriptor >= 0) {
-        close(descriptor);
-    }
-    errno = error;
+    return cp_bind_answer_port(hunt->descriptor, hunt->deadline);
 }
 
 CpStatus cp_discover(const CpSearch *search, CpTelevision *list, size_t capacity, size_t *found)
@@ -217,14 +189,14 @@ CpStatus cp_discover(const CpSearch *search, CpTelevision *list, size_t capacity
     if (status != CP_OK) {
         return status;
     }
-    hunt.deadline = cp_deadline(search->timeout_ms);
+    hunt.last = cp_deadline(search->timeout_ms);
+    hunt.deadline = hunt.last;
     hunt.next_search = cp_now();
-    hunt.descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    status = prepare(&hunt);
+    status = open_ear(&hunt);
     if (status == CP_OK) {
         status = collect(&hunt);
     }
-    close_keeping_errno(hunt.descriptor);
+    cp_close_keeping_errno(hunt.descriptor);
     *found = hunt.count;
     return status;
 }

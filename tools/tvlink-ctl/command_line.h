@@ -14,8 +14,9 @@ namespace ctl
 struct CommandLine {
     Settings settings;
     std::function<void()> action;
+    ExitStatus status = STATUS_DONE; /* of an action that ends well but finds something wrong */
     std::string first, second, third;
-    bool flag = false;
+    bool flag = false, second_flag = false;
     FilmOptions film;
     GuideOptions guide;
     ChannelOptions channels;
@@ -32,6 +33,7 @@ CLI::App *add_command(CLI::App &app, CommandLine &line, const char *name, const 
 CLI::App *add_group(CLI::App &app, const char *name, const char *help);
 
 /* The families of commands. */
+void add_finding_commands(CLI::App &app, CommandLine &line);
 void add_show_commands(CLI::App &app, CommandLine &line);
 void add_set_commands(CLI::App &app, CommandLine &line);
 void add_text_commands(CLI::App &app, CommandLine &line);

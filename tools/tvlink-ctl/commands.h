@@ -2,6 +2,7 @@
 #ifndef TVLINK_CTL_COMMANDS_H
 #define TVLINK_CTL_COMMANDS_H
 
+#include "failure.h"
 #include "settings.h"
 
 #include <string>
@@ -11,6 +12,10 @@ namespace ctl
 {
 
 void discover(const Settings &settings, bool hear_announcements);
+void listen_for_televisions(const Settings &settings);
+
+/* Tells the verdict, too, and returns its status. The command is named doctor. */
+ExitStatus examine_network(const Settings &settings);
 
 void show_info(const Settings &settings);
 void show_name(const Settings &settings);

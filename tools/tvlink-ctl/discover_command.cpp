@@ -1,6 +1,15 @@
 #include "commands.h"
 #include "output.h"
 #include "session.h"
+#include "stop_signals.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <poll.h>
 
 namespace ctl
 {
@@ -9,23 +18,105 @@ namespace
 
 constexpr size_t most_televisions = 256;
 
-void print_television(const Settings &settings, const CpTelevision &television)
+std::string in_words(const CpTelevision &television)
 {
-    const std::string address = address_text(cp_television_address(&television));
-    const std::string source = address_text(television.source);
-    std::string line = "television at " + address + ":" + std::to_string(television.port) +
-                       ", device type " + std::to_string(television.device_type);
+    std::string line = "television at " + address_text(cp_television_address(&television)) + ":" +
+                       std::to_string(television.port) + ", device type " +
+                       std::to_string(television.device_type);
     if (television.address == 0) {
         line += ", which does not know its address";
     } else if (television.address != television.source) {
-        line += ", answer came from " + source;
+        line += ", answer came from " + address_text(television.source);
     }
-    print_line(settings, line,
-               {{"address", address},
-                {"port", int64_t{television.port}},
-                {"device_type", int64_t{television.device_type}},
-                {"told_address", address_text(television.address)},
-                {"source", source}});
+    return line;
+}
+
+Facts facts_of(const CpTelevision &television)
+{
+    return {{"address", address_text(cp_television_address(&television))},
+            {"port", int64_t{television.port}},
+            {"device_type", int64_t{television.device_type}},
+            {"told_address", address_text(television.address)},
+            {"source", address_text(television.source)}};
+}
+
+using Clock = std::chrono::steady_clock;
+
+/* Announcements as they arrive. */
+struct Ear {
+    const Settings &settings;
+    CpListener *listener;
+    Clock::time_point begin;
+    size_t heard;
+};
+
+double seconds_since(Clock::time_point begin)
+{
+    return std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+void print_announcement(const Ear &ear, const CpTelevision &television)
+{
+    const double elapsed = seconds_since(ear.begin);
+    char time[32];
+    snprintf(time, sizeof time, "%8.3f s  ", elapsed);
+    Facts facts = {{"elapsed", elapsed}};
+    for (const auto &fact : facts_of(television)) {
+        facts.push_back(fact);
+    }
+    print_line(ear.settings, time + in_words(television), facts);
+}
+
+void take_announcements(Ear &ear)
+{
+    CpTelevision television = {};
+    while (cp_hear(ear.listener, &television, 0) == CP_OK) {
+        print_announcement(ear, television);
+        ear.heard++;
+    }
+}
+
+/* Milliseconds for which poll may wait: networks that come up are looked for once a second. */
+int patience(const Ear &ear)
+{
+    const double second = 1000;
+    if (!ear.settings.timeout_given) {
+        return static_cast<int>(second);
+    }
+    const double left = std::ceil((ear.settings.timeout - seconds_since(ear.begin)) * second);
+    return static_cast<int>(std::clamp(left, 0.0, second));
+}
+
+/* Until the time is over or somebody interrupts it. */
+void hear(Ear &ear, const StopSignals &stop)
+{
+    pollfd watched[] = {{stop.descriptor, POLLIN, 0},
+                        {cp_listener_descriptor(ear.listener), POLLIN, 0}};
+    int wait = 0;
+    do {
+        take_announcements(ear);
+        wait = patience(ear);
+        if (poll(watched, 2, wait) < 0 && errno != EINTR) {
+            throw Failure(STATUS_OTHER, "poll: " + system_text(errno), "");
+        }
+    } while (wait > 0 && watched[0].revents == 0);
+    take_announcements(ear);
+}
+
+[[noreturn]] void listening_failed(const Settings &settings, CpStatus status)
+{
+    if (status == CP_NOT_FOUND) {
+        throw Failure(STATUS_NOT_FOUND, settings.host + " is unknown", "");
+    }
+    search_failed(settings, status);
+}
+
+[[noreturn]] void nothing_heard(const Settings &settings)
+{
+    const std::string who = settings.host.empty() ? "no television" : "nothing at " + settings.host;
+    throw Failure(STATUS_NOT_FOUND, who + " announced itself",
+                  "a television does so only in the first minute after its start; \"tvlink-ctl "
+                  "discover\" asks those that have been running for longer");
 }
 
 } // namespace
@@ -33,7 +124,7 @@ void print_television(const Settings &settings, const CpTelevision &television)
 void discover(const Settings &settings, bool hear_announcements)
 {
     const char *host = settings.host.empty() ? nullptr : settings.host.c_str();
-    const CpSearch search = {host, hear_announcements, to_milliseconds(settings.timeout), 0};
+    const CpSearch search = {host, hear_announcements, to_milliseconds(settings.timeout), 0, 0};
     std::vector<CpTelevision> list(most_televisions);
     size_t found = 0;
     const CpStatus status = cp_discover(&search, list.data(), list.size(), &found);
@@ -41,7 +132,26 @@ void discover(const Settings &settings, bool hear_announcements)
         search_failed(settings, status);
     }
     for (size_t i = 0; i < found; i++) {
-        print_television(settings, list[i]);
+        print_line(settings, in_words(list[i]), facts_of(list[i]));
+    }
+}
+
+void listen_for_televisions(const Settings &settings)
+{
+    const StopSignals stop;
+    const char *host = settings.host.empty() ? nullptr : settings.host.c_str();
+    CpListener *listener = nullptr;
+    const CpStatus status = cp_listen(&listener, host, to_milliseconds(settings.timeout));
+    if (status != CP_OK) {
+        listening_failed(settings, status);
+    }
+    const std::unique_ptr<CpListener, void (*)(CpListener *)> owner(listener, cp_stop_listening);
+    Ear ear = {settings, listener, Clock::now(), 0};
+    fprintf(stderr, "tvlink-ctl: listening for announcements%s\n",
+            settings.timeout_given ? "" : "; Ctrl-C ends it");
+    hear(ear, stop);
+    if (ear.heard == 0) {
+        nothing_heard(settings);
     }
 }
 

@@ -33,14 +33,30 @@ CLI::App *add_group(CLI::App &app, const char *name, const char *help)
     return group;
 }
 
-void add_show_commands(CLI::App &app, CommandLine &line)
+void add_finding_commands(CLI::App &app, CommandLine &line)
 {
     const Settings &settings = line.settings;
     CLI::App *discover =
-        add_command(app, line, "discover", "List the televisions that answer a search",
-                    [&] { ctl::discover(settings, line.flag); });
-    discover->add_flag("--announcements", line.flag,
-                       "Also list those that announce themselves meanwhile");
+        add_command(app, line, "discover", "List the televisions that answer a search", [&] {
+            if (line.second_flag) {
+                listen_for_televisions(settings);
+            } else {
+                ctl::discover(settings, line.flag);
+            }
+        });
+    CLI::Option *both = discover->add_flag("--announcements", line.flag,
+                                           "Also list those that announce themselves meanwhile");
+    discover
+        ->add_flag("--listen", line.second_flag,
+                   "Do not search; show announcements as they arrive, until --timeout or Ctrl-C")
+        ->excludes(both);
+    add_command(app, line, "doctor", "Find out why a television cannot be found",
+                [&] { line.status = examine_network(settings); });
+}
+
+void add_show_commands(CLI::App &app, CommandLine &line)
+{
+    const Settings &settings = line.settings;
     add_command(app, line, "info", "Show the device information", [&] { show_info(settings); });
     add_command(app, line, "name", "Show the television's name", [&] { show_name(settings); });
     add_command(app, line, "order", "Show the order of the channels",

@@ -21,7 +21,7 @@ Place find_place(const Settings &settings)
         const uint16_t usual = CP_CONTROL_PORT;
         return {settings.host, settings.port != 0 ? settings.port : usual};
     }
-    const CpSearch search = {nullptr, false, to_milliseconds(settings.timeout), 1};
+    const CpSearch search = {nullptr, false, to_milliseconds(settings.timeout), 1, 0};
     CpTelevision first = {};
     size_t found = 0;
     const CpStatus status = cp_discover(&search, &first, 1, &found);
@@ -82,19 +82,20 @@ void search_failed(const Settings &settings, CpStatus status)
 {
     const int error = errno;
     if (status != CP_NOT_FOUND) {
-        throw Failure(STATUS_OTHER,
-                      "cannot search the network: " +
-                          (error == EADDRINUSE ? "UDP port 9988 is taken by another program"
-                                               : system_text(error)),
-                      "a command other than discover needs no search when --host names the "
-                      "television's address");
+        throw Failure(
+            STATUS_OTHER,
+            "cannot search the network: " + (error == EADDRINUSE
+                                                 ? "UDP port 9988 is taken by another program"
+                                                 : system_text(error)),
+            "\"tvlink-ctl doctor\" tells why; a command other than discover needs no search "
+            "when --host names the television's address");
     }
     const std::string place =
         settings.host.empty() ? "no television" : "nothing at " + settings.host;
     throw Failure(STATUS_NOT_FOUND,
                   place + " answered the search within " + seconds_text(settings.timeout),
                   "is a television running on this network? A longer --timeout or another --host "
-                  "may help");
+                  "may help; \"tvlink-ctl doctor\" looks for the reason");
 }
 
 Session::Session(const Settings &settings)

@@ -13,6 +13,7 @@ struct Settings {
     std::string host;   /* empty: the first television that answers a search */
     uint16_t port = 0;  /* 0: not given */
     double timeout = 3; /* seconds */
+    bool timeout_given = false;
     bool json = false;
 };
 

@@ -26,6 +26,7 @@ constexpr char footer[] =
     "\n"
     "Examples:\n"
     "  tvlink-ctl discover --timeout 1\n"
+    "  tvlink-ctl doctor\n"
     "  tvlink-ctl key ok\n"
     "  tvlink-ctl channel -3 --host 192.168.1.5\n"
     "  tvlink-ctl play http://192.168.1.9/film.mp4\n"
@@ -73,6 +74,7 @@ int run(int argc, char **argv)
     app.require_subcommand(0, 1);
     app.footer(command_footer); /* the commands take it over */
     add_options(app, line);
+    ctl::add_finding_commands(app, line);
     ctl::add_show_commands(app, line);
     ctl::add_set_commands(app, line);
     ctl::add_text_commands(app, line);
@@ -85,6 +87,7 @@ int run(int argc, char **argv)
     app.footer(footer);
     try {
         app.parse(argc, argv);
+        line.settings.timeout_given = app.get_option("--timeout")->count() > 0;
     } catch (const CLI::ParseError &error) {
         if (error.get_exit_code() == 0) {
             return app.exit(error); /* --help */
@@ -97,7 +100,7 @@ int run(int argc, char **argv)
         return ctl::STATUS_USAGE;
     }
     line.action();
-    return ctl::STATUS_DONE;
+    return line.status;
 }
 
 } // namespace

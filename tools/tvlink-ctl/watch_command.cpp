@@ -3,14 +3,12 @@
 #include "failure.h"
 #include "list_reader.h"
 #include "output.h"
+#include "stop_signals.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <poll.h>
-#include <sys/signalfd.h>
-#include <unistd.h>
 
 namespace ctl
 {
@@ -18,30 +16,6 @@ namespace
 {
 
 using Clock = std::chrono::steady_clock;
-
-/* SIGINT and SIGTERM as something to read, so that neither is ever missed between two calls. */
-struct StopSignals {
-    StopSignals()
-    {
-        sigset_t signals;
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGINT);
-        sigaddset(&signals, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-        descriptor = signalfd(-1, &signals, SFD_CLOEXEC);
-        if (descriptor < 0) {
-            throw Failure(STATUS_OTHER, "signalfd: " + system_text(errno), "");
-        }
-    }
-    ~StopSignals()
-    {
-        close(descriptor);
-    }
-    StopSignals(const StopSignals &) = delete;
-    StopSignals &operator=(const StopSignals &) = delete;
-
-    int descriptor;
-};
 
 struct Watch {
     const Settings &settings;

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <mutex>
 
 namespace
@@ -184,7 +185,7 @@ TEST(ControlPointAnswer, IsMetAtItsSourceWhenItTellsNoAddress)
 TEST(ControlPointDiscovery, AsksOneHostAndTellsWhereTheAnswerCameFrom)
 {
     AnsweringTelevision television({answer_bytes});
-    const Found found = discover({"127.0.0.1", false, patience_ms, 1});
+    const Found found = discover({"127.0.0.1", false, patience_ms, 1, 0});
     ASSERT_EQ(found.status, CP_OK);
     ASSERT_EQ(found.list.size(), 1U);
     EXPECT_EQ(found.list[0].address, inet_addr("192.168.1.5"));
@@ -200,7 +201,7 @@ TEST(ControlPointDiscovery, SearchesByMulticast)
     if (!television.joined) {
         GTEST_SKIP() << "no multicast here";
     }
-    const Found found = discover({nullptr, false, patience_ms, 1});
+    const Found found = discover({nullptr, false, patience_ms, 1, 0});
     EXPECT_EQ(found.status, CP_OK);
     EXPECT_EQ(found.list.size(), 1U);
     EXPECT_EQ(television.last_search(), search_bytes);
@@ -212,15 +213,15 @@ TEST(ControlPointDiscovery, HearsAnnouncementsOnlyWhenAsked)
     if (!television.joined) {
         GTEST_SKIP() << "no multicast here";
     }
-    EXPECT_EQ(discover({nullptr, true, patience_ms, 1}).status, CP_OK);
-    EXPECT_EQ(discover({nullptr, false, 100, 1}).status, CP_NOT_FOUND);
+    EXPECT_EQ(discover({nullptr, true, patience_ms, 1, 0}).status, CP_OK);
+    EXPECT_EQ(discover({nullptr, false, 100, 1, 0}).status, CP_NOT_FOUND);
 }
 
 TEST(ControlPointDiscovery, ListsEachTelevisionOnceInOrderOfArrival)
 {
     AnsweringTelevision television(
         {answer_of(7), answer_of(7), answer_of(3), answer_of(7), answer_of(3), answer_of(5)});
-    const Found found = discover({"127.0.0.1", false, patience_ms, 3});
+    const Found found = discover({"127.0.0.1", false, patience_ms, 3, 0});
     ASSERT_EQ(found.status, CP_OK);
     ASSERT_EQ(found.list.size(), 3U);
     EXPECT_EQ(found.list[0].address, inet_addr("192.168.1.7"));
@@ -228,12 +229,22 @@ TEST(ControlPointDiscovery, ListsEachTelevisionOnceInOrderOfArrival)
     EXPECT_EQ(found.list[2].address, inet_addr("192.168.1.5"));
 }
 
+TEST(ControlPointDiscovery, LingersForOthersOnlyAsLongAsItIsTold)
+{
+    AnsweringTelevision television({answer_of(7)});
+    const auto begin = std::chrono::steady_clock::now();
+    const Found found = discover({"127.0.0.1", false, patience_ms, 0, 1});
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(patience_ms));
+    EXPECT_EQ(found.status, CP_OK);
+    EXPECT_EQ(found.list.size(), 1U);
+}
+
 TEST(ControlPointDiscovery, IgnoresWhateverIsNoAnswer)
 {
     const Bytes wrong_length = {0xA5, 0xA5, 0, 12, 1, 1, 1, 1, 0x61, 0x22, 1, 0};
     AnsweringTelevision television(
         {search_bytes, wrong_length, Bytes(300, 0xA5), Bytes{}, answer_bytes});
-    const Found found = discover({"127.0.0.1", false, patience_ms, 1});
+    const Found found = discover({"127.0.0.1", false, patience_ms, 1, 0});
     ASSERT_EQ(found.status, CP_OK);
     EXPECT_EQ(found.list[0].address, inet_addr("192.168.1.5"));
 }
@@ -243,7 +254,7 @@ TEST(ControlPointDiscovery, FillsNoMoreThanTheListHolds)
     AnsweringTelevision television({answer_of(1), answer_of(2), answer_of(3)});
     size_t most = 0;
     while (most < 2) { /* a slow machine may not answer in time */
-        most = discover({"127.0.0.1", false, 200, 0}, 2).list.size();
+        most = discover({"127.0.0.1", false, 200, 0, 0}, 2).list.size();
     }
     EXPECT_EQ(most, 2U);
 }
@@ -252,16 +263,16 @@ TEST(ControlPointDiscovery, ListsNoOtherHostThanTheOneThatItAsks)
 {
     AnsweringTelevision television({answer_bytes});
     /* It asks 127.0.0.2, where the television answers too, but from another address. */
-    const Found found = discover({"127.0.0.2", false, 100, 1});
+    const Found found = discover({"127.0.0.2", false, 100, 1, 0});
     EXPECT_EQ(found.status, CP_NOT_FOUND);
 }
 
 TEST(ControlPointDiscovery, FindsNothingWhereNobodyAnswers)
 {
-    const Found found = discover({"127.0.0.1", false, 50, 0});
+    const Found found = discover({"127.0.0.1", false, 50, 0, 0});
     EXPECT_EQ(found.status, CP_NOT_FOUND);
     EXPECT_TRUE(found.list.empty());
-    EXPECT_EQ(discover({"256.1.1.1", false, 50, 0}).status, CP_NOT_FOUND);
+    EXPECT_EQ(discover({"256.1.1.1", false, 50, 0, 0}).status, CP_NOT_FOUND);
 }
 
 TEST(ControlPointDiscovery, WaitsForThePortToBecomeFree)
@@ -270,7 +281,7 @@ TEST(ControlPointDiscovery, WaitsForThePortToBecomeFree)
     const sockaddr_in taken_port = place("0.0.0.0", CP_ANSWER_PORT);
     ASSERT_EQ(bind(descriptor, reinterpret_cast<const sockaddr *>(&taken_port), sizeof taken_port),
               0);
-    EXPECT_EQ(discover({"127.0.0.1", false, 50, 1}).status, CP_SYSTEM);
+    EXPECT_EQ(discover({"127.0.0.1", false, 50, 1, 0}).status, CP_SYSTEM);
     EXPECT_EQ(errno, EADDRINUSE);
 
     AnsweringTelevision television({answer_bytes});
@@ -278,13 +289,13 @@ TEST(ControlPointDiscovery, WaitsForThePortToBecomeFree)
         usleep(30000);
         close(descriptor);
     });
-    EXPECT_EQ(discover({"127.0.0.1", false, patience_ms, 1}).status, CP_OK);
+    EXPECT_EQ(discover({"127.0.0.1", false, patience_ms, 1, 0}).status, CP_OK);
     other_program.join();
 }
 
 TEST(ControlPointDiscovery, RefusesBadArguments)
 {
-    const CpSearch search = {"127.0.0.1", false, 1, 0};
+    const CpSearch search = {"127.0.0.1", false, 1, 0, 0};
     CpTelevision list[1] = {};
     size_t found = 0;
     EXPECT_EQ(cp_discover(nullptr, list, 1, &found), CP_BAD_ARGUMENT);

@@ -1,0 +1,148 @@
+/* Which ports of this machine are held, and by whom. */
+#include "doctor_collect.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <netinet/in.h>
+#include <sstream>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace ctl
+{
+namespace
+{
+
+/* A server may be started again while its old connections die away, which the option allows. */
+int bind_error(int type, uint16_t port)
+{
+    const int descriptor = socket(AF_INET, type | SOCK_CLOEXEC, 0);
+    if (descriptor < 0) {
+        return errno;
+    }
+    const int on = type == SOCK_STREAM ? 1 : 0;
+    setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    const int result = bind(descriptor, reinterpret_cast<sockaddr *>(&address), sizeof address);
+    const int error = result == 0 ? 0 : errno;
+    close(descriptor);
+    return error;
+}
+
+/* A socket in one of the system's tables. */
+struct Holder {
+    uid_t user;
+    std::string inode;
+};
+
+/* The words of a line: number, address:port, peer, state, queues, timer, retries, user, time-out,
+ * inode. The address is in hexadecimal, and only what serves counts. */
+std::optional<Holder> holder_in(const std::string &line, const std::string &port,
+                                const std::string &state)
+{
+    std::istringstream stream(line);
+    std::vector<std::string> words;
+    std::string word;
+    while (stream >> word) {
+        words.push_back(word);
+    }
+    if (words.size() < 10 || words[1].size() < 5 || words[3] != state ||
+        words[1].substr(words[1].size() - 5) != ":" + port) {
+        return std::nullopt;
+    }
+    return Holder{static_cast<uid_t>(strtoul(words[7].c_str(), nullptr, 10)), words[9]};
+}
+
+std::optional<Holder> find_holder(const std::string &protocol, uint16_t port)
+{
+    char wanted[5];
+    snprintf(wanted, sizeof wanted, "%04X", port);
+    const std::string state = protocol == "TCP" ? "0A" : "07";
+    const std::string base = protocol == "TCP" ? "/proc/self/net/tcp" : "/proc/self/net/udp";
+    for (const char *family : {"", "6"}) {
+        std::ifstream table(base + family);
+        std::string line;
+        while (std::getline(table, line)) {
+            const std::optional<Holder> holder = holder_in(line, wanted, state);
+            if (holder) {
+                return holder;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+namespace fs = std::filesystem;
+
+/* Other users' processes do not show their descriptors. */
+bool has_open(const fs::path &process, const std::string &link)
+{
+    std::error_code error;
+    fs::directory_iterator entry(process / "fd", error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        std::error_code unreadable;
+        if (fs::read_symlink(entry->path(), unreadable) == link) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void name_process(DoctorPort &port, const fs::path &process)
+{
+    port.pid = static_cast<pid_t>(strtol(process.filename().c_str(), nullptr, 10));
+    std::ifstream name(process / "comm");
+    std::getline(name, port.program);
+}
+
+void find_process(DoctorPort &port, const std::string &inode)
+{
+    const std::string link = "socket:[" + inode + "]";
+    std::error_code error;
+    fs::directory_iterator entry("/proc", error);
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        const std::string name = entry->path().filename();
+        const bool is_process = name.find_first_not_of("0123456789") == std::string::npos;
+        if (is_process && has_open(entry->path(), link)) {
+            name_process(port, entry->path());
+            return;
+        }
+    }
+}
+
+DoctorPort examine(const char *protocol, int type, uint16_t number)
+{
+    DoctorPort port;
+    port.protocol = protocol;
+    port.number = number;
+    port.error = bind_error(type, number);
+    if (port.error != EADDRINUSE) {
+        return port;
+    }
+    const std::optional<Holder> holder = find_holder(protocol, number);
+    if (holder) {
+        port.user = holder->user;
+        find_process(port, holder->inode);
+    }
+    return port;
+}
+
+} // namespace
+
+DoctorPort doctor_tcp_port(uint16_t number)
+{
+    return examine("TCP", SOCK_STREAM, number);
+}
+
+DoctorPort doctor_udp_port(uint16_t number)
+{
+    return examine("UDP", SOCK_DGRAM, number);
+}
+
+} // namespace ctl

@@ -1,0 +1,96 @@
+/* Asks the system which way multicast goes. */
+#include "doctor_collect.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstring>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <net/if.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace ctl
+{
+namespace
+{
+
+struct Question {
+    nlmsghdr header;
+    rtmsg route;
+    rtattr attribute;
+    uint32_t destination;
+};
+
+Question question_for(uint32_t destination)
+{
+    Question question = {};
+    question.header.nlmsg_len = sizeof question;
+    question.header.nlmsg_type = RTM_GETROUTE;
+    question.header.nlmsg_flags = NLM_F_REQUEST;
+    question.route.rtm_family = AF_INET;
+    question.route.rtm_dst_len = 32;
+    question.attribute.rta_len = RTA_LENGTH(sizeof destination);
+    question.attribute.rta_type = RTA_DST;
+    question.destination = destination;
+    return question;
+}
+
+std::string interface_name(unsigned index)
+{
+    char name[IF_NAMESIZE] = "";
+    return if_indextoname(index, name) == nullptr ? "" : name;
+}
+
+/* The interface is one of the attributes behind the fixed part. */
+DoctorRoute route_in(const nlmsghdr *header)
+{
+    DoctorRoute result;
+    const auto *route = static_cast<const rtmsg *>(NLMSG_DATA(header));
+    size_t left = RTM_PAYLOAD(header);
+    for (const rtattr *each = RTM_RTA(route); RTA_OK(each, left); each = RTA_NEXT(each, left)) {
+        if (each->rta_type == RTA_OIF) {
+            unsigned index = 0;
+            memcpy(&index, RTA_DATA(each), sizeof index);
+            result.interface = interface_name(index);
+        }
+    }
+    return result;
+}
+
+DoctorRoute take_answer(int descriptor)
+{
+    alignas(nlmsghdr) char data[4096];
+    const ssize_t got = recv(descriptor, data, sizeof data, 0);
+    if (got < 0) {
+        return {errno, ""};
+    }
+    const auto *header = reinterpret_cast<const nlmsghdr *>(data);
+    if (!NLMSG_OK(header, static_cast<size_t>(got))) {
+        return {EBADMSG, ""};
+    }
+    if (header->nlmsg_type == NLMSG_ERROR) {
+        return {-static_cast<const nlmsgerr *>(NLMSG_DATA(header))->error, ""};
+    }
+    return route_in(header);
+}
+
+} // namespace
+
+DoctorRoute doctor_route()
+{
+    const int descriptor = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
+    const Question question = question_for(inet_addr(CP_SEARCH_GROUP));
+    DoctorRoute route;
+    if (send(descriptor, &question, sizeof question, 0) < 0) {
+        route.error = errno;
+    } else {
+        route = take_answer(descriptor);
+    }
+    if (descriptor >= 0) {
+        close(descriptor);
+    }
+    return route;
+}
+
+} // namespace ctl

@@ -1,0 +1,41 @@
+/* The way in which a person ends a command that has no end of its own. */
+#ifndef TVLINK_CTL_STOP_SIGNALS_H
+#define TVLINK_CTL_STOP_SIGNALS_H
+
+#include "failure.h"
+
+#include <cerrno>
+#include <csignal>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace ctl
+{
+
+/* SIGINT and SIGTERM as something to read, so that neither is ever missed between two calls. */
+struct StopSignals {
+    StopSignals()
+    {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGINT);
+        sigaddset(&signals, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+        descriptor = signalfd(-1, &signals, SFD_CLOEXEC);
+        if (descriptor < 0) {
+            throw Failure(STATUS_OTHER, "signalfd: " + system_text(errno), "");
+        }
+    }
+    ~StopSignals()
+    {
+        close(descriptor);
+    }
+    StopSignals(const StopSignals &) = delete;
+    StopSignals &operator=(const StopSignals &) = delete;
+
+    int descriptor;
+};
+
+} // namespace ctl
+
+#endif
