@@ -115,7 +115,7 @@ void hear(Ear &ear, const StopSignals &stop)
 {
     const std::string who = settings.host.empty() ? "no television" : "nothing at " + settings.host;
     throw Failure(STATUS_NOT_FOUND, who + " announced itself",
-                  "a television does so only in the first minute after its start; \"tvlink-ctl "
+                  "a television does so for about a minute after its start; \"tvlink-ctl "
                   "discover\" asks those that have been running for longer");
 }
 
