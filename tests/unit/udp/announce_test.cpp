@@ -4,6 +4,7 @@
 #include "support/captured_lines.h"
 #include "support/datagrams.h"
 #include "support/own_network.h"
+#include "support/replaced_call.h"
 #include "support/taken_sleeps.h"
 #include "support/watched_call.h"
 
@@ -282,6 +283,24 @@ TEST_F(Announcing, StartsOverWithAFreshSocketAfterABrokenPipe)
         expected += end_of_announcing();
         EXPECT_EQ(lines.out(), expected);
         EXPECT_EQ(next_descriptor(), socket_number) << "a socket was left open";
+    });
+}
+
+TEST_F(Announcing, StartsOverThoughASignalEndsThePauseAfterABrokenPipe)
+{
+    with_phone([&] {
+        const int socket_number = next_descriptor();
+        int pauses = 0;
+        const Replaced<decltype(system_usleep)> interrupted(system_usleep, [&](useconds_t) {
+            if (++pauses == 1) {
+                shutdown(socket_number, SHUT_RDWR);
+            }
+            errno = EINTR;
+            return -1;
+        });
+        EXPECT_EQ(notify_cp_multicast(), 1);
+        EXPECT_EQ(pauses, 10);
+        EXPECT_EQ(lines.count("groupcast port VOTA8801 \n"), 1u);
     });
 }
 

@@ -6,6 +6,7 @@
 #include "support/datagrams.h"
 #include "support/own_network.h"
 #include "support/process_state.h"
+#include "support/replaced_call.h"
 #include "support/taken_sleeps.h"
 #include "support/wait_until.h"
 #include "support/watched_call.h"
@@ -437,6 +438,25 @@ TEST_F(Discovery, StaysInTheSearchGroupUntilItClosesItsSocket)
         ipp_set_log_sink(nullptr, nullptr);
         EXPECT_TRUE(member);
         EXPECT_FALSE(network_has_member(SEARCH_GROUP));
+    });
+}
+
+TEST_F(Discovery, AsksOnceToLeaveAGroupThatItIsNotIn)
+{
+    std::vector<std::string> left;
+    const Replaced<decltype(system_setsockopt)> options(
+        system_setsockopt, [&](int fd, int level, int option, const void *value, socklen_t size) {
+            const int result = system_setsockopt.real(fd, level, option, value, size);
+            if (level == IPPROTO_IP && option == IP_DROP_MEMBERSHIP) {
+                EXPECT_EQ(fd, g_udp_sock);
+                left.push_back(hex(value, size));
+                EXPECT_EQ(result, -1);
+            }
+            return result;
+        });
+    with_television(NETWORK, [&](Television &tv, int) {
+        EXPECT_EQ(tv.stop(), nullptr);
+        EXPECT_EQ(left, Lines{"EB C8 C9 CA 00 00 00 00"}); /* 235.200.201.202, any interface */
     });
 }
 
