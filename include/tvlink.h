@@ -468,6 +468,9 @@ typedef struct IppGuard {
     /* How long a screen capture waits for its phone; then also only the address that asked for it
      * is served. 0: for ever, and anybody. */
     uint32_t bulk_accept_ms;
+    /* Screen captures at a time that wait for their phone or are on their way; who asks for one
+     * more is told port 0. 0: no bound. */
+    uint32_t max_captures;
     /* How long ipp_init waits for a control port that is taken before it fails. 0: for ever. */
     uint32_t bind_wait_ms;
     /* Who may connect and whose search is answered: non-zero admits. Null admits everybody.
@@ -482,7 +485,7 @@ typedef struct IppGuard {
  * connect. */
 #define IPP_GUARD_RECOMMENDED                                                                      \
     {                                                                                              \
-        IPP_BAD_TAG_REFUSE, 1048576u, 64u, 2000u, 15000u, 2000u, NULL, NULL                        \
+        IPP_BAD_TAG_REFUSE, 1048576u, 64u, 2000u, 15000u, 8u, 2000u, NULL, NULL                    \
     }
 
 /* Sets the guard: the record is copied; null restores the plain service. 0, or -1 for an unknown

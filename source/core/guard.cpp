@@ -32,6 +32,7 @@ int ipp_set_guard(const IppGuard *wanted)
     store(&guard.max_ctrlpoints, wanted->max_ctrlpoints);
     store(&guard.send_stall_ms, wanted->send_stall_ms);
     store(&guard.bulk_accept_ms, wanted->bulk_accept_ms);
+    store(&guard.max_captures, wanted->max_captures);
     store(&guard.bind_wait_ms, wanted->bind_wait_ms);
     guard.admit = wanted->admit;
     guard.admit_context = wanted->admit_context;
@@ -57,6 +58,11 @@ uint32_t guard_send_stall_ms()
 uint32_t guard_bulk_accept_ms()
 {
     return load(&guard.bulk_accept_ms);
+}
+
+uint32_t guard_max_captures()
+{
+    return load(&guard.max_captures);
 }
 
 uint32_t guard_bind_wait_ms()

@@ -8,6 +8,7 @@ uint32_t guard_max_frame_length(void);
 uint32_t guard_max_ctrlpoints(void);
 uint32_t guard_send_stall_ms(void);
 uint32_t guard_bulk_accept_ms(void);
+uint32_t guard_max_captures(void);
 uint32_t guard_bind_wait_ms(void);
 
 /* Shall a wrong value tag end the process? */

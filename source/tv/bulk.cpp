@@ -173,6 +173,36 @@ void *big_data_thread(void *record)
     return nullptr;
 }
 
+/* ---- How many at a time */
+
+/* Offers that wait for their phone or are on their way. */
+static uint32_t under_way = 0;
+
+static bool take_place()
+{
+    const uint32_t most = guard_max_captures();
+    uint32_t taken = __atomic_load_n(&under_way, __ATOMIC_RELAXED);
+    do {
+        if (most != 0 && taken >= most) {
+            return false;
+        }
+    } while (!__atomic_compare_exchange_n(&under_way, &taken, taken + 1, true, __ATOMIC_RELAXED,
+                                          __ATOMIC_RELAXED));
+    return true;
+}
+
+static void leave_place()
+{
+    __atomic_sub_fetch(&under_way, 1, __ATOMIC_RELAXED);
+}
+
+static void *serve_offer(void *job)
+{
+    void *result = big_data_thread(job);
+    leave_place();
+    return result;
+}
+
 /* ---- Offering data */
 
 /* Jobs whose thread could not be started: their ports have been told, so they stay open, the last
@@ -218,24 +248,39 @@ static BulkJob *new_job(const CtrlPoint *cp, const void *data, uint32_t size)
     return job;
 }
 
-bool bulk_offer(const CtrlPoint *cp, const void *data, uint32_t size, const char *handler,
-                uint16_t *port)
+/* A job that listens on that port; null and port 0 when there is none. */
+static BulkJob *listening_job(const CtrlPoint *cp, const void *data, uint32_t size, uint16_t *port)
 {
-    *port = 0;
     BulkJob *job = new_job(cp, data, size);
     if (job == nullptr) {
-        return false;
+        return nullptr;
     }
     job->listener = create_new_socket(port);
     if (job->listener <= 0) { /* 0 would be the standard input of a host that has closed it */
         *port = 0;
         end_job(job);
+        return nullptr;
+    }
+    return job;
+}
+
+bool bulk_offer(const CtrlPoint *cp, const void *data, uint32_t size, const char *handler,
+                uint16_t *port)
+{
+    *port = 0;
+    if (!take_place()) {
+        return false;
+    }
+    BulkJob *job = listening_job(cp, data, size, port);
+    if (job == nullptr) {
+        leave_place();
         return false;
     }
     pthread_t thread;
-    if (detached_thread_start(&thread, big_data_thread, job) != 0) {
+    if (detached_thread_start(&thread, serve_offer, job) != 0) {
         log_out("err:ptread_create():%s:%d\n", handler, 231);
         keep_unserved(job);
+        leave_place();
     }
     return true;
 }

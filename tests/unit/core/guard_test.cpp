@@ -42,6 +42,8 @@ struct Numbers {
     uint32_t max_frame_length = guard_max_frame_length();
     uint32_t max_ctrlpoints = guard_max_ctrlpoints();
     uint32_t send_stall_ms = guard_send_stall_ms();
+    uint32_t bulk_accept_ms = guard_bulk_accept_ms();
+    uint32_t max_captures = guard_max_captures();
     uint32_t bind_wait_ms = guard_bind_wait_ms();
 };
 
@@ -49,7 +51,9 @@ std::string text(const Numbers &numbers)
 {
     return std::string(numbers.ends_on_bad_tag ? "end" : "refuse") + " " +
            std::to_string(numbers.max_frame_length) + " " + std::to_string(numbers.max_ctrlpoints) +
-           " " + std::to_string(numbers.send_stall_ms) + " " + std::to_string(numbers.bind_wait_ms);
+           " " + std::to_string(numbers.send_stall_ms) + " " +
+           std::to_string(numbers.bulk_accept_ms) + " " + std::to_string(numbers.max_captures) +
+           " " + std::to_string(numbers.bind_wait_ms);
 }
 
 std::string now()
@@ -57,7 +61,7 @@ std::string now()
     return text(Numbers());
 }
 
-const char *const PLAIN = "end 0 0 0 0";
+const char *const PLAIN = "end 0 0 0 0 0 0";
 
 /* Before main(): no host has set anything. */
 const Numbers initial;
@@ -79,24 +83,23 @@ TEST_F(Guard, BoundsNothingAtFirst)
 
 TEST_F(Guard, IsCopiedFromTheHostsRecord)
 {
-    IppGuard guard = {IPP_BAD_TAG_REFUSE, 1, 2, 3, 4, 5, nullptr, nullptr};
+    IppGuard guard = {IPP_BAD_TAG_REFUSE, 1, 2, 3, 4, 5, 6, nullptr, nullptr};
     EXPECT_EQ(ipp_set_guard(&guard), 0);
     guard = {};
-    EXPECT_EQ(now(), "refuse 1 2 3 5");
-    const IppGuard most = {IPP_BAD_TAG_END, UINT32_MAX, UINT32_MAX, UINT32_MAX,
+    EXPECT_EQ(now(), "refuse 1 2 3 4 5 6");
+    const IppGuard most = {IPP_BAD_TAG_END, UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX,
                            UINT32_MAX,      UINT32_MAX, nullptr,    nullptr};
     EXPECT_EQ(ipp_set_guard(&most), 0);
-    EXPECT_EQ(now(), "end 4294967295 4294967295 4294967295 4294967295");
+    EXPECT_EQ(now(), "end 4294967295 4294967295 4294967295 4294967295 4294967295 4294967295");
 }
 
 TEST_F(Guard, HasRecommendedValues)
 {
     const IppGuard guard = IPP_GUARD_RECOMMENDED;
-    EXPECT_EQ(guard.bulk_accept_ms, 15000u);
     EXPECT_EQ(guard.admit, nullptr);
     EXPECT_EQ(guard.admit_context, nullptr);
     EXPECT_EQ(ipp_set_guard(&guard), 0);
-    EXPECT_EQ(now(), "refuse 1048576 64 2000 2000");
+    EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000");
     EXPECT_TRUE(guard_admits(1));
 }
 
@@ -124,7 +127,7 @@ TEST_F(Guard, RefusesAnUnknownOnBadTagAndStaysAsItWas)
         IppGuard guard = {};
         guard.on_bad_tag = wrong;
         EXPECT_EQ(ipp_set_guard(&guard), -1) << wrong;
-        EXPECT_EQ(now(), "refuse 1048576 64 2000 2000") << wrong;
+        EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000") << wrong;
     }
     EXPECT_TRUE(guard_admits(1));
     EXPECT_EQ(asked.times, 1);

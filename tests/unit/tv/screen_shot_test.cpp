@@ -5,10 +5,14 @@
 #include "support/replaced_call.h"
 #include "support/tcp_service.h"
 #include "support/watched_call.h"
+#include "tv/bulk.h"
 #include "tvlink/dispatch.h"
 #include "tvlink/handlers.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <thread>
 
 #include <unistd.h>
 
@@ -31,7 +35,7 @@ class ScreenShot : public AskedTelevision
 protected:
     ~ScreenShot() override
     {
-        EXPECT_TRUE(threads_.are_as_before());
+        EXPECT_TRUE(wait_for_bulk_threads());
     }
 
     void host_gives(const Bytes &image, uint32_t length, bool null_data = false)
@@ -54,6 +58,18 @@ protected:
         IppGuard guard = {};
         guard.bulk_accept_ms = bulk_accept_ms;
         ASSERT_EQ(ipp_set_guard(&guard), 0);
+    }
+
+    static void allow(uint32_t max_captures)
+    {
+        IppGuard guard = {};
+        guard.max_captures = max_captures;
+        ASSERT_EQ(ipp_set_guard(&guard), 0);
+    }
+
+    bool wait_for_bulk_threads() const
+    {
+        return threads_.are_as_before();
     }
 
     /* The port of the reply in this frame, 0 when it is not the reply that it should be. */
@@ -217,6 +233,113 @@ TEST_F(ScreenShot, KeepsTheLimitUnderWhichItWasAsked)
     expect_delivery(port, "05 00 00 00 'image'");
 }
 
+/* ---- The guard's bound on their number */
+
+TEST_F(ScreenShot, HasNoPortWhileAsManyAsAreAllowedWait)
+{
+    for (const uint32_t most : {1u, 3u}) {
+        allow(most);
+        host_gives("'image'");
+        std::vector<uint16_t> ports;
+        for (uint32_t i = 0; i < most; i++) {
+            ports.push_back(ask_for_port());
+        }
+        expect_no_port();
+        expect_no_port();
+        EXPECT_TRUE(lines.all().empty());
+        for (const uint16_t port : ports) {
+            expect_delivery(port, "05 00 00 00 'image'");
+        }
+        EXPECT_TRUE(wait_for_bulk_threads());
+        lines.clear();
+    }
+}
+
+TEST_F(ScreenShot, HasAPortAgainWhenOneOfThemHasEnded)
+{
+    allow(2);
+    host_gives("'image'");
+    const uint16_t first = ask_for_port();
+    const uint16_t second = ask_for_port();
+    expect_no_port();
+    expect_delivery(first, "05 00 00 00 'image'");
+    std::string reply;
+    EXPECT_TRUE(wait_until([&] {
+        ask(handle_get_screen_shot2, REQUEST);
+        reply = phone.received();
+        return reply != frame_around(NO_PORT);
+    }));
+    host.calls();
+    expect_no_port();
+    expect_delivery(port_in(bytes(reply)), "05 00 00 00 'image'");
+    expect_delivery(second, "05 00 00 00 'image'");
+}
+
+TEST_F(ScreenShot, HasAPortAgainWhenThoseBeforeWereGivenUp)
+{
+    IppGuard guard = {};
+    guard.max_captures = 1;
+    guard.bulk_accept_ms = 1;
+    ASSERT_EQ(ipp_set_guard(&guard), 0);
+    host_gives("'image'");
+    for (int i = 0; i < 3; i++) {
+        ask_for_port();
+        EXPECT_TRUE(wait_for_bulk_threads());
+    }
+}
+
+TEST_F(ScreenShot, CountsThoseThatWereAskedForBeforeTheBound)
+{
+    host_gives("'image'");
+    std::vector<uint16_t> ports = {ask_for_port(), ask_for_port()};
+    allow(2);
+    expect_no_port();
+    allow(3);
+    ports.push_back(ask_for_port());
+    expect_no_port();
+    for (const uint16_t port : ports) {
+        expect_delivery(port, "05 00 00 00 'image'");
+    }
+}
+
+TEST_F(ScreenShot, TakesNobodysPlaceWhenItFails)
+{
+    allow(1);
+    host_gives("'image'");
+    for (const SystemFunction function : {CALL_MALLOC, CALL_CALLOC, CALL_SOCKET, CALL_LISTEN}) {
+        WatchedCall failing(function);
+        failing.fail(ENOMEM);
+        expect_no_port();
+    }
+    const uint16_t port = ask_for_port();
+    expect_no_port();
+    expect_delivery(port, "05 00 00 00 'image'");
+}
+
+TEST_F(ScreenShot, AreExactlyAsManyAsAllowedWhenSeveralThreadsAsk)
+{
+    allow(7);
+    std::atomic<int> granted{0};
+    std::vector<std::thread> hosts;
+    std::vector<uint16_t> ports(40);
+    for (size_t i = 0; i < 4; i++) {
+        hosts.emplace_back([&, i] {
+            for (size_t place = i * 10; place < i * 10 + 10; place++) {
+                granted += bulk_offer(nullptr, "image", 5, "test", &ports[place]) ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread &thread : hosts) {
+        thread.join();
+    }
+    EXPECT_EQ(granted, 7);
+    ports.erase(std::remove(ports.begin(), ports.end(), 0), ports.end());
+    EXPECT_EQ(ports.size(), 7u);
+    for (const uint16_t port : ports) {
+        expect_delivery(port, "05 00 00 00 'image'");
+    }
+}
+
 /* ---- Failures */
 
 TEST_F(ScreenShot, HasNoPortWhenTheHostHasNoImage)
@@ -341,6 +464,14 @@ TEST_F(ScreenShotWithoutThread, HasAPortThatNobodyServes)
     uint8_t byte = 0;
     EXPECT_EQ(recv(client.get(), &byte, 1, MSG_DONTWAIT), -1);
     EXPECT_EQ(errno, EAGAIN);
+}
+
+TEST_F(ScreenShotWithoutThread, TakesNobodysPlace)
+{
+    allow(1);
+    for (int i = 0; i < 3; i++) {
+        ask_for_port();
+    }
 }
 
 TEST_F(ScreenShotWithoutThread, KeepsNoMoreThanAFewPortsOpen)
