@@ -1,0 +1,172 @@
+/* Of 17 phones one stops reading while the host reports 200 events of 1 KB each second. */
+#include "hostile/crowd.h"
+#include "hostile/host.h"
+#include "hostile/run.h"
+
+#include <cstring>
+#include <ctime>
+
+namespace
+{
+
+const size_t READERS = 16;
+const Manner WIRELESS = {0, 8192, true};
+
+/* A phone that reads, and checks that each event is the next one. */
+struct Reader {
+    uint64_t next;
+    bool in_order;
+};
+
+class Television
+{
+public:
+    explicit Television(const Run &run) : run_(run), host_(run)
+    {
+        for (size_t i = 0; i <= READERS; i++) {
+            phones_.push_back(connect_phone(WIRELESS));
+            holds(run, answers(phones_.back()), "a phone that connects is answered");
+        }
+        for (size_t i = 1; i < phones_.size();
+             i++) { /* the first, which is sent to first, stalls */
+            inboxes_.emplace_back(phones_[i].get());
+            readers_.push_back({0, true});
+        }
+    }
+
+    /* The 16 read for so long, or until the condition holds. Returns whether it does. */
+    template <typename Condition> bool read_for(double most_ms, Condition condition)
+    {
+        const Clock::time_point start = Clock::now();
+        while (!condition()) {
+            if (milliseconds_since(start) >= most_ms) {
+                return false;
+            }
+            wait_for_mail(inboxes_, 5);
+            read_once();
+        }
+        return true;
+    }
+
+    void read_for(double most_ms)
+    {
+        read_for(most_ms, [] { return false; });
+    }
+
+    void read_stalled() /* what the one that does not stall yet has got */
+    {
+        Inbox(phones_[0].get()).take([](const uint8_t *, size_t) {});
+    }
+
+    bool stalled_is_dropped() const
+    {
+        return open_connections() <= READERS;
+    }
+
+    void hang_up_stalled()
+    {
+        reset(phones_[0]);
+    }
+
+    /* All that the host has reported has come to each of the 16, once and in order. */
+    void expect_everything()
+    {
+        Board &board = host_.board();
+        board.event_rate = 0;
+        uint32_t reported = board.reported;
+        const bool all = read_for(30000, [&] {
+            const uint32_t now = board.reported;
+            const bool steady = now == reported && has_all(now);
+            reported = now;
+            return steady;
+        });
+        bool in_order = true;
+        for (const Reader &reader : readers_) {
+            in_order = in_order && reader.in_order;
+        }
+        holds(run_, all && in_order, "each of %zu phones gets %u events once and in order", READERS,
+              reported);
+    }
+
+    std::string take_delays()
+    {
+        std::vector<double> delays;
+        delays.swap(delays_ms_);
+        return text(spread_of(delays)) + " (" + std::to_string(delays.size()) + " events)";
+    }
+
+    Board &board() const
+    {
+        return host_.board();
+    }
+
+private:
+    bool has_all(uint32_t reported) const
+    {
+        for (const Reader &reader : readers_) {
+            if (reader.next < reported) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    void read_once()
+    {
+        for (size_t i = 0; i < inboxes_.size(); i++) {
+            inboxes_[i].take([&](const uint8_t *frame, size_t size) {
+                EventHead head = {0, 0};
+                if (size == EVENT_DATA_AT + EVENT_DATA_SIZE + 21) {
+                    std::memcpy(&head, frame + EVENT_DATA_AT, sizeof head);
+                }
+                Reader &reader = readers_[i];
+                reader.in_order = reader.in_order && head.due_ns != 0 && head.number == reader.next;
+                reader.next++;
+                timespec now = {};
+                clock_gettime(CLOCK_MONOTONIC, &now);
+                const double now_ns =
+                    static_cast<double>(now.tv_sec) * 1e9 + static_cast<double>(now.tv_nsec);
+                delays_ms_.push_back((now_ns - static_cast<double>(head.due_ns)) / 1e6);
+            });
+        }
+    }
+
+    const Run &run_;
+    Host host_;
+    std::vector<Descriptor> phones_;
+    std::vector<Inbox> inboxes_;
+    std::vector<Reader> readers_;
+    std::vector<double> delays_ms_;
+};
+
+} // namespace
+
+void run_slow_reader(const Run &run)
+{
+    Television television(run);
+    television.board().event_rate = run.long_form ? 200 : 800; /* buffers fill sooner */
+    const Clock::time_point begin = Clock::now();
+    television.read_for(run.long_form ? 10000 : 200, [&] {
+        television.read_stalled();
+        return false;
+    });
+    figure(run, "all 17 read: %s", television.take_delays().c_str());
+
+    const Clock::time_point stall = Clock::now();
+    const double patience_ms = run.long_form ? 40000 : 1000;
+    const bool dropped = television.read_for(run.guarded ? 30000 : patience_ms,
+                                             [&] { return television.stalled_is_dropped(); });
+    const double after_ms = milliseconds_since(stall);
+    if (dropped) {
+        figure(run, "dropped %.0f ms after it stopped reading", after_ms);
+    } else {
+        figure(run, "not dropped within %.0f ms, then it hangs up", after_ms);
+        television.hang_up_stalled();
+    }
+    holds(run, dropped == run.guarded, "a phone that reads nothing is dropped by a guard, only");
+    television.read_for(run.long_form ? 10000 : 200);
+    television.expect_everything();
+    figure(run, "one of 17 does not read: the other 16 see %s", television.take_delays().c_str());
+    figure(run, "%u events in %.1f s", television.board().reported.load(),
+           milliseconds_since(begin) / 1000);
+}
