@@ -29,20 +29,65 @@ bool is_blank(char letter)
     return letter == ' ' || letter == '\t' || letter == '\n' || letter == '\r';
 }
 
-/* The place of the > that ends the tag; those in the values of attributes do not. */
+/* Nearly every character may stand in a name: only these end it. */
+size_t name_end(const std::string &text, size_t from, const std::string &ends)
+{
+    return std::min(text.find_first_of(ends, from), text.size());
+}
+
+size_t skip_blanks(const std::string &text, size_t at)
+{
+    while (at < text.size() && is_blank(text[at])) {
+        at++;
+    }
+    return at;
+}
+
+/* The place behind name="value" and the blanks that follow; the same place when there is none. */
+size_t skip_attribute(const std::string &text, size_t at)
+{
+    const size_t equals = skip_blanks(text, name_end(text, at, " \t\n\r!/<=>?"));
+    if (equals == text.size() || text[equals] != '=') {
+        return at;
+    }
+    const size_t quote = skip_blanks(text, equals + 1);
+    if (quote == text.size() || (text[quote] != '"' && text[quote] != '\'')) {
+        return at;
+    }
+    return skip_blanks(text, behind(text, std::string(1, text[quote]), quote + 1));
+}
+
+/* Where name and attributes end: at the tag's > or />, or where the parser gives up. */
 size_t tag_end(const std::string &text, size_t from)
 {
-    char before = '\0';
-    size_t at = from;
-    while (at < text.size() && text[at] != '>') {
-        const char letter = text[at];
-        at++;
-        if (before == '=' && (letter == '"' || letter == '\'')) {
-            at = behind(text, std::string(1, letter), at);
-        }
-        before = is_blank(letter) ? before : letter;
+    size_t at = skip_blanks(text, name_end(text, from + 1, " \t\n\r/>?"));
+    size_t next = skip_attribute(text, at);
+    while (next != at) {
+        at = next;
+        next = skip_attribute(text, at);
     }
-    return std::min(at, text.size());
+    return at;
+}
+
+/* The place behind a document type, in whose brackets each > and each tag is skipped, or behind any
+ * other declaration. */
+size_t declaration_end(const std::string &text, size_t from)
+{
+    static const std::string doctype = "<!DOCTYPE";
+    const size_t name = from + doctype.size();
+    const bool has_brackets = text.compare(from, doctype.size(), doctype) == 0 &&
+                              name < text.size() && is_blank(text[name]);
+    size_t open = 0;
+    size_t at = from;
+    while (at < text.size() && (open > 0 || text[at] != '>')) {
+        if (has_brackets && text[at] == '[') {
+            open++;
+        } else if (text[at] == ']' && open > 0) {
+            open--;
+        }
+        at++;
+    }
+    return std::min(at + 1, text.size());
 }
 
 /* The place behind a section that begins here; the same place when none does. */
@@ -70,13 +115,14 @@ Step step_over(const std::string &text, size_t at)
         return {0, behind_section};
     }
     if (text.compare(at, 2, "<!") == 0) {
-        return {0, behind(text, ">", at)};
+        return {0, declaration_end(text, at)};
+    }
+    if (text.compare(at, 2, "</") == 0) {
+        return {-1, name_end(text, at + 2, ">")};
     }
     const size_t end = tag_end(text, at);
-    if (text.compare(at, 2, "</") == 0) {
-        return {-1, end};
-    }
-    return {text[end - 1] == '/' ? 0 : 1, end};
+    const bool is_empty = end < text.size() && text[end] == '/';
+    return {is_empty ? 0 : 1, end};
 }
 
 } // namespace

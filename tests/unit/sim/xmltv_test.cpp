@@ -252,4 +252,25 @@ TEST(XmlDepth, IsNotFooledByQuotationMarksInOtherPlaces)
     EXPECT_EQ(find_too_deep("<a '><b>", 1), 5u);
 }
 
+/* Nor do the marks of a document type, or of a name, which may have nearly any character in it. */
+TEST(XmlDepth, SkipsWhatTheParserSkipsAndNoMore)
+{
+    EXPECT_EQ(find_too_deep("<a><!DOCTYPE x [></a>]><b>", 1), 23u);
+    EXPECT_EQ(find_too_deep("<a><!DOCTYPE x [[<c>]<c>]></a><b>", 1), std::string::npos);
+    EXPECT_EQ(find_too_deep("<a><!DOCTYPEx [><b>", 1), 16u);
+    EXPECT_EQ(find_too_deep("<a><!x [><b>", 1), 9u);
+    EXPECT_EQ(find_too_deep("<a=\"><b c=\"\">", 1), 5u);
+    EXPECT_EQ(find_too_deep("<a b c=\"><b c=\"\">", 1), 9u);
+    EXPECT_EQ(find_too_deep("<a></a=\"><b><c d=\"\">", 1), 12u);
+}
+
+TEST(XmltvGuide, RefusesElementsThatLieTooDeepBehindADocumentType)
+{
+    std::string hostile = "<tv>";
+    for (int i = 0; i < 100000; i++) {
+        hostile += "<a><!DOCTYPE x [></a>]>";
+    }
+    EXPECT_EQ(refused(hostile), "1: elements inside each other more than 64 deep");
+}
+
 } // namespace
