@@ -24,6 +24,7 @@ const uint32_t EDGES[] = {0,          1,          0xFFFFFFFF, 0x7FFFFFFF, 0x8000
                           0x3FFFFFFF, 0xFFFF,     0x10000,    0x100,      0xFF};
 const uint8_t EDGE_COUNT = sizeof EDGES / sizeof EDGES[0];
 
+const size_t MOST_PATTERN = 512;   /* bytes */
 const uint32_t MOST_BYTES = 70000; /* of a block or a text that is really there */
 
 uint32_t number()
@@ -39,11 +40,13 @@ uint32_t real_size()
     return choice == 0xFF ? MOST_BYTES : choice >= 0xF0 ? fuzz_u16(&host.answers) : choice;
 }
 
+/* A pattern at first, and then all the same. */
 void fill(void *to, size_t size)
 {
     const uint8_t first = nasty_host_u8();
     uint8_t *bytes = static_cast<uint8_t *>(to);
-    for (size_t i = 0; i < size; i++) {
+    memset(bytes, first, size);
+    for (size_t i = 0; i < std::min(size, MOST_PATTERN); i++) {
         bytes[i] = static_cast<uint8_t>(first + i % 7);
     }
 }
@@ -104,8 +107,9 @@ template <typename Number> std::enable_if_t<std::is_integral_v<Number>> take(Cal
 template <typename Number>
 std::enable_if_t<std::is_integral_v<Number>> take(Call &call, Number value)
 {
-    if (call.data != nullptr && value > 0) {
-        seen = seen + fuzz_copy(call.data, static_cast<size_t>(value))[0];
+    if (call.data != nullptr) {
+        const auto copy = fuzz_copy(call.data, static_cast<size_t>(value));
+        seen = seen + (value > 0 ? copy[0] : 0U);
         call.data = nullptr;
     }
 }

@@ -1,0 +1,195 @@
+/* What a television sends, read by each decoder of the control point. What a decoder gives out lies
+ * within the bytes it was given; after a failure there is nothing.
+ *
+ * Input: which decoder, the bytes.
+ *
+ * Under test: tools/controlpoint/cp_replies.cpp tools/controlpoint/cp_values.cpp
+ * tools/controlpoint/cp_lists.cpp tools/controlpoint/cp_entries.cpp
+ * tools/controlpoint/cp_cursor.cpp */
+#include "support/fuzz_input.h"
+
+#include "controlpoint.h"
+#include "controlpoint_lists.h"
+
+#include <cstring>
+
+static void must_lie_in(CpBytes whole, CpBytes part)
+{
+    if (part.size > 0) {
+        must(part.data >= whole.data && part.data + part.size <= whole.data + whole.size,
+             "what is given out lies in what was given");
+    }
+}
+
+/* The result of a decoder that failed. */
+template <typename Result> static void must_be_zero(const Result &result)
+{
+    Result zero;
+    memset(static_cast<void *>(&zero), 0, sizeof zero);
+    must(memcmp(&result, &zero, sizeof zero) == 0, "after a failure there is nothing");
+}
+
+template <typename Result>
+static bool decoded(CpStatus (*decode)(CpBytes, Result *), CpBytes bytes, Result *result)
+{
+    memset(static_cast<void *>(result), 0, sizeof *result);
+    const CpStatus status = decode(bytes, result);
+    must(status == CP_OK || status == CP_PROTOCOL || status == CP_BAD_ARGUMENT,
+         "bytes are good or bad");
+    if (status != CP_OK) {
+        must_be_zero(*result);
+    }
+    return status == CP_OK;
+}
+
+/* ---- Replies */
+
+static void read_get_reply(CpBytes bytes)
+{
+    CpGetReply reply;
+    if (decoded(cp_decode_get_reply, bytes, &reply)) {
+        must_lie_in(bytes, reply.value.bytes);
+        must_lie_in(bytes, reply.extra);
+    }
+}
+
+static void read_device_info(CpBytes bytes)
+{
+    CpDeviceInfo info;
+    if (decoded(cp_decode_device_info, bytes, &info)) {
+        must_lie_in(bytes, info.name);
+        must_lie_in(bytes, info.serial);
+        must_lie_in(bytes, info.host_text);
+    }
+}
+
+static void read_rpc_reply(CpBytes bytes)
+{
+    CpRpcReply reply;
+    if (decoded(cp_decode_rpc_reply, bytes, &reply)) {
+        must_lie_in(bytes, reply.text);
+        must_lie_in(bytes, reply.extra);
+    }
+}
+
+static void read_event(CpBytes bytes)
+{
+    CpEvent event;
+    if (decoded(cp_decode_event, bytes, &event)) {
+        must_lie_in(bytes, event.text);
+        must_lie_in(bytes, event.second_text);
+        must_lie_in(bytes, event.data);
+    }
+}
+
+static void read_short_replies(CpBytes bytes)
+{
+    CpSetReply reply;
+    must(decoded(cp_decode_set_reply, bytes, &reply) == (bytes.size == 3),
+         "a set reply has 3 bytes");
+    const bool heart = bytes.size == 5 && memcmp(bytes.data, "HEART", 5) == 0;
+    must((cp_decode_heartbeat(bytes) == CP_OK) == heart, "a heartbeat says so");
+    CpTelevision television;
+    if (decoded(cp_decode_answer, bytes, &television)) {
+        must(bytes.size >= CP_ANSWER_SIZE && television.port != 0, "a television has a port");
+    }
+}
+
+/* ---- Lists */
+
+template <typename Entry>
+static void take_all(CpStatus (*take)(CpBytes *, Entry *), CpBytes block,
+                     void (*look)(CpBytes, const Entry &))
+{
+    const CpBytes whole = block;
+    Entry entry;
+    for (;;) {
+        const CpBytes before = block;
+        memset(static_cast<void *>(&entry), 0, sizeof entry);
+        if (take(&block, &entry) != CP_OK) {
+            must(block.data == before.data && block.size == before.size,
+                 "the block stays as it was");
+            must_be_zero(entry);
+            return;
+        }
+        must(block.size < before.size, "an entry takes something off");
+        must_lie_in(whole, block);
+        look(whole, entry);
+    }
+}
+
+static void look_at_channel(CpBytes whole, const CpChannel &channel)
+{
+    must_lie_in(whole, channel.name);
+    must_lie_in(whole, channel.group);
+    must_lie_in(whole, channel.guide_id);
+    must_lie_in(whole, channel.address);
+}
+
+static void look_at_guide_entry(CpBytes whole, const CpGuideEntry &entry)
+{
+    must_lie_in(whole, entry.title);
+    must_lie_in(whole, entry.category);
+    must_lie_in(whole, entry.description);
+}
+
+static void look_at_text(CpBytes whole, const CpBytes &text)
+{
+    must_lie_in(whole, text);
+}
+
+static void look_at_number(CpBytes, const uint32_t &)
+{
+}
+
+static void read_channels(CpBytes bytes)
+{
+    take_all(cp_take_channel, bytes, look_at_channel);
+}
+
+static void read_short_channels(CpBytes bytes)
+{
+    take_all(cp_take_short_channel, bytes, look_at_channel);
+}
+
+static void read_guide(CpBytes bytes)
+{
+    take_all(cp_take_guide_entry, bytes, look_at_guide_entry);
+}
+
+static void read_cells(CpBytes bytes)
+{
+    take_all(cp_take_text_cell, bytes, look_at_text);
+    take_all(cp_take_number, bytes, look_at_number);
+}
+
+static void read_film_status(CpBytes bytes)
+{
+    CpFilmStatus status;
+    if (decoded(cp_decode_film_status, bytes, &status)) {
+        must_lie_in(bytes, status.title);
+        must_lie_in(bytes, status.address);
+    }
+}
+
+static void read_list(CpBytes bytes)
+{
+    CpList list;
+    if (decoded(cp_decode_list, bytes, &list)) {
+        must_lie_in(bytes, list.packed);
+    }
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static void (*const READERS[])(CpBytes) = {
+        read_get_reply,     read_device_info, read_rpc_reply,   read_event,
+        read_short_replies, read_list,        read_channels,    read_short_channels,
+        read_guide,         read_cells,       read_film_status,
+    };
+    FuzzInput input = {data, size};
+    const uint8_t choice = fuzz_u8(&input);
+    const std::unique_ptr<uint8_t[]> bytes = fuzz_copy(input);
+    READERS[choice % (sizeof READERS / sizeof READERS[0])]({bytes.get(), input.left});
+    return 0;
+}
