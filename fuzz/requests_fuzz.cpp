@@ -41,6 +41,7 @@ enum {
     SENDS_FAIL = 8,
     WITH_DUMPS = 16,
     BULK_WITHOUT_PHONE = 32,
+    THREADS_FAIL = 64,
 };
 
 const size_t MOST_REQUESTS = 8;
@@ -110,6 +111,9 @@ static ssize_t receive(const void *data, size_t size)
 /* The bulk thread waits until its request has been answered. */
 static int keep_thread(void *(*body)(void *), void *argument)
 {
+    if ((phone.flags & THREADS_FAIL) != 0) {
+        return EAGAIN;
+    }
     phone.bulk = body;
     phone.bulk_job = argument;
     return 0;
@@ -235,7 +239,8 @@ static void ask(const FuzzInput &request)
 
 static void begin(FuzzInput *input)
 {
-    static const IppGuard guard = {IPP_BAD_TAG_REFUSE, 0, 0, 0, 0, 0, nullptr, nullptr};
+    IppGuard guard = {};
+    guard.on_bad_tag = IPP_BAD_TAG_REFUSE;
     fuzz_silence_log();
     ipp_set_guard(&guard);
     identity_set_name("name");
