@@ -84,11 +84,10 @@ TVLINK_API int web_tcpclient_close(WebTcpClient *client);
  * 0; -1 when an argument is missing or too long or memory is out (out keeps its value when this
  * is found before anything was sent); when the server cannot be reached, does not take the request
  * or does not answer, after a line; when the answer announces no length above 0 (Content-Length,
- * written like this, of at most nine characters), has no blank line, or its body does not begin
- * with
- * "{". Its status is not looked at: a 404 with an object is a success. A body that is shorter than
- * announced is taken as it is, a longer one is cut, and a zero byte ends it. More than 1 MiB of an
- * answer is not read.
+ * written like this, of at most nine characters), has no blank line, or has a body that does not
+ * begin with "{". Its status is not looked at: a 404 with an object is a success. A body that is
+ * shorter than announced is taken as it is, a longer one is cut, and a zero byte ends it. More than
+ * 1 MiB of an answer is not read.
  *
  * Blocks for 1 to 6 seconds to connect, and then as long as the server sends: it is done when
  * the server closes the connection, or after 10 seconds of silence. The request ends with a zero
