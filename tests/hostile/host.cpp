@@ -308,11 +308,14 @@ Holdings Host::holdings() const
             board_->allocated_kb};
 }
 
-bool Host::wait_for_no_more_than(const Holdings &before, size_t spare_kb) const
+bool Host::wait_for_no_more_than(const Holdings &before, size_t spare_kb,
+                                 std::chrono::seconds deadline) const
 {
-    return wait_until([&] {
-        const Holdings now = holdings();
-        return now.descriptors <= before.descriptors && now.threads <= before.threads &&
-               now.allocated_kb <= before.allocated_kb + spare_kb;
-    });
+    return wait_until(
+        [&] {
+            const Holdings now = holdings();
+            return now.descriptors <= before.descriptors && now.threads <= before.threads &&
+                   now.allocated_kb <= before.allocated_kb + spare_kb;
+        },
+        deadline);
 }

@@ -57,7 +57,8 @@ public:
     Holdings holdings() const; /* while the host reports no events */
 
     /* Until no more than these are held, beside so many kilobytes of memory that come and go. */
-    bool wait_for_no_more_than(const Holdings &before, size_t spare_kb) const;
+    bool wait_for_no_more_than(const Holdings &before, size_t spare_kb,
+                               std::chrono::seconds deadline = PATIENCE) const;
 
 private:
     const Run &run_;

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <ctime>
 
+#include <sys/socket.h>
+
 namespace
 {
 
@@ -56,6 +58,12 @@ public:
     void read_stalled() /* what the one that does not stall yet has got */
     {
         Inbox(phones_[0].get()).take([](const uint8_t *, size_t) {});
+    }
+
+    void trickle_stalled(size_t most)
+    {
+        Bytes some(most);
+        recv(phones_[0].get(), some.data(), some.size(), MSG_DONTWAIT);
     }
 
     bool stalled_is_dropped() const
@@ -139,9 +147,8 @@ private:
     std::vector<double> delays_ms_;
 };
 
-} // namespace
-
-void run_slow_reader(const Run &run)
+/* One stops reading. */
+void stall(const Run &run)
 {
     Television television(run);
     television.board().event_rate = run.long_form ? 200 : 800; /* buffers fill sooner */
@@ -152,11 +159,11 @@ void run_slow_reader(const Run &run)
     });
     figure(run, "all 17 read: %s", television.take_delays().c_str());
 
-    const Clock::time_point stall = Clock::now();
+    const Clock::time_point stopped = Clock::now();
     const double patience_ms = run.long_form ? 40000 : 1000;
     const bool dropped = television.read_for(run.guarded ? 30000 : patience_ms,
                                              [&] { return television.stalled_is_dropped(); });
-    const double after_ms = milliseconds_since(stall);
+    const double after_ms = milliseconds_since(stopped);
     if (dropped) {
         figure(run, "dropped %.0f ms after it stopped reading", after_ms);
     } else {
@@ -169,4 +176,35 @@ void run_slow_reader(const Run &run)
     figure(run, "one of 17 does not read: the other 16 see %s", television.take_delays().c_str());
     figure(run, "%u events in %.1f s", television.board().reported.load(),
            milliseconds_since(begin) / 1000);
+}
+
+/* One reads just enough to count as reading: a guard knows no slowness, only standing still. */
+void trickle(const Run &run)
+{
+    Television television(run);
+    television.board().event_rate = 200;
+    const Clock::time_point begin = Clock::now();
+    size_t times = 0;
+    const bool dropped = television.read_for(30000, [&] {
+        if (milliseconds_since(begin) > 1000.0 * static_cast<double>(times)) {
+            television.trickle_stalled(4096);
+            times++;
+        }
+        return television.stalled_is_dropped();
+    });
+    figure(run, "one reads 4 KB a second: %s after %.0f ms", dropped ? "dropped" : "not dropped",
+           milliseconds_since(begin));
+    television.hang_up_stalled();
+    television.expect_everything();
+    figure(run, "one reads 4 KB a second: the other 16 see %s", television.take_delays().c_str());
+}
+
+} // namespace
+
+void run_slow_reader(const Run &run)
+{
+    stall(run);
+    if (run.long_form) {
+        trickle(run);
+    }
 }
