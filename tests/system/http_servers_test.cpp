@@ -306,4 +306,16 @@ TEST_F(HttpServers, AreListenedToForOneMebibyte)
     EXPECT_GT(answer.size(), 1048576u - 500) << "all but the header";
 }
 
+TEST_F(HttpServers, AnswerTheExample)
+{
+    const std::string port = std::to_string(servers->nginx_port);
+    const Finished posted =
+        run_program(TVLINK_POST_JSON_PATH, {"127.0.0.1", port, "/state", "{\"on\": true}"});
+    EXPECT_EQ(posted.status, 0);
+    EXPECT_EQ(posted.out, "{\"ok\":1}\n");
+    EXPECT_EQ(posted.err, "soc_setBlock ok\n zqt===  web_tcpclient_recv 75\n"
+                          "zqt===  http_post 217\nzqt===  web_tcpclient_close 104\n"
+                          "zqt===  soc_close 351\n");
+}
+
 } // namespace
