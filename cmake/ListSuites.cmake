@@ -1,4 +1,7 @@
 # Run by ctest through the files that tvlink_discover_suites() makes; they set the variables.
+if("$ENV{TVLINK_SOAK}" STREQUAL "long")
+    math(EXPR timeout "${timeout} * 20")
+endif()
 if(NOT EXISTS ${program})
     add_test(${prefix}not-built sh -c "echo ${program} is not built; false")
     return()
@@ -27,7 +30,7 @@ if(${program} IS_NEWER_THAN ${list_file} OR ${CMAKE_CURRENT_LIST_FILE} IS_NEWER_
             string(APPEND text " [==[${word}]==]")
         endforeach()
         string(APPEND text " [==[--gtest_filter=${suite}.*]==] --gtest_brief=1)\n")
-        string(APPEND text "set_tests_properties(${name} PROPERTIES TIMEOUT ${timeout}"
+        string(APPEND text "set_tests_properties(${name} PROPERTIES TIMEOUT \${timeout}"
                            " ENVIRONMENT [==[${environment}]==])\n")
     endforeach()
     file(WRITE ${list_file} "${text}")

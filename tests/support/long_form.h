@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <string>
 
-/* TVLINK_SOAK=long in the environment; `scripts/test --all` sets it. */
+/* TVLINK_SOAK=long in the environment; `scripts/test --long` sets it. */
 inline bool in_long_form()
 {
     const char *form = std::getenv("TVLINK_SOAK");
