@@ -40,7 +40,8 @@ typedef struct WebTcpClient {
 /* Makes a record for a server and the socket to reach it: blocking, close-on-exec, time-outs of 1 s
  * for sending and 10 s for each receive.
  *
- * address  dotted IPv4 text of at most 15 characters, copied; names are not resolved
+ * address  dotted IPv4 text of at most 15 characters, copied: it may stand in the record itself.
+ *          Names are not resolved.
  * port     its low 16 bits are connected to
  *
  * 0; -1 without a record or an address, or when the address is too long; -3 when no socket could be

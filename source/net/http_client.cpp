@@ -22,6 +22,7 @@ static_assert(sizeof(WebTcpClient) == 44, "");
 static const int SEND_SECONDS = 1;
 static const int RECEIVE_SECONDS = 10;
 static const int ATTEMPTS = 3;
+static const useconds_t CONNECT_PAUSE_US = 1000000;
 static const useconds_t RECEIVE_PAUSE_US = 1000;
 
 /* Stands in the padding of the socket address once the descriptor is closed. */
@@ -39,21 +40,33 @@ static int descriptor_of(const WebTcpClient *client)
     return memcmp(client->server.sin_zero, CLOSED, sizeof CLOSED) == 0 ? -1 : client->fd;
 }
 
+/* False when there is no address or it does not fit. */
+static bool name_server(WebTcpClient *client, const char *address, int port)
+{
+    const size_t size = address == nullptr ? 0 : strlen(address) + 1;
+    if (size == 0 || size > sizeof client->address) {
+        return false;
+    }
+    client->port = port;
+    memcpy(client->address, address, size);
+    client->server.sin_family = AF_INET;
+    client->server.sin_port = htons(static_cast<uint16_t>(port));
+    client->server.sin_addr.s_addr = inet_addr(address);
+    return true;
+}
+
 int web_tcpclient_create(WebTcpClient *client, const char *address, int port)
 {
     if (client == nullptr) {
         return -1;
     }
-    *client = {};
-    client->fd = -1;
-    if (address == nullptr || strlen(address) >= sizeof client->address) {
+    WebTcpClient fresh = {};
+    fresh.fd = -1;
+    const bool named = name_server(&fresh, address, port);
+    *client = fresh; /* not before: the address may be the record's own */
+    if (!named) {
         return -1;
     }
-    client->port = port;
-    strcpy(client->address, address);
-    client->server.sin_family = AF_INET;
-    client->server.sin_port = htons(static_cast<uint16_t>(port));
-    client->server.sin_addr.s_addr = inet_addr(address);
     client->fd = soc_create(AF_INET, SOCK_STREAM, 0, SEND_SECONDS, RECEIVE_SECONDS);
     if (client->fd == -1) {
         return -3;
@@ -68,7 +81,7 @@ static bool connect_patiently(const WebTcpClient *client)
     bool connected = false;
     for (int attempt = 0; attempt < ATTEMPTS && !connected; attempt++) {
         connected = connect(descriptor_of(client), server, sizeof client->server) == 0;
-        sleep(1);
+        usleep(CONNECT_PAUSE_US);
     }
     return connected;
 }

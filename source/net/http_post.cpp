@@ -81,7 +81,7 @@ static Request make_request(const WebTcpClient *client, const char *path, const 
 
 static Step send_request(WebTcpClient *client, const Request *request)
 {
-    if (client->connected == 0 && web_tcpclient_conn(client) == -1) {
+    if (web_tcpclient_conn(client) == -1) {
         return STEP_CONNECT;
     }
     return web_tcpclient_send(client, request->text, request->length) == -1 ? STEP_SEND : NO_STEP;

@@ -526,6 +526,15 @@ TEST_F(HttpClient, MayBeCreatedAgain)
     EXPECT_EQ(open_descriptors(), before);
 }
 
+TEST_F(HttpClient, MayBeCreatedAgainFromItsOwnFields)
+{
+    create(8080);
+    web_tcpclient_close(&client);
+    EXPECT_EQ(web_tcpclient_create(&client, client.address, client.port), 0);
+    EXPECT_STREQ(client.address, "127.0.0.1");
+    EXPECT_EQ(hex(&client.server, 8), "02 00 1F 90 7F 00 00 01");
+}
+
 /* ---- The number of a closed socket ---- */
 
 /* Somebody else gets the number of the client's closed socket, and keeps what is his. */
