@@ -21,18 +21,94 @@ static void must_lie_in(CpBytes whole, CpBytes part)
     }
 }
 
-/* The result of a decoder that failed. */
+/* ---- Results of decoders that failed: field by field, since nobody clears what lies between them
+ */
+
+static bool is_zero(uint32_t number)
+{
+    return number == 0;
+}
+
+static bool is_zero(CpBytes bytes)
+{
+    return bytes.data == nullptr && bytes.size == 0;
+}
+
+template <typename... Fields> static bool are_zero(const Fields &...fields)
+{
+    return (is_zero(fields) && ...);
+}
+
+static bool is_zero(const CpValue &value)
+{
+    return are_zero(value.tag, value.number, value.point[0], value.point[1], value.point[2],
+                    value.count, value.second_count, value.bytes);
+}
+
+static bool is_zero(const CpSetReply &reply)
+{
+    return are_zero(reply.code, reply.result);
+}
+
+static bool is_zero(const CpGetReply &reply)
+{
+    return are_zero(reply.code, reply.empty, reply.extra) && is_zero(reply.value);
+}
+
+static bool is_zero(const CpDeviceInfo &info)
+{
+    return are_zero(info.present, info.name, info.serial, info.registered, info.state,
+                    info.host_text, info.value_2015, info.value_2016);
+}
+
+static bool is_zero(const CpRpcReply &reply)
+{
+    return are_zero(reply.code, reply.text, reply.extra);
+}
+
+static bool is_zero(const CpEvent &event)
+{
+    return are_zero(event.code, event.value, event.text, event.has_second_text, event.second_text,
+                    event.data);
+}
+
+static bool is_zero(const CpTelevision &television)
+{
+    return are_zero(television.address, television.source, television.port, television.device_type);
+}
+
+static bool is_zero(const CpList &list)
+{
+    return are_zero(list.code, static_cast<uint32_t>(list.kind), list.empty, list.count,
+                    list.second, list.packed);
+}
+
+static bool is_zero(const CpChannel &channel)
+{
+    return are_zero(channel.number, channel.name, channel.group, channel.guide_id, channel.address);
+}
+
+static bool is_zero(const CpGuideEntry &entry)
+{
+    return are_zero(entry.channel, entry.start, entry.duration, entry.title, entry.category,
+                    entry.description);
+}
+
+static bool is_zero(const CpFilmStatus &status)
+{
+    return are_zero(status.state, status.position, status.duration, status.film, status.title,
+                    status.address);
+}
+
 template <typename Result> static void must_be_zero(const Result &result)
 {
-    Result zero;
-    memset(static_cast<void *>(&zero), 0, sizeof zero);
-    must(memcmp(&result, &zero, sizeof zero) == 0, "after a failure there is nothing");
+    must(is_zero(result), "after a failure there is nothing");
 }
 
 template <typename Result>
 static bool decoded(CpStatus (*decode)(CpBytes, Result *), CpBytes bytes, Result *result)
 {
-    memset(static_cast<void *>(result), 0, sizeof *result);
+    *result = {};
     const CpStatus status = decode(bytes, result);
     must(status == CP_OK || status == CP_PROTOCOL || status == CP_BAD_ARGUMENT,
          "bytes are good or bad");
@@ -105,7 +181,7 @@ static void take_all(CpStatus (*take)(CpBytes *, Entry *), CpBytes block,
     Entry entry;
     for (;;) {
         const CpBytes before = block;
-        memset(static_cast<void *>(&entry), 0, sizeof entry);
+        entry = {};
         if (take(&block, &entry) != CP_OK) {
             must(block.data == before.data && block.size == before.size,
                  "the block stays as it was");
