@@ -15,6 +15,7 @@
 #include <errno.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <stdlib.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -170,7 +171,8 @@ static bool out_of_resources(int reason)
     return reason == EMFILE || reason == ENFILE || reason == ENOBUFS || reason == ENOMEM;
 }
 
-static void accept_connection(int listener)
+/* False when there was none. */
+static bool accept_connection(int listener)
 {
     struct sockaddr_in peer = {};
     socklen_t size = sizeof peer;
@@ -178,8 +180,25 @@ static void accept_connection(int listener)
         accept4(listener, reinterpret_cast<struct sockaddr *>(&peer), &size, SOCK_CLOEXEC);
     if (fd >= 0) {
         admit_connection(fd, peer.sin_addr.s_addr);
-    } else if (out_of_resources(errno)) {
+        return true;
+    }
+    if (out_of_resources(errno)) {
         usleep(PAUSE_US); /* the socket stays ready, and the loop would spin */
+    }
+    return false;
+}
+
+static bool is_waiting(int listener)
+{
+    struct pollfd entry = {listener, POLLIN, 0};
+    return poll(&entry, 1, 0) > 0;
+}
+
+/* All that the kernel has kept, which is one more than the backlog: with many connections a pass
+ * takes long, and whoever finds no room tries again only after a second. */
+static void accept_waiting(int listener)
+{
+    for (int i = 0; i <= BACKLOG && accept_connection(listener) && is_waiting(listener); i++) {
     }
 }
 
@@ -239,7 +258,7 @@ static void serve_all_ready(const DescriptorSet *set)
     const int listener = listening_socket();
     for (int fd = descriptor_set_next(set, 0); fd >= 0; fd = descriptor_set_next(set, fd + 1)) {
         if (fd == listener) {
-            accept_connection(listener);
+            accept_waiting(listener);
         } else {
             serve_ready(fd);
         }

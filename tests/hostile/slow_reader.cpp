@@ -2,6 +2,7 @@
 #include "hostile/crowd.h"
 #include "hostile/host.h"
 #include "hostile/run.h"
+#include "support/phone.h"
 
 #include <cstring>
 #include <ctime>
@@ -46,6 +47,7 @@ public:
             }
             wait_for_mail(inboxes_, 5);
             read_once();
+            send_heartbeats();
         }
         return true;
     }
@@ -109,6 +111,18 @@ public:
     }
 
 private:
+    /* Whoever sends nothing for long is disconnected. */
+    void send_heartbeats()
+    {
+        if (milliseconds_since(last_heartbeat_) < 5000) {
+            return;
+        }
+        last_heartbeat_ = Clock::now();
+        for (const Inbox &inbox : inboxes_) {
+            send_bytes(inbox.fd(), phone_heartbeat());
+        }
+    }
+
     bool has_all(uint32_t reported) const
     {
         for (const Reader &reader : readers_) {
@@ -123,6 +137,9 @@ private:
     {
         for (size_t i = 0; i < inboxes_.size(); i++) {
             inboxes_[i].take([&](const uint8_t *frame, size_t size) {
+                if (Bytes(frame, frame + size) == answer_heartbeat()) {
+                    return;
+                }
                 EventHead head = {0, 0};
                 if (size == EVENT_DATA_AT + EVENT_DATA_SIZE + 21) {
                     std::memcpy(&head, frame + EVENT_DATA_AT, sizeof head);
@@ -145,6 +162,7 @@ private:
     std::vector<Inbox> inboxes_;
     std::vector<Reader> readers_;
     std::vector<double> delays_ms_;
+    Clock::time_point last_heartbeat_ = Clock::now();
 };
 
 /* One stops reading. */
@@ -160,7 +178,7 @@ void stall(const Run &run)
     figure(run, "all 17 read: %s", television.take_delays().c_str());
 
     const Clock::time_point stopped = Clock::now();
-    const double patience_ms = run.long_form ? 40000 : 1000;
+    const double patience_ms = run.long_form ? 25000 : 1000;
     const bool dropped = television.read_for(run.guarded ? 30000 : patience_ms,
                                              [&] { return television.stalled_is_dropped(); });
     const double after_ms = milliseconds_since(stopped);

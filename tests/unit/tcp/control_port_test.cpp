@@ -114,6 +114,34 @@ struct HeldServer {
     }
 };
 
+/* Holds the server thread between two passes, in front of select. */
+struct HeldPass {
+    std::atomic<bool> armed{false};
+    Door door;
+    std::atomic<int> passes{0};
+    const Replaced<decltype(system_select)> select{
+        system_select,
+        [this](int count, fd_set *reading, fd_set *writing, fd_set *excepting, timeval *limit) {
+            passes++;
+            if (armed.exchange(false)) {
+                door.pass();
+            }
+            return system_select.real(count, reading, writing, excepting, limit);
+        }};
+
+    /* A byte of the visitor's ends the pass that is under way. */
+    bool hold(Phone *visitor)
+    {
+        visitor->connect();
+        if (!registered(*visitor)) {
+            return false;
+        }
+        armed = true;
+        visitor->send(bytes("A5"));
+        return door.wait_for_somebody();
+    }
+};
+
 } // namespace
 
 TEST_F(ControlPort, RegistersAPhoneAndAnswersItsHeartbeat)
@@ -362,6 +390,29 @@ TEST_F(ControlPort, ServesPhonesBeyondTheFirst1024Descriptors)
     EXPECT_EQ(hex(second.exchange_heartbeat()), hex(answer_heartbeat()));
 }
 
+TEST_F(ControlPort, AcceptsAllThatTheBacklogHoldsInOnePass)
+{
+    const size_t waiting = 20;
+    HeldPass held;
+    std::vector<int> accepted_in; /* each in which pass */
+    const Replaced accept(system_accept4, [&](int fd, sockaddr *address, socklen_t *size, int how) {
+        const int result = system_accept4.real(fd, address, size, how);
+        if (result >= 0) {
+            accepted_in.push_back(held.passes);
+        }
+        return result;
+    });
+    const TcpService service;
+    Phone visitor{Phone::Later()};
+    ASSERT_TRUE(held.hold(&visitor));
+    accepted_in.clear();
+    const std::vector<Phone> phones(waiting);
+    held.door.open();
+    ASSERT_TRUE(wait_for_connected(waiting + 1));
+    EXPECT_EQ(accepted_in, std::vector<int>(waiting, accepted_in.front()));
+    EXPECT_EQ(hex(phones.back().exchange_heartbeat()), hex(answer_heartbeat()));
+}
+
 /* ---- Want of descriptors */
 
 namespace
@@ -532,7 +583,7 @@ public:
 private:
     const std::function<void()> meanwhile_;
     std::atomic<CtrlPoint *> victim_{nullptr};
-    HeldServer held_;
+    HeldPass held_;
     const Replaced<decltype(system_accept4)> accept_{
         system_accept4, [this](int fd, sockaddr *address, socklen_t *size, int flags) {
             CtrlPoint *victim = victim_.exchange(nullptr);
