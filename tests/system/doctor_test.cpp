@@ -33,8 +33,8 @@ const std::string ANSWER_PORT = "UDP port 9988, for answers and announcements: f
 const std::string NOT_ANSWERED = "search of all televisions: not answered\n";
 const std::string NO_ROUTE = "route for multicast: none: Network is unreachable\n";
 const std::string NO_ROUTE_VERDICT =
-    "verdict: this machine has no route for multicast: Network is unreachable; a television on it "
-    "would not be found\n"
+    "verdict: this machine has no route for multicast: Network is unreachable; no television that "
+    "is started on it can be found\n"
     "next: ip route replace 224.0.0.0/4 dev ";
 const std::string RIGHT = "next: if a phone finds none: is it on the same network, and does the "
                           "access point let those on it talk to each other?\n";

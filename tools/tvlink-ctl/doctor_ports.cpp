@@ -59,23 +59,27 @@ std::optional<Holder> holder_in(const std::string &line, const std::string &port
     return Holder{static_cast<uid_t>(strtoul(words[7].c_str(), nullptr, 10)), words[9]};
 }
 
+std::optional<Holder> holder_in_table(const std::string &file, const std::string &port,
+                                      const std::string &state)
+{
+    std::ifstream table(file);
+    std::string line;
+    std::optional<Holder> holder;
+    while (!holder && std::getline(table, line)) {
+        holder = holder_in(line, port, state);
+    }
+    return holder;
+}
+
+/* A socket for both families of addresses has the port in both. */
 std::optional<Holder> find_holder(const std::string &protocol, uint16_t port)
 {
     char wanted[5];
-    snprintf(wanted, sizeof wanted, "%04X", port);
+    snprintf(wanted, sizeof wanted, "%04X", static_cast<unsigned>(port));
     const std::string state = protocol == "TCP" ? "0A" : "07";
-    const std::string base = protocol == "TCP" ? "/proc/self/net/tcp" : "/proc/self/net/udp";
-    for (const char *family : {"", "6"}) {
-        std::ifstream table(base + family);
-        std::string line;
-        while (std::getline(table, line)) {
-            const std::optional<Holder> holder = holder_in(line, wanted, state);
-            if (holder) {
-                return holder;
-            }
-        }
-    }
-    return std::nullopt;
+    const std::string table = protocol == "TCP" ? "/proc/self/net/tcp" : "/proc/self/net/udp";
+    const std::optional<Holder> holder = holder_in_table(table, wanted, state);
+    return holder ? holder : holder_in_table(table + "6", wanted, state);
 }
 
 namespace fs = std::filesystem;

@@ -146,7 +146,7 @@ Verdict no_multicast_route(const DoctorFacts &facts)
     return DoctorVerdict{
         "no-multicast-route", STATUS_OTHER,
         "this machine has no route for multicast: " + system_text(facts.route.error) +
-            "; a television on it would not be found",
+            "; no television that is started on it can be found",
         "ip route replace 224.0.0.0/4 dev " + best(facts, is_usable)};
 }
 

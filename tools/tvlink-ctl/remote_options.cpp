@@ -15,6 +15,20 @@ static constexpr char raw_footer[] =
     "get sends the number of arguments before them, rpc does not. set does when there is not\n"
     "exactly one; --single and --list choose by hand.";
 
+static constexpr char doctor_footer[] =
+    "Looks at this machine's interfaces, its route for multicast, groups and ports, searches and\n"
+    "connects; with --host it also asks that television alone. It takes twice the time-out at "
+    "most\n"
+    "and ends with what is wrong first, and what to try next.\n"
+    "\n"
+    "Exit status:\n"
+    "  0  a television can be found and driven\n"
+    "  1  this machine or the television on it is set up wrongly\n"
+    "  3  no television is found, or it tells an address that cannot be reached\n"
+    "  4  the connection was refused\n"
+    "  5  no connection or no answer in time\n"
+    "  6  what answers there is no television";
+
 /* Adds a command that is done by `run`. */
 CLI::App *add_command(CLI::App &app, CommandLine &line, const char *name, const char *help,
                       std::function<void()> run)
@@ -50,8 +64,9 @@ void add_finding_commands(CLI::App &app, CommandLine &line)
         ->add_flag("--listen", line.second_flag,
                    "Do not search; show announcements as they arrive, until --timeout or Ctrl-C")
         ->excludes(both);
-    add_command(app, line, "doctor", "Find out why a television cannot be found",
-                [&] { line.status = examine_network(settings); });
+    CLI::App *doctor = add_command(app, line, "doctor", "Find out why a television cannot be found",
+                                   [&] { line.status = examine_network(settings); });
+    doctor->footer(doctor_footer);
 }
 
 void add_show_commands(CLI::App &app, CommandLine &line)

@@ -205,18 +205,16 @@ TEST(DoctorVerdict, IsThatThisMachineKeepsMulticastBack)
              find_nothing(facts);
          },
          "no-multicast-route", ctl::STATUS_OTHER,
-         "this machine has no route for multicast: Network is unreachable; a television on it "
-         "would "
-         "not be found",
+         "this machine has no route for multicast: Network is unreachable; no television that is "
+         "started on it can be found",
          "ip route replace 224.0.0.0/4 dev eth0"},
         {"no route, but the television was found",
          [](DoctorFacts &facts) {
              facts.route = {ENETUNREACH, ""};
          },
          "no-multicast-route", ctl::STATUS_OTHER,
-         "this machine has no route for multicast: Network is unreachable; a television on it "
-         "would "
-         "not be found",
+         "this machine has no route for multicast: Network is unreachable; no television that is "
+         "started on it can be found",
          "ip route replace 224.0.0.0/4 dev eth0"},
         {"the route stays here", [](DoctorFacts &facts) { facts.route.interface = "lo"; },
          "multicast-stays-here", ctl::STATUS_OTHER,
