@@ -204,17 +204,17 @@ void trickle(const Run &run)
     const Clock::time_point begin = Clock::now();
     size_t times = 0;
     const bool dropped = television.read_for(30000, [&] {
-        if (milliseconds_since(begin) > 1000.0 * static_cast<double>(times)) {
-            television.trickle_stalled(4096);
+        if (milliseconds_since(begin) > 250.0 * static_cast<double>(times)) {
+            television.trickle_stalled(12288);
             times++;
         }
         return television.stalled_is_dropped();
     });
-    figure(run, "one reads 4 KB a second: %s after %.0f ms", dropped ? "dropped" : "not dropped",
+    figure(run, "one reads 48 KB a second: %s after %.0f ms", dropped ? "dropped" : "not dropped",
            milliseconds_since(begin));
     television.hang_up_stalled();
     television.expect_everything();
-    figure(run, "one reads 4 KB a second: the other 16 see %s", television.take_delays().c_str());
+    figure(run, "one reads 48 KB a second: the other 16 see %s", television.take_delays().c_str());
 }
 
 } // namespace
