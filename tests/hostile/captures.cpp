@@ -110,6 +110,7 @@ void fetch_slowly(const Run &run, const Host &host, const Descriptor &phone)
             break;
         }
         got += receive_bytes(client.get(), 1).size();
+        holds(run, answers(phone), "the phone is answered meanwhile");
         wait_until(given_up, std::chrono::milliseconds(run.long_form ? 1000 : 20));
     }
     holds(run, given_up() == run.guarded, "only a guard gives up who fetches byte by byte");
