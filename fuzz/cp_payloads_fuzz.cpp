@@ -175,7 +175,7 @@ static void read_short_replies(CpBytes bytes)
 
 template <typename Entry>
 static void take_all(CpStatus (*take)(CpBytes *, Entry *), CpBytes block,
-                     void (*look)(CpBytes, const Entry &))
+                     void (*look)(CpBytes, const Entry &, size_t taken))
 {
     const CpBytes whole = block;
     Entry entry;
@@ -190,32 +190,37 @@ static void take_all(CpStatus (*take)(CpBytes *, Entry *), CpBytes block,
         }
         must(block.size < before.size, "an entry takes something off");
         must_lie_in(whole, block);
-        look(whole, entry);
+        look(whole, entry, before.size - block.size);
     }
 }
 
-static void look_at_channel(CpBytes whole, const CpChannel &channel)
+static void look_at_channel(CpBytes whole, const CpChannel &channel, size_t taken)
 {
+    must(taken > 2 + channel.name.size, "number and name have been taken off");
     must_lie_in(whole, channel.name);
     must_lie_in(whole, channel.group);
     must_lie_in(whole, channel.guide_id);
     must_lie_in(whole, channel.address);
 }
 
-static void look_at_guide_entry(CpBytes whole, const CpGuideEntry &entry)
+static void look_at_guide_entry(CpBytes whole, const CpGuideEntry &entry, size_t taken)
 {
+    must(taken >= 18 + entry.title.size + entry.category.size + entry.description.size,
+         "all fields have been taken off");
     must_lie_in(whole, entry.title);
     must_lie_in(whole, entry.category);
     must_lie_in(whole, entry.description);
 }
 
-static void look_at_text(CpBytes whole, const CpBytes &text)
+static void look_at_text(CpBytes whole, const CpBytes &text, size_t taken)
 {
+    must(taken == 256 && text.size < taken, "a cell has been taken off");
     must_lie_in(whole, text);
 }
 
-static void look_at_number(CpBytes, const uint32_t &)
+static void look_at_number(CpBytes, const uint32_t &, size_t taken)
 {
+    must(taken == 4, "a number has been taken off");
 }
 
 static void read_channels(CpBytes bytes)
