@@ -43,17 +43,22 @@ std::string interface_name(unsigned index)
 }
 
 /* The interface is one of the attributes behind the fixed part. */
-DoctorRoute route_in(const nlmsghdr *header)
+DoctorRoute route_in(const char *data, size_t size)
 {
     DoctorRoute result;
-    const auto *route = static_cast<const rtmsg *>(NLMSG_DATA(header));
-    size_t left = RTM_PAYLOAD(header);
-    for (const rtattr *each = RTM_RTA(route); RTA_OK(each, left); each = RTA_NEXT(each, left)) {
-        if (each->rta_type == RTA_OIF) {
+    rtattr attribute = {};
+    size_t at = NLMSG_LENGTH(sizeof(rtmsg));
+    while (at + sizeof attribute <= size) {
+        memcpy(&attribute, data + at, sizeof attribute);
+        if (attribute.rta_len < sizeof attribute || attribute.rta_len > size - at) {
+            break;
+        }
+        if (attribute.rta_type == RTA_OIF && attribute.rta_len == RTA_LENGTH(sizeof(unsigned))) {
             unsigned index = 0;
-            memcpy(&index, RTA_DATA(each), sizeof index);
+            memcpy(&index, data + at + RTA_LENGTH(0), sizeof index);
             result.interface = interface_name(index);
         }
+        at += RTA_ALIGN(attribute.rta_len);
     }
     return result;
 }
@@ -72,7 +77,7 @@ DoctorRoute take_answer(int descriptor)
     if (header->nlmsg_type == NLMSG_ERROR) {
         return {-static_cast<const nlmsgerr *>(NLMSG_DATA(header))->error, ""};
     }
-    return route_in(header);
+    return route_in(data, header->nlmsg_len);
 }
 
 } // namespace
