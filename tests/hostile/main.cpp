@@ -6,9 +6,9 @@
  * Prints figures; ends with 1 when something does not hold that must. With TVLINK_SOAK=long in the
  * environment the attacks last longer and are larger. */
 #include "hostile/run.h"
+#include "support/long_form.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include <signal.h>
@@ -34,12 +34,6 @@ const Scenario SCENARIOS[] = {
     {"slow_reader", run_slow_reader},
     {"storm", run_storm},
 };
-
-bool in_long_form()
-{
-    const char *form = std::getenv("TVLINK_SOAK");
-    return form != nullptr && std::strcmp(form, "long") == 0;
-}
 
 /* The short form has shorter times to wait for. */
 IppGuard guard_for(bool long_form)
