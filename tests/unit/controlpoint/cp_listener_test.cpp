@@ -2,6 +2,7 @@
 
 #include "support/datagrams.h"
 #include "support/own_network.h"
+#include "support/wait_until.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -91,9 +92,10 @@ TEST(ControlPointListener, HearsANetworkThatComesUpLater)
             ASSERT_EQ(std::system(command.c_str()), 0) << command;
         }
         CpTelevision television = {};
-        while (!network_has_member(CP_ANNOUNCEMENT_GROUP)) {
-            ASSERT_EQ(cp_hear(listener, &television, 10), CP_TIMED_OUT);
-        }
+        ASSERT_TRUE(wait_until([&] {
+            EXPECT_EQ(cp_hear(listener, &television, 10), CP_TIMED_OUT);
+            return network_has_member(CP_ANNOUNCEMENT_GROUP);
+        }));
         announce(ANNOUNCEMENT);
         EXPECT_EQ(hear(listener, &television), CP_OK);
         EXPECT_EQ(television.source, inet_addr("10.77.0.1"));
