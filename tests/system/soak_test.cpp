@@ -1,7 +1,7 @@
 /* Many connections, and many starts, leave everything as it was: descriptors, threads, memory.
  *
  * The normal run makes a few hundred connections. With TVLINK_SOAK=long in the environment it is
- * 10,000 connections and 200 starts, in some seconds; `scripts/test --all` runs that. */
+ * 10,000 connections and 200 starts, in some seconds; `scripts/test --long` runs that. */
 #include "support/long_form.h"
 #include "support/phone.h"
 #include "support/process_state.h"
