@@ -94,11 +94,15 @@ static bool is_listed(const CtrlPoint *cp)
     return false;
 }
 
+static bool is_used(const CtrlPoint *record)
+{
+    return __atomic_load_n(&record->reserved[WORD_USERS], __ATOMIC_ACQUIRE) != 0;
+}
+
 /* Is it the library's? A host's own record has no users and is in no list. */
 static bool is_owned(const CtrlPoint *record)
 {
-    return __atomic_load_n(&record->reserved[WORD_USERS], __ATOMIC_ACQUIRE) != 0 ||
-           is_listed(record);
+    return is_used(record) || is_listed(record);
 }
 
 /* All of the record but its reserved words, of which other threads change some meanwhile. */
@@ -120,19 +124,27 @@ static void bind_copy(CtrlPoint *copy, CtrlPoint *record)
     memcpy(&copy->reserved[WORD_LIVE_RECORD], &record, sizeof record);
 }
 
+/* False when it would keep nothing in use, and so be taken for a copy of a host's own record. */
+static bool fill_copy(CtrlPoint *copy, CtrlPoint *record)
+{
+    const bool open = registry_lock();
+    copy_fields(copy, record);
+    if (!open) {
+        return !is_used(record);
+    }
+    if (is_owned(record)) {
+        bind_copy(copy, record);
+    }
+    registry_unlock();
+    return true;
+}
+
 CtrlPoint *connection_copy(CtrlPoint *record)
 {
     CtrlPoint *copy = static_cast<CtrlPoint *>(malloc(sizeof *copy));
-    if (copy == nullptr) {
+    if (copy != nullptr && !fill_copy(copy, record)) {
+        free(copy);
         return nullptr;
-    }
-    const bool open = registry_lock();
-    copy_fields(copy, record);
-    if (open && is_owned(record)) {
-        bind_copy(copy, record);
-    }
-    if (open) {
-        registry_unlock();
     }
     return copy;
 }

@@ -39,9 +39,9 @@ bool connection_watched(const CtrlPoint *record);
 
 /* ---- Copies. */
 
-/* A whole-record copy on the heap; null when memory is out. The copy of a record of the library
- * keeps it in use; that of a host's own record does not: the host keeps its socket open until the
- * item is done. */
+/* A whole-record copy on the heap; null when memory is out, and for a record of the library also
+ * once the service has stopped. The copy of a record of the library keeps it in use; that of a
+ * host's own record does not: the host keeps its socket open until the item is done. */
 CtrlPoint *connection_copy(CtrlPoint *record);
 
 /* Gives the use back that the copy stands for, if any, and frees it. */

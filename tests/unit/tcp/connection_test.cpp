@@ -156,6 +156,30 @@ TEST_F(Connection, IsNotHeldByACopyThatCouldNotBeMade)
     EXPECT_FALSE(is_open(connection.number));
 }
 
+/* Such a copy would keep nothing in use, and be taken for a record of the host's own. */
+TEST_F(Connection, IsNotCopiedOnceTheServiceHasStopped)
+{
+    const ListedConnection connection;
+    connection_hold(connection.record);
+    registry_close();
+    EXPECT_EQ(connection_copy(connection.record), nullptr);
+    EXPECT_TRUE(is_open(connection.number));
+    connection_release(connection.record);
+    EXPECT_FALSE(is_open(connection.number));
+    registry_open();
+}
+
+TEST_F(Connection, OfAHostIsCopiedAlsoWhenTheServiceHasStopped)
+{
+    const ConnectedPair own = local_pair();
+    HandMadeRecord record(own.near.get());
+    registry_close();
+    const Copy copy(connection_copy(&record));
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(copy->fd, own.near.get());
+    registry_open();
+}
+
 TEST_F(Connection, HasAnIdentityThatItsCopiesShareAndNoOther)
 {
     const ListedConnection one;
