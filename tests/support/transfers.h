@@ -1,9 +1,16 @@
 /* What tests of sending and receiving have in common. */
 #pragma once
 
+#include "support/replaced_call.h"
 #include "support/sockets.h"
+#include "support/wait_until.h"
 
+#include <atomic>
+#include <cerrno>
 #include <csignal>
+#include <thread>
+
+#include <gtest/gtest.h>
 
 #include <pthread.h>
 
@@ -42,3 +49,29 @@ public:
 private:
     struct sigaction former_ = {};
 };
+
+/* Runs the function on a thread of its own with a socket whose send buffer is full; ends three of
+ * its system calls by a signal, then empties the buffer. Returns so many of the bytes that were
+ * sent. */
+template <typename Function> Bytes arrived_though_interrupted(size_t size, Function send_all)
+{
+    const InterruptingSignals signals;
+    const ConnectedPair pair = local_pair();
+    const size_t before = fill_send_buffer(pair.near.get());
+    std::atomic<int> interrupted(0);
+    const Replaced<decltype(system_send)> sends(
+        system_send, [&](int fd, const void *data, size_t length, int flags) {
+            const ssize_t sent = system_send.real(fd, data, length, flags);
+            interrupted += sent < 0 && errno == EINTR ? 1 : 0;
+            return sent;
+        });
+    std::thread sender([&] { send_all(pair.near.get()); });
+    EXPECT_TRUE(wait_until([&] {
+        signals.raise_on(sender.native_handle());
+        return interrupted >= 3;
+    }));
+    EXPECT_EQ(receive_bytes(pair.far.get(), before).size(), before);
+    Bytes arrived = receive_bytes(pair.far.get(), size);
+    sender.join();
+    return arrived;
+}

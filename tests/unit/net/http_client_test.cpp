@@ -5,6 +5,7 @@
 #include "support/process_state.h"
 #include "support/replaced_call.h"
 #include "support/scripted_server.h"
+#include "support/socket_options.h"
 #include "support/sockets.h"
 #include "support/taken_sleeps.h"
 #include "support/wait_until.h"
@@ -65,23 +66,6 @@ std::string terminated(const std::string &text)
 bool is_open(int fd)
 {
     return fcntl(fd, F_GETFD) >= 0;
-}
-
-int option_of(int fd, int option)
-{
-    int value = -1;
-    socklen_t size = sizeof value;
-    EXPECT_EQ(getsockopt(fd, SOL_SOCKET, option, &value, &size), 0);
-    return value;
-}
-
-/* "seconds.microseconds" */
-std::string timeout_of(int fd, int option)
-{
-    timeval value = {-1, -1};
-    socklen_t size = sizeof value;
-    EXPECT_EQ(getsockopt(fd, SOL_SOCKET, option, &value, &size), 0);
-    return std::to_string(value.tv_sec) + "." + std::to_string(value.tv_usec);
 }
 
 /* A port on which nobody listens, held so that nobody else gets it. */

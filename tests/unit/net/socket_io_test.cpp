@@ -2,6 +2,7 @@
 
 #include "support/captured_lines.h"
 #include "support/replaced_call.h"
+#include "support/socket_options.h"
 #include "support/sockets.h"
 #include "support/transfers.h"
 #include "support/wait_until.h"
@@ -29,14 +30,6 @@ const char *const RECEIVE_ERROR = "err: setsockopt() recv timeout fail\n";
 const char *const SEND_ERROR = "err: setsockopt() send timeout fail\n";
 
 /* ---- Options */
-
-std::string timeout_of(int fd, int option)
-{
-    timeval value = {-1, -1};
-    socklen_t size = sizeof value;
-    EXPECT_EQ(getsockopt(fd, SOL_SOCKET, option, &value, &size), 0);
-    return std::to_string(value.tv_sec) + "." + std::to_string(value.tv_usec);
-}
 
 /* What the system makes of a time-out: it counts in ticks of its own. */
 std::string as_kept(int option, long microseconds)
@@ -255,26 +248,11 @@ TEST(SocketIo, FinishesWhenAFullBufferEmpties)
 TEST(SocketIo, FinishesThoughSignalsInterruptIt)
 {
     const CapturedLines lines;
-    const InterruptingSignals signals;
-    const ConnectedPair pair = local_pair();
-    const size_t before = fill_send_buffer(pair.near.get());
     const Bytes data = pattern(300000);
-    std::atomic<int> interrupted(0);
-    const Replaced<decltype(system_send)> sends(
-        system_send, [&](int fd, const void *bytes_to_send, size_t size, int flags) {
-            const ssize_t sent = system_send.real(fd, bytes_to_send, size, flags);
-            interrupted += sent < 0 && errno == EINTR ? 1 : 0;
-            return sent;
-        });
     int result = 4711;
-    std::thread sender([&] { result = socket_send(pair.near.get(), data.data(), 300000); });
-    EXPECT_TRUE(wait_until([&] {
-        signals.raise_on(sender.native_handle());
-        return interrupted >= 3;
-    }));
-    EXPECT_EQ(receive_bytes(pair.far.get(), before).size(), before);
-    EXPECT_TRUE(receive_bytes(pair.far.get(), data.size()) == data);
-    sender.join();
+    const Bytes arrived = arrived_though_interrupted(
+        data.size(), [&](int fd) { result = socket_send(fd, data.data(), 300000); });
+    EXPECT_TRUE(arrived == data);
     EXPECT_EQ(result, 0);
     EXPECT_EQ(lines.all().size(), 0u);
 }

@@ -2,6 +2,7 @@
 
 #include "support/captured_lines.h"
 #include "support/replaced_call.h"
+#include "support/socket_options.h"
 #include "support/sockets.h"
 #include "support/watched_call.h"
 
@@ -45,21 +46,13 @@ TEST(SocketOptions, TellWhyASocketCannotBeMadeNonBlocking)
     EXPECT_EQ(lines.err(), Lines{"soc_setBlock fails  error : Bad file descriptor\n"});
 }
 
-int option_of(int fd, int level, int option)
-{
-    int value = -1;
-    socklen_t size = sizeof value;
-    EXPECT_EQ(getsockopt(fd, level, option, &value, &size), 0);
-    return value;
-}
-
 /* "on, idle, interval, count" */
 std::string keep_alive_of(int fd)
 {
-    return std::to_string(option_of(fd, SOL_SOCKET, SO_KEEPALIVE)) + ", " +
-           std::to_string(option_of(fd, IPPROTO_TCP, TCP_KEEPIDLE)) + ", " +
-           std::to_string(option_of(fd, IPPROTO_TCP, TCP_KEEPINTVL)) + ", " +
-           std::to_string(option_of(fd, IPPROTO_TCP, TCP_KEEPCNT));
+    return std::to_string(option_of(fd, SO_KEEPALIVE)) + ", " +
+           std::to_string(option_of(fd, TCP_KEEPIDLE, IPPROTO_TCP)) + ", " +
+           std::to_string(option_of(fd, TCP_KEEPINTVL, IPPROTO_TCP)) + ", " +
+           std::to_string(option_of(fd, TCP_KEEPCNT, IPPROTO_TCP));
 }
 
 TEST(SocketOptions, KeepAConnectionAlive)
@@ -120,7 +113,7 @@ TEST(SocketOptions, KeepNothingAliveThatTheSystemRefuses)
     const int wrong[] = {1, 30, 5, 1000};
     EXPECT_EQ(soc_keepLive(fd.get(), wrong), -1);
     EXPECT_EQ(errno, EINVAL);
-    EXPECT_EQ(option_of(fd.get(), IPPROTO_TCP, TCP_KEEPINTVL), 5) << "what was set stays";
+    EXPECT_EQ(option_of(fd.get(), TCP_KEEPINTVL, IPPROTO_TCP), 5) << "what was set stays";
     EXPECT_EQ(soc_keepLive(-1, wrong), -1);
     EXPECT_EQ(soc_keepLive(fd.get(), nullptr), -1);
     EXPECT_EQ(lines.err(), (Lines{" keep live count fails: Invalid argument\n",

@@ -3,6 +3,7 @@
 #include "support/captured_lines.h"
 #include "support/process_state.h"
 #include "support/replaced_call.h"
+#include "support/socket_options.h"
 #include "support/sockets.h"
 #include "support/watched_call.h"
 
@@ -23,23 +24,6 @@ namespace
 {
 
 using Lines = std::vector<std::string>;
-
-int option_of(int fd, int option)
-{
-    int value = -1;
-    socklen_t size = sizeof value;
-    EXPECT_EQ(getsockopt(fd, SOL_SOCKET, option, &value, &size), 0);
-    return value;
-}
-
-/* "seconds.microseconds" */
-std::string timeout_of(int fd, int option)
-{
-    timeval value = {-1, -1};
-    socklen_t size = sizeof value;
-    EXPECT_EQ(getsockopt(fd, SOL_SOCKET, option, &value, &size), 0);
-    return std::to_string(value.tv_sec) + "." + std::to_string(value.tv_usec);
-}
 
 TEST(Socket, IsCreatedWithItsOptions)
 {

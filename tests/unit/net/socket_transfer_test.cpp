@@ -248,26 +248,11 @@ TEST(SocketTransfer, DrainsSlowlyThroughAFullSocketThatDoesNotBlock)
 TEST(SocketTransfer, FinishesThoughSignalsInterruptIt)
 {
     const CapturedLines lines;
-    const InterruptingSignals signals;
-    const ConnectedPair pair = local_pair();
-    const size_t before = fill_send_buffer(pair.near.get());
     const Bytes data = pattern(300000);
-    std::atomic<int> interrupted(0);
-    const Replaced<decltype(system_send)> sends(
-        system_send, [&](int fd, const void *bytes_to_send, size_t size, int flags) {
-            const ssize_t sent = system_send.real(fd, bytes_to_send, size, flags);
-            interrupted += sent < 0 && errno == EINTR ? 1 : 0;
-            return sent;
-        });
     int result = 4711;
-    std::thread sender([&] { result = soc_send(pair.near.get(), data.data(), 300000, 0); });
-    EXPECT_TRUE(wait_until([&] {
-        signals.raise_on(sender.native_handle());
-        return interrupted >= 3;
-    }));
-    EXPECT_EQ(receive_bytes(pair.far.get(), before).size(), before);
-    EXPECT_TRUE(receive_bytes(pair.far.get(), data.size()) == data);
-    sender.join();
+    const Bytes arrived = arrived_though_interrupted(
+        data.size(), [&](int fd) { result = soc_send(fd, data.data(), 300000, 0); });
+    EXPECT_TRUE(arrived == data);
     EXPECT_EQ(result, 300000);
     EXPECT_EQ(lines.all().size(), 0u);
 }
