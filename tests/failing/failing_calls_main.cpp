@@ -24,7 +24,7 @@
 namespace
 {
 
-const unsigned LONGEST_S = 30; /* a case that takes longer hangs */
+const unsigned LONGEST_S = 10; /* a conversation that takes longer hangs */
 const size_t WORKERS = 2;      /* they stay when the service stops */
 
 /* How the process of one case ends. */
@@ -37,7 +37,8 @@ void drop_line(int, const char *, void *)
 void quiet_service()
 {
     IppGuard guard = IPP_GUARD_RECOMMENDED;
-    guard.bind_wait_ms = 50; /* a port that is never free would be waited for */
+    guard.bind_wait_ms = 50;    /* a port that is never free would be waited for, ... */
+    guard.bulk_accept_ms = 500; /* ... and a capture whose port never reached the phone */
     ipp_set_guard(&guard);
     ipp_set_log_sink(drop_line, nullptr);
 }
@@ -100,6 +101,7 @@ End try_one(const std::string &name, long call, bool for_ever)
         return End::WRONG;
     }
     const size_t left = open_descriptors().size();
+    alarm(LONGEST_S);
     if (!works_again() || !threads_have_ended(threads) || !descriptors_are_closed(left)) {
         return End::WRONG;
     }

@@ -1,5 +1,6 @@
 #include "support/process_state.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <thread>
@@ -40,6 +41,12 @@ size_t thread_count()
     static const bool first_thread = (std::thread([] {}).join(), true);
     static_cast<void>(first_thread);
     return numbers_in("/proc/self/task").size();
+}
+
+bool no_more_descriptors_than(const std::set<int> &before)
+{
+    const std::set<int> now = open_descriptors();
+    return std::includes(before.begin(), before.end(), now.begin(), now.end());
 }
 
 std::set<int> inheritable_descriptors()

@@ -753,7 +753,7 @@ TEST_F(ControlPort, ClosesTheSocketOfAPhoneThatIsOneTooMany)
         const Phone two;
         EXPECT_TRUE(two.is_dropped());
     }
-    EXPECT_EQ(open_descriptors(), before);
+    EXPECT_TRUE(no_more_descriptors_than(before));
 }
 
 TEST_F(ControlPort, DropsAPhoneThatAnnouncesALongerFrameThanTheGuardAllows)
@@ -799,7 +799,7 @@ TEST_F(ControlPort, AsksTheHostAboutEveryPhoneWithNoLockHeld)
             const Phone stranger;
             EXPECT_TRUE(stranger.is_dropped());
         }
-        EXPECT_EQ(open_descriptors(), before);
+        EXPECT_TRUE(no_more_descriptors_than(before));
         EXPECT_EQ(asked, 2);
         EXPECT_EQ(connected(), 1u);
         EXPECT_EQ(hex(welcome.read_frame()), hex(wire_frame(9, bytes("'x'"))));

@@ -47,10 +47,3 @@ inline bool is_refused(uint16_t port)
 {
     return wait_until([port] { return bulk_connection(port).get() < 0; });
 }
-
-/* Descriptors that threads of an earlier test close meanwhile do not count. */
-inline bool is_nothing_new_open(const std::set<int> &before)
-{
-    const std::set<int> now = open_descriptors();
-    return std::includes(before.begin(), before.end(), now.begin(), now.end());
-}

@@ -44,7 +44,7 @@ protected:
         EXPECT_EQ(port, 0);
         EXPECT_EQ(lines.out(), expected);
         EXPECT_TRUE(lines.err().empty());
-        EXPECT_TRUE(is_nothing_new_open(before));
+        EXPECT_TRUE(no_more_descriptors_than(before));
         lines.clear();
     }
 
@@ -183,7 +183,7 @@ TEST_F(BulkThread, SendsItsDataAndCloses)
     const Descriptor client = bulk_connection(port);
     const std::set<int> before = open_descriptors();
     EXPECT_EQ(big_data_thread(job(bytes("02 00 00 00 'ab'"))), nullptr);
-    EXPECT_TRUE(is_nothing_new_open(before));
+    EXPECT_TRUE(no_more_descriptors_than(before));
     EXPECT_EQ(open_descriptors().count(listener), 0u);
     expect_all(client, "02 00 00 00 'ab'");
     EXPECT_EQ(lines.out(), Lines{ENDED});
@@ -236,7 +236,7 @@ TEST_F(BulkThread, GivesUpWhenNobodyComes)
 {
     const std::set<int> before = open_descriptors();
     EXPECT_EQ(big_data_thread(job(bytes("'data'"), THIS_PHONE, 1)), NOT_ACCEPTED);
-    EXPECT_TRUE(is_nothing_new_open(before));
+    EXPECT_TRUE(no_more_descriptors_than(before));
     EXPECT_EQ(open_descriptors().count(listener), 0u);
     EXPECT_EQ(lines.out(), (Lines{ACCEPT_FAILED, GAVE_UP}));
 }
@@ -294,7 +294,7 @@ TEST_F(BulkThread, GivesUpWhenItCannotAccept)
         return -1;
     });
     EXPECT_EQ(big_data_thread(job(bytes("'data'"))), NOT_ACCEPTED);
-    EXPECT_TRUE(is_nothing_new_open(before));
+    EXPECT_TRUE(no_more_descriptors_than(before));
     EXPECT_EQ(open_descriptors().count(listener), 0u);
     EXPECT_EQ(lines.out(), (Lines{ACCEPT_FAILED, GAVE_UP}));
     EXPECT_TRUE(lines.err().empty());

@@ -472,10 +472,7 @@ TEST_F(PushService, EndsWithTheService)
     service.stop();
     std::set<int> expected = before;
     expected.insert(stalled.fd());
-    EXPECT_TRUE(wait_until([&] {
-        const std::set<int> now = open_descriptors();
-        return std::includes(expected.begin(), expected.end(), now.begin(), now.end());
-    }));
+    EXPECT_TRUE(wait_until([&] { return no_more_descriptors_than(expected); }));
     EXPECT_EQ(push(&name, bytes("'late'")), 0); /* goes nowhere */
     service.start();
     const Phone next;

@@ -99,7 +99,7 @@ protected:
         EXPECT_EQ(ask(handle_get_screen_shot2, REQUEST), -1);
         EXPECT_EQ(host.calls(), Lines{"get_screen_shot2 -2 65533 *0"});
         EXPECT_EQ(phone.received(), frame_around(NO_PORT));
-        EXPECT_TRUE(is_nothing_new_open(before));
+        EXPECT_TRUE(no_more_descriptors_than(before));
     }
 
     static void expect_delivery(uint16_t port, const std::string &data)
