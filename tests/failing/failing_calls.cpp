@@ -40,7 +40,7 @@ enum Function {
 
 struct Entry {
     const char *name;
-    int error;
+    int error; /* errno, or what a pthread function returns */
     long seen; /* atomically, as all that changes here */
 };
 
@@ -162,7 +162,7 @@ std::vector<FailingCall> failing_calls()
 {
     std::vector<FailingCall> calls;
     for (const Entry &entry : entries) {
-        calls.push_back({entry.name, entry.error, get(&entry.seen)});
+        calls.push_back({entry.name, get(&entry.seen)});
     }
     return calls;
 }

@@ -9,7 +9,6 @@
 
 struct FailingCall {
     const char *name;
-    int error; /* errno, or what a pthread function returns */
     long seen; /* calls by the library since count_calls() */
 };
 

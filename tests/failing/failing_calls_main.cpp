@@ -125,7 +125,8 @@ End try_alone(const std::string &name, long call, bool for_ever)
     return end == End::WELL || end == End::NOT_REACHED ? end : End::WRONG;
 }
 
-/* How often the library calls each function when nothing fails; empty when that does not work. */
+/* How often the library calls the function when nothing fails; 0 when the conversation does not
+ * work even so. */
 long count(const std::string &name)
 {
     int ends[2];

@@ -21,15 +21,6 @@ const int WIRELESS_SEGMENT = 1448;
 const size_t HEADER = 7;
 const size_t LENGTH_AT = 3;
 
-sockaddr_in address_of(uint32_t host, uint16_t port)
-{
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(host);
-    return address;
-}
-
 void set(int fd, int level, int option, int value)
 {
     setsockopt(fd, level, option, &value, sizeof value);
@@ -51,6 +42,15 @@ void prepare(int fd, const Manner &manner)
 }
 
 } // namespace
+
+sockaddr_in address_of(uint32_t host, uint16_t port)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(host);
+    return address;
+}
 
 Descriptor connect_to(uint16_t port, const Manner &manner)
 {

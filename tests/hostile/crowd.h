@@ -7,6 +7,11 @@
 #include <functional>
 #include <vector>
 
+#include <netinet/in.h>
+
+/* Both in host order. */
+sockaddr_in address_of(uint32_t host, uint16_t port);
+
 /* How a phone connects. */
 struct Manner {
     uint32_t from;       /* own address in host order; 0: the system's choice */

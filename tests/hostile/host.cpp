@@ -1,9 +1,9 @@
 #include "hostile/host.h"
 
 #include "support/phone.h"
+#include "support/wait_until.h"
 #include "tvlink/flags.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -58,8 +58,7 @@ void count_line(int, const char *line, void *)
 int answer_call(char *answer, const char *request)
 {
     host_board->calls++;
-    while (host_board->hold != 0 && host_board->stop == 0) {
-        usleep(200);
+    while (!wait_until([] { return host_board->hold == 0 || host_board->stop != 0; })) {
     }
     std::snprintf(answer, IPP_RPC_ANSWER_SIZE, "%s", request);
     return 1;
@@ -112,7 +111,7 @@ void report_events()
     for (uint32_t rate = host_board->event_rate; rate != 0; rate = host_board->event_rate) {
         const uint64_t now_ns = monotonic_ns();
         if (now_ns < due_ns) {
-            usleep(static_cast<useconds_t>(std::min<uint64_t>((due_ns - now_ns) / 1000, 10000)));
+            rest_between_beats();
             continue;
         }
         report_event(due_ns, host_board->reported);
@@ -130,10 +129,15 @@ size_t allocated_bytes()
     return info.uordblks + info.hblkhd;
 }
 
+bool is_asked_to_measure()
+{
+    return host_board->measure != host_board->measured;
+}
+
 void measure_if_asked()
 {
     const uint32_t asked = host_board->measure;
-    if (asked != host_board->measured) {
+    if (is_asked_to_measure()) {
         host_board->allocated_kb = static_cast<uint32_t>(allocated_bytes() / 1024);
         host_board->measured = asked;
     }
@@ -176,7 +180,9 @@ void run_host(const Run &run, size_t descriptors_besides)
     while (host_board->stop == 0) {
         report_events();
         measure_if_asked();
-        usleep(500);
+        wait_until([] {
+            return host_board->stop != 0 || host_board->event_rate != 0 || is_asked_to_measure();
+        });
     }
     stop_service();
 }

@@ -5,22 +5,13 @@
 #include "support/phone.h"
 
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace
 {
 
 const double PACKETS_A_SECOND = 10000;
-
-sockaddr_in address_of(uint32_t host, uint16_t port)
-{
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    address.sin_addr.s_addr = htonl(host);
-    return address;
-}
 
 /* A socket of one address, on the port where phones hear answers: it sends searches too. */
 Descriptor searcher(uint32_t host)
@@ -87,7 +78,7 @@ public:
                 holds(run_, answer == first_, "every answer is the same");
                 return milliseconds_since(begin) - first_search_ms;
             }
-            usleep(200);
+            wait_for_an_answer();
         }
         return -1;
     }
@@ -116,6 +107,13 @@ public:
     }
 
 private:
+    /* Or until it is time for the next packets. */
+    void wait_for_an_answer() const
+    {
+        pollfd waiting[] = {{honest_.get(), POLLIN, 0}, {flooder_.get(), POLLIN, 0}};
+        poll(waiting, 2, 1);
+    }
+
     static Bytes garbage()
     {
         static uint32_t state = 1;

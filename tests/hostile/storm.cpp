@@ -14,7 +14,6 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace
 {
@@ -112,7 +111,7 @@ public:
             begun = std::max(begun, due - 500); /* a storm does not wait for the slow */
             end_connected();
             ask_steady();
-            usleep(200);
+            rest_between_beats();
         }
     }
 

@@ -63,12 +63,13 @@ private:
     Answers answers_;
 };
 
-class ScriptedSends
+/* All calls of one system function, send or recv. */
+template <typename Call> class ScriptedCalls
 {
 public:
-    ScriptedSends(const void *begin, Answers answers)
+    ScriptedCalls(Call &call, const void *begin, Answers answers)
         : transfer_(begin, std::move(answers)),
-          replaced_(system_send, [this](int fd, const void *data, size_t size, int flags) {
+          replaced_(call, [this](int fd, auto *data, size_t size, int flags) {
               EXPECT_EQ(fd, 7);
               return transfer_.call(data, size, flags);
           })
@@ -82,29 +83,7 @@ public:
 
 private:
     ScriptedTransfer transfer_;
-    Replaced<decltype(system_send)> replaced_;
-};
-
-class ScriptedReceives
-{
-public:
-    ScriptedReceives(const void *begin, Answers answers)
-        : transfer_(begin, std::move(answers)),
-          replaced_(system_recv, [this](int fd, void *data, size_t size, int flags) {
-              EXPECT_EQ(fd, 7);
-              return transfer_.call(data, size, flags);
-          })
-    {
-    }
-
-    const Lines &calls() const
-    {
-        return transfer_.calls;
-    }
-
-private:
-    ScriptedTransfer transfer_;
-    Replaced<decltype(system_recv)> replaced_;
+    Replaced<Call> replaced_;
 };
 
 /* The pauses between two attempts, which take no time. */
@@ -138,7 +117,7 @@ TEST(SocketTransfer, SendsAllBytesAndReturnsTheirNumber)
 TEST(SocketTransfer, SendsWhatRemainsWithTheGivenFlags)
 {
     const char data[] = "0123456789";
-    const ScriptedSends sends(data, {3, 6, 1});
+    const ScriptedCalls sends(system_send, data, {3, 6, 1});
     EXPECT_EQ(soc_send(7, data, 10, MSG_MORE), 10);
     const std::string flags = std::to_string(MSG_MORE | MSG_NOSIGNAL);
     EXPECT_EQ(sends.calls(), (Lines{"0 + 10, " + flags, "3 + 7, " + flags, "9 + 1, " + flags}));
@@ -147,7 +126,7 @@ TEST(SocketTransfer, SendsWhatRemainsWithTheGivenFlags)
 TEST(SocketTransfer, SendsNothingWithoutDataOrALength)
 {
     const CapturedLines lines;
-    const ScriptedSends sends(nullptr, {});
+    const ScriptedCalls sends(system_send, nullptr, {});
     EXPECT_EQ(soc_send(7, "x", 0, 0), 0);
     EXPECT_EQ(soc_send(7, "x", -1, 0), 0);
     EXPECT_EQ(soc_send(7, "x", INT_MIN, 0), 0);
@@ -164,7 +143,7 @@ TEST(SocketTransfer, TriesAPassingFailureAgainEveryTenMicrosecondsWithoutLimit)
         answers[100] = 2;
         answers.push_back(1);
         Pauses pauses;
-        const ScriptedSends sends("abc", answers);
+        const ScriptedCalls sends(system_send, "abc", answers);
         EXPECT_EQ(soc_send(7, "abc", 3, 0), 3);
         EXPECT_EQ(sends.calls().size(), 301u);
         EXPECT_EQ(pauses.all, std::vector<useconds_t>(299, 10));
@@ -176,7 +155,7 @@ TEST(SocketTransfer, GivesUpWhenASendTakesNothing)
 {
     const CapturedLines lines;
     Pauses pauses;
-    const ScriptedSends sends("abc", {2, 0});
+    const ScriptedCalls sends(system_send, "abc", {2, 0});
     EXPECT_EQ(soc_send(7, "abc", 3, 0), -1);
     EXPECT_EQ(sends.calls().size(), 2u);
     EXPECT_EQ(pauses.all.size(), 0u);
@@ -190,7 +169,7 @@ TEST(SocketTransfer, GivesUpWithTheErrnoOfAnyOtherFailure)
     Pauses pauses;
     for (int error = 1; error < 134; error++) {
         if (error != EAGAIN && error != EINTR) {
-            const ScriptedSends sends("abc", {1, -error});
+            const ScriptedCalls sends(system_send, "abc", {1, -error});
             EXPECT_EQ(soc_send(7, "abc", 3, 0), -1);
             EXPECT_EQ(errno, error);
             EXPECT_EQ(lines.out(),
@@ -338,7 +317,7 @@ TEST(SocketTransfer, ReceivesWhatHasArrived)
 TEST(SocketTransfer, ReceivesWithOneCallThatItHandsOn)
 {
     char buffer[4];
-    const ScriptedReceives receives(buffer, {4, 2, 0, -EINTR, 0});
+    const ScriptedCalls receives(system_recv, buffer, {4, 2, 0, -EINTR, 0});
     EXPECT_EQ(socket_recv(7, buffer, 4, 0), 4);
     EXPECT_EQ(socket_recv(7, buffer + 1, 3, MSG_PEEK), 2);
     EXPECT_EQ(socket_recv(7, buffer, 4, 0), 0);
@@ -352,7 +331,7 @@ TEST(SocketTransfer, ReceivesWithOneCallThatItHandsOn)
 TEST(SocketTransfer, ReceivesNothingWithoutABufferOrForANegativeLength)
 {
     char buffer[4];
-    const ScriptedReceives receives(buffer, {});
+    const ScriptedCalls receives(system_recv, buffer, {});
     EXPECT_EQ(socket_recv(7, nullptr, 1, 0), -1);
     EXPECT_EQ(socket_recv(7, buffer, -1, 0), -1);
     EXPECT_EQ(socket_recv(7, buffer, INT_MIN, 0), -1);
@@ -376,7 +355,7 @@ TEST(SocketTransfer, SendsAPackInWholeChunks)
 TEST(SocketTransfer, SendsEachChunkOfAPackFromItsPlace)
 {
     const char data[] = "0123456789ab";
-    const ScriptedSends sends(data, {4, 1, 3, 4});
+    const ScriptedCalls sends(system_send, data, {4, 1, 3, 4});
     EXPECT_EQ(socket_send_pack(7, data, 10, 4), 12);
     EXPECT_EQ(sends.calls(),
               (Lines{"0 + 4, 16384", "4 + 4, 16384", "5 + 3, 16384", "8 + 4, 16384"}));
@@ -386,10 +365,10 @@ TEST(SocketTransfer, EndsAPackWithTheChunkThatFails)
 {
     const CapturedLines lines;
     const char data[] = "0123456789ab";
-    const ScriptedSends sends(data, {4, 2, -ECONNRESET});
+    const ScriptedCalls sends(system_send, data, {4, 2, -ECONNRESET});
     EXPECT_EQ(socket_send_pack(7, data, 12, 4), 4);
     EXPECT_EQ(sends.calls().size(), 3u);
-    const ScriptedSends at_once(data, {-EPIPE});
+    const ScriptedCalls at_once(system_send, data, {-EPIPE});
     EXPECT_EQ(socket_send_pack(7, data, 12, 4), 0);
     EXPECT_EQ(lines.out(), (Lines{"err:send data soc_send 221,errno=104\n",
                                   "err:send data soc_send 221,errno=32\n"}));
@@ -419,7 +398,7 @@ TEST(SocketTransfer, ReceivesUpToAChunkMoreThanThePacksTotal)
 TEST(SocketTransfer, AsksForAPackAgainWhereTheLastPartEnded)
 {
     char buffer[16];
-    const ScriptedReceives receives(buffer, {3, 0, 0, 4, 2, 4});
+    const ScriptedCalls receives(system_recv, buffer, {3, 0, 0, 4, 2, 4});
     EXPECT_EQ(socket_recv_pack(7, buffer, 10, 4), 13);
     EXPECT_EQ(receives.calls(),
               (Lines{"0 + 4, 0", "3 + 4, 0", "3 + 4, 0", "3 + 4, 0", "7 + 4, 0", "9 + 4, 0"}));
@@ -428,7 +407,7 @@ TEST(SocketTransfer, AsksForAPackAgainWhereTheLastPartEnded)
 TEST(SocketTransfer, EndsAPackWithTheReceiveThatFails)
 {
     char buffer[16];
-    const ScriptedReceives receives(buffer, {4, 2, -EINTR});
+    const ScriptedCalls receives(system_recv, buffer, {4, 2, -EINTR});
     EXPECT_EQ(socket_recv_pack(7, buffer, 12, 4), 6);
     EXPECT_EQ(receives.calls().size(), 3u);
 }
@@ -437,8 +416,8 @@ TEST(SocketTransfer, HasNoPackWithoutATotalAChunkOrMemory)
 {
     const CapturedLines lines;
     char buffer[16] = "";
-    const ScriptedSends sends(buffer, {});
-    const ScriptedReceives receives(buffer, {});
+    const ScriptedCalls sends(system_send, buffer, {});
+    const ScriptedCalls receives(system_recv, buffer, {});
     for (const int none : {0, -1, INT_MIN}) {
         EXPECT_EQ(socket_send_pack(7, buffer, none, 4), 0);
         EXPECT_EQ(socket_send_pack(7, buffer, 4, none), 0);
@@ -453,9 +432,9 @@ TEST(SocketTransfer, HasNoPackWithoutATotalAChunkOrMemory)
 TEST(SocketTransfer, CountsNoFurtherThanItsResultGoes)
 {
     uint8_t *nowhere = reinterpret_cast<uint8_t *>(uintptr_t{16}); /* nothing touches it */
-    const ScriptedSends sends(nowhere, {INT_MAX - 1, INT_MAX - 1});
+    const ScriptedCalls sends(system_send, nowhere, {INT_MAX - 1, INT_MAX - 1});
     EXPECT_EQ(socket_send_pack(7, nowhere, INT_MAX, INT_MAX - 1), INT_MAX);
-    const ScriptedReceives receives(nowhere, {INT_MAX - 1, INT_MAX - 1});
+    const ScriptedCalls receives(system_recv, nowhere, {INT_MAX - 1, INT_MAX - 1});
     EXPECT_EQ(socket_recv_pack(7, nowhere, INT_MAX, INT_MAX - 1), INT_MAX);
 }
 
