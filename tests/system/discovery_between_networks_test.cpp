@@ -219,7 +219,9 @@ protected:
     void SetUp() override
     {
         if (SANITIZED) {
-            GTEST_SKIP() << "left to the builds without sanitizers";
+            GTEST_SKIP()
+                << "the schedule is seconds of waiting for the same program whatever watches "
+                   "it; AnnouncingThread runs the thread under every sanitizer";
         }
         DiscoveryBetweenNetworks::SetUp();
     }
