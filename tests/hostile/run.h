@@ -11,6 +11,7 @@ struct Run {
     const char *name;
     bool guarded;
     bool long_form;
+    bool brief;
     IppGuard guard; /* all zero for the plain service */
 };
 

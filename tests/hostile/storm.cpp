@@ -138,6 +138,7 @@ public:
 
     void hang_up()
     {
+        connecting_.clear();
         silent_.clear();
     }
 
@@ -243,6 +244,14 @@ void find_limit(const Run &run, Storm &storm)
     }
 }
 
+double duration_ms(const Run &run)
+{
+    if (run.brief) {
+        return run.long_form ? 60000 : 1000;
+    }
+    return run.long_form ? 600000 : 60000;
+}
+
 } // namespace
 
 void run_storm(const Run &run)
@@ -253,7 +262,7 @@ void run_storm(const Run &run)
     const Holdings before = host.holdings();
     const Overflows overflows_before = overflows();
     Storm storm(steady);
-    storm.blow(1000, run.long_form ? 60000 : 1000, false);
+    storm.blow(1000, duration_ms(run), false);
     storm.calm();
     const Overflows now = overflows();
     figure(run, "%zu connects: %ld listen overflows, %ld drops; connect %s", storm.connections(),
