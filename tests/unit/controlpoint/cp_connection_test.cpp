@@ -1,4 +1,5 @@
 #include "cp_scripted_television.h"
+#include "support/wait_until.h"
 
 #include <atomic>
 #include <csignal>
@@ -107,9 +108,7 @@ TEST(ControlPointSend, TimesOutOnATelevisionThatReadsNothingAndCanSendNoMore)
 {
     std::atomic<bool> over{false};
     const ScriptedTelevision television([&](const Peer &peer) {
-        while (!over) {
-            usleep(1000);
-        }
+        wait_until([&] { return over.load(); });
         peer.wait_until_gone();
     });
     const Phone phone(television);
@@ -167,9 +166,7 @@ TEST(ControlPointReceive, TimesOutAndKeepsThePartThatIsThere)
     std::atomic<bool> timed_out{false};
     const ScriptedTelevision television([&](const Peer &peer) {
         peer.send(front_of(wire, 60));
-        while (!timed_out) {
-            usleep(1000);
-        }
+        wait_until([&] { return timed_out.load(); });
         peer.send({wire.begin() + 60, wire.end()});
     });
     const Phone phone(television);
@@ -201,11 +198,10 @@ TEST(ControlPointReceive, TakesAWholeFrameThatIsThereWithoutWaiting)
         peer.wait_until_gone();
     });
     const Phone phone(television);
-    int waiting = 0;
-    while (waiting < 50072) {
-        ASSERT_EQ(ioctl(cp_descriptor(phone.connection), FIONREAD, &waiting), 0);
-        usleep(1000);
-    }
+    ASSERT_TRUE(wait_until([&] {
+        int waiting = 0;
+        return ioctl(cp_descriptor(phone.connection), FIONREAD, &waiting) == 0 && waiting == 50072;
+    }));
     EXPECT_EQ(receive_status(phone, 0), CP_OK);
 }
 
@@ -248,14 +244,17 @@ TEST(ControlPointReceive, RefusesWhatIsNoTelevision)
     EXPECT_EQ(receive_status(phone, patience_ms), CP_PROTOCOL);
 }
 
-void ignore_signal(int)
+std::atomic<int> signals_taken{0};
+
+void take_signal(int)
 {
+    signals_taken++;
 }
 
 TEST(ControlPointReceive, IsNotEndedByASignal)
 {
     struct sigaction action = {};
-    action.sa_handler = ignore_signal;
+    action.sa_handler = take_signal;
     struct sigaction before = {};
     sigaction(SIGUSR1, &action, &before);
     std::atomic<bool> over{false};
@@ -264,14 +263,16 @@ TEST(ControlPointReceive, IsNotEndedByASignal)
         const Phone phone(television);
         const pthread_t receiver = pthread_self();
         std::thread disturber([&] {
-            while (!over) {
+            for (int sent = signals_taken; !over;) { /* each when the last has been taken */
                 pthread_kill(receiver, SIGUSR1);
-                usleep(1000);
+                sent++;
+                wait_until([&] { return signals_taken == sent || over; });
             }
         });
         EXPECT_EQ(receive_status(phone, 50), CP_TIMED_OUT);
         over = true;
         disturber.join();
+        EXPECT_GT(signals_taken, 0);
     }
     sigaction(SIGUSR1, &before, nullptr);
 }

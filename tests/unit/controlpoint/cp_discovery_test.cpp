@@ -1,4 +1,5 @@
 #include "cp_scripted_television.h"
+#include "support/replaced_call.h"
 
 #include <arpa/inet.h>
 #include <atomic>
@@ -285,12 +286,18 @@ TEST(ControlPointDiscovery, WaitsForThePortToBecomeFree)
     EXPECT_EQ(errno, EADDRINUSE);
 
     AnsweringTelevision television({answer_bytes});
-    std::thread other_program([=] {
-        usleep(30000);
-        close(descriptor);
-    });
+    bool taken = true;
+    const Replaced<decltype(system_bind)> freed_once_refused(
+        system_bind, [&](int socket, const sockaddr *own, socklen_t size) {
+            const int result = system_bind.real(socket, own, size);
+            if (result != 0 && taken) {
+                taken = false;
+                close(descriptor);
+            }
+            return result;
+        });
     EXPECT_EQ(discover({"127.0.0.1", false, patience_ms, 1, 0}).status, CP_OK);
-    other_program.join();
+    EXPECT_FALSE(taken);
 }
 
 TEST(ControlPointDiscovery, RefusesBadArguments)

@@ -1,7 +1,10 @@
 #include "controlpoint_calls.h"
 #include "cp_scripted_television.h"
+#include "support/wait_until.h"
 
 #include <atomic>
+
+#include <sys/ioctl.h>
 
 namespace
 {
@@ -204,9 +207,7 @@ TEST(ControlPointRequest, TimesOutOnSilenceAndCanBeAskedAgain)
     const ScriptedTelevision television([&](const Peer &peer) {
         peer.receive_frame();
         peer.send(event_frame);
-        while (!timed_out) {
-            usleep(1000);
-        }
+        wait_until([&] { return timed_out.load(); });
         peer.receive_frame();
         peer.send(name_reply);
         peer.wait_until_gone();
@@ -219,6 +220,22 @@ TEST(ControlPointRequest, TimesOutOnSilenceAndCanBeAskedAgain)
     EXPECT_EQ(name, "TV");
 }
 
+struct SlowHandler {
+    CpConnection *connection;
+    int handled;
+};
+
+/* Slower than the events arrive: whenever it is done there is more. */
+void handle_slowly(const CpFrame *, void *context)
+{
+    SlowHandler *handler = static_cast<SlowHandler *>(context);
+    handler->handled++;
+    wait_until([&] {
+        int waiting = 0;
+        return ioctl(cp_descriptor(handler->connection), FIONREAD, &waiting) != 0 || waiting > 0;
+    });
+}
+
 TEST(ControlPointRequest, IsNotHeldUpByAFloodOfEvents)
 {
     std::atomic<bool> over{false};
@@ -228,17 +245,11 @@ TEST(ControlPointRequest, IsNotHeldUpByAFloodOfEvents)
         }
     });
     const Phone phone(television);
-    int handled = 0;
-    cp_on_other_frame(
-        phone.connection,
-        [](const CpFrame *, void *count) { /* slower than the events arrive */
-                                           usleep(1000);
-                                           ++*static_cast<int *>(count);
-        },
-        &handled);
+    SlowHandler handler = {phone.connection, 0};
+    cp_on_other_frame(phone.connection, handle_slowly, &handler);
     std::string name;
     EXPECT_EQ(ask_name(phone, &name, 50), CP_TIMED_OUT);
-    EXPECT_GT(handled, 0);
+    EXPECT_GT(handler.handled, 0);
     over = true;
     CpFrame frame = {}; /* the television may be stuck in a send */
     while (cp_receive(phone.connection, &frame, patience_ms) == CP_OK) {

@@ -437,6 +437,35 @@ bool live_a_life(unsigned seed)
     return good;
 }
 
+CtrlPoint *first_record()
+{
+    return g_cp_list.head == nullptr ? nullptr : static_cast<CtrlPoint *>(g_cp_list.head->data);
+}
+
+const CtrlPoint *make_first_idle()
+{
+    if (!registry_lock()) {
+        return nullptr;
+    }
+    CtrlPoint *record = first_record();
+    if (record != nullptr) {
+        record->last_heartbeat = 0;
+        __atomic_store_n(&record->last_active, record->connect_time - 31, __ATOMIC_RELAXED);
+    }
+    registry_unlock();
+    return record;
+}
+
+bool is_first(const CtrlPoint *record)
+{
+    const bool locked = registry_lock();
+    const bool first = first_record() == record;
+    if (locked) {
+        registry_unlock();
+    }
+    return first;
+}
+
 } // namespace
 
 TEST_F(SharedConnection, StandsAnyMixOfPhonesEventsAndReplies)
@@ -456,17 +485,9 @@ TEST_F(SharedConnection, StandsAnyMixOfPhonesEventsAndReplies)
         const std::function<void()> calls[] = {
             [] { EXPECT_EQ(ipp_report_dev_event(1, 2, "text", "data", 4), 0); },
             [] { EXPECT_EQ(check_ctrlpoint_heart(), 0); },
-            [] { /* an idle phone more or less */
-                 if (registry_lock()) {
-                     if (g_cp_list.head != nullptr) {
-                         CtrlPoint *record = static_cast<CtrlPoint *>(g_cp_list.head->data);
-                         record->last_heartbeat = 0;
-                         __atomic_store_n(&record->last_active, record->connect_time - 31,
-                                          __ATOMIC_RELAXED);
-                     }
-                     registry_unlock();
-                 }
-                 std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            [&] { /* one phone is idle at a time */
+                  const CtrlPoint *idle = make_first_idle();
+                  wait_until([&] { return enough || idle == nullptr || !is_first(idle); });
             },
         };
         std::vector<std::thread> hosts;
