@@ -153,11 +153,15 @@ static bool take_frame(CtrlPoint *record, uint32_t most)
     return true;
 }
 
-void handle_ctrlpoint_request(CtrlPoint *record)
+static void split(CtrlPoint *record, uint32_t most)
 {
-    const uint32_t most = guard_max_frame_length();
     while (take_frame(record, most)) {
     }
+}
+
+void handle_ctrlpoint_request(CtrlPoint *record)
+{
+    split(record, guard_max_frame_length());
 }
 
 void receive_arriving(CtrlPoint *record, uint32_t arriving)
@@ -167,8 +171,9 @@ void receive_arriving(CtrlPoint *record, uint32_t arriving)
         return;
     }
     read_all(record, arriving);
-    handle_ctrlpoint_request(record);
-    if (too_long(record, guard_max_frame_length())) {
+    const uint32_t most = guard_max_frame_length(); /* once: the host may change it meanwhile */
+    split(record, most);
+    if (too_long(record, most)) {
         connection_unlist(record);
     }
 }

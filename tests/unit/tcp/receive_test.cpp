@@ -761,6 +761,20 @@ TEST_F(ReceiveBounded, HasNoLimitOnceTheHostTakesItAway)
     EXPECT_TRUE(is_listed(connection.record));
 }
 
+TEST_F(ReceiveBounded, GoesByOneLimitForAllThatArrivesTogether)
+{
+    /* The host takes the limit away while the first request is queued. */
+    const Replaced lock(system_mutex_lock, [](pthread_mutex_t *mutex) {
+        if (mutex == &g_cp_list_mutex) {
+            ipp_set_guard(nullptr);
+        }
+        return system_mutex_lock.real(mutex);
+    });
+    receive(connection, joined({ONE, frame_of(101)}));
+    EXPECT_EQ(requests(), Texts({ONE_BODY}));
+    EXPECT_EQ(g_cp_list.count, 0u);
+}
+
 TEST_F(ReceiveBounded, OnlySplittingDropsNobody)
 {
     const Bytes stream = joined({ONE, frame_of(101), TWO});
