@@ -458,26 +458,31 @@ enum {
 typedef struct IppGuard {
     /* IPP_BAD_TAG_END or IPP_BAD_TAG_REFUSE. */
     int on_bad_tag;
-    /* Bytes; a connection that announces a longer frame is dropped. 0: no bound. */
+    /* Bytes, header and checksum included: a connection that announces a longer frame is dropped.
+     * No request has fewer than 72. 0: no bound. */
     uint32_t max_frame_length;
-    /* Connections at a time; further ones are closed at once. 0: no bound. */
+    /* At most so many connections at a time; further ones are closed at once. 0: no bound. */
     uint32_t max_ctrlpoints;
-    /* A connection that takes no byte for this long while something is sent to it is dropped.
-     * 0: never. */
+    /* Milliseconds. A connection that takes no byte for this long or longer while something is sent
+     * to it is dropped; one that fetches a capture within twice as long. Several of them delay an
+     * event one after the other. 0: never. */
     uint32_t send_stall_ms;
-    /* How long a screen capture waits for its phone; then also only the address that asked for it
-     * is served. 0: for ever, and anybody. */
+    /* Milliseconds that a screen capture waits for its phone, at most; then also only the address
+     * that asked for it is served. 0: for ever, and anybody, whom admit would refuse included. */
     uint32_t bulk_accept_ms;
-    /* Screen captures at a time that wait for their phone or are on their way; who asks for one
-     * more is told port 0. 0: no bound. */
+    /* At most so many screen captures at a time that wait for their phone or are on their way; who
+     * asks for one more is told port 0. 0: no bound. */
     uint32_t max_captures;
-    /* How long ipp_init waits for a control port that is taken before it fails. 0: for ever. */
+    /* Milliseconds after which ipp_init, which tries every 10, fails when the control port is still
+     * taken. 0: never. */
     uint32_t bind_wait_ms;
-    /* Who may connect and whose search is answered: non-zero admits. Null admits everybody.
-     * peer_addr is in network byte order. Called on the server thread or the discovery thread,
-     * with no lock held; while it blocks, that thread serves nobody. */
+    /* Who may connect to the control port and whose search is answered: non-zero admits. Null
+     * admits everybody. peer_addr is in network byte order. Called on the server thread or the
+     * discovery thread, maybe on both at once, with no lock held; while it blocks, that thread
+     * serves nobody. */
     int (*admit)(uint32_t peer_addr, void *context);
-    /* Passed to admit; must stay valid while the guard is set. */
+    /* Passed to admit. A call may be under way while the guard changes, so both must stay valid
+     * until ipp_finish has returned. */
     void *admit_context;
 } IppGuard;
 
@@ -489,8 +494,10 @@ typedef struct IppGuard {
     }
 
 /* Sets the guard: the record is copied; null restores the plain service. 0, or -1 for an unknown
- * on_bad_tag, and then nothing changes. Call it before ipp_init; a later call holds for what begins
- * after it. Any thread; never blocks. */
+ * on_bad_tag, and then nothing changes. Call it before ipp_init. A later call holds at once, with
+ * these exceptions: who is connected stays connected, a capture that has been asked for keeps its
+ * bulk_accept_ms and send_stall_ms, and an ipp_init that is waiting its bind_wait_ms. Any thread,
+ * also inside admit; never blocks. */
 TVLINK_API int ipp_set_guard(const IppGuard *guard);
 
 /* ---- Diagnostics ---- */

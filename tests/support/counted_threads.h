@@ -20,9 +20,9 @@ public:
         });
     }
 
-    bool are_as_before() const
+    bool are_as_before(size_t more = 0) const
     {
-        return wait_until([this] { return thread_count() <= before_; });
+        return wait_until([&] { return thread_count() <= before_ + more; });
     }
 
 private:

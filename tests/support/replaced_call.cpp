@@ -6,6 +6,7 @@
 
 SystemCall<int(int, sockaddr *, socklen_t *, int)> system_accept4("accept4");
 SystemCall<int(int, fd_set *, fd_set *, fd_set *, timeval *)> system_select("select");
+SystemCall<int(pollfd *, nfds_t, int)> system_poll("poll");
 SystemCall<ssize_t(int, const void *, size_t, int)> system_send("send");
 SystemCall<ssize_t(int, void *, size_t, int)> system_recv("recv");
 SystemCall<int(int, int, int, const void *, socklen_t)> system_setsockopt("setsockopt");
@@ -57,6 +58,11 @@ int accept4(int fd, sockaddr *address, socklen_t *size, int flags)
 int select(int count, fd_set *reading, fd_set *writing, fd_set *excepting, timeval *limit)
 {
     return system_select(count, reading, writing, excepting, limit);
+}
+
+int poll(pollfd *entries, nfds_t count, int limit_ms)
+{
+    return system_poll(entries, count, limit_ms);
 }
 
 ssize_t send(int fd, const void *data, size_t size, int flags)

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include <dlfcn.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -58,6 +59,7 @@ private:
 
 extern SystemCall<int(int, sockaddr *, socklen_t *, int)> system_accept4;
 extern SystemCall<int(int, fd_set *, fd_set *, fd_set *, timeval *)> system_select;
+extern SystemCall<int(pollfd *, nfds_t, int)> system_poll;
 extern SystemCall<ssize_t(int, const void *, size_t, int)> system_send;
 extern SystemCall<ssize_t(int, void *, size_t, int)> system_recv;
 extern SystemCall<int(int, int, int, const void *, socklen_t)> system_setsockopt;

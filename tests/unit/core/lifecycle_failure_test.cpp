@@ -1,6 +1,7 @@
 #include "support/child_process.h"
 #include "support/process_state.h"
 #include "support/service_state.h"
+#include "support/taken_sleeps.h"
 #include "support/wait_until.h"
 #include "support/watched_call.h"
 #include "tvlink.h"
@@ -130,6 +131,27 @@ TEST(LifecycleFailure, HappensWhenTheControlPortStaysTaken)
         EXPECT_EQ(g_tcp_sock, -3) << "the negative result stays";
         expect_stopped();
         EXPECT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        expect_alive(Phone());
+    });
+}
+
+TEST(LifecycleFailure, IsNoneWhenTheControlPortIsFreeInTime)
+{
+    in_child([] {
+        const CapturedLines lines;
+        bound_the_bind(UINT32_MAX);
+        Descriptor holder = listening_on(IPP_CONTROL_PORT);
+        int pauses = 0;
+        {
+            const TakenSleeps sleeps([&](uint64_t) {
+                if (++pauses == 3) {
+                    holder.close();
+                }
+            });
+            EXPECT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        }
+        EXPECT_EQ(pauses, 3);
+        EXPECT_EQ(own_lines(lines), "");
         expect_alive(Phone());
     });
 }

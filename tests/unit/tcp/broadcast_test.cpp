@@ -1,6 +1,7 @@
 #include "tvlink/reply.h"
 
 #include "support/mutex_state.h"
+#include "support/slept_time.h"
 #include "support/taken_sleeps.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
@@ -187,6 +188,29 @@ TEST_F(Broadcast, DropsAStalledPhoneAtTheGuardsLimitAndGoesOn)
     EXPECT_EQ(lines.count("err:socket_send(): tcp_sendbackall:177,errno=110\n"), 1u);
     EXPECT_EQ(all[0]->received(FRAME_SIZE), frame_text(9));
     EXPECT_EQ(all[2]->received(FRAME_SIZE), frame_text(9));
+}
+
+TEST_F(Broadcast, WaitsForOneStalledPhoneAfterTheOther)
+{
+    IppGuard guard = {};
+    guard.send_stall_ms = 50;
+    ASSERT_EQ(ipp_set_guard(&guard), 0);
+    const Connections all = connections(4);
+    const Replaced send(system_send, [&](int fd, const void *data, size_t size, int flags) {
+        if (fd == all[3]->number) {
+            return system_send.real(fd, data, size, flags);
+        }
+        errno = EAGAIN;
+        return ssize_t{-1};
+    });
+    uint64_t waited_ms = 0;
+    {
+        const SleptTime time([&](uint64_t ms) { waited_ms = ms; });
+        send_to_all();
+    }
+    EXPECT_EQ(waited_ms, 150u);
+    EXPECT_EQ(elements(g_cp_list), std::vector<void *>({all[3]->record}));
+    EXPECT_EQ(all[3]->received(FRAME_SIZE), frame_text(9));
 }
 
 /* ---- The log */

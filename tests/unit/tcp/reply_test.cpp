@@ -3,6 +3,7 @@
 #include "core/guard.h"
 #include "support/mutex_state.h"
 #include "support/replaced_call.h"
+#include "support/slept_time.h"
 #include "support/taken_sleeps.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
@@ -530,32 +531,28 @@ TEST_F(Reply, IsStillSentWhileTheServiceStopsWhenThereIsRoom)
 namespace
 {
 
-/* The clock that nobody can set goes on by the pauses between the attempts, and by nothing else. */
 class StallingReply : public Reply
 {
 protected:
-    /* How often an attempt is made when the connection takes a byte at these attempts only. */
-    int attempts(const ListedConnection &connection, const std::vector<int> &taking, int most)
+    /* How often an attempt is made when the connection takes a byte at these attempts only.
+     * `meanwhile` runs in each pause, and may let more time pass. */
+    int attempts(const ListedConnection &connection, const std::vector<int> &taking, int most,
+                 const std::function<void(SleptTime &time, uint64_t ms)> &meanwhile = {})
     {
         std::vector<int> steps(static_cast<size_t>(most), -EAGAIN);
         for (const int attempt : taking) {
             steps[static_cast<size_t>(attempt) - 1] = 1;
         }
         const ScriptedSends sends(connection.number, steps);
-        const TakenSleeps sleeps([this](uint64_t microseconds) { now_us += microseconds; });
-        const Replaced clock(system_clock_gettime, [this](clockid_t which, timespec *to) {
-            if (which != CLOCK_MONOTONIC) {
-                return system_clock_gettime.real(which, to);
+        SleptTime time([&](uint64_t ms) {
+            if (meanwhile) {
+                meanwhile(time, ms);
             }
-            to->tv_sec = static_cast<time_t>(now_us / 1000000);
-            to->tv_nsec = static_cast<long>(now_us % 1000000 * 1000);
-            return 0;
         });
         result = send_to(connection.record);
         return static_cast<int>(sends.calls().size());
     }
 
-    uint64_t now_us = 5000000;
     int result = 0;
 };
 
@@ -604,6 +601,52 @@ TEST_F(StallingReply, IsNeverGivenUpWithoutALimit)
 {
     const ListedConnection connection;
     EXPECT_EQ(attempts(connection, {}, 20000), 20001);
+    EXPECT_EQ(result, 1);
+}
+
+TEST_F(StallingReply, IsGivenUpAtTheSecondAttemptWhenTheLimitIsShorterThanAPause)
+{
+    bound_stall(1);
+    const ListedConnection connection;
+    EXPECT_EQ(attempts(connection, {}, 100), 2);
+    EXPECT_EQ(result, -1);
+}
+
+TEST_F(StallingReply, IsGivenUpAtTheGreatestLimitAndNotBefore)
+{
+    bound_stall(UINT32_MAX);
+    const ListedConnection connection;
+    const int made = attempts(connection, {}, 100, [](SleptTime &time, uint64_t ms) {
+        if (ms == 10) {
+            time.pass(UINT32_MAX - 11U); /* the second attempt is one millisecond below it */
+        }
+    });
+    EXPECT_EQ(made, 3);
+    EXPECT_EQ(result, -1);
+}
+
+TEST_F(StallingReply, IsGivenUpAtALimitThatTheHostSetsMeanwhile)
+{
+    const ListedConnection connection;
+    const auto set_limit = [](SleptTime &, uint64_t ms) {
+        if (ms == 30) {
+            bound_stall(50);
+        }
+    };
+    EXPECT_EQ(attempts(connection, {}, 100, set_limit), 6);
+    EXPECT_EQ(result, -1);
+}
+
+TEST_F(StallingReply, IsSentWhenTheHostTakesTheLimitAwayMeanwhile)
+{
+    bound_stall(50);
+    const ListedConnection connection;
+    const auto take_limit_away = [](SleptTime &, uint64_t ms) {
+        if (ms == 50) {
+            ipp_set_guard(nullptr);
+        }
+    };
+    EXPECT_EQ(attempts(connection, {}, 100, take_limit_away), 101);
     EXPECT_EQ(result, 1);
 }
 

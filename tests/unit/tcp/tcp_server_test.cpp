@@ -4,6 +4,7 @@
 #include "support/captured_lines.h"
 #include "support/process_state.h"
 #include "support/replaced_call.h"
+#include "support/slept_time.h"
 #include "support/taken_sleeps.h"
 #include "support/tcp_service.h"
 #include "support/watched_call.h"
@@ -186,14 +187,98 @@ TEST_F(ListeningSocket, IsGivenUpWhenTheServiceStops)
     EXPECT_EQ(open_descriptors(), before);
 }
 
-TEST_F(ListeningSocket, IsGivenUpAtTheGuardsLimit)
+namespace
 {
-    IppGuard guard = {};
-    guard.bind_wait_ms = 30;
-    ASSERT_EQ(ipp_set_guard(&guard), 0);
-    const Descriptor holder = listening_on(PORT);
-    EXPECT_EQ(tcp_sock_init(PORT), -3);
+
+class ListeningSocketInTime : public ListeningSocket
+{
+protected:
+    static void bound_wait(uint32_t ms)
+    {
+        IppGuard guard = {};
+        guard.bind_wait_ms = ms;
+        ASSERT_EQ(ipp_set_guard(&guard), 0);
+    }
+
+    /* How often the port is tried while somebody else has it. `meanwhile` runs in each pause. */
+    int tries(const std::function<void(SleptTime &time, uint64_t ms)> &meanwhile = {})
+    {
+        int count = 0;
+        const Replaced bind(system_bind, [&](int fd, const sockaddr *address, socklen_t size) {
+            count++;
+            return system_bind.real(fd, address, size);
+        });
+        SleptTime time([&](uint64_t ms) {
+            if (meanwhile) {
+                meanwhile(time, ms);
+            }
+        });
+        const Descriptor listener(tcp_sock_init(PORT));
+        result = listener.get();
+        return count;
+    }
+
+    Descriptor holder = listening_on(PORT);
+    int result = 0;
+};
+
+} // namespace
+
+TEST_F(ListeningSocketInTime, IsGivenUpAtTheGuardsLimit)
+{
+    bound_wait(30);
+    EXPECT_EQ(tries(), 4); /* at 0, 10, 20 and 30 milliseconds */
+    EXPECT_EQ(result, -3);
     EXPECT_TRUE(lines.all().empty());
+}
+
+TEST_F(ListeningSocketInTime, IsGivenUpAtTheFirstTryAboveTheLimit)
+{
+    bound_wait(31);
+    EXPECT_EQ(tries(), 5);
+    EXPECT_EQ(result, -3);
+    bound_wait(1);
+    EXPECT_EQ(tries(), 2);
+    EXPECT_EQ(result, -3);
+}
+
+TEST_F(ListeningSocketInTime, GetsAPortThatIsFreeAtTheLastTry)
+{
+    bound_wait(30);
+    const int made = tries([this](SleptTime &, uint64_t ms) {
+        if (ms == 30) {
+            holder.close();
+        }
+    });
+    EXPECT_EQ(made, 4);
+    EXPECT_GE(result, 0);
+}
+
+TEST_F(ListeningSocketInTime, IsGivenUpAtTheGreatestLimitAndNotBefore)
+{
+    bound_wait(UINT32_MAX);
+    const int made = tries([](SleptTime &time, uint64_t ms) {
+        if (ms == 10) {
+            time.pass(UINT32_MAX - 11U); /* the second try is one millisecond below it */
+        }
+    });
+    EXPECT_EQ(made, 3);
+    EXPECT_EQ(result, -3);
+}
+
+TEST_F(ListeningSocketInTime, KeepsTheLimitUnderWhichItBegan)
+{
+    bound_wait(30);
+    EXPECT_EQ(tries([](SleptTime &, uint64_t) { ipp_set_guard(nullptr); }), 4);
+    EXPECT_EQ(result, -3);
+    const int made = tries([this](SleptTime &, uint64_t ms) {
+        bound_wait(30);
+        if (ms == 500) {
+            holder.close();
+        }
+    });
+    EXPECT_EQ(made, 51);
+    EXPECT_GE(result, 0);
 }
 
 /* ---- Start */

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
@@ -241,30 +242,68 @@ TEST_F(BulkThread, GivesUpWhenNobodyComes)
     EXPECT_EQ(lines.out(), (Lines{ACCEPT_FAILED, GAVE_UP}));
 }
 
-TEST_F(BulkThread, GivesUpInTimeHoweverManyStrangersCome)
+/* Serves strangers first, then the phone. Time stands still, but for the acceptance of a stranger,
+ * which takes a while. */
+class BulkThreadInTime : public BulkThread
 {
-    std::atomic<int64_t> later{0};
-    const Replaced clock(system_clock_gettime, [&](clockid_t which, timespec *to) {
-        const int result = system_clock_gettime.real(which, to);
-        to->tv_sec += static_cast<time_t>(later);
-        return result;
-    });
-    const Replaced accepting(system_accept4,
-                             [&](int fd, sockaddr *peer, socklen_t *size, int flags) {
-                                 const int stranger = system_accept4.real(fd, peer, size, flags);
-                                 later = stranger >= 0 ? later + 400 : later.load();
-                                 return stranger;
-                             });
-    const Descriptor strangers[] = {
-        bulk_connection(port, ANOTHER_PHONE),
-        bulk_connection(port, ANOTHER_PHONE),
-        bulk_connection(port, ANOTHER_PHONE),
-    };
-    EXPECT_EQ(big_data_thread(job(bytes("'data'"), THIS_PHONE, 600000)), NOT_ACCEPTED);
-    EXPECT_EQ(later, 800);
-    for (const Descriptor &stranger : strangers) {
-        expect_nothing(stranger);
+protected:
+    void *serve(uint32_t accept_ms, uint64_t a_while_ms)
+    {
+        uint64_t now_ms = 5000000;
+        const Replaced clock(system_clock_gettime, [&](clockid_t, timespec *to) {
+            to->tv_sec = static_cast<time_t>(now_ms / 1000);
+            to->tv_nsec = static_cast<long>(now_ms % 1000 * 1000000);
+            return 0;
+        });
+        const Replaced accepting(
+            system_accept4, [&](int fd, sockaddr *peer, socklen_t *size, int flags) {
+                const int accepted = system_accept4.real(fd, peer, size, flags);
+                now_ms += a_while_ms;
+                return accepted;
+            });
+        const Replaced polling(system_poll, [&](pollfd *entries, nfds_t count, int limit_ms) {
+            waits.push_back(limit_ms);
+            return system_poll.real(entries, count, limit_ms);
+        });
+        return big_data_thread(job(bytes("'data'"), THIS_PHONE, accept_ms));
     }
+
+    const Descriptor strangers[2] = {bulk_connection(port, ANOTHER_PHONE),
+                                     bulk_connection(port, ANOTHER_PHONE)};
+    const Descriptor phone = bulk_connection(port);
+    std::vector<int> waits;
+};
+
+TEST_F(BulkThreadInTime, ServesAPhoneThatComesJustBelowItsLimit)
+{
+    EXPECT_EQ(serve(601, 300), nullptr);
+    expect_nothing(strangers[0]);
+    expect_nothing(strangers[1]);
+    expect_all(phone, "'data'");
+    EXPECT_EQ(waits, (std::vector<int>{601, 301, 1}));
+}
+
+TEST_F(BulkThreadInTime, GivesUpAtItsLimitHoweverManyStrangersCome)
+{
+    EXPECT_EQ(serve(600, 300), NOT_ACCEPTED);
+    expect_nothing(strangers[0]);
+    expect_nothing(strangers[1]);
+    expect_nothing(phone);
+    EXPECT_EQ(waits, (std::vector<int>{600, 300}));
+    EXPECT_EQ(lines.out(), (Lines{ACCEPT_FAILED, GAVE_UP}));
+}
+
+TEST_F(BulkThreadInTime, WaitsInPartsForALimitThatIsTooLongForTheSystem)
+{
+    EXPECT_EQ(serve(UINT32_MAX, 0x80000000U), NOT_ACCEPTED);
+    EXPECT_EQ(waits, (std::vector<int>{INT_MAX, INT_MAX}));
+}
+
+TEST_F(BulkThreadInTime, ServesAPhoneThatComesJustBelowTheGreatestLimit)
+{
+    EXPECT_EQ(serve(UINT32_MAX, 0x7FFFFFFFU), nullptr);
+    expect_all(phone, "'data'");
+    EXPECT_EQ(waits, (std::vector<int>{INT_MAX, INT_MAX, 1}));
 }
 
 TEST_F(BulkThread, TriesAgainWhenASignalOrAPhoneThatHasGoneInterruptsIt)
@@ -379,6 +418,48 @@ TEST_F(BulkThread, GivesAStalledPhoneUpWhenThereIsALimit)
     limited->stall_ms = 1;
     EXPECT_EQ(big_data_thread(limited), nullptr);
     EXPECT_EQ(lines.out(), (Lines{send_failed(EAGAIN), ENDED}));
+}
+
+TEST_F(BulkThread, FeedsAPhoneThatReadsBelowTheLimit)
+{
+    const Descriptor client = bulk_connection(port, THIS_PHONE, 4096);
+    const Bytes data(3 << 20, 'd');
+    BulkJob *limited = job(data);
+    limited->stall_ms = UINT32_MAX;
+    std::thread body([limited] { EXPECT_EQ(big_data_thread(limited), nullptr); });
+    EXPECT_TRUE(receive_bytes(client.get(), data.size()) == data);
+    EXPECT_TRUE(wait_for_end(client.get()));
+    body.join();
+    EXPECT_EQ(lines.out(), Lines{ENDED});
+}
+
+/* The limit as the system is told it, in seconds and microseconds; -1 and -1 when it is not. */
+TEST_F(BulkSocket, TellsTheSystemTheLimitOfASendExactly)
+{
+    using Limit = std::pair<int64_t, int64_t>;
+    const struct {
+        uint32_t stall_ms;
+        Limit told;
+    } rows[] = {{0, {-1, -1}},  {1, {0, 1000}},    {999, {0, 999000}},
+                {1000, {1, 0}}, {2001, {2, 1000}}, {UINT32_MAX, {4294967, 295000}}};
+    for (const auto &row : rows) {
+        Limit told = {-1, -1};
+        const Replaced setting(system_setsockopt, [&](int fd, int level, int option,
+                                                      const void *value, socklen_t size) {
+            if (level == SOL_SOCKET && option == SO_SNDTIMEO) {
+                const timeval *limit = static_cast<const timeval *>(value);
+                told = {limit->tv_sec, limit->tv_usec};
+            }
+            return system_setsockopt.real(fd, level, option, value, size);
+        });
+        uint16_t port = 0;
+        BulkJob *job = static_cast<BulkJob *>(std::calloc(1, sizeof *job));
+        job->listener = create_new_socket(&port);
+        job->stall_ms = row.stall_ms;
+        const Descriptor client = bulk_connection(port);
+        EXPECT_EQ(big_data_thread(job), nullptr);
+        EXPECT_EQ(told, row.told) << row.stall_ms;
+    }
 }
 
 TEST_F(BulkThread, FeedsASlowPhoneForAsLongAsItReads)

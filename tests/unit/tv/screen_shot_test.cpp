@@ -67,9 +67,9 @@ protected:
         ASSERT_EQ(ipp_set_guard(&guard), 0);
     }
 
-    bool wait_for_bulk_threads() const
+    bool wait_for_bulk_threads(size_t left = 0) const
     {
-        return threads_.are_as_before();
+        return threads_.are_as_before(left);
     }
 
     /* The port of the reply in this frame, 0 when it is not the reply that it should be. */
@@ -286,6 +286,107 @@ TEST_F(ScreenShot, HasAPortAgainWhenThoseBeforeWereGivenUp)
         ask_for_port();
         EXPECT_TRUE(wait_for_bulk_threads());
     }
+}
+
+/* Whatever ends a capture leaves its place to the next. */
+class ScreenShotAlone : public ScreenShot
+{
+protected:
+    void begin(IppGuard guard = {}, uint32_t length = 5)
+    {
+        guard.max_captures = 1;
+        ASSERT_EQ(ipp_set_guard(&guard), 0);
+        host_gives(Bytes(length, 'i'), length);
+        port = ask_for_port();
+        expect_no_port();
+    }
+
+    void expect_place()
+    {
+        EXPECT_TRUE(wait_for_bulk_threads());
+        host_gives("'image'");
+        const uint16_t next = ask_for_port();
+        expect_no_port();
+        expect_delivery(next, "05 00 00 00 'image'");
+    }
+
+    static constexpr uint32_t MORE_THAN_BUFFERS_HOLD = 16 << 20;
+
+    uint16_t port = 0;
+};
+
+TEST_F(ScreenShotAlone, LeavesItsPlaceWhenItsPhoneGoesAwayInTheMiddle)
+{
+    begin({}, MORE_THAN_BUFFERS_HOLD);
+    Descriptor client = bulk_connection(port, THIS_PHONE, 4096);
+    EXPECT_EQ(hex(receive_bytes(client.get(), 4)), "00 00 00 01");
+    expect_no_port();
+    client.close();
+    expect_place();
+}
+
+TEST_F(ScreenShotAlone, LeavesItsPlaceWhenItsPhoneStalls)
+{
+    IppGuard guard = {};
+    guard.send_stall_ms = 1;
+    begin(guard, MORE_THAN_BUFFERS_HOLD);
+    const Descriptor client = bulk_connection(port, THIS_PHONE, 4096);
+    ASSERT_GE(client.get(), 0);
+    expect_place();
+}
+
+TEST_F(ScreenShotAlone, LeavesItsPlaceWhenItCannotAccept)
+{
+    {
+        const Replaced accepting(system_accept4,
+                                 [](int fd, sockaddr *peer, socklen_t *size, int flags) {
+                                     close(system_accept4.real(fd, peer, size, flags));
+                                     errno = EMFILE;
+                                     return -1;
+                                 });
+        begin();
+        const Descriptor client = bulk_connection(port);
+        EXPECT_TRUE(wait_for_end(client.get()));
+        EXPECT_TRUE(wait_for_bulk_threads());
+    }
+    expect_place();
+}
+
+TEST_F(ScreenShot, HasNoPortUntilFewerAreLeftThanTheHostAllowsNow)
+{
+    allow(3);
+    host_gives("'image'");
+    const uint16_t ports[] = {ask_for_port(), ask_for_port(), ask_for_port()};
+    allow(2);
+    expect_no_port();
+    expect_delivery(ports[0], "05 00 00 00 'image'");
+    EXPECT_TRUE(wait_for_bulk_threads(2));
+    expect_no_port();
+    expect_delivery(ports[1], "05 00 00 00 'image'");
+    EXPECT_TRUE(wait_for_bulk_threads(1));
+    const uint16_t port = ask_for_port();
+    expect_no_port();
+    expect_delivery(port, "05 00 00 00 'image'");
+    expect_delivery(ports[2], "05 00 00 00 'image'");
+}
+
+TEST_F(ScreenShot, HasAPortUnderTheGreatestBound)
+{
+    allow(UINT32_MAX);
+    host_gives("'image'");
+    expect_delivery(ask_for_port(), "05 00 00 00 'image'");
+}
+
+TEST_F(ScreenShot, KeepsTheLimitOfASendUnderWhichItWasAsked)
+{
+    IppGuard guard = {};
+    guard.send_stall_ms = 1;
+    ASSERT_EQ(ipp_set_guard(&guard), 0);
+    const uint32_t length = 16 << 20;
+    host_gives(Bytes(length, 'i'), length);
+    const Descriptor client = bulk_connection(ask_for_port(), THIS_PHONE, 4096);
+    ASSERT_EQ(ipp_set_guard(nullptr), 0);
+    EXPECT_TRUE(wait_for_bulk_threads()); /* it has given the phone up */
 }
 
 TEST_F(ScreenShot, CountsThoseThatWereAskedForBeforeTheBound)
