@@ -103,6 +103,9 @@ static bool send_whole(const ConnectionTarget *target, const uint8_t *bytes, uin
     log_hold();
     pthread_mutex_lock(&target->record->send_lock);
     const bool sent = send_frame(target, &frame, trace);
+    if (!sent && target->kind == CONNECTION_LISTED) {
+        shutdown(target->record->fd, SHUT_RDWR); /* nothing may follow half a frame */
+    }
     pthread_mutex_unlock(&target->record->send_lock);
     log_release();
     return sent;

@@ -365,6 +365,34 @@ TEST_F(Reply, ReleasesTheConnectionsLockBeforeItTakesTheRegistrys)
     sender.join();
 }
 
+/* The event already has the registry's lock when the reply fails, so it cannot be told by the list
+ * that the connection has ended. */
+TEST_F(Reply, ThatIsGivenUpHalfwayIsTheLastOnItsConnection)
+{
+    const ListedConnection connection;
+    const Door halfway;
+    std::atomic<int> sends{0};
+    const Replaced send(system_send, [&](int fd, const void *data, size_t size, int flags) {
+        const int number = ++sends;
+        if (number != 2) {
+            return system_send.real(fd, data, number == 1 ? 10 : size, flags);
+        }
+        halfway.pass();
+        errno = ENOBUFS;
+        return ssize_t{-1};
+    });
+    std::thread reply([&] { EXPECT_EQ(send_to(connection.record), -1); });
+    ASSERT_TRUE(halfway.wait_for_somebody());
+    std::thread event([] { sendto_all_ctrlpoint(9, PAYLOAD, PAYLOAD_SIZE); });
+    EXPECT_TRUE(wait_until([&] { return has_waiters(connection.record->send_lock); }));
+    halfway.open();
+    reply.join();
+    event.join();
+    EXPECT_EQ(connection.received(2 * FRAME_SIZE), frame_text(6).substr(0, 29)); /* 10 bytes */
+    EXPECT_EQ(g_cp_list.count, 0u);
+    EXPECT_FALSE(is_open(connection.number));
+}
+
 /* ---- Who is meant */
 
 TEST_F(Reply, HoldsTheLockOfTheListedRecordWhoeverSends)
