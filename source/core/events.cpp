@@ -18,10 +18,16 @@ const uint8_t FIELDS_WITHOUT_TEXTS = 3;
 const uint64_t FIXED_SIZE = 11; /* code, count, value with its tag, tag and length of the data */
 const uint64_t TEXT_FIXED_SIZE = 5; /* tag and length of a text */
 
+/* Measured once: the host may change what it points to. */
+struct Text {
+    const char *bytes;
+    size_t length;
+};
+
 struct Event {
     int32_t code;
     uint32_t value;
-    const char *texts[TEXTS_MOST]; /* null for an empty one */
+    Text texts[TEXTS_MOST];
     size_t text_count;
     const void *data;
     uint32_t data_length;
@@ -36,16 +42,16 @@ struct EventTrace {
 
 } // namespace
 
-static size_t text_length(const char *text)
+static Text measured(const char *text)
 {
-    return text == nullptr ? 0 : strlen(text);
+    return {text, text == nullptr ? 0 : strlen(text)};
 }
 
 static uint64_t payload_size(const Event *event)
 {
     uint64_t size = FIXED_SIZE + event->data_length;
     for (size_t i = 0; i < event->text_count; i++) {
-        size += TEXT_FIXED_SIZE + text_length(event->texts[i]);
+        size += TEXT_FIXED_SIZE + event->texts[i].length;
     }
     return size;
 }
@@ -70,7 +76,7 @@ static void fill_payload(uint8_t *payload, const Event *event)
     store_u16(payload + 4, static_cast<uint16_t>(event->value));
     uint8_t *at = payload + 6;
     for (size_t i = 0; i < event->text_count; i++) {
-        at = put_block(at, TAG_TEXT, event->texts[i], text_length(event->texts[i]));
+        at = put_block(at, TAG_TEXT, event->texts[i].bytes, event->texts[i].length);
     }
     put_block(at, TAG_DATA, event->data, event->data_length);
 }
@@ -78,7 +84,7 @@ static void fill_payload(uint8_t *payload, const Event *event)
 static int32_t report(const Event *event, const EventTrace *trace)
 {
     log_out("%s %d str_len %d \n", trace->function, trace->first_line,
-            static_cast<int>(text_length(event->texts[0])));
+            static_cast<int>(event->texts[0].length));
     const uint64_t size = payload_size(event);
     const bool refused =
         (event->data == nullptr && event->data_length > 0) || size > INT32_MAX - FRAME_OVERHEAD;
@@ -98,7 +104,7 @@ int32_t ipp_report_dev_event(int32_t code, uint32_t value, const char *text, con
                              uint32_t data_length)
 {
     const EventTrace trace = {"ipp_report_dev_event", 129, 162};
-    const Event event = {code, value, {text, nullptr}, 1, data, data_length};
+    const Event event = {code, value, {measured(text), {}}, 1, data, data_length};
     return report(&event, &trace);
 }
 
@@ -106,6 +112,6 @@ int32_t ipp_report_dev_event2(int32_t code, uint32_t value, const char *text1, c
                               const void *data, uint32_t data_length)
 {
     const EventTrace trace = {"ipp_report_dev_event2", 191, 234};
-    const Event event = {code, value, {text1, text2}, 2, data, data_length};
+    const Event event = {code, value, {measured(text1), measured(text2)}, 2, data, data_length};
     return report(&event, &trace);
 }

@@ -334,6 +334,21 @@ TEST_F(Events, PrintNothingWithALockHeld)
     EXPECT_GT(sink.lines, 10);
 }
 
+/* A host may report a text that another thread changes: the television's own name, say. */
+TEST_F(Events, AreAsLongAsTheirTextsWereAtFirst)
+{
+    const Descriptor phone = connect_phone();
+    static char text[8];
+    ipp_set_log_sink([](int, const char *, void *) { strcpy(text, "ABCDEF"); }, nullptr);
+    strcpy(text, "ab");
+    EXPECT_EQ(ipp_report_dev_event(1, 2, text, nullptr, 0), 0);
+    EXPECT_EVENT(phone, "01 00 04 03 02 00 08 02 00 00 00 41 42 0C 00 00 00 00");
+    strcpy(text, "abc");
+    EXPECT_EQ(ipp_report_dev_event2(1, 2, "x", text, nullptr, 0), 0);
+    EXPECT_EVENT(phone, "01 00 05 03 02 00 08 01 00 00 00 78 08 03 00 00 00 41 42 43"
+                        " 0C 00 00 00 00");
+}
+
 TEST_F(Events, OfSeveralThreadsNeverMix)
 {
     constexpr int THREADS = 3;
