@@ -166,9 +166,10 @@ static void admit_connection(int fd, uint32_t peer_addr)
     }
 }
 
-static bool out_of_resources(int reason)
+/* Was nobody there, or has gone meanwhile? After any other failure the socket may stay ready. */
+static bool nobody_waits(int reason)
 {
-    return reason == EMFILE || reason == ENFILE || reason == ENOBUFS || reason == ENOMEM;
+    return reason == EAGAIN || reason == ECONNABORTED;
 }
 
 /* False when there was none. */
@@ -182,8 +183,8 @@ static bool accept_connection(int listener)
         admit_connection(fd, peer.sin_addr.s_addr);
         return true;
     }
-    if (out_of_resources(errno)) {
-        usleep(PAUSE_US); /* the socket stays ready, and the loop would spin */
+    if (!nobody_waits(errno)) {
+        usleep(PAUSE_US); /* or the loop would spin */
     }
     return false;
 }

@@ -506,9 +506,9 @@ TEST_F(ControlPort, DoesNotSpinWhenDescriptorsRunOutAndRecovers)
     EXPECT_EQ(hex(waiting.exchange_heartbeat()), hex(answer_heartbeat()));
 }
 
-TEST_F(ControlPort, DoesNotSpinWhenTheSystemIsOutOfResources)
+TEST_F(ControlPort, DoesNotSpinWhenTheSystemRefusesNewConnections)
 {
-    for (const int error : {EMFILE, ENFILE, ENOBUFS, ENOMEM}) {
+    for (const int error : {EMFILE, ENFILE, ENOBUFS, ENOMEM, EPERM, EACCES, ENOTSOCK}) {
         WatchedAccepts accepts;
         accepts.error = error;
         const TcpService service;
