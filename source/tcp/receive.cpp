@@ -73,11 +73,13 @@ static bool read_some(CtrlPoint *record, uint32_t wanted, uint32_t *got)
     return count < 0 && (reason == EAGAIN || reason == EINTR) && !registry_retries_stopped();
 }
 
-static void read_all(CtrlPoint *record, uint32_t wanted)
+/* False when fewer came. */
+static bool read_all(CtrlPoint *record, uint32_t wanted)
 {
     uint32_t got = 0;
     while (got < wanted && read_some(record, wanted, &got)) {
     }
+    return got == wanted;
 }
 
 /* ---- Splitting */
@@ -164,18 +166,43 @@ void handle_ctrlpoint_request(CtrlPoint *record)
     split(record, guard_max_frame_length());
 }
 
-void receive_arriving(CtrlPoint *record, uint32_t arriving)
+/* How many of them to read at once. Where the host bounds frames, the buffer never holds more than
+ * the longest one, however much the system has kept. */
+static uint32_t portion_of(uint32_t arriving, const CtrlPoint *record, uint32_t most)
 {
-    if (!make_room(record, arriving)) {
-        usleep(PAUSE_US); /* the socket stays ready, and the server would spin */
-        return;
+    if (most == 0) {
+        return arriving;
     }
-    read_all(record, arriving);
-    const uint32_t most = guard_max_frame_length(); /* once: the host may change it meanwhile */
+    const uint32_t unread = record->rx_fill - record->rx_pos;
+    const uint32_t longest = most < FRAME_LENGTH_END ? uint32_t{FRAME_LENGTH_END} : most;
+    const uint32_t room = unread < longest ? longest - unread : 1; /* the bound may be a new one */
+    return arriving < room ? arriving : room;
+}
+
+/* False when that is all for now. */
+static bool receive_portion(CtrlPoint *record, uint32_t size, uint32_t most)
+{
+    if (!make_room(record, size)) {
+        usleep(PAUSE_US); /* the socket stays ready, and the server would spin */
+        return false;
+    }
+    const bool complete = read_all(record, size);
     split(record, most);
     if (too_long(record, most)) {
         connection_unlist(record);
+        return false;
     }
+    return complete;
+}
+
+void receive_arriving(CtrlPoint *record, uint32_t arriving)
+{
+    const uint32_t most = guard_max_frame_length(); /* once: the host may change it meanwhile */
+    uint32_t size = 0;
+    do {
+        arriving -= size;
+        size = portion_of(arriving, record, most);
+    } while (receive_portion(record, size, most) && size < arriving);
 }
 
 void receive_ctrlpoint_packet(CtrlPoint *record)

@@ -721,6 +721,30 @@ TEST_F(ReceiveBounded, TakesFramesBelowAndAtTheLimit)
     EXPECT_TRUE(is_listed(connection.record));
 }
 
+TEST_F(ReceiveBounded, HoldsNoMoreThanTheLongestFrameHoweverMuchArrives)
+{
+    Bytes stream;
+    Texts bodies;
+    for (int i = 0; i < 20; i++) {
+        stream = joined({stream, ONE, phone_heartbeat(), TWO});
+        bodies.insert(bodies.end(), {ONE_BODY, TWO_BODY});
+    }
+    receive(connection, joined({stream, part(frame_of(100), 0, 99)}));
+    EXPECT_EQ(requests(), bodies);
+    EXPECT_EQ(heartbeats(), 20);
+    EXPECT_EQ(connection.record->rx_cap, 100u);
+    receive(connection, part(frame_of(100), 99, 100));
+    EXPECT_EQ(requests().size(), 1u);
+}
+
+TEST_F(ReceiveBounded, ReadsNothingBehindAnAnnouncementOfMore)
+{
+    connection_hold(connection.record);
+    receive(connection, joined({frame_of(101), ONE}));
+    EXPECT_EQ(bytes_arriving(connection.number), 1 + ONE.size());
+    connection_release(connection.record);
+}
+
 TEST_F(ReceiveBounded, DropsAConnectionThatAnnouncesMore)
 {
     connection_hold(connection.record); /* as the server thread does */
