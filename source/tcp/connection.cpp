@@ -31,6 +31,8 @@ static const uint32_t RUN_BITS = 0x3FFFFFFFU;
 static uint32_t last_identity = 0;
 static uint32_t runs_ended = 0;
 
+using FillFields = void (*)(CtrlPoint *copy, const CtrlPoint *record);
+
 /* ---- Use of a record */
 
 static void end_record(CtrlPoint *record)
@@ -115,6 +117,15 @@ static void copy_fields(CtrlPoint *copy, const CtrlPoint *record)
     memcpy(&copy->send_lock, &record->send_lock, sizeof *record - behind);
 }
 
+/* What never changes: the server thread may be receiving. */
+static void name_fields(CtrlPoint *copy, const CtrlPoint *record)
+{
+    *copy = {};
+    copy->fd = record->fd;
+    copy->peer_addr = record->peer_addr;
+    copy->connect_time = record->connect_time;
+}
+
 static void bind_copy(CtrlPoint *copy, CtrlPoint *record)
 {
     connection_hold(record);
@@ -125,10 +136,10 @@ static void bind_copy(CtrlPoint *copy, CtrlPoint *record)
 }
 
 /* False when it would keep nothing in use, and so be taken for a copy of a host's own record. */
-static bool fill_copy(CtrlPoint *copy, CtrlPoint *record)
+static bool fill_copy(CtrlPoint *copy, CtrlPoint *record, FillFields fill)
 {
     const bool open = registry_lock();
-    copy_fields(copy, record);
+    fill(copy, record);
     if (!open) {
         return !is_used(record);
     }
@@ -139,23 +150,30 @@ static bool fill_copy(CtrlPoint *copy, CtrlPoint *record)
     return true;
 }
 
-CtrlPoint *connection_copy(CtrlPoint *record)
+static CtrlPoint *new_copy(CtrlPoint *record, FillFields fill)
 {
     CtrlPoint *copy = static_cast<CtrlPoint *>(malloc(sizeof *copy));
-    if (copy != nullptr && !fill_copy(copy, record)) {
+    if (copy != nullptr && !fill_copy(copy, record, fill)) {
         free(copy);
         return nullptr;
     }
     return copy;
 }
 
+CtrlPoint *connection_copy(CtrlPoint *record)
+{
+    return new_copy(record, copy_fields);
+}
+
+CtrlPoint *connection_bare_copy(CtrlPoint *record)
+{
+    return new_copy(record, name_fields);
+}
+
 void connection_name(CtrlPoint *record, CtrlPoint *reference)
 {
     identify(record);
-    *reference = {};
-    reference->fd = record->fd;
-    reference->peer_addr = record->peer_addr;
-    reference->connect_time = record->connect_time;
+    name_fields(reference, record);
     reference->reserved[WORD_IDENTITY] = record->reserved[WORD_IDENTITY];
 }
 

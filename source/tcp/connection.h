@@ -44,6 +44,10 @@ bool connection_watched(const CtrlPoint *record);
  * host's own record does not: the host keeps its socket open until the item is done. */
 CtrlPoint *connection_copy(CtrlPoint *record);
 
+/* The same without what changes while the server thread receives: connection_copy is that thread's,
+ * or for a record of which nothing is received meanwhile. */
+CtrlPoint *connection_bare_copy(CtrlPoint *record);
+
 /* Gives the use back that the copy stands for, if any, and frees it. */
 void connection_free_copy(CtrlPoint *copy);
 

@@ -41,7 +41,7 @@ static bool aim(PushRecord *push, CtrlPoint *cp)
 {
     const ConnectionTarget target = connection_reach(cp);
     if (target.kind == CONNECTION_LISTED) {
-        push->held = connection_copy(target.record);
+        push->held = connection_bare_copy(target.record);
         push->control_point = push->held;
     } else if (target.kind == CONNECTION_FOREIGN) {
         push->control_point = cp;
