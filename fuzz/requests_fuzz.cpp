@@ -95,7 +95,7 @@ const Handler UNROUTED[] = {
 
 /* ---- The phone */
 
-static ssize_t receive(const void *data, size_t size)
+static ssize_t receive(int, const void *data, size_t size)
 {
     if ((phone.flags & SENDS_FAIL) != 0) {
         errno = EPIPE;
@@ -119,7 +119,7 @@ static int keep_thread(void *(*body)(void *), void *argument)
     return 0;
 }
 
-static int connect_for_bulk()
+static int connect_for_bulk(sockaddr *)
 {
     if ((phone.flags & BULK_WITHOUT_PHONE) == 0) {
         return open("/dev/null", O_WRONLY | O_CLOEXEC);
