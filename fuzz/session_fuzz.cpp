@@ -522,8 +522,9 @@ static void check_offered(Connection *connection, const Bytes &bytes)
     if (connection->sender == lane && connection->sending == bytes && !bytes.empty()) {
         return;
     }
-    must(connection->sending.empty() || connection->sending.size() == connection->frame_size,
-         "a frame that was begun is followed by its rest");
+    must(connection->sending.empty() || connection->sending.size() == connection->frame_size ||
+             connection->shut,
+         "a frame that was begun is followed by its rest, or by nothing");
     frame_begins(connection, lane, bytes);
 }
 
@@ -679,18 +680,34 @@ static ssize_t call_send(int fd, const void *data, size_t size)
     return count;
 }
 
+static int readable_now(int count, unsigned long *words)
+{
+    const timespec at_once = {};
+    const int ready =
+        pselect(count, reinterpret_cast<fd_set *>(words), nullptr, nullptr, &at_once, nullptr);
+    if (ready > 0) {
+        fiber_step();
+    }
+    return ready;
+}
+
+/* Waits only when nothing can be read, and then once: its time may be over. */
 static int call_select(int count, fd_set *readable)
 {
     model_received();
     must((session.flags & GUARDED) == 0 || registered_count() <= GUARDED_PHONES,
          "there are no more phones than the guard allows");
-    fiber_wait();
-    const timespec at_once = {};
-    const int ready = pselect(count, readable, nullptr, nullptr, &at_once, nullptr);
-    if (ready > 0) {
-        fiber_step();
+    unsigned long *words = reinterpret_cast<unsigned long *>(readable);
+    const size_t word_bits = sizeof *words * 8;
+    const size_t word_count = (static_cast<size_t>(count) + word_bits - 1) / word_bits;
+    const std::vector<unsigned long> watched(words, words + word_count);
+    const int ready = readable_now(count, words);
+    if (ready != 0) {
+        return ready;
     }
-    return ready;
+    fiber_wait();
+    std::copy(watched.begin(), watched.end(), words);
+    return readable_now(count, words);
 }
 
 static int call_accept(sockaddr *from)
