@@ -76,22 +76,27 @@ static void end_job(BulkJob *job)
     free(job);
 }
 
-/* Waits for a connection until the deadline; false when it has passed. */
+/* Waits for a connection until the deadline; false when none came. */
 static bool wait_for_connection(int listener, uint64_t deadline)
 {
-    const uint64_t now = clock_elapsed_ms();
-    if (now >= deadline) {
-        return false;
+    for (uint64_t now = clock_elapsed_ms(); now < deadline; now = clock_elapsed_ms()) {
+        const uint64_t left = deadline - now;
+        struct pollfd waiting = {listener, POLLIN, 0};
+        const int ready = poll(&waiting, 1, left > INT_MAX ? INT_MAX : static_cast<int>(left));
+        if (ready > 0) {
+            return true;
+        }
+        if (ready == 0 ? left <= INT_MAX : errno != EINTR) {
+            return false;
+        }
     }
-    const uint64_t left = deadline - now;
-    struct pollfd waiting = {listener, POLLIN, 0};
-    poll(&waiting, 1, left > INT_MAX ? INT_MAX : static_cast<int>(left));
-    return true;
+    return false;
 }
 
-static bool accept_worth_retrying()
+/* A listener that does not block is asked again only where something is waited for in between. */
+static bool accept_worth_retrying(const BulkJob *job)
 {
-    return errno == EINTR || errno == ECONNABORTED || errno == EAGAIN;
+    return errno == EINTR || errno == ECONNABORTED || (errno == EAGAIN && job->accept_ms != 0);
 }
 
 static bool is_expected(const BulkJob *job, const struct sockaddr_in *peer)
@@ -116,7 +121,7 @@ static int accept_one(const BulkJob *job)
         }
         if (fd >= 0) {
             close(fd);
-        } else if (!accept_worth_retrying()) {
+        } else if (!accept_worth_retrying(job)) {
             return -1;
         }
     }

@@ -242,6 +242,47 @@ TEST_F(BulkThread, GivesUpWhenNobodyComes)
     EXPECT_EQ(lines.out(), (Lines{ACCEPT_FAILED, GAVE_UP}));
 }
 
+TEST_F(BulkThread, AcceptsNobodyWhenNobodyCame)
+{
+    std::atomic<int> attempts{0};
+    const Replaced accepting(system_accept4, [&](int, sockaddr *, socklen_t *, int) {
+        attempts++;
+        errno = EMFILE; /* in place of waiting for ever on a listener that blocks all the same */
+        return -1;
+    });
+    EXPECT_EQ(big_data_thread(job(bytes("'data'"), THIS_PHONE, 1)), NOT_ACCEPTED);
+    EXPECT_EQ(attempts, 0);
+}
+
+TEST_F(BulkThread, GivesUpWhenItCannotWait)
+{
+    int attempts = 0;
+    const Replaced polling(system_poll, [&](pollfd *, nfds_t, int) {
+        errno = ++attempts == 1 ? EINTR : ENOMEM;
+        return -1;
+    });
+    EXPECT_EQ(big_data_thread(job(bytes("'data'"), THIS_PHONE, 1000)), NOT_ACCEPTED);
+    EXPECT_EQ(attempts, 2);
+    EXPECT_EQ(lines.out(), (Lines{ACCEPT_FAILED, GAVE_UP}));
+}
+
+TEST_F(BulkThread, AsksOnceOnAListenerThatDoesNotBlock)
+{
+    int attempts = 0;
+    const Replaced accepting(system_accept4,
+                             [&](int fd, sockaddr *peer, socklen_t *size, int flags) {
+                                 if (++attempts > 100) {
+                                     errno = EMFILE; /* it would go on for ever */
+                                     return -1;
+                                 }
+                                 return system_accept4.real(fd, peer, size, flags);
+                             });
+    fcntl(listener, F_SETFL, O_NONBLOCK);
+    EXPECT_EQ(big_data_thread(job(bytes("'data'"))), NOT_ACCEPTED);
+    EXPECT_EQ(attempts, 1);
+    EXPECT_EQ(lines.out(), (Lines{ACCEPT_FAILED, GAVE_UP}));
+}
+
 /* Serves strangers first, then the phone. Time stands still, but for the acceptance of a stranger,
  * which takes a while. */
 class BulkThreadInTime : public BulkThread
