@@ -298,8 +298,9 @@ typedef struct TvMethodTable {
     char *(*get_tv_vodstr)(uint8_t selector);
     /* 46: the same with a text, up to 2,559 bytes. [worker] get 0x4018. */
     char *(*get_tv_vodstr2)(uint8_t selector, const char *text);
-    /* 47: fills a status record: a zeroed buffer of 280 bytes, lent for the call. Result: above 0
-     * is success; failure: 0 or less, empty reply. [worker] get 0x200F. */
+    /* 47: fills a status record: a zeroed buffer of 280 bytes, aligned for any structure, lent for
+     * the call. Result: above 0 is success; failure: 0 or less, empty reply.
+     * [worker] get 0x200F. */
     int (*get_tv_vodstatus)(void *record);
     /* 48: the same with a text, up to 65,535 bytes. [worker] get 0x4021. */
     int (*get_tv_vodstatus2)(const char *text, void *record);

@@ -4,6 +4,7 @@
 #include "tv/reply_builder.h"
 #include "tvlink/handlers.h"
 
+#include <stddef.h>
 #include <stdlib.h>
 
 static const uint32_t CELL_SIZE = 256;
@@ -43,7 +44,8 @@ int handle_get_tv_vodstr2(CtrlPoint *cp, uint8_t *request, int32_t length)
     return send_text(cp, &args, tv->get_tv_vodstr2 ? tv->get_tv_vodstr2(selector, text) : nullptr);
 }
 
-/* ---- The status record */
+/* ---- The status record. A host may fill it as a structure of its own, so it is aligned as memory
+ * from malloc is. */
 
 /* The reply names the first of the two operations, whichever was asked. */
 static int send_status(CtrlPoint *cp, const RequestReader *args, int result, const char *record)
@@ -58,7 +60,7 @@ static int send_status(CtrlPoint *cp, const RequestReader *args, int result, con
 
 int handle_get_tv_vodstatus(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    char record[STATUS_SIZE + 1] = {};
+    alignas(max_align_t) char record[STATUS_SIZE + 1] = {};
     const RequestReader args = get_request(request, length, 3);
     const TvMethodTable *tv = host_methods(&args);
     const int result = tv->get_tv_vodstatus ? tv->get_tv_vodstatus(record) : NO_SLOT;
@@ -67,7 +69,7 @@ int handle_get_tv_vodstatus(CtrlPoint *cp, uint8_t *request, int32_t length)
 
 int handle_get_tv_vodstatus2(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    char record[STATUS_SIZE + 1] = {};
+    alignas(max_align_t) char record[STATUS_SIZE + 1] = {};
     RequestReader args = get_request(request, length, 4);
     const HeapText text = read_text_copy(&args);
     const TvMethodTable *tv = host_methods(&args);

@@ -4,6 +4,8 @@
 #include "tvlink/dispatch.h"
 #include "tvlink/handlers.h"
 
+#include <cstddef>
+
 namespace
 {
 
@@ -153,6 +155,28 @@ TEST_F(VideoHandlers, SendARecordWholeWhateverItHolds)
     EXPECT_EQ(phone.received(), record_reply("00 'a' 00 'b' " + hex(Bytes(276))));
     EXPECT_EQ(ask(handle_get_tv_vodstatus2, start), 0);
     EXPECT_EQ(phone.received(), record_reply("00 'a' 00 'b' " + hex(Bytes(276))));
+}
+
+int fill_as_a_structure(void *record)
+{
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(record) % alignof(std::max_align_t), 0u);
+    return 0;
+}
+
+int fill_as_a_structure2(const char *, void *record)
+{
+    return fill_as_a_structure(record);
+}
+
+TEST_F(VideoHandlers, LendARecordThatAnyStructureMayStandIn)
+{
+    TvMethodTable table = {};
+    table.get_tv_vodstatus = fill_as_a_structure;
+    table.get_tv_vodstatus2 = fill_as_a_structure2;
+    register_tv_method(&table);
+    EXPECT_EQ(ask(handle_get_tv_vodstatus, "01 0F 20"), -1);
+    EXPECT_EQ(ask(handle_get_tv_vodstatus2, "01 21 40 EE 00 00"), -1);
+    host.come_back();
 }
 
 TEST_F(VideoHandlers, Status2AnswersWithTheCodeOfTheFirstStatus)
