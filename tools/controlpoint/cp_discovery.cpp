@@ -127,7 +127,7 @@ static CpStatus search_when_due(Hunt *hunt)
     if (cp_time_left(hunt->next_search) > 0) {
         return CP_OK;
     }
-    hunt->next_search += SEARCH_PERIOD_MS;
+    hunt->next_search = cp_deadline(SEARCH_PERIOD_MS);
     const bool ok = hunt->search->host == nullptr ? send_everywhere(hunt)
                                                   : send_to(hunt->descriptor, &hunt->host);
     hunt->sent = hunt->sent || ok;

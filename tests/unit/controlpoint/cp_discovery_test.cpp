@@ -1,5 +1,6 @@
 #include "cp_scripted_television.h"
 #include "support/replaced_call.h"
+#include "support/sockets.h"
 
 #include <arpa/inet.h>
 #include <atomic>
@@ -216,6 +217,27 @@ TEST(ControlPointDiscovery, HearsAnnouncementsOnlyWhenAsked)
     }
     EXPECT_EQ(discover({nullptr, true, patience_ms, 1, 0}).status, CP_OK);
     EXPECT_EQ(discover({nullptr, false, 100, 1, 0}).status, CP_NOT_FOUND);
+}
+
+/* A program that was stopped for an hour is no reason to flood the network. */
+TEST(ControlPointDiscovery, MakesUpForNoSearchesThatItMissed)
+{
+    const Descriptor television(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const sockaddr_in any = place("0.0.0.0", CP_SEARCH_PORT);
+    ASSERT_EQ(bind(television.get(), reinterpret_cast<const sockaddr *>(&any), sizeof any), 0);
+    std::atomic<int> searches{0};
+    const Replaced clock(system_clock_gettime, [&](clockid_t which, timespec *to) {
+        uint8_t packet[64];
+        while (system_recv.real(television.get(), packet, sizeof packet, MSG_DONTWAIT) > 0) {
+            searches++;
+        }
+        const int result = system_clock_gettime.real(which, to);
+        to->tv_sec += searches > 0 ? 3600 : 0;
+        return result;
+    });
+    EXPECT_EQ(discover({"127.0.0.1", false, 3600100, 1, 0}).status, CP_NOT_FOUND);
+    EXPECT_GE(searches, 1);
+    EXPECT_LE(searches, 2);
 }
 
 TEST(ControlPointDiscovery, ListsEachTelevisionOnceInOrderOfArrival)
