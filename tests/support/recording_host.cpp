@@ -305,6 +305,12 @@ HostAnswers RecordingHost::answers()
     return answers_;
 }
 
+void RecordingHost::in_slots(std::function<void()> also)
+{
+    const std::lock_guard<std::mutex> guard(lock_);
+    in_slots_ = std::move(also);
+}
+
 std::vector<std::string> RecordingHost::calls()
 {
     const std::lock_guard<std::mutex> guard(lock_);
@@ -313,8 +319,15 @@ std::vector<std::string> RecordingHost::calls()
 
 void RecordingHost::add_call(const std::string &line)
 {
-    const std::lock_guard<std::mutex> guard(lock_);
-    calls_.push_back(line);
+    std::function<void()> also;
+    {
+        const std::lock_guard<std::mutex> guard(lock_);
+        calls_.push_back(line);
+        also = in_slots_;
+    }
+    if (also) {
+        also();
+    }
 }
 
 void *RecordingHost::keep(const Bytes &data)

@@ -4,6 +4,7 @@
 #include "support/wire.h"
 #include "tvlink.h"
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -44,6 +45,9 @@ public:
     void answer(const HostAnswers &answers);
     HostAnswers answers();
 
+    /* Runs inside every slot before it answers; null: nothing does. */
+    void in_slots(std::function<void()> also);
+
     /* The lines since it was last asked. */
     std::vector<std::string> calls();
 
@@ -55,6 +59,7 @@ private:
     std::mutex lock_;
     TvMethodTable table_;
     HostAnswers answers_;
+    std::function<void()> in_slots_;
     std::vector<std::string> calls_;
     Bytes kept_;
 };

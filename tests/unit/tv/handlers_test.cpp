@@ -225,6 +225,33 @@ TEST_F(Handlers, NeedNoOtherSlotThanTheirOwn)
     }
 }
 
+/* A slot may call the library, and may replace its own table, which is then gone. */
+TEST_F(Handlers, LetTheirSlotCallTheLibraryAndTakeItsTableAway)
+{
+    host.in_slots([this] {
+        host.withdraw();
+        for (size_t slot = 0; slot < 87; slot++) {
+            host.leave_out(slot);
+        }
+        refuse_bad_tags();
+        EXPECT_EQ(ipp_report_dev_event(1, 2, "event", nullptr, 0), 0);
+        EXPECT_EQ(handle_get_tv_name(phone.record(), nullptr, 0), 0);
+    });
+    const std::string nested = frame_around("06 01 01 0B 08 02 00 'KV'");
+    for (const HandlerRow &row : rows) {
+        if (*row.call != '\0') {
+            TRACE(row);
+            host_returns(row, SUCCESS);
+            expect(row, bytes(row.request), row.call,
+                   nested + (row.reply.empty() ? "" : " " + answer_to(row, SUCCESS)), 0);
+            host.come_back();
+            for (size_t slot = 0; slot < 87; slot++) {
+                host.put_in(slot);
+            }
+        }
+    }
+}
+
 /* What the dispatchers do not pass on. */
 TEST_F(Handlers, ReturnWhetherThereWasASlotToAsk)
 {
