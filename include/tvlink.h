@@ -12,7 +12,11 @@
  *     if (ipp_init(1, "Living room", "SN-0001") != IPP_OK)
  *         return 1;
  *
- * What else the library exports is declared in the headers under tvlink/, one for each subject. */
+ * What else the library exports is declared in the headers under tvlink/, one for each subject.
+ *
+ * The service belongs to the process that started it: a child of that process has none of its
+ * threads and may only exec, so a host that becomes a daemon starts it afterwards. A thread must
+ * not be cancelled while it is inside a call: it would keep the locks that it holds. */
 #ifndef TVLINK_H
 #define TVLINK_H
 
@@ -74,7 +78,8 @@ TVLINK_API int32_t ipp_init(uint32_t device_type, const char *name, const char *
  * that the worker is running at that moment runs to its end, possibly after this call has returned,
  * and its answer goes nowhere; those still queued are dropped. So the method table stays valid, and
  * slots may still run, after the call. An announcing thread may sleep out its pause, of up to 64
- * seconds, but announces nothing more. Not to be called from a slot or a callback. */
+ * seconds, but announces nothing more. Not to be called by two threads at once, nor from a slot or
+ * a callback. */
 TVLINK_API int32_t ipp_finish(void);
 
 /* ---- Events ---- */
@@ -519,7 +524,12 @@ typedef void (*IppLogSink)(int stream, const char *text, void *context);
 
 /* Sends the diagnostic lines to sink; null sends them to the standard streams, as at first. context
  * is passed on and must stay valid while the sink is set; a call of the former sink may still be
- * running when this returns. Any thread; never blocks. */
+ * running when this returns. Any thread; never blocks.
+ *
+ * The standard streams are for trying things out. Whoever is in reach of the network makes lines
+ * arise, at least one for each datagram and for each frame that a full queue drops; a stream that
+ * nobody reads holds up the thread that writes, with its locks; and where the host has closed its
+ * descriptors 0 to 2 without opening them again, the lines may go to a phone. */
 TVLINK_API void ipp_set_log_sink(IppLogSink sink, void *context);
 
 /* Turns dumps of messages in the diagnostics on (non-zero) or off (0, as at first). Any thread;

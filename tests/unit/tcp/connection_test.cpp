@@ -134,6 +134,26 @@ TEST_F(Connection, IsCopiedWhole)
               hex(&connection.record->send_lock, sizeof copy->send_lock));
 }
 
+TEST_F(Connection, HasABareCopyWithNothingThatTheServerThreadChanges)
+{
+    const ListedConnection connection;
+    connection.record->rx_buf = static_cast<uint8_t *>(std::calloc(1, 9));
+    connection.record->rx_cap = 9;
+    connection.record->rx_fill = 7;
+    connection.record->rx_pos = 3;
+    Copy copy(connection_bare_copy(connection.record));
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(copy->fd, connection.number);
+    EXPECT_EQ(copy->rx_buf, nullptr);
+    EXPECT_EQ(copy->rx_cap + copy->rx_fill + copy->rx_pos + copy->last_active, 0u);
+    EXPECT_EQ(connection_find(copy.get()).record, connection.record);
+    connection_unlist(connection.record);
+    EXPECT_EQ(connection_find(copy.get()).kind, CONNECTION_GONE);
+    EXPECT_TRUE(is_open(connection.number));
+    copy.reset();
+    EXPECT_FALSE(is_open(connection.number));
+}
+
 TEST_F(Connection, IsHeldByEveryCopy)
 {
     const ListedConnection connection;

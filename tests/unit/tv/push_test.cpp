@@ -8,7 +8,6 @@
 #include "support/wait_until.h"
 #include "support/watched_call.h"
 #include "tcp/connection.h"
-#include "tvlink/receive.h"
 #include "tvlink/reply.h"
 #include "unit/tcp/listed_connection.h"
 
@@ -167,25 +166,6 @@ TEST_F(Push, GoesToTheConnectionThatIsNamed)
     CtrlPoint name = reference_to(0);
     EXPECT_EQ(push(&name, bytes("'named'")), 0);
     EXPECT_EQ(connection.received(77), hex(wire_frame(6, bytes("'named'"))));
-}
-
-/* The thread sanitizer sees whether it does: nothing orders the two threads. */
-TEST_F(Push, LooksAtNothingThatTheServerThreadChanges)
-{
-    const ListedConnection connection;
-    send_bytes(connection.phone.get(), bytes("A5"));
-    const Door door;
-    std::atomic<bool> received{false};
-    std::thread server([&] {
-        receive_ctrlpoint_packet(connection.record);
-        received.store(true, std::memory_order_relaxed);
-        door.pass();
-    });
-    EXPECT_TRUE(wait_until([&] { return received.load(std::memory_order_relaxed); }));
-    EXPECT_EQ(push(connection.record, bytes("'guide'")), 0);
-    EXPECT_EQ(connection.received(77), hex(wire_frame(6, bytes("'guide'"))));
-    door.open();
-    server.join();
 }
 
 /* ---- What does not start */
