@@ -116,6 +116,7 @@ struct Connection {
     Bytes sending;              /* the rest of the frame that is being sent */
     size_t frame_size;          /* all of it */
     Lane sender;
+    bool given_up; /* no more of that frame is sent */
     uint64_t waits_since_ms;
     Bytes expected; /* handed to the system for this phone */
     Bytes received;
@@ -398,6 +399,12 @@ static bool is_call(const Bytes &body)
            body[4] + 256U * body[5] == body.size() - 6 && (body[6] == '#' || body[6] == '!');
 }
 
+static bool is_listed(const Connection &connection)
+{
+    int32_t fd = connection.service;
+    return fd >= 0 && !session.stopping && list_find(&g_cp_list, ctrlpoint_match_fd, &fd) != 0;
+}
+
 static void finish_item(WorkModel *work)
 {
     if (work->serving.empty()) {
@@ -408,6 +415,8 @@ static void finish_item(WorkModel *work)
     must(item.answered || !wants_answer || item.run != session.run ||
              is_excused(session.connections[item.connection]),
          "what can be answered is");
+    const Connection &connection = session.connections[item.connection];
+    must(!connection.given_up || !is_listed(connection), "who cannot be sent to is dropped");
     work->serving.clear();
 }
 
@@ -512,6 +521,7 @@ static void frame_begins(Connection *connection, Lane lane, const Bytes &bytes)
     connection->sending = bytes;
     connection->frame_size = bytes.size();
     connection->sender = lane;
+    connection->given_up = false;
     connection->waits_since_ms = 0;
 }
 
@@ -520,6 +530,7 @@ static void check_offered(Connection *connection, const Bytes &bytes)
 {
     const Lane lane = present_lane();
     if (connection->sender == lane && connection->sending == bytes && !bytes.empty()) {
+        must(!connection->given_up, "a frame is given up when there is a reason");
         return;
     }
     must(connection->sending.empty() || connection->sending.size() == connection->frame_size ||
@@ -642,6 +653,7 @@ static ssize_t no_room(Connection *connection, int reason)
     if ((session.flags & GUARDED) != 0 &&
         session.elapsed_ms - connection->waits_since_ms >= GUARDED_STALL_MS) {
         connection->excused = true;
+        connection->given_up = true;
     }
     return fail(reason);
 }
@@ -652,6 +664,7 @@ static ssize_t not_sent(Connection *connection, int reason)
         return no_room(connection, reason);
     }
     connection->excused = true;
+    connection->given_up = true;
     return fail(reason);
 }
 
@@ -704,6 +717,9 @@ static int call_select(int count, fd_set *readable)
     const int ready = readable_now(count, words);
     if (ready != 0) {
         return ready;
+    }
+    for (const Connection &connection : session.connections) {
+        must(!is_barred(connection) || !connection.registered, "who is not admitted is refused");
     }
     fiber_wait();
     std::copy(watched.begin(), watched.end(), words);
@@ -1136,11 +1152,16 @@ static void let_call_fail(Connection *connection, unsigned call)
     }
 }
 
+static bool is_idle(const Connection &connection)
+{
+    const int64_t age = int64_t{session.now_s} - connection.last_active;
+    return age >= 31 && age < 300;
+}
+
 static void excuse_idle()
 {
     for (Connection &connection : session.connections) {
-        const int64_t age = int64_t{session.now_s} - connection.last_active;
-        connection.excused = connection.excused || (age >= 31 && age < 300);
+        connection.excused = connection.excused || is_idle(connection);
     }
 }
 
@@ -1291,7 +1312,9 @@ static void serve_everything()
             phone_writes(&connection, 0);
         }
     }
-    run_all({LANE_SERVER, LANE_REQUESTS, LANE_HEARTBEATS, LANE_HOST});
+    for (size_t i = 0; i <= session.connections.size(); i++) { /* each pass drops one who is idle */
+        run_all({LANE_SERVER, LANE_REQUESTS, LANE_HEARTBEATS, LANE_HOST});
+    }
     finish_item(&session.requests);
     finish_item(&session.heartbeats);
     must(session.requests.waiting.empty() && session.heartbeats.waiting.empty(),
@@ -1301,6 +1324,7 @@ static void serve_everything()
         must(connection.arrived.size() < 7 || !connection.registered ||
                  load_length(connection.arrived) > connection.arrived.size(),
              "whatever was sent has been taken");
+        must(!connection.registered || !is_idle(connection), "who is idle is dropped");
     }
 }
 

@@ -1,5 +1,7 @@
 #include "support/system_calls.h"
 
+#include "support/fuzz_input.h"
+
 #include <cerrno>
 
 #include <sys/ioctl.h>
@@ -165,14 +167,15 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex)
         return __real_pthread_mutex_lock(mutex);
     }
     int result = pthread_mutex_trylock(mutex);
-    if (result != EBUSY) {
-        return result;
-    }
+    const bool waits = result == EBUSY;
     while (result == EBUSY) {
         system_calls.wait();
         result = pthread_mutex_trylock(mutex);
     }
-    system_calls.go_on();
+    if (waits) {
+        system_calls.go_on();
+    }
+    must(result == 0, "a lock that is wanted exists");
     return result;
 }
 
