@@ -8,6 +8,7 @@
 #include "tvlink.h"
 #include "tvlink/flags.h"
 #include "tvlink/reply.h"
+#include "tvlink/work_queues.h"
 
 #include <algorithm>
 #include <atomic>
@@ -173,7 +174,7 @@ TEST_F(GuardedService, AnswersAFrameOfAnyLengthWithoutABound)
         const LengthTeller teller;
         const TcpService service;
         const Phone phone;
-        const uint32_t size = 3 << 20;
+        const uint32_t size = (1 << 20) + 1;
         phone.send(frame_of(size));
         EXPECT_EQ(hex(phone.read_frame()), LengthTeller::answer(size));
         phone.send(announcement_of(UINT32_MAX));
@@ -541,6 +542,11 @@ TEST_F(GuardedService, StandsAGuardThatChangesAllTheTime)
         reporting.join();
         set(guards[0]);
         EXPECT_TRUE(wait_for_connected(0));
+        EXPECT_TRUE(wait_until([] { /* the queue has room again */
+                                    int waiting = 1;
+                                    sem_getvalue(&devCallBackSem, &waiting);
+                                    return waiting == 0;
+        }));
         const Phone phone;
         phone.send(wire_frame(7, bytes("09 01 02 06 05 00 00 00 06 00 00 00 00")));
         EXPECT_EQ(hex(phone.read_frame()), hex(wire_frame(8, bytes("09 01 00"))));

@@ -718,6 +718,33 @@ TEST_F(ControlPort, DropsTwoIdlePhonesInTwoSuccessivePasses)
     EXPECT_EQ(closed[1].second, closed[0].second + 1);
 }
 
+/* A broadcast to a stalled phone holds the registry for as long as the phone likes. What others
+ * send meanwhile is read in the next pass, and the look at the silent ones comes before it. */
+TEST_F(ControlPort, DropsOneOfThosePhonesWhoseBytesAPassThatWasHeldUpHasNotRead)
+{
+    FrozenClock clock;
+    const TcpService service;
+    const Phone first;
+    ASSERT_TRUE(registered(first));
+    const Phone second;
+    ASSERT_TRUE(registered(second));
+    const Phone third;
+    ASSERT_TRUE(registered(third));
+    ASSERT_TRUE(registry_lock());
+    third.send(phone_heartbeat());
+    EXPECT_TRUE(wait_until([] { return has_waiters(g_cp_list_mutex); }));
+    clock.advance(31);
+    first.send(phone_heartbeat());
+    second.send(phone_heartbeat());
+    registry_unlock();
+    EXPECT_TRUE(first.is_dropped());
+    EXPECT_EQ(hex(second.read_frame()), hex(answer_heartbeat()));
+    EXPECT_EQ(hex(third.read_frame()), hex(answer_heartbeat()));
+    EXPECT_EQ(hex(second.exchange_heartbeat()), hex(answer_heartbeat()));
+    EXPECT_EQ(connected(), 2u);
+    EXPECT_EQ(lines.count(TIMEOUT_LINE), 1u);
+}
+
 /* ---- The guard */
 
 TEST_F(ControlPort, AdmitsAsManyPhonesAsTheGuardAllows)

@@ -298,19 +298,19 @@ protected:
         ASSERT_EQ(ipp_set_guard(&guard), 0);
         host_gives(Bytes(length, 'i'), length);
         port = ask_for_port();
+        host_gives("'image'");
         expect_no_port();
     }
 
     void expect_place()
     {
         EXPECT_TRUE(wait_for_bulk_threads());
-        host_gives("'image'");
         const uint16_t next = ask_for_port();
         expect_no_port();
         expect_delivery(next, "05 00 00 00 'image'");
     }
 
-    static constexpr uint32_t MORE_THAN_BUFFERS_HOLD = 16 << 20;
+    static constexpr uint32_t MORE_THAN_BUFFERS_HOLD = 5 << 20;
 
     uint16_t port = 0;
 };
@@ -319,7 +319,7 @@ TEST_F(ScreenShotAlone, LeavesItsPlaceWhenItsPhoneGoesAwayInTheMiddle)
 {
     begin({}, MORE_THAN_BUFFERS_HOLD);
     Descriptor client = bulk_connection(port, THIS_PHONE, 4096);
-    EXPECT_EQ(hex(receive_bytes(client.get(), 4)), "00 00 00 01");
+    EXPECT_EQ(hex(receive_bytes(client.get(), 4)), "00 00 50 00");
     expect_no_port();
     client.close();
     expect_place();
@@ -382,7 +382,7 @@ TEST_F(ScreenShot, KeepsTheLimitOfASendUnderWhichItWasAsked)
     IppGuard guard = {};
     guard.send_stall_ms = 1;
     ASSERT_EQ(ipp_set_guard(&guard), 0);
-    const uint32_t length = 16 << 20;
+    const uint32_t length = 5 << 20;
     host_gives(Bytes(length, 'i'), length);
     const Descriptor client = bulk_connection(ask_for_port(), THIS_PHONE, 4096);
     ASSERT_EQ(ipp_set_guard(nullptr), 0);
