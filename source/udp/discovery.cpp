@@ -78,7 +78,9 @@ static bool prepare_socket(int fd, uint16_t port)
         log_trace("udp_sock_init", 58);
         return false;
     }
-    set_socket_timeout(fd, RECEIVE_TIMEOUT_MS);
+    if (set_socket_timeout(fd, RECEIVE_TIMEOUT_MS) != 0) {
+        set_socket_noblock(fd); /* a receive may not last longer than the run */
+    }
     return patient_bind(fd, port, NO_LIMIT);
 }
 
