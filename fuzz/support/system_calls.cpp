@@ -33,6 +33,8 @@ int __real_socket(int domain, int type, int protocol);
 int __wrap_socket(int domain, int type, int protocol);
 int __real_listen(int fd, int backlog);
 int __wrap_listen(int fd, int backlog);
+int __real_getsockname(int fd, sockaddr *name, socklen_t *length);
+int __wrap_getsockname(int fd, sockaddr *name, socklen_t *length);
 int __real_accept4(int fd, sockaddr *address, socklen_t *length, int flags);
 int __wrap_accept4(int fd, sockaddr *address, socklen_t *length, int flags);
 int __real_shutdown(int fd, int how);
@@ -108,6 +110,12 @@ int __wrap_socket(int domain, int type, int protocol)
 int __wrap_listen(int fd, int backlog)
 {
     return system_calls.listen == nullptr ? __real_listen(fd, backlog) : system_calls.listen();
+}
+
+int __wrap_getsockname(int fd, sockaddr *name, socklen_t *length)
+{
+    return system_calls.getsockname == nullptr ? __real_getsockname(fd, name, length)
+                                               : system_calls.getsockname(name);
 }
 
 int __wrap_accept4(int fd, sockaddr *address, socklen_t *length, int flags)

@@ -21,6 +21,7 @@ struct SystemCalls {
     int (*select)(int count, fd_set *readable);
     int (*socket)();
     int (*listen)();
+    int (*getsockname)(sockaddr *name);
     int (*accept4)(sockaddr *from);
     void (*shutdown)(int fd); /* is told; the system does it */
     void (*close)(int fd);    /* the same */
