@@ -28,7 +28,8 @@ struct Expander {
     unsigned width;
     uint32_t next; /* one beyond the last string; the last one still lacks its last byte */
     Widening widening;
-    LzwString *strings; /* CP_LZW_CODES of them */
+    LzwString *strings;
+    uint32_t room; /* for so many strings; it grows, as most lists are short */
     CpBuffer *to;
     size_t limit;
 };
@@ -79,6 +80,22 @@ static CpStatus write_string(Expander *expander, uint32_t code)
     return CP_OK;
 }
 
+static CpStatus make_room(Expander *expander)
+{
+    if (expander->next < expander->room) {
+        return CP_OK;
+    }
+    const uint32_t room = expander->room == 0 ? 1U << CP_LZW_MIN_WIDTH : expander->room * 2;
+    void *larger = realloc(expander->strings, room * sizeof(LzwString));
+    if (larger == nullptr) {
+        errno = ENOMEM;
+        return CP_SYSTEM;
+    }
+    expander->strings = static_cast<LzwString *>(larger);
+    expander->room = room;
+    return CP_OK;
+}
+
 /* Every code opens a new string, which ends with the first byte of the code that follows. */
 static void open_string(Expander *expander, uint32_t code)
 {
@@ -101,7 +118,10 @@ static CpStatus take_string(Expander *expander, uint32_t code)
         /* Also when the code is that of the unfinished string itself: its first byte is known. */
         expander->strings[expander->next - 1].last = expander->strings[code].first;
     }
-    const CpStatus status = write_string(expander, code);
+    CpStatus status = write_string(expander, code);
+    if (status == CP_OK) {
+        status = make_room(expander);
+    }
     if (status == CP_OK) {
         open_string(expander, code);
     }
@@ -144,12 +164,15 @@ static bool ended_at_widening(const Expander *expander)
 
 static CpStatus expand(Expander *expander)
 {
-    for (uint32_t code = 0; code < CP_LZW_CLEAR; code++) {
+    forget_strings(expander);
+    CpStatus status = make_room(expander);
+    for (uint32_t code = 0; status == CP_OK && code < CP_LZW_CLEAR; code++) {
         const auto byte = static_cast<uint8_t>(code);
         expander->strings[code] = {1, 0, byte, byte};
     }
-    forget_strings(expander);
-    CpStatus status = take_codes(expander);
+    if (status == CP_OK) {
+        status = take_codes(expander);
+    }
     if (status == CP_PROTOCOL && ended_at_widening(expander)) {
         expander->to->size = expander->widening.written;
         status = CP_OK;
@@ -166,17 +189,11 @@ CpStatus cp_expand(CpBytes packed, CpBuffer *to, size_t limit)
         return CP_BAD_ARGUMENT;
     }
     to->size = 0;
-    auto *strings = static_cast<LzwString *>(calloc(CP_LZW_CODES, sizeof(LzwString)));
-    if (strings == nullptr) {
-        errno = ENOMEM;
-        return CP_SYSTEM;
-    }
     Expander expander = {};
     expander.packed = packed;
-    expander.strings = strings;
     expander.to = to;
     expander.limit = limit;
     const CpStatus status = expand(&expander);
-    free(strings);
+    free(expander.strings);
     return status;
 }

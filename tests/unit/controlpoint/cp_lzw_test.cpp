@@ -1,9 +1,11 @@
 #include "controlpoint_lists.h"
 #include "cp_test_bytes.h"
+#include "support/watched_call.h"
 #include "tvlink/lzw.h"
 #include "tvlink/sized_block.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -245,6 +247,25 @@ TEST(ControlPointLzw, RefusesBadArguments)
     EXPECT_EQ(cp_expand({nullptr, 0}, nullptr, 1), CP_BAD_ARGUMENT);
     EXPECT_EQ(cp_expand({nullptr, 1}, &to.buffer, 1), CP_BAD_ARGUMENT);
     EXPECT_EQ(cp_expand({nullptr, 0}, &to.buffer, 1), CP_PROTOCOL);
+}
+
+TEST(ControlPointLzw, SaysWhenMemoryIsOut)
+{
+    Literals stream;
+    stream.put_until_next_is(2000);
+    stream.codes.end(stream.width);
+    const long needed = 1 + 2 + 6; /* strings, which grow twice, and 64 to 2,048 bytes of text */
+    for (long call = 1; call <= needed + 1; call++) {
+        WatchedCall memory(CALL_REALLOC);
+        memory.fail(ENOMEM, call);
+        Built to;
+        errno = 0;
+        const CpStatus status =
+            cp_expand(view(stream.codes.bytes()), &to.buffer, CP_EXPANDED_LIMIT);
+        EXPECT_EQ(status, call <= needed ? CP_SYSTEM : CP_OK) << call;
+        EXPECT_EQ(errno, call <= needed ? ENOMEM : 0) << call;
+        EXPECT_EQ(to.bytes(), call <= needed ? Bytes{} : stream.plain) << call;
+    }
 }
 
 TEST(ControlPointLzw, SurvivesWhateverBytesArrive)

@@ -1,10 +1,10 @@
 /* The codec once more, slow and plain: each step of the algorithm as it is told, no step combined
- * with another. What the library makes must be the same, byte for byte. */
+ * with another. What the library makes must be the same, byte for byte. One encoder at a time: they
+ * share their table. */
 #pragma once
 
 #include "support/wire.h"
 
-#include <array>
 #include <string>
 
 class ModelEncoder
@@ -18,8 +18,13 @@ public:
         if (max_bits_ < 9) {
             max_bits_ = 12;
         }
+    }
+    ~ModelEncoder()
+    {
         reset();
     }
+    ModelEncoder(const ModelEncoder &) = delete;
+    ModelEncoder &operator=(const ModelEncoder &) = delete;
 
     Bytes encode(const Bytes &input)
     {
@@ -42,16 +47,22 @@ public:
     }
 
 private:
-    using Followers = std::array<uint16_t, 256>;
+    /* The code of each code's string with each byte behind it; 0: there is none. */
+    static uint16_t *follower(uint16_t code, uint8_t byte)
+    {
+        static uint16_t table[1U << 16][256];
+        return &table[code][byte];
+    }
 
     uint16_t step(uint16_t code, uint8_t byte)
     {
-        uint16_t &follower = table_.at(code)[byte];
-        if (follower != 0) {
-            return follower;
+        uint16_t *longer = follower(code, byte);
+        if (*longer != 0) {
+            return *longer;
         }
         write(code);
-        follower = next_++;
+        *longer = next_++;
+        used_.push_back(longer);
         if (uint32_t{next_} == shift_) {
             widen();
         }
@@ -66,7 +77,6 @@ private:
             reset();
         } else {
             shift_ *= 2;
-            table_.resize(shift_, Followers{});
         }
     }
 
@@ -75,7 +85,10 @@ private:
         width_ = 9;
         shift_ = 512;
         next_ = 258;
-        table_.assign(table_.size() < 512 ? 512 : table_.size(), Followers{});
+        for (uint16_t *place : used_) {
+            *place = 0;
+        }
+        used_.clear();
     }
 
     void write(uint32_t code)
@@ -100,7 +113,7 @@ private:
     int width_ = 9;
     uint32_t shift_ = 512;
     uint16_t next_ = 258;
-    std::vector<Followers> table_;
+    std::vector<uint16_t *> used_; /* places of the table, which is too large to be cleared whole */
     uint32_t held_ = 0;
     int bits_ = 0;
     size_t codes_ = 0;
