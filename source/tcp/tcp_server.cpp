@@ -157,10 +157,21 @@ static bool register_connection(int fd, uint32_t peer_addr)
     return room;
 }
 
+static bool has_time_out(int fd)
+{
+    struct timeval limit = {};
+    socklen_t size = sizeof limit;
+    return getsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, &size) == 0 &&
+           (limit.tv_sec != 0 || limit.tv_usec != 0);
+}
+
 static void admit_connection(int fd, uint32_t peer_addr)
 {
     const int on = 1;
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    if (!has_time_out(fd)) {
+        set_socket_noblock(fd); /* a send may not last longer than the service */
+    }
     if (!guard_admits(peer_addr) || !register_connection(fd, peer_addr)) {
         close(fd);
     }

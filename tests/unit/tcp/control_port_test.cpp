@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include <fcntl.h>
@@ -168,6 +169,30 @@ TEST_F(ControlPort, GivesAcceptedSocketsTheirOptions)
     EXPECT_EQ(fcntl(number, F_GETFL) & O_NONBLOCK, 0);
     EXPECT_EQ(time_out(number, SO_RCVTIMEO), one_millisecond());
     EXPECT_EQ(time_out(number, SO_SNDTIMEO), one_millisecond());
+}
+
+/* Nobody could stop a send that holds the registry's lock until a phone takes its bytes. */
+TEST_F(ControlPort, DoesNotBlockOnSocketsThatTakeNoTimeOut)
+{
+    for (const int refused : {SO_RCVTIMEO, SO_SNDTIMEO}) {
+        std::optional<TcpService> service;
+        {
+            const Replaced options(system_setsockopt, [refused](int fd, int level, int name,
+                                                                const void *value, socklen_t size) {
+                if (level == SOL_SOCKET && name == refused) {
+                    errno = ENOBUFS;
+                    return -1;
+                }
+                return system_setsockopt.real(fd, level, name, value, size);
+            });
+            service.emplace();
+        }
+        const Phone phone;
+        const int number = number_of(phone);
+        ASSERT_GE(number, 0);
+        EXPECT_EQ(fcntl(number, F_GETFL) & O_NONBLOCK, O_NONBLOCK);
+        EXPECT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
+    }
 }
 
 TEST_F(ControlPort, LeavesNoDescriptorToAChildOfTheHost)
