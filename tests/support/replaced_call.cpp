@@ -1,5 +1,6 @@
 #include "support/replaced_call.h"
 
+#include <cstdarg>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -17,6 +18,8 @@ SystemCall<int(int)> system_close("close");
 SystemCall<int(useconds_t)> system_usleep("usleep");
 SystemCall<int(timeval *, void *)> system_gettimeofday("gettimeofday");
 SystemCall<int(clockid_t, timespec *)> system_clock_gettime("clock_gettime");
+SystemCall<time_t(time_t *)> system_time("time");
+SystemCall<long(long, long, long, long, long, long, long)> system_syscall("syscall");
 SystemCall<int(pthread_mutex_t *)> system_mutex_lock("pthread_mutex_lock");
 SystemCall<int(pthread_mutex_t *)> system_mutex_destroy("pthread_mutex_destroy");
 SystemCall<int(pthread_cond_t *, pthread_mutex_t *)> system_cond_wait("pthread_cond_wait");
@@ -45,6 +48,11 @@ uint32_t FrozenClock::now() const
 void FrozenClock::advance(int seconds)
 {
     seconds_ += static_cast<uint32_t>(seconds);
+}
+
+void FrozenClock::set(uint32_t seconds)
+{
+    seconds_ = seconds;
 }
 
 /* The program's own definitions come before the system's, also for calls from other libraries. */
@@ -113,6 +121,28 @@ int gettimeofday(timeval *to, void *zone) noexcept
 int clock_gettime(clockid_t clock, timespec *to) noexcept
 {
     return system_clock_gettime(clock, to);
+}
+
+time_t time(time_t *to) noexcept
+{
+    return system_time(to);
+}
+
+/* As many arguments as any of the system's calls has. The linker brings only the library's calls
+ * and the tests' here: the sanitizers have calls of their own before the program is ready. */
+long __wrap_syscall(long number, ...);
+
+long __wrap_syscall(long number, ...)
+{
+    long arguments[6];
+    va_list list;
+    va_start(list, number);
+    for (long &argument : arguments) {
+        argument = va_arg(list, long);
+    }
+    va_end(list);
+    return system_syscall(number, arguments[0], arguments[1], arguments[2], arguments[3],
+                          arguments[4], arguments[5]);
 }
 
 int pthread_mutex_lock(pthread_mutex_t *mutex) noexcept

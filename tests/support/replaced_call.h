@@ -70,6 +70,8 @@ extern SystemCall<int(int)> system_close;
 extern SystemCall<int(useconds_t)> system_usleep;
 extern SystemCall<int(timeval *, void *)> system_gettimeofday;
 extern SystemCall<int(clockid_t, timespec *)> system_clock_gettime;
+extern SystemCall<time_t(time_t *)> system_time;
+extern SystemCall<long(long, long, long, long, long, long, long)> system_syscall;
 extern SystemCall<int(pthread_mutex_t *)> system_mutex_lock;
 extern SystemCall<int(pthread_mutex_t *)> system_mutex_destroy;
 extern SystemCall<int(pthread_cond_t *, pthread_mutex_t *)> system_cond_wait;
@@ -110,6 +112,7 @@ public:
 
     uint32_t now() const;
     void advance(int seconds);
+    void set(uint32_t seconds);
 
 private:
     std::atomic<uint32_t> seconds_;
