@@ -28,6 +28,7 @@ struct Frame {
     const uint8_t *bytes;
     uint32_t size;
     uint32_t sent;
+    uint64_t attempt_ms;     /* when the last attempt began */
     uint64_t waits_since_ms; /* since when the connection takes no byte; 0: it does */
 };
 
@@ -37,8 +38,9 @@ const useconds_t RETRY_PAUSE_US = 10000;
 
 } // namespace
 
-static ssize_t send_some(int fd, const Frame *frame, const SendTrace *trace)
+static ssize_t send_some(int fd, Frame *frame, const SendTrace *trace)
 {
+    frame->attempt_ms = clock_elapsed_ms();
     set_option_in_vain(fd, TCP_CORK);
     const ssize_t taken =
         send(fd, frame->bytes + frame->sent, frame->size - frame->sent, MSG_NOSIGNAL);
@@ -49,15 +51,16 @@ static ssize_t send_some(int fd, const Frame *frame, const SendTrace *trace)
     return taken;
 }
 
-/* Has the connection taken nothing for so long that the host wants it dropped? */
+/* Has the connection taken nothing for so long that the host wants it dropped? By the time at which
+ * the attempt began: when the process is suspended in it, the phone may have made room meanwhile.
+ */
 static bool stalled(Frame *frame)
 {
-    const uint64_t now = clock_elapsed_ms();
     if (frame->waits_since_ms == 0) {
-        frame->waits_since_ms = now;
+        frame->waits_since_ms = frame->attempt_ms;
     }
     const uint32_t limit = guard_send_stall_ms();
-    return limit != 0 && now - frame->waits_since_ms >= limit;
+    return limit != 0 && frame->attempt_ms - frame->waits_since_ms >= limit;
 }
 
 /* Waits before the next attempt; false, and the reason in errno, when there is none. */
@@ -99,7 +102,7 @@ static bool send_frame(const ConnectionTarget *target, Frame *frame, const SendT
 static bool send_whole(const ConnectionTarget *target, const uint8_t *bytes, uint32_t size,
                        const SendTrace *trace)
 {
-    Frame frame = {bytes, size, 0, 0};
+    Frame frame = {bytes, size, 0, 0, 0};
     log_hold();
     pthread_mutex_lock(&target->record->send_lock);
     const bool sent = send_frame(target, &frame, trace);
