@@ -299,6 +299,11 @@ Board &Host::board() const
     return *board_;
 }
 
+pid_t Host::id() const
+{
+    return id_;
+}
+
 size_t Host::descriptors() const
 {
     return entries_in(folder(id_) + "/fd");

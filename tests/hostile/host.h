@@ -53,6 +53,7 @@ public:
     Host &operator=(const Host &) = delete;
 
     Board &board() const;
+    pid_t id() const;
     size_t descriptors() const;
     Holdings holdings() const; /* while the host reports no events */
 

@@ -26,6 +26,7 @@ struct Scenario {
 const Scenario SCENARIOS[] = {
     {"announced_length", run_announced_length},
     {"captures", run_captures},
+    {"clock", run_clock},
     {"descriptor_reuse", run_descriptor_reuse},
     {"drip", run_drip},
     {"flood", run_flood},
@@ -34,6 +35,7 @@ const Scenario SCENARIOS[] = {
     {"search_flood", run_search_flood},
     {"slow_reader", run_slow_reader},
     {"storm", run_storm},
+    {"suspended", run_suspended},
 };
 
 /* The short form has shorter times to wait for. */

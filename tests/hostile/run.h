@@ -18,6 +18,7 @@ struct Run {
 /* One for each program that misbehaves. */
 void run_announced_length(const Run &run);
 void run_captures(const Run &run);
+void run_clock(const Run &run);
 void run_descriptor_reuse(const Run &run);
 void run_drip(const Run &run);
 void run_flood(const Run &run);
@@ -26,6 +27,7 @@ void run_other_protocols(const Run &run);
 void run_search_flood(const Run &run);
 void run_slow_reader(const Run &run);
 void run_storm(const Run &run);
+void run_suspended(const Run &run);
 
 /* Prints a line for people. */
 void figure(const Run &run, const char *format, ...) __attribute__((format(printf, 2, 3)));
