@@ -1,5 +1,6 @@
 /* The guard's bounds as phones meet them, and as the host may change them at any time. */
 #include "support/captured_lines.h"
+#include "support/counted_threads.h"
 #include "support/full_buffers.h"
 #include "support/recording_host.h"
 #include "support/replaced_call.h"
@@ -508,7 +509,9 @@ TEST_F(GuardedService, StandsAGuardThatChangesAllTheTime)
         return (*static_cast<std::atomic<int> *>(context))++ % 4 == 0 ? 0 : 1;
     };
     {
+        set(guards[0]); /* without a guard a capture would wait for ever */
         const TcpService service;
+        const CountedThreads threads;
         std::atomic<bool> enough{false};
         std::thread changing([&] {
             for (size_t i = 0; !enough; i++) {
@@ -550,6 +553,7 @@ TEST_F(GuardedService, StandsAGuardThatChangesAllTheTime)
         const Phone phone;
         phone.send(wire_frame(7, bytes("09 01 02 06 05 00 00 00 06 00 00 00 00")));
         EXPECT_EQ(hex(phone.read_frame()), hex(wire_frame(8, bytes("09 01 00"))));
+        EXPECT_TRUE(threads.are_as_before()); /* the captures have been given up */
     }
 }
 
