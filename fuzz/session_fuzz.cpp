@@ -120,7 +120,6 @@ struct Connection {
     uint64_t waits_since_ms;
     Bytes expected; /* handed to the system for this phone */
     Bytes received;
-    time_t last_active;
     Fault ioctl_fault;
     Fault recv_fault;
     Fault send_fault;
@@ -637,7 +636,6 @@ static ssize_t call_recv(int fd, void *data, size_t size)
     if (count > 0) {
         const uint8_t *bytes = static_cast<const uint8_t *>(data);
         connection->arrived.insert(connection->arrived.end(), bytes, bytes + count);
-        connection->last_active = session.now_s;
     } else if (count < 0 && errno == EAGAIN) {
         fiber_wait();
     }
@@ -748,7 +746,6 @@ static int call_accept(sockaddr *from)
     close(connection.waiting);
     connection.waiting = -1;
     connection.registered = true;
-    connection.last_active = session.now_s;
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = connection.phone;
@@ -1162,9 +1159,13 @@ static void let_call_fail(Connection *connection, unsigned call)
     }
 }
 
+/* By the time in its record, which may be made some time after it was accepted. */
 static bool is_idle(const Connection &connection)
 {
-    const int64_t age = int64_t{session.now_s} - connection.last_active;
+    int32_t fd = connection.service;
+    const CtrlPoint *record =
+        fd < 0 ? nullptr : static_cast<CtrlPoint *>(list_get(&g_cp_list, ctrlpoint_match_fd, &fd));
+    const int64_t age = record == nullptr ? 0 : int64_t{session.now_s} - record->last_active;
     return age >= 31 && age < 300;
 }
 
