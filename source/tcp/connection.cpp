@@ -2,9 +2,11 @@
 
 #include "tcp/registry_gate.h"
 
+#include <linux/sockios.h>
 #include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -12,6 +14,7 @@
 enum {
     WORD_USERS = 0,
     WORD_WATCHED = 1,
+    WORD_UNSENT = 2,
     WORD_IDENTITY = 3,
 };
 
@@ -82,6 +85,23 @@ void connection_watch(CtrlPoint *record)
 bool connection_watched(const CtrlPoint *record)
 {
     return record->reserved[WORD_WATCHED] != 0;
+}
+
+static uint32_t unsent_bytes(int fd)
+{
+    int count = 0;
+    return ioctl(fd, SIOCOUTQ, &count) == 0 && count > 0 ? static_cast<uint32_t>(count) : 0;
+}
+
+void connection_note_unsent(CtrlPoint *record)
+{
+    record->reserved[WORD_UNSENT] = unsent_bytes(record->fd);
+}
+
+bool connection_unsent_as_noted(const CtrlPoint *record)
+{
+    const uint32_t noted = record->reserved[WORD_UNSENT];
+    return noted != 0 && unsent_bytes(record->fd) == noted;
 }
 
 /* ---- Copies */

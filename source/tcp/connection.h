@@ -12,12 +12,13 @@
  *   0          number of users; the highest bit      a mark, and the run it was made in
  *              once it is dropped
  *   1          1 once a select pass watches it       address of the live record,
- *   2          -                                     which the item holds in use
+ *   2          bytes that the phone had not taken    which the item holds in use
+ *              when that was noted
  *   3          identity, given with the first        the same identity
  *              watch or copy; never 0, never twice
  *
- * Word 0 of a live record is atomic, word 1 is the server thread's, word 3 is guarded by the
- * registry lock. */
+ * Word 0 of a live record is atomic, word 1 is the server thread's, words 2 and 3 are guarded by
+ * the registry lock. */
 #pragma once
 
 #include "tvlink/ctrlpoint.h"
@@ -36,6 +37,11 @@ void connection_drop(CtrlPoint *record);
  * registry lock. */
 void connection_watch(CtrlPoint *record);
 bool connection_watched(const CtrlPoint *record);
+
+/* Notes how many bytes of a listed record's connection the phone has not taken yet, and asks
+ * whether there are some and still as many. Both need the registry lock. */
+void connection_note_unsent(CtrlPoint *record);
+bool connection_unsent_as_noted(const CtrlPoint *record);
 
 /* ---- Copies. */
 

@@ -44,12 +44,14 @@ int check_ctrlpoint_heart()
     if (!registry_lock()) {
         return 0;
     }
+    reply_begin_round();
     const ListNode *node = g_cp_list.head;
     while (node != nullptr) {
         CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
         node = node->next; /* a failed send removes the present node */
         heartbeat_if_due(record);
     }
+    reply_end_round();
     registry_unlock();
     return 0;
 }

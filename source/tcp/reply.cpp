@@ -30,6 +30,12 @@ struct Frame {
     uint32_t sent;
     uint64_t attempt_ms;     /* when the last attempt began */
     uint64_t waits_since_ms; /* since when the connection takes no byte; 0: it does */
+    bool under_registry_lock;
+};
+
+struct Round {
+    bool going_on;
+    uint64_t noted_ms; /* when it was noted what phones had not taken yet; 0: not yet */
 };
 
 const SendTrace SENDBACK = {"tcp_sendback", 0, 244};
@@ -37,6 +43,42 @@ const SendTrace SENDBACKALL = {"tcp_sendbackall", 167, 177};
 const useconds_t RETRY_PAUSE_US = 10000;
 
 } // namespace
+
+static Round round_state = {false, 0}; /* guarded by the registry lock */
+
+/* ---- Rounds */
+
+void reply_begin_round()
+{
+    round_state = {true, 0};
+}
+
+void reply_end_round()
+{
+    round_state = {false, 0};
+}
+
+static void note_unsent(uint64_t now_ms)
+{
+    for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
+        connection_note_unsent(static_cast<CtrlPoint *>(node->data));
+    }
+    round_state.noted_ms = now_ms;
+}
+
+/* Since when the connection that did not take the frame's first byte has taken nothing. */
+static uint64_t stalls_since(const ConnectionTarget *target, const Frame *frame)
+{
+    if (!frame->under_registry_lock || !round_state.going_on || frame->sent > 0) {
+        return frame->attempt_ms;
+    }
+    if (round_state.noted_ms == 0) {
+        note_unsent(frame->attempt_ms);
+    }
+    return connection_unsent_as_noted(target->record) ? round_state.noted_ms : frame->attempt_ms;
+}
+
+/* ---- One frame */
 
 static ssize_t send_some(int fd, Frame *frame, const SendTrace *trace)
 {
@@ -54,26 +96,26 @@ static ssize_t send_some(int fd, Frame *frame, const SendTrace *trace)
 /* Has the connection taken nothing for so long that the host wants it dropped? By the time at which
  * the attempt began: when the process is suspended in it, the phone may have made room meanwhile.
  */
-static bool stalled(Frame *frame)
+static bool stalled(const ConnectionTarget *target, Frame *frame)
 {
-    if (frame->waits_since_ms == 0) {
-        frame->waits_since_ms = frame->attempt_ms;
-    }
     const uint32_t limit = guard_send_stall_ms();
+    if (frame->waits_since_ms == 0) {
+        frame->waits_since_ms = limit == 0 ? frame->attempt_ms : stalls_since(target, frame);
+    }
     return limit != 0 && frame->attempt_ms - frame->waits_since_ms >= limit;
 }
 
 /* Waits before the next attempt; false, and the reason in errno, when there is none. */
-static bool wait_for_room(Frame *frame, ConnectionKind kind)
+static bool wait_for_room(const ConnectionTarget *target, Frame *frame)
 {
     if (!send_worth_retrying()) {
         return false;
     }
-    if (kind == CONNECTION_LISTED && registry_retries_stopped()) {
+    if (target->kind == CONNECTION_LISTED && registry_retries_stopped()) {
         errno = ESHUTDOWN;
         return false;
     }
-    if (stalled(frame)) {
+    if (stalled(target, frame)) {
         errno = ETIMEDOUT;
         return false;
     }
@@ -89,7 +131,7 @@ static bool send_frame(const ConnectionTarget *target, Frame *frame, const SendT
         if (taken > 0) {
             frame->sent += static_cast<uint32_t>(taken);
             frame->waits_since_ms = 0;
-        } else if (taken == -1 && !wait_for_room(frame, target->kind)) {
+        } else if (taken == -1 && !wait_for_room(target, frame)) {
             log_out("err:socket_send(): %s:%d,errno=%d\n", trace->function, trace->error_line,
                     errno);
             return false;
@@ -100,9 +142,9 @@ static bool send_frame(const ConnectionTarget *target, Frame *frame, const SendT
 
 /* The whole frame under the send lock of the connection, so that no other frame gets in between. */
 static bool send_whole(const ConnectionTarget *target, const uint8_t *bytes, uint32_t size,
-                       const SendTrace *trace)
+                       const SendTrace *trace, bool under_registry_lock)
 {
-    Frame frame = {bytes, size, 0, 0, 0};
+    Frame frame = {bytes, size, 0, 0, 0, under_registry_lock};
     log_hold();
     pthread_mutex_lock(&target->record->send_lock);
     const bool sent = send_frame(target, &frame, trace);
@@ -123,7 +165,8 @@ int tcp_sendback(CtrlPoint *cp, int type, const void *payload, int32_t length)
         return -1;
     }
     const ConnectionTarget target = connection_reach(cp);
-    const bool sent = target.kind != CONNECTION_GONE && send_whole(&target, frame, size, &SENDBACK);
+    const bool sent =
+        target.kind != CONNECTION_GONE && send_whole(&target, frame, size, &SENDBACK, false);
     if (!sent && target.kind == CONNECTION_LISTED) {
         connection_unlist(target.record);
     }
@@ -141,7 +184,8 @@ static int send_locked(CtrlPoint *cp, int type, const void *payload, int32_t len
         return -1;
     }
     const ConnectionTarget target = connection_find(cp);
-    const bool sent = target.kind != CONNECTION_GONE && send_whole(&target, frame, size, trace);
+    const bool sent =
+        target.kind != CONNECTION_GONE && send_whole(&target, frame, size, trace, true);
     if (!sent && target.kind == CONNECTION_LISTED) {
         list_remove(&g_cp_list, target.record, ctrlpoint_free);
     }
@@ -183,6 +227,8 @@ void sendto_all_ctrlpoint(int type, const void *payload, int32_t length)
     if (payload == nullptr || length < 1 || !registry_lock()) {
         return;
     }
+    reply_begin_round();
     broadcast(type, payload, length);
+    reply_end_round();
     registry_unlock();
 }

@@ -1,5 +1,7 @@
 #include "tvlink/reply.h"
 
+#include "tvlink/heartbeat.h"
+
 #include "support/mutex_state.h"
 #include "support/slept_time.h"
 #include "support/taken_sleeps.h"
@@ -190,27 +192,113 @@ TEST_F(Broadcast, DropsAStalledPhoneAtTheGuardsLimitAndGoesOn)
     EXPECT_EQ(all[2]->received(FRAME_SIZE), frame_text(9));
 }
 
-TEST_F(Broadcast, WaitsForOneStalledPhoneAfterTheOther)
+/* ---- Phones that stall together: all but the last, in which nothing new fits */
+
+namespace
 {
-    IppGuard guard = {};
-    guard.send_stall_ms = 50;
-    ASSERT_EQ(ipp_set_guard(&guard), 0);
-    const Connections all = connections(4);
-    const Replaced send(system_send, [&](int fd, const void *data, size_t size, int flags) {
-        if (fd == all[3]->number) {
-            return system_send.real(fd, data, size, flags);
-        }
-        errno = EAGAIN;
-        return ssize_t{-1};
-    });
-    uint64_t waited_ms = 0;
+
+const ssize_t REFUSED = -1;
+
+class StallingBroadcast : public Broadcast
+{
+protected:
+    void SetUp() override
     {
-        const SleptTime time([&](uint64_t ms) { waited_ms = ms; });
-        send_to_all();
+        Broadcast::SetUp();
+        IppGuard guard = {};
+        guard.send_stall_ms = 50;
+        ASSERT_EQ(ipp_set_guard(&guard), 0);
     }
-    EXPECT_EQ(waited_ms, 150u);
-    EXPECT_EQ(elements(g_cp_list), std::vector<void *>({all[3]->record}));
-    EXPECT_EQ(all[3]->received(FRAME_SIZE), frame_text(9));
+
+    void have_something_to_take() const
+    {
+        for (const auto &connection : all) {
+            ASSERT_EQ(system_send.real(connection->number, "....", 4, 0), 4);
+        }
+    }
+
+    /* Runs the round; returns how many milliseconds it waited. */
+    uint64_t waited(const std::function<void()> &round,
+                    const std::function<void(uint64_t ms)> &meanwhile = {}) const
+    {
+        const Replaced send(system_send, [&](int fd, const void *data, size_t size, int flags) {
+            if (fd == last->number) {
+                return system_send.real(fd, data, size, flags);
+            }
+            errno = EAGAIN;
+            return REFUSED;
+        });
+        uint64_t waited_ms = 0;
+        const SleptTime time([&](uint64_t ms) {
+            waited_ms = ms;
+            if (meanwhile) {
+                meanwhile(ms);
+            }
+        });
+        round();
+        return waited_ms;
+    }
+
+    /* Local connections: no byte is on its way that the phone has not got. */
+    static Connections local_connections(size_t count)
+    {
+        Connections result;
+        for (size_t i = 0; i < count; i++) {
+            result.push_back(std::make_unique<ListedConnection>(local_pair()));
+        }
+        return result;
+    }
+
+    const Connections all = local_connections(4);
+    ListedConnection *const last = all[3].get();
+};
+
+} // namespace
+
+TEST_F(StallingBroadcast, WaitsForAllOfThemTogether)
+{
+    have_something_to_take();
+    EXPECT_EQ(waited([] { send_to_all(); }), 50u);
+    EXPECT_EQ(elements(g_cp_list), std::vector<void *>({last->record}));
+    EXPECT_EQ(last->received(4 + FRAME_SIZE), hex(bytes("'....'")) + " " + frame_text(9));
+}
+
+TEST_F(StallingBroadcast, WaitsForAllOfThemTogetherWithHeartbeats)
+{
+    have_something_to_take();
+    EXPECT_EQ(waited([] { check_ctrlpoint_heart(); }), 50u);
+    EXPECT_EQ(elements(g_cp_list), std::vector<void *>({last->record}));
+}
+
+TEST_F(StallingBroadcast, GivesOneThatTakesSomethingMeanwhileItsOwnTime)
+{
+    have_something_to_take();
+    const uint64_t waited_ms = waited([] { send_to_all(); },
+                                      [&](uint64_t ms) {
+                                          if (ms == 20) {
+                                              EXPECT_EQ(all[1]->received(4), hex(bytes("'....'")));
+                                          }
+                                      });
+    EXPECT_EQ(waited_ms, 100u);
+}
+
+TEST_F(StallingBroadcast, GivesThoseThatHadTakenEverythingTheirOwnTime)
+{
+    EXPECT_EQ(waited([] { send_to_all(); }), 150u);
+    EXPECT_EQ(elements(g_cp_list), std::vector<void *>({last->record}));
+    EXPECT_EQ(last->received(FRAME_SIZE), frame_text(9));
+}
+
+TEST_F(StallingBroadcast, RemembersNothingInTheNextRound)
+{
+    have_something_to_take();
+    const uint64_t waited_ms = waited([&] {
+        send_to_all(); /* 50 ms, in which the first three are dropped */
+        const ListedConnection late(local_pair());
+        ASSERT_EQ(system_send.real(late.number, "....", 4, 0), 4);
+        send_to_all();
+    });
+    EXPECT_EQ(waited_ms, 100u);
 }
 
 /* ---- The log */
