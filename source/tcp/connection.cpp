@@ -98,10 +98,10 @@ void connection_note_unsent(CtrlPoint *record)
     record->reserved[WORD_UNSENT] = unsent_bytes(record->fd);
 }
 
-bool connection_unsent_as_noted(const CtrlPoint *record)
+bool connection_took_nothing(const CtrlPoint *record, uint32_t added)
 {
     const uint32_t noted = record->reserved[WORD_UNSENT];
-    return noted != 0 && unsent_bytes(record->fd) == noted;
+    return noted != 0 && unsent_bytes(record->fd) == noted + added;
 }
 
 /* ---- Copies */

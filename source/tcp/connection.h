@@ -38,10 +38,11 @@ void connection_drop(CtrlPoint *record);
 void connection_watch(CtrlPoint *record);
 bool connection_watched(const CtrlPoint *record);
 
-/* Notes how many bytes of a listed record's connection the phone has not taken yet, and asks
- * whether there are some and still as many. Both need the registry lock. */
+/* Notes how many bytes of a listed record's connection the phone has not taken yet. Later, when so
+ * many have been added: were there some, and has it taken nothing since? Both need the registry
+ * lock. */
 void connection_note_unsent(CtrlPoint *record);
-bool connection_unsent_as_noted(const CtrlPoint *record);
+bool connection_took_nothing(const CtrlPoint *record, uint32_t added);
 
 /* ---- Copies. */
 

@@ -66,16 +66,18 @@ static void note_unsent(uint64_t now_ms)
     round_state.noted_ms = now_ms;
 }
 
-/* Since when the connection that did not take the frame's first byte has taken nothing. */
+/* Since when the phone takes nothing. What the system still keeps for it the phone has not taken.
+ */
 static uint64_t stalls_since(const ConnectionTarget *target, const Frame *frame)
 {
-    if (!frame->under_registry_lock || !round_state.going_on || frame->sent > 0) {
+    if (!frame->under_registry_lock || !round_state.going_on) {
         return frame->attempt_ms;
     }
     if (round_state.noted_ms == 0) {
         note_unsent(frame->attempt_ms);
     }
-    return connection_unsent_as_noted(target->record) ? round_state.noted_ms : frame->attempt_ms;
+    const bool idle = connection_took_nothing(target->record, frame->sent);
+    return idle ? round_state.noted_ms : frame->attempt_ms;
 }
 
 /* ---- One frame */

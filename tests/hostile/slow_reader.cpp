@@ -1,4 +1,5 @@
-/* Of 17 phones one stops reading while the host reports 200 events of 1 KB each second. */
+/* Beside 16 phones that read one stops reading, or ten do at once, while the host reports 200
+ * events of 1 KB each second. */
 #include "hostile/crowd.h"
 #include "hostile/host.h"
 #include "hostile/run.h"
@@ -13,6 +14,7 @@ namespace
 {
 
 const size_t READERS = 16;
+const size_t MANY = 10;
 const Manner WIRELESS = {0, 8192, true};
 
 /* A phone that reads, and checks that each event is the next one. */
@@ -24,15 +26,16 @@ struct Reader {
 class Television
 {
 public:
-    explicit Television(const Run &run) : run_(run), host_(run)
+    /* Those that will stall come first: they are sent to first. */
+    Television(const Run &run, size_t stalling) : run_(run), host_(run)
     {
-        for (size_t i = 0; i <= READERS; i++) {
-            phones_.push_back(connect_phone(WIRELESS));
-            holds(run, answers(phones_.back()), "a phone that connects is answered");
+        for (size_t i = 0; i < stalling + READERS; i++) {
+            std::vector<Descriptor> &phones = i < stalling ? stalling_ : reading_;
+            phones.push_back(connect_phone(WIRELESS));
+            holds(run, answers(phones.back()), "a phone that connects is answered");
         }
-        for (size_t i = 1; i < phones_.size();
-             i++) { /* the first, which is sent to first, stalls */
-            inboxes_.emplace_back(phones_[i].get());
+        for (const Descriptor &phone : reading_) {
+            inboxes_.emplace_back(phone.get());
             readers_.push_back({0, true});
         }
     }
@@ -57,25 +60,29 @@ public:
         read_for(most_ms, [] { return false; });
     }
 
-    void read_stalled() /* what the one that does not stall yet has got */
+    void read_stalling() /* what those that do not stall yet have got */
     {
-        Inbox(phones_[0].get()).take([](const uint8_t *, size_t) {});
+        for (const Descriptor &phone : stalling_) {
+            Inbox(phone.get()).take([](const uint8_t *, size_t) {});
+        }
     }
 
-    void trickle_stalled(size_t most)
+    void trickle(size_t most)
     {
         Bytes some(most);
-        recv(phones_[0].get(), some.data(), some.size(), MSG_DONTWAIT);
+        recv(stalling_[0].get(), some.data(), some.size(), MSG_DONTWAIT);
     }
 
-    bool stalled_is_dropped() const
+    static bool stalled_are_dropped()
     {
         return open_connections() <= READERS;
     }
 
     void hang_up_stalled()
     {
-        reset(phones_[0]);
+        for (Descriptor &phone : stalling_) {
+            reset(phone);
+        }
     }
 
     /* All that the host has reported has come to each of the 16, once and in order. */
@@ -158,40 +165,42 @@ private:
 
     const Run &run_;
     Host host_;
-    std::vector<Descriptor> phones_;
+    std::vector<Descriptor> stalling_;
+    std::vector<Descriptor> reading_;
     std::vector<Inbox> inboxes_;
     std::vector<Reader> readers_;
     std::vector<double> delays_ms_;
     Clock::time_point last_heartbeat_ = Clock::now();
 };
 
-/* One stops reading. */
-void stall(const Run &run)
+/* So many stop reading at once. */
+void stall(const Run &run, size_t stalling)
 {
-    Television television(run);
+    Television television(run, stalling);
     television.board().event_rate = run.long_form ? 200 : 800; /* buffers fill sooner */
     const Clock::time_point begin = Clock::now();
     television.read_for(run.long_form ? 10000 : 200, [&] {
-        television.read_stalled();
+        television.read_stalling();
         return false;
     });
-    figure(run, "all 17 read: %s", television.take_delays().c_str());
+    figure(run, "all %zu read: %s", stalling + READERS, television.take_delays().c_str());
 
     const Clock::time_point stopped = Clock::now();
     const double patience_ms = run.long_form ? 25000 : 1000;
     const bool dropped = television.read_for(run.guarded ? 30000 : patience_ms,
-                                             [&] { return television.stalled_is_dropped(); });
+                                             [] { return Television::stalled_are_dropped(); });
     const double after_ms = milliseconds_since(stopped);
     if (dropped) {
-        figure(run, "dropped %.0f ms after it stopped reading", after_ms);
+        figure(run, "dropped %.0f ms after reading stopped", after_ms);
     } else {
-        figure(run, "not dropped within %.0f ms, then it hangs up", after_ms);
+        figure(run, "not dropped within %.0f ms, then hung up", after_ms);
         television.hang_up_stalled();
     }
-    holds(run, dropped == run.guarded, "a phone that reads nothing is dropped by a guard, only");
+    holds(run, dropped == run.guarded, "who reads nothing is dropped by a guard, only");
     television.read_for(run.long_form ? 10000 : 200);
     television.expect_everything();
-    figure(run, "one of 17 does not read: the other 16 see %s", television.take_delays().c_str());
+    figure(run, "%zu of %zu do not read: the other 16 see %s", stalling, stalling + READERS,
+           television.take_delays().c_str());
     figure(run, "%u events in %.1f s", television.board().reported.load(),
            milliseconds_since(begin) / 1000);
 }
@@ -199,16 +208,16 @@ void stall(const Run &run)
 /* One reads just enough to count as reading: a guard knows no slowness, only standing still. */
 void trickle(const Run &run)
 {
-    Television television(run);
+    Television television(run, 1);
     television.board().event_rate = 200;
     const Clock::time_point begin = Clock::now();
     size_t times = 0;
     const bool dropped = television.read_for(30000, [&] {
         if (milliseconds_since(begin) > 250.0 * static_cast<double>(times)) {
-            television.trickle_stalled(12288);
+            television.trickle(12288);
             times++;
         }
-        return television.stalled_is_dropped();
+        return Television::stalled_are_dropped();
     });
     figure(run, "one reads 48 KB a second: %s after %.0f ms", dropped ? "dropped" : "not dropped",
            milliseconds_since(begin));
@@ -221,7 +230,10 @@ void trickle(const Run &run)
 
 void run_slow_reader(const Run &run)
 {
-    stall(run);
+    stall(run, 1);
+    if (run.guarded) {
+        stall(run, MANY);
+    }
     if (run.long_form) {
         trickle(run);
     }

@@ -10,8 +10,11 @@
 #include "unit/tcp/listed_connection.h"
 #include "unit/tcp/scripted_sends.h"
 
+#include <map>
 #include <memory>
 #include <thread>
+
+#include <netinet/tcp.h>
 
 namespace
 {
@@ -299,6 +302,64 @@ TEST_F(StallingBroadcast, RemembersNothingInTheNextRound)
         send_to_all();
     });
     EXPECT_EQ(waited_ms, 100u);
+}
+
+namespace
+{
+
+bool is_probing(int fd)
+{
+    tcp_info info = {};
+    socklen_t size = sizeof info;
+    return getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 && info.tcpi_backoff > 0;
+}
+
+void set_send_buffer(int number, int size)
+{
+    ASSERT_EQ(setsockopt(number, SOL_SOCKET, SO_SNDBUF, &size, sizeof size), 0);
+}
+
+/* The phones take nothing more, but the system has room for a little. */
+void fill(const std::vector<std::unique_ptr<ListedConnection>> &connections)
+{
+    for (const auto &connection : connections) {
+        set_send_buffer(connection->number, 16384);
+    }
+    for (const auto &connection : connections) {
+        ASSERT_TRUE(wait_until([&] {
+            for (const auto &each : connections) {
+                fill_send_buffer(each->number);
+            }
+            return is_probing(connection->number);
+        }));
+    }
+    for (const auto &connection : connections) {
+        set_send_buffer(connection->number, 1048576);
+    }
+}
+
+} // namespace
+
+TEST_F(Broadcast, TakesWhatTheSystemKeepsForNothingThatAPhoneHasTaken)
+{
+    IppGuard guard = {};
+    guard.send_stall_ms = 50;
+    ASSERT_EQ(ipp_set_guard(&guard), 0);
+    const Connections all = connections(3);
+    std::map<int, int> attempts;
+    fill(all);
+    const Replaced send(system_send, [&](int fd, const void *data, size_t, int flags) {
+        if (attempts[fd]++ == 0) {
+            return system_send.real(fd, data, 10, flags);
+        }
+        errno = EAGAIN;
+        return REFUSED;
+    });
+    uint64_t waited_ms = 0;
+    const SleptTime time([&](uint64_t ms) { waited_ms = ms; });
+    send_to_all();
+    EXPECT_EQ(waited_ms, 50u);
+    EXPECT_EQ(g_cp_list.count, 0u);
 }
 
 /* ---- The log */
