@@ -1,0 +1,264 @@
+#include "support/session_service.h"
+
+#include "support/fibers.h"
+#include "support/nasty_host.h"
+#include "support/session_state.h"
+#include "support/session_system.h"
+#include "support/system_calls.h"
+
+#include "tvlink.h"
+#include "tvlink/heartbeat.h"
+#include "tvlink/registry.h"
+#include "tvlink/tcp_server.h"
+#include "tvlink/workers.h"
+
+#include <cstring>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+static bool server_wanted = false;
+static bool stop_wanted = false;
+
+/* ---- Events */
+
+static void put_u32(Bytes *to, size_t value)
+{
+    for (unsigned i = 0; i < 4; i++) {
+        to->push_back(static_cast<uint8_t>(value >> 8 * i));
+    }
+}
+
+static void put_block(Bytes *to, uint8_t tag, const std::string &bytes)
+{
+    to->push_back(tag);
+    put_u32(to, bytes.size());
+    to->insert(to->end(), bytes.begin(), bytes.end());
+}
+
+static Bytes event_frame(unsigned number, bool two_texts, const std::string &data)
+{
+    Bytes payload = {static_cast<uint8_t>(number), 0x70, static_cast<uint8_t>(two_texts ? 5 : 4), 3,
+                     static_cast<uint8_t>(number), 0};
+    put_block(&payload, CP_TAG_STRING, "event");
+    if (two_texts) {
+        put_block(&payload, CP_TAG_STRING, "");
+    }
+    put_block(&payload, CP_TAG_BLOB, data);
+    return build_frame(CP_FRAME_EVENT, payload);
+}
+
+/* By whichever thread this is. */
+static void report_event(bool two_texts, size_t size)
+{
+    const unsigned number = session.events++ % 256;
+    const std::string data(size, static_cast<char>(number));
+    const uint32_t length = static_cast<uint32_t>(size);
+    const int32_t code = static_cast<int32_t>(0x7000 + number);
+    const Lane lane = present_lane();
+    Broadcast *broadcast = &session.broadcasts[lane];
+    *broadcast = {true, event_frame(number, two_texts, data), {}, {}};
+    for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
+        const Connection *connection = find_connection(static_cast<CtrlPoint *>(node->data)->fd);
+        must(connection != nullptr, "a connection is open while it is listed");
+        broadcast->due.push_back(number_of(connection));
+    }
+    const int32_t result =
+        two_texts ? ipp_report_dev_event2(code, number, "event", nullptr, data.data(), length)
+                  : ipp_report_dev_event(code, number, "event", data.data(), length);
+    must(result == 0, "an event can be reported");
+    for (const size_t i : broadcast->due) {
+        must(contains(broadcast->told, i) || is_excused(session.connections[i]),
+             "an event goes to every phone");
+    }
+    *broadcast = {};
+}
+
+/* ---- The threads */
+
+static void run_server()
+{
+    for (;;) {
+        while (!server_wanted) {
+            fiber_wait();
+        }
+        fiber_go_on();
+        tcp_thread(nullptr);
+        server_wanted = false;
+    }
+}
+
+static void run_requests()
+{
+    devCallBackThread(nullptr);
+}
+
+static void run_heartbeats()
+{
+    heartBeatFeedbackThread(nullptr);
+}
+
+static void run_stopper()
+{
+    for (;;) {
+        while (!stop_wanted) {
+            fiber_wait();
+        }
+        fiber_go_on();
+        ipp_finish();
+        stop_wanted = false;
+    }
+}
+
+static void run_host()
+{
+    for (;;) {
+        while (session.job == JOB_NONE) {
+            fiber_wait();
+        }
+        fiber_go_on();
+        session.beaten.clear();
+        if (session.job == JOB_HEARTBEATS) {
+            must(check_ctrlpoint_heart() == 0, "heartbeats can be checked");
+        } else {
+            const bool large = (session.event_choice & 2) != 0;
+            report_event((session.event_choice & 1) != 0,
+                         session.event_size * (large ? size_t{16} : size_t{1}));
+        }
+        session.job = JOB_NONE;
+    }
+}
+
+/* The workers are here already, and discovery has nothing to do. For a picture nobody comes. */
+static int create_thread(void *(*body)(void *), void *argument)
+{
+    if (body == tcp_thread) {
+        server_wanted = true;
+    } else if (!session.starting) {
+        session.transferring = true;
+        body(argument);
+        session.transferring = false;
+    }
+    return 0;
+}
+
+static int join_threads()
+{
+    while (server_wanted) {
+        fiber_wait();
+    }
+    fiber_go_on();
+    return 0;
+}
+
+/* ---- The host */
+
+/* The answer to a call is the call. */
+static int echo(char *answer, const char *request)
+{
+    must(session.requests.serving.front().run == session.run, "a past run's requests are dropped");
+    if (strlen(request) >= IPP_RPC_ANSWER_SIZE) {
+        return 0;
+    }
+    if (request[0] == '!') {
+        report_event(false, 1);
+    }
+    memcpy(answer, request, strlen(request) + 1);
+    return 1;
+}
+
+static int admit(uint32_t peer_addr, void *)
+{
+    return (session.flags & BARS_LAST_PHONE) == 0 || peer_addr != 3;
+}
+
+static void set_guard()
+{
+    IppGuard guard = {};
+    guard.on_bad_tag = IPP_BAD_TAG_REFUSE;
+    if ((session.flags & GUARDED) != 0) {
+        guard.max_frame_length = GUARDED_FRAME;
+        guard.max_ctrlpoints = GUARDED_PHONES;
+        guard.send_stall_ms = GUARDED_STALL_MS;
+        guard.max_captures = 1;
+        guard.admit = admit;
+    }
+    ipp_set_guard(&guard);
+}
+
+void prepare_service()
+{
+    static void (*const BODIES[LANE_COUNT])() = {run_server, run_requests, run_heartbeats, run_host,
+                                                 run_stopper};
+    make_lanes(BODIES);
+    const size_t answers = fuzz_u8(&session.input);
+    nasty_host_register(fuzz_part(&session.input, answers), SIZE_MAX);
+    if ((session.flags & WITHOUT_TABLE) != 0) {
+        register_tv_method(nullptr);
+    }
+    tv_ippRpcFunSet = echo;
+    ipp_set_log_dumps((session.flags & WITH_DUMPS) != 0);
+    set_guard();
+    system_calls.pthread_create = create_thread;
+    system_calls.pthread_join = join_threads;
+}
+
+void forget_service()
+{
+    ipp_set_log_dumps(0);
+    tv_ippRpcFunSet = nullptr;
+    nasty_host_withdraw();
+    ipp_set_guard(nullptr);
+}
+
+/* ---- Start and stop */
+
+void start_service()
+{
+    int ends[2];
+    must(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0, "there are descriptors");
+    session.listener = ends[0];
+    session.knock = fcntl(ends[1], F_DUPFD_CLOEXEC, PHONES_FROM);
+    close(ends[1]);
+    session.run++;
+    session.starting = true;
+    take_listener_calls(true);
+    must(ipp_init(1, "name", "serial") == IPP_OK, "the service starts");
+    take_listener_calls(false);
+    session.starting = false;
+}
+
+static void forget_waiting()
+{
+    for (const size_t number : session.accept_queue) {
+        close(session.connections[number].waiting);
+        session.connections[number].waiting = -1;
+    }
+    session.accept_queue.clear();
+}
+
+/* Workers and host run only when nothing else brings the stop on, so that work is left over. */
+void stop_service()
+{
+    session.stopping = true;
+    stop_wanted = true;
+    for (unsigned round = 0; stop_wanted; round++) {
+        must(round < MOST_ROUNDS, "the service stops");
+        run_all({LANE_STOPPER, LANE_SERVER});
+        if (stop_wanted) {
+            run_lane(LANE_REQUESTS, 1);
+            run_lane(LANE_HEARTBEATS, 1);
+            run_lane(LANE_HOST, 1);
+        }
+    }
+    must(g_cp_list.count == 0 && g_tcp_sock == -1, "nothing is left of a service that has stopped");
+    for (Connection &connection : session.connections) {
+        must(connection.shut || connection.service < 0, "every connection is dropped");
+        connection.excused = true;
+    }
+    forget_waiting();
+    close(session.knock);
+    session.stopping = false;
+}

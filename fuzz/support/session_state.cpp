@@ -1,0 +1,53 @@
+#include "support/session_state.h"
+
+#include <algorithm>
+
+Session session;
+
+bool contains(const std::vector<size_t> &list, size_t number)
+{
+    return std::find(list.begin(), list.end(), number) != list.end();
+}
+
+Connection *find_connection(int fd)
+{
+    const auto found =
+        std::find_if(session.connections.begin(), session.connections.end(),
+                     [&](const Connection &connection) { return connection.service == fd; });
+    return fd < 0 || found == session.connections.end() ? nullptr : &*found;
+}
+
+size_t number_of(const Connection *connection)
+{
+    size_t number = 0;
+    while (&session.connections[number] != connection) {
+        number++;
+    }
+    return number;
+}
+
+bool is_excused(const Connection &connection)
+{
+    return connection.excused || connection.shut || session.stopping;
+}
+
+size_t registered_count()
+{
+    return static_cast<size_t>(
+        std::count_if(session.connections.begin(), session.connections.end(),
+                      [](const Connection &connection) { return connection.registered; }));
+}
+
+bool is_barred(const Connection &connection)
+{
+    return (session.flags & GUARDED) != 0 && (session.flags & BARS_LAST_PHONE) != 0 &&
+           connection.phone == 3;
+}
+
+Connection *connection_of(unsigned phone)
+{
+    const auto found =
+        std::find_if(session.connections.rbegin(), session.connections.rend(),
+                     [&](const Connection &connection) { return connection.phone == phone; });
+    return found == session.connections.rend() || found->end < 0 ? nullptr : &*found;
+}

@@ -1,0 +1,319 @@
+#include "support/session_system.h"
+
+#include "support/fibers.h"
+#include "support/session_model.h"
+#include "support/session_phones.h"
+#include "support/system_calls.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <unistd.h>
+
+namespace
+{
+
+/* What went wrong before the bytes could be moved. */
+enum FaultKind {
+    FAULT_SHORT, /* fewer bytes */
+    FAULT_EINTR,
+    FAULT_EAGAIN,
+    FAULT_RESET,
+    FAULT_PIPE,
+    FAULT_KINDS,
+};
+
+} // namespace
+
+/* ---- The input's choices */
+
+static void step()
+{
+    if (fiber_current() != nullptr) {
+        fiber_step();
+    }
+}
+
+static ssize_t fail(int reason)
+{
+    errno = reason;
+    return -1;
+}
+
+static Fault take_fault(Fault *fault)
+{
+    const Fault taken = *fault;
+    *fault = {};
+    return taken;
+}
+
+/* Before bytes are moved: -1 and errno, or 0 and perhaps fewer bytes. */
+static ssize_t apply(const Fault &fault, size_t *size)
+{
+    static const int REASONS[] = {0, EINTR, EAGAIN, ECONNRESET, EPIPE};
+    if (!fault.set) {
+        return 0;
+    }
+    const unsigned kind = fault.value % FAULT_KINDS;
+    if (kind != FAULT_SHORT) {
+        return fail(REASONS[kind]);
+    }
+    *size = std::min<size_t>(*size, fault.value / FAULT_KINDS + 1U);
+    return 0;
+}
+
+/* ---- Receiving */
+
+static int call_bytes_arriving(int fd, int *count)
+{
+    model_received();
+    step();
+    Connection *connection = find_connection(fd);
+    must(connection != nullptr, "the server looks at connections");
+    const Fault fault = take_fault(&connection->ioctl_fault);
+    if (fault.set && fault.value == 0) {
+        connection->excused = true;
+        return static_cast<int>(fail(EIO));
+    }
+    const int result = real_bytes_arriving(fd, count);
+    if (fault.set) {
+        *count = std::min<int>(*count, fault.value);
+    }
+    return result;
+}
+
+static ssize_t call_recv(int fd, void *data, size_t size)
+{
+    step();
+    Connection *connection = find_connection(fd);
+    must(connection != nullptr, "the server receives from connections");
+    if (apply(take_fault(&connection->recv_fault), &size) != 0) {
+        return -1;
+    }
+    const ssize_t count = recvfrom(fd, data, size, MSG_DONTWAIT, nullptr, nullptr);
+    if (count > 0) {
+        const uint8_t *bytes = static_cast<const uint8_t *>(data);
+        connection->arrived.insert(connection->arrived.end(), bytes, bytes + count);
+    } else if (count < 0 && errno == EAGAIN) {
+        fiber_wait();
+    }
+    return count;
+}
+
+/* ---- Sending */
+
+/* The service waits with a frame, perhaps for too long. */
+static ssize_t no_room(Connection *connection, int reason)
+{
+    if (connection->waits_since_ms == 0) {
+        connection->waits_since_ms = session.elapsed_ms;
+    }
+    if ((session.flags & GUARDED) != 0 &&
+        session.elapsed_ms - connection->waits_since_ms >= GUARDED_STALL_MS) {
+        connection->excused = true;
+        connection->given_up = true;
+    }
+    return fail(reason);
+}
+
+static ssize_t not_sent(Connection *connection, int reason)
+{
+    if (reason == EAGAIN || reason == EINTR) {
+        return no_room(connection, reason);
+    }
+    connection->excused = true;
+    connection->given_up = true;
+    return fail(reason);
+}
+
+static ssize_t call_send(int fd, const void *data, size_t size)
+{
+    step();
+    Connection *connection = find_connection(fd);
+    must(connection != nullptr, "what is sent goes to a connection");
+    const uint8_t *bytes = static_cast<const uint8_t *>(data);
+    check_offered(connection, Bytes(bytes, bytes + size));
+    if (apply(take_fault(&connection->send_fault), &size) != 0) {
+        return not_sent(connection, errno);
+    }
+    const ssize_t count = sendto(fd, data, size, MSG_DONTWAIT | MSG_NOSIGNAL, nullptr, 0);
+    if (count < 0) {
+        must(errno == EAGAIN || is_excused(*connection), "a send fails when there is a reason");
+        return not_sent(connection, errno);
+    }
+    Bytes &sending = connection->sending;
+    connection->expected.insert(connection->expected.end(), bytes, bytes + count);
+    sending.erase(sending.begin(), sending.begin() + count);
+    connection->waits_since_ms = 0;
+    if (connection->reads) {
+        phone_reads(connection);
+    }
+    return count;
+}
+
+/* ---- The server's calls */
+
+static int readable_now(int count, unsigned long *words)
+{
+    const timespec at_once = {};
+    const int ready =
+        pselect(count, reinterpret_cast<fd_set *>(words), nullptr, nullptr, &at_once, nullptr);
+    if (ready > 0) {
+        fiber_step();
+    }
+    return ready;
+}
+
+/* Waits only when nothing can be read, and then once: its time may be over. */
+static int call_select(int count, fd_set *readable)
+{
+    model_received();
+    must((session.flags & GUARDED) == 0 || registered_count() <= GUARDED_PHONES,
+         "there are no more phones than the guard allows");
+    unsigned long *words = reinterpret_cast<unsigned long *>(readable);
+    const size_t word_bits = sizeof *words * 8;
+    const size_t word_count = (static_cast<size_t>(count) + word_bits - 1) / word_bits;
+    const std::vector<unsigned long> watched(words, words + word_count);
+    const int ready = readable_now(count, words);
+    if (ready != 0) {
+        return ready;
+    }
+    for (const Connection &connection : session.connections) {
+        must(!is_barred(connection) || !connection.registered, "who is not admitted is refused");
+    }
+    fiber_wait();
+    std::copy(watched.begin(), watched.end(), words);
+    return readable_now(count, words);
+}
+
+static int call_accept(sockaddr *from)
+{
+    if (session.transferring) {
+        return static_cast<int>(fail(EINVAL));
+    }
+    step();
+    uint8_t knock = 0;
+    if (session.accept_fault != 0) {
+        static const int REASONS[] = {EMFILE, ECONNABORTED, EINTR, ENOMEM};
+        const int reason = REASONS[session.accept_fault % 4];
+        session.accept_fault = 0;
+        return static_cast<int>(fail(reason));
+    }
+    if (session.accept_queue.empty() || read(session.listener, &knock, 1) != 1) {
+        return static_cast<int>(fail(EAGAIN));
+    }
+    Connection &connection = session.connections[session.accept_queue.front()];
+    session.accept_queue.pop_front();
+    connection.service = fcntl(connection.waiting, F_DUPFD_CLOEXEC, 0);
+    close(connection.waiting);
+    connection.waiting = -1;
+    connection.registered = true;
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = connection.phone;
+    memcpy(from, &address, sizeof address);
+    return connection.service;
+}
+
+static void call_shutdown(int fd)
+{
+    Connection *connection = find_connection(fd);
+    if (connection != nullptr) {
+        if (present_lane() == LANE_SERVER) {
+            model_split(connection); /* what it announces may be the reason */
+        }
+        must(is_excused(*connection), "who has given no reason is not dropped");
+        connection->registered = false;
+        connection->shut = true;
+    }
+}
+
+/* The connection was refused, or it is over. */
+static void call_close(int fd)
+{
+    must(fiber_current() == nullptr || fcntl(fd, F_GETFD) >= 0, "nothing is closed twice");
+    Connection *connection = find_connection(fd);
+    if (connection == nullptr) {
+        return;
+    }
+    if (!connection->shut) {
+        connection->registered = false;
+        must(is_barred(*connection) || session.stopping ||
+                 ((session.flags & GUARDED) != 0 && registered_count() >= GUARDED_PHONES),
+             "a connection is refused with a reason, or shut down before it is closed");
+        connection->excused = true;
+        connection->shut = true;
+    }
+    connection->service = -1;
+}
+
+/* ---- The rest */
+
+static void call_usleep()
+{
+    if (fiber_current() != nullptr) {
+        fiber_step();
+        fiber_wait();
+    }
+}
+
+static int call_socket()
+{
+    return session.listener;
+}
+
+static int call_listen()
+{
+    return 0;
+}
+
+/* Of the socket for a picture: always the same, since phones are told. */
+static int call_getsockname(sockaddr *name)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(40000);
+    memcpy(name, &address, sizeof address);
+    return 0;
+}
+
+static time_t call_seconds()
+{
+    return session.now_s;
+}
+
+static timespec call_elapsed()
+{
+    timespec now = {};
+    now.tv_sec = static_cast<time_t>(session.elapsed_ms / 1000);
+    now.tv_nsec = static_cast<long>(session.elapsed_ms % 1000 * 1000000);
+    return now;
+}
+
+void take_system_calls()
+{
+    system_calls.recv = call_recv;
+    system_calls.send = call_send;
+    system_calls.bytes_arriving = call_bytes_arriving;
+    system_calls.select = call_select;
+    system_calls.getsockname = call_getsockname;
+    system_calls.accept4 = call_accept;
+    system_calls.shutdown = call_shutdown;
+    system_calls.close = call_close;
+    system_calls.usleep = call_usleep;
+    system_calls.posted = item_posted;
+    system_calls.taken = item_taken;
+    system_calls.seconds = call_seconds;
+    system_calls.elapsed = call_elapsed;
+    system_calls.wait = fiber_wait;
+    system_calls.go_on = fiber_go_on;
+}
+
+void take_listener_calls(bool taken)
+{
+    system_calls.socket = taken ? call_socket : nullptr;
+    system_calls.listen = taken ? call_listen : nullptr;
+}
