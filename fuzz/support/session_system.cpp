@@ -90,6 +90,7 @@ static ssize_t call_recv(int fd, void *data, size_t size)
     step();
     Connection *connection = find_connection(fd);
     must(connection != nullptr, "the server receives from connections");
+    const size_t portion = size;
     if (apply(take_fault(&connection->recv_fault), &size) != 0) {
         return -1;
     }
@@ -97,6 +98,9 @@ static ssize_t call_recv(int fd, void *data, size_t size)
     if (count > 0) {
         const uint8_t *bytes = static_cast<const uint8_t *>(data);
         connection->arrived.insert(connection->arrived.end(), bytes, bytes + count);
+        if (static_cast<size_t>(count) == portion) {
+            model_split(connection); /* before more is received: a zero length ends what is here */
+        }
     } else if (count < 0 && errno == EAGAIN) {
         fiber_wait();
     }
