@@ -241,6 +241,7 @@ static void frame_begins(Connection *connection, Lane lane, const Bytes &bytes)
     connection->sender = lane;
     connection->given_up = false;
     connection->waits_since_ms = 0;
+    connection->stalls_since_ms = 0;
 }
 
 void check_offered(Connection *connection, const Bytes &bytes)

@@ -1,5 +1,7 @@
 #include "support/session_phones.h"
 
+#include "support/session_stalls.h"
+
 #include <algorithm>
 #include <string>
 
@@ -16,6 +18,7 @@ void phone_reads(Connection *connection)
     while (connection->end >= 0 && (count = recvfrom(connection->end, bytes, sizeof bytes,
                                                      MSG_DONTWAIT, nullptr, nullptr)) > 0) {
         connection->received.insert(connection->received.end(), bytes, bytes + count);
+        note_taken(connection);
     }
 }
 

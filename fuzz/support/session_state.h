@@ -45,9 +45,12 @@ struct Connection {
     Bytes sending;              /* the rest of the frame that is being sent */
     size_t frame_size;          /* all of it */
     Lane sender;
-    bool given_up; /* no more of that frame is sent */
-    uint64_t waits_since_ms;
-    Bytes expected; /* handed to the system for this phone */
+    bool given_up;            /* no more of that frame is sent */
+    uint64_t waits_since_ms;  /* the service must count from then on, ... */
+    uint64_t stalls_since_ms; /* ... and may from then on; both 0: it has not had to wait */
+    bool took_nothing;        /* since a round noted who had bytes to take, this phone among them */
+    bool got_nothing;         /* nor was it sent anything since */
+    Bytes expected;           /* handed to the system for this phone */
     Bytes received;
     Fault ioctl_fault;
     Fault recv_fault;
@@ -98,7 +101,8 @@ struct Session {
     WorkModel requests;
     WorkModel heartbeats;
     Broadcast broadcasts[LANE_COUNT];
-    std::vector<size_t> beaten; /* by the check that is running */
+    std::vector<size_t> beaten;    /* by the check that is running */
+    uint64_t noted_ms[LANE_COUNT]; /* when the lane's round first had to wait; 0: not yet */
     uint8_t accept_fault;
     HostJob job;
     uint8_t event_choice;

@@ -3,6 +3,7 @@
 #include "support/fibers.h"
 #include "support/session_model.h"
 #include "support/session_phones.h"
+#include "support/session_stalls.h"
 #include "support/system_calls.h"
 
 #include <algorithm>
@@ -109,53 +110,49 @@ static ssize_t call_recv(int fd, void *data, size_t size)
 
 /* ---- Sending */
 
-/* The service waits with a frame, perhaps for too long. */
-static ssize_t no_room(Connection *connection, int reason)
+static ssize_t not_sent(Connection *connection, int reason, uint64_t began_ms)
 {
-    if (connection->waits_since_ms == 0) {
-        connection->waits_since_ms = session.elapsed_ms;
-    }
-    if ((session.flags & GUARDED) != 0 &&
-        session.elapsed_ms - connection->waits_since_ms >= GUARDED_STALL_MS) {
+    if (reason == EAGAIN || reason == EINTR) {
+        note_no_room(connection, began_ms);
+    } else {
         connection->excused = true;
         connection->given_up = true;
     }
     return fail(reason);
 }
 
-static ssize_t not_sent(Connection *connection, int reason)
-{
-    if (reason == EAGAIN || reason == EINTR) {
-        return no_room(connection, reason);
-    }
-    connection->excused = true;
-    connection->given_up = true;
-    return fail(reason);
-}
-
 static ssize_t call_send(int fd, const void *data, size_t size)
 {
+    const uint64_t began_ms = session.elapsed_ms;
     step();
     Connection *connection = find_connection(fd);
     must(connection != nullptr, "what is sent goes to a connection");
     const uint8_t *bytes = static_cast<const uint8_t *>(data);
     check_offered(connection, Bytes(bytes, bytes + size));
     if (apply(take_fault(&connection->send_fault), &size) != 0) {
-        return not_sent(connection, errno);
+        return not_sent(connection, errno, began_ms);
     }
     const ssize_t count = sendto(fd, data, size, MSG_DONTWAIT | MSG_NOSIGNAL, nullptr, 0);
     if (count < 0) {
         must(errno == EAGAIN || is_excused(*connection), "a send fails when there is a reason");
-        return not_sent(connection, errno);
+        return not_sent(connection, errno, began_ms);
     }
     Bytes &sending = connection->sending;
     connection->expected.insert(connection->expected.end(), bytes, bytes + count);
     sending.erase(sending.begin(), sending.begin() + count);
-    connection->waits_since_ms = 0;
+    note_sent(connection);
     if (connection->reads) {
         phone_reads(connection);
     }
     return count;
+}
+
+/* In the units of a TCP connection: bytes that the phone has not taken. */
+static int call_bytes_unsent(int fd)
+{
+    const Connection *connection = find_connection(fd);
+    must(connection != nullptr, "what a phone has not taken is asked of connections");
+    return static_cast<int>(connection->expected.size() - connection->received.size());
 }
 
 /* ---- The server's calls */
@@ -302,6 +299,7 @@ void take_system_calls()
     system_calls.recv = call_recv;
     system_calls.send = call_send;
     system_calls.bytes_arriving = call_bytes_arriving;
+    system_calls.bytes_unsent = call_bytes_unsent;
     system_calls.select = call_select;
     system_calls.getsockname = call_getsockname;
     system_calls.accept4 = call_accept;

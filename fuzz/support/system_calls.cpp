@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+#include <linux/sockios.h>
 #include <sys/ioctl.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -90,6 +91,10 @@ ssize_t __wrap_send(int fd, const void *data, size_t size, int flags)
 
 int __wrap_ioctl(int fd, unsigned long request, void *argument)
 {
+    if (system_calls.bytes_unsent != nullptr && request == SIOCOUTQ) {
+        *static_cast<int *>(argument) = system_calls.bytes_unsent(fd);
+        return 0;
+    }
     return system_calls.bytes_arriving == nullptr || request != FIONREAD
                ? __real_ioctl(fd, request, argument)
                : system_calls.bytes_arriving(fd, static_cast<int *>(argument));

@@ -18,6 +18,7 @@ struct SystemCalls {
     ssize_t (*recv)(int fd, void *data, size_t size);
     ssize_t (*send)(int fd, const void *data, size_t size);
     int (*bytes_arriving)(int fd, int *count); /* ioctl FIONREAD */
+    int (*bytes_unsent)(int fd);               /* ioctl SIOCOUTQ */
     int (*select)(int count, fd_set *readable);
     int (*socket)();
     int (*listen)();
