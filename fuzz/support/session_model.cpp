@@ -134,7 +134,9 @@ void finish_item(WorkModel *work)
              is_excused(session.connections[item.connection]),
          "what can be answered is");
     const Connection &connection = session.connections[item.connection];
-    must(!connection.given_up || !is_listed(connection), "who cannot be sent to is dropped");
+    const Lane lane = work == &session.heartbeats ? LANE_HEARTBEATS : LANE_REQUESTS;
+    must(!connection.given_up || connection.sender != lane || !is_listed(connection),
+         "who cannot be sent to is dropped");
     work->serving.clear();
 }
 
