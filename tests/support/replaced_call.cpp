@@ -15,6 +15,7 @@ SystemCall<int(int, const sockaddr *, socklen_t)> system_bind("bind");
 SystemCall<int(int, int)> system_listen("listen");
 SystemCall<int(int, sockaddr *, socklen_t *)> system_getsockname("getsockname");
 SystemCall<int(int)> system_close("close");
+SystemCall<int(int, unsigned long, void *)> system_ioctl("ioctl");
 SystemCall<int(useconds_t)> system_usleep("usleep");
 SystemCall<int(timeval *, void *)> system_gettimeofday("gettimeofday");
 SystemCall<int(clockid_t, timespec *)> system_clock_gettime("clock_gettime");

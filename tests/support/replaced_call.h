@@ -67,6 +67,7 @@ extern SystemCall<int(int, const sockaddr *, socklen_t)> system_bind;
 extern SystemCall<int(int, int)> system_listen;
 extern SystemCall<int(int, sockaddr *, socklen_t *)> system_getsockname;
 extern SystemCall<int(int)> system_close;
+extern SystemCall<int(int, unsigned long, void *)> system_ioctl;
 extern SystemCall<int(useconds_t)> system_usleep;
 extern SystemCall<int(timeval *, void *)> system_gettimeofday;
 extern SystemCall<int(clockid_t, timespec *)> system_clock_gettime;

@@ -1,5 +1,7 @@
 #include "support/watched_call.h"
 
+#include "support/replaced_call.h"
+
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
@@ -96,7 +98,6 @@ int __real_listen(int fd, int backlog);
 int __wrap_listen(int fd, int backlog);
 int __real_accept4(int fd, sockaddr *address, socklen_t *size, int flags);
 int __wrap_accept4(int fd, sockaddr *address, socklen_t *size, int flags);
-int __real_ioctl(int fd, unsigned long request, ...);
 int __wrap_ioctl(int fd, unsigned long request, ...);
 ssize_t __real_send(int fd, const void *data, size_t size, int flags);
 ssize_t __wrap_send(int fd, const void *data, size_t size, int flags);
@@ -155,7 +156,7 @@ int __wrap_ioctl(int fd, unsigned long request, ...)
     va_start(values, request);
     void *value = va_arg(values, void *);
     va_end(values);
-    return fails(CALL_IOCTL) ? -1 : __real_ioctl(fd, request, value);
+    return fails(CALL_IOCTL) ? -1 : system_ioctl(fd, request, value);
 }
 
 ssize_t __wrap_send(int fd, const void *data, size_t size, int flags)

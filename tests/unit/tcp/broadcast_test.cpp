@@ -14,7 +14,8 @@
 #include <memory>
 #include <thread>
 
-#include <netinet/tcp.h>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 
 namespace
 {
@@ -304,53 +305,23 @@ TEST_F(StallingBroadcast, RemembersNothingInTheNextRound)
     EXPECT_EQ(waited_ms, 100u);
 }
 
-namespace
+TEST_F(StallingBroadcast, TakesWhatTheSystemKeepsForNothingThatAPhoneHasTaken)
 {
-
-bool is_probing(int fd)
-{
-    tcp_info info = {};
-    socklen_t size = sizeof info;
-    return getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 && info.tcpi_backoff > 0;
-}
-
-void set_send_buffer(int number, int size)
-{
-    ASSERT_EQ(setsockopt(number, SOL_SOCKET, SO_SNDBUF, &size, sizeof size), 0);
-}
-
-/* The phones take nothing more, but the system has room for a little. */
-void fill(const std::vector<std::unique_ptr<ListedConnection>> &connections)
-{
-    for (const auto &connection : connections) {
-        set_send_buffer(connection->number, 16384);
+    std::map<int, int> kept;
+    for (const auto &connection : all) {
+        kept[connection->number] = 1000;
     }
-    for (const auto &connection : connections) {
-        ASSERT_TRUE(wait_until([&] {
-            for (const auto &each : connections) {
-                fill_send_buffer(each->number);
-            }
-            return is_probing(connection->number);
-        }));
-    }
-    for (const auto &connection : connections) {
-        set_send_buffer(connection->number, 1048576);
-    }
-}
-
-} // namespace
-
-TEST_F(Broadcast, TakesWhatTheSystemKeepsForNothingThatAPhoneHasTaken)
-{
-    IppGuard guard = {};
-    guard.send_stall_ms = 50;
-    ASSERT_EQ(ipp_set_guard(&guard), 0);
-    const Connections all = connections(3);
-    std::map<int, int> attempts;
-    fill(all);
-    const Replaced send(system_send, [&](int fd, const void *data, size_t, int flags) {
-        if (attempts[fd]++ == 0) {
-            return system_send.real(fd, data, 10, flags);
+    const Replaced count(system_ioctl, [&](int fd, unsigned long request, void *value) {
+        if (request == SIOCOUTQ) {
+            *static_cast<int *>(value) = kept[fd];
+            return 0;
+        }
+        return system_ioctl.real(fd, request, value);
+    });
+    const Replaced send(system_send, [&](int fd, const void *, size_t, int) {
+        if (kept[fd] == 1000) { /* there is room for the first bytes of the frame */
+            kept[fd] += 10;
+            return ssize_t{10};
         }
         errno = EAGAIN;
         return REFUSED;
