@@ -1,5 +1,7 @@
 #include "hostile/time_of_day.h"
 
+#include "support/syscall_arguments.h"
+
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -100,22 +102,19 @@ long __wrap_syscall(long number, ...);
 
 long __wrap_syscall(long number, ...)
 {
-    long arguments[6];
     va_list list;
     va_start(list, number);
-    for (long &argument : arguments) {
-        argument = va_arg(list, long);
-    }
+    const SyscallArguments arguments = syscall_arguments(list);
     va_end(list);
-    if (is_clock_gettime64(number) && arguments[0] == CLOCK_REALTIME && set_seconds != nullptr) {
+    const bool asks_time = is_clock_gettime64(number) && arguments.value[0] == CLOCK_REALTIME;
+    if (asks_time && set_seconds != nullptr) {
         const int64_t now[2] = {static_cast<int64_t>(*set_seconds), 0};
-        std::memcpy(reinterpret_cast<void *>(arguments[1]), now, sizeof now);
+        std::memcpy(reinterpret_cast<void *>(arguments.value[1]), now, sizeof now);
         return 0;
     }
     using System = long(long, long, long, long, long, long, long);
     System *const system = reinterpret_cast<System *>(dlsym(RTLD_NEXT, "syscall"));
-    return system(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4],
-                  arguments[5]);
+    return call_with(*system, number, arguments);
 }
 
 } /* extern "C" */

@@ -1,5 +1,7 @@
 #include "support/replaced_call.h"
 
+#include "support/syscall_arguments.h"
+
 #include <cstdarg>
 #include <mutex>
 #include <utility>
@@ -129,21 +131,17 @@ time_t time(time_t *to) noexcept
     return system_time(to);
 }
 
-/* As many arguments as any of the system's calls has. The linker brings only the library's calls
+/* The linker brings only the library's calls
  * and the tests' here: the sanitizers have calls of their own before the program is ready. */
 long __wrap_syscall(long number, ...);
 
 long __wrap_syscall(long number, ...)
 {
-    long arguments[6];
     va_list list;
     va_start(list, number);
-    for (long &argument : arguments) {
-        argument = va_arg(list, long);
-    }
+    const SyscallArguments arguments = syscall_arguments(list);
     va_end(list);
-    return system_syscall(number, arguments[0], arguments[1], arguments[2], arguments[3],
-                          arguments[4], arguments[5]);
+    return call_with(system_syscall, number, arguments);
 }
 
 int pthread_mutex_lock(pthread_mutex_t *mutex) noexcept
