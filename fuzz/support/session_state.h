@@ -9,8 +9,6 @@
 #include <ctime>
 #include <deque>
 
-#include <sys/types.h>
-
 enum Flag {
     GUARDED = 1,
     BARS_LAST_PHONE = 2,

@@ -2,8 +2,6 @@
  * so, steps at which other threads go on, and the input's own time. */
 #pragma once
 
-#include <sys/types.h>
-
 /* Until system_calls is cleared. */
 void take_system_calls();
 
