@@ -95,13 +95,20 @@ static uint32_t unsent_bytes(int fd)
 
 void connection_note_unsent(CtrlPoint *record)
 {
-    record->reserved[WORD_UNSENT] = unsent_bytes(record->fd);
+    __atomic_store_n(&record->reserved[WORD_UNSENT], unsent_bytes(record->fd), __ATOMIC_RELAXED);
 }
 
-bool connection_took_nothing(const CtrlPoint *record, uint32_t added)
+void connection_count_sent(CtrlPoint *record, uint32_t added)
 {
-    const uint32_t noted = record->reserved[WORD_UNSENT];
-    return noted != 0 && unsent_bytes(record->fd) == noted + added;
+    if (__atomic_load_n(&record->reserved[WORD_UNSENT], __ATOMIC_RELAXED) != 0) {
+        __atomic_add_fetch(&record->reserved[WORD_UNSENT], added, __ATOMIC_RELAXED);
+    }
+}
+
+bool connection_took_nothing(const CtrlPoint *record)
+{
+    const uint32_t owed = __atomic_load_n(&record->reserved[WORD_UNSENT], __ATOMIC_RELAXED);
+    return owed != 0 && unsent_bytes(record->fd) == owed;
 }
 
 /* ---- Copies */

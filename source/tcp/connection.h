@@ -13,11 +13,12 @@
  *              once it is dropped
  *   1          1 once a select pass watches it       address of the live record,
  *   2          bytes that the phone had not taken    which the item holds in use
- *              when that was noted
+ *              when that was noted, and those that
+ *              it was sent since; 0: it had taken all
  *   3          identity, given with the first        the same identity
  *              watch or copy; never 0, never twice
  *
- * Word 0 of a live record is atomic, word 1 is the server thread's, words 2 and 3 are guarded by
+ * Words 0 and 2 of a live record are atomic, word 1 is the server thread's, word 3 is guarded by
  * the registry lock. */
 #pragma once
 
@@ -38,11 +39,11 @@ void connection_drop(CtrlPoint *record);
 void connection_watch(CtrlPoint *record);
 bool connection_watched(const CtrlPoint *record);
 
-/* Notes how many bytes of a listed record's connection the phone has not taken yet. Later, when so
- * many have been added: were there some, and has it taken nothing since? Both need the registry
- * lock. */
+/* Notes how many bytes of a listed record's connection the phone has not taken yet, and counts
+ * those that anybody adds. Later: were there some, and has it taken nothing since? */
 void connection_note_unsent(CtrlPoint *record);
-bool connection_took_nothing(const CtrlPoint *record, uint32_t added);
+void connection_count_sent(CtrlPoint *record, uint32_t added);
+bool connection_took_nothing(const CtrlPoint *record);
 
 /* ---- Copies. */
 

@@ -76,8 +76,16 @@ static uint64_t stalls_since(const ConnectionTarget *target, const Frame *frame)
     if (round_state.noted_ms == 0) {
         note_unsent(frame->attempt_ms);
     }
-    const bool idle = connection_took_nothing(target->record, frame->sent);
+    const bool idle = connection_took_nothing(target->record);
     return idle ? round_state.noted_ms : frame->attempt_ms;
+}
+
+/* A host's own record is none of the registry's. */
+static void count_sent(const ConnectionTarget *target, uint32_t added)
+{
+    if (target->kind == CONNECTION_LISTED) {
+        connection_count_sent(target->record, added);
+    }
 }
 
 /* ---- One frame */
@@ -133,6 +141,7 @@ static bool send_frame(const ConnectionTarget *target, Frame *frame, const SendT
         if (taken > 0) {
             frame->sent += static_cast<uint32_t>(taken);
             frame->waits_since_ms = 0;
+            count_sent(target, static_cast<uint32_t>(taken));
         } else if (taken == -1 && !wait_for_room(target, frame)) {
             log_out("err:socket_send(): %s:%d,errno=%d\n", trace->function, trace->error_line,
                     errno);

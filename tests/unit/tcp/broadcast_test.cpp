@@ -10,6 +10,7 @@
 #include "unit/tcp/listed_connection.h"
 #include "unit/tcp/scripted_sends.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <thread>
@@ -305,19 +306,37 @@ TEST_F(StallingBroadcast, RemembersNothingInTheNextRound)
     EXPECT_EQ(waited_ms, 100u);
 }
 
-TEST_F(StallingBroadcast, TakesWhatTheSystemKeepsForNothingThatAPhoneHasTaken)
+/* ---- What the system keeps for a phone */
+
+namespace
 {
-    std::map<int, int> kept;
-    for (const auto &connection : all) {
-        kept[connection->number] = 1000;
-    }
-    const Replaced count(system_ioctl, [&](int fd, unsigned long request, void *value) {
-        if (request == SIOCOUTQ) {
-            *static_cast<int *>(value) = kept[fd];
-            return 0;
+
+class KeepingBroadcast : public StallingBroadcast
+{
+protected:
+    void SetUp() override
+    {
+        StallingBroadcast::SetUp();
+        for (const auto &connection : all) {
+            kept[connection->number] = 1000;
         }
-        return system_ioctl.real(fd, request, value);
-    });
+    }
+
+    std::map<int, int> kept;
+    const Replaced<decltype(system_ioctl)> count_{
+        system_ioctl, [this](int fd, unsigned long request, void *value) {
+            if (request == SIOCOUTQ) {
+                *static_cast<int *>(value) = kept[fd];
+                return 0;
+            }
+            return system_ioctl.real(fd, request, value);
+        }};
+};
+
+} // namespace
+
+TEST_F(KeepingBroadcast, IsNothingThatThePhoneHasTaken)
+{
     const Replaced send(system_send, [&](int fd, const void *, size_t, int) {
         if (kept[fd] == 1000) { /* there is room for the first bytes of the frame */
             kept[fd] += 10;
@@ -331,6 +350,41 @@ TEST_F(StallingBroadcast, TakesWhatTheSystemKeepsForNothingThatAPhoneHasTaken)
     send_to_all();
     EXPECT_EQ(waited_ms, 50u);
     EXPECT_EQ(g_cp_list.count, 0u);
+}
+
+TEST_F(KeepingBroadcast, CountsWhatAnotherThreadSendsMeanwhile)
+{
+    std::atomic<bool> replying{false};
+    std::atomic<bool> go_on{false};
+    std::thread::id replies;
+    const Replaced send(system_send, [&](int fd, const void *, size_t size, int) {
+        if (std::this_thread::get_id() != replies) {
+            errno = EAGAIN;
+            return REFUSED;
+        }
+        replying = true;
+        wait_until([&] { return go_on.load(); });
+        kept[fd] += static_cast<int>(size);
+        return static_cast<ssize_t>(size);
+    });
+    std::thread other([&] {
+        replies = std::this_thread::get_id();
+        const Bytes payload(1000 - 72, 1);
+        const int32_t size = static_cast<int32_t>(payload.size());
+        EXPECT_EQ(tcp_sendback(all[1]->record, 6, payload.data(), size), 1);
+    });
+    ASSERT_TRUE(wait_until([&] { return replying.load(); }));
+    uint64_t waited_ms = 0;
+    const SleptTime time([&](uint64_t ms) {
+        waited_ms = ms;
+        if (ms == 20) {
+            kept[all[1]->number] = 0; /* the phone takes everything, and gets as much again */
+            go_on = true;
+            other.join();
+        }
+    });
+    send_to_all();
+    EXPECT_EQ(waited_ms, 100u);
 }
 
 /* ---- The log */
