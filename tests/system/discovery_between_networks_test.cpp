@@ -9,9 +9,12 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 
+#include <net/if.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 
 namespace
 {
@@ -32,6 +35,24 @@ void expect_in_order(const std::string &text, const std::vector<std::string> &li
         ASSERT_NE(at, std::string::npos) << line << "is missing in\n" << text;
         at += line.size();
     }
+}
+
+bool is_running(const Descriptor &socket, const std::string &interface)
+{
+    ifreq request = {};
+    std::strncpy(request.ifr_name, interface.c_str(), IFNAMSIZ - 1);
+    return ioctl(socket.get(), SIOCGIFFLAGS, &request) == 0 &&
+           (request.ifr_flags & IFF_RUNNING) != 0;
+}
+
+/* An interface that is up takes packets only once the system has noticed its cable; until then it
+ * loses them. */
+void wait_for_cable(const Network &network, const std::string &interface)
+{
+    network.run([&] {
+        const Descriptor any = datagram_socket();
+        ASSERT_TRUE(wait_until([&] { return is_running(any, interface); })) << interface;
+    });
 }
 
 class DiscoveryBetweenNetworks : public testing::Test
@@ -59,6 +80,8 @@ protected:
     {
         bring_up(television, "tv0", "10.77.0.1/24");
         television.ip("route add default via 10.77.0.2");
+        wait_for_cable(television, "tv0");
+        wait_for_cable(phone, "phone0");
     }
 
     /* The program is there once it says who it is; the membership comes with its own threads. */
