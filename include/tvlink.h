@@ -470,8 +470,8 @@ typedef struct IppGuard {
     /* At most so many connections at a time; further ones are closed at once. 0: no bound. */
     uint32_t max_ctrlpoints;
     /* Milliseconds. A connection that takes no byte for this long or longer while something is sent
-     * to it is dropped; one that fetches a capture within twice as long. Several that have stopped
-     * taking anything delay an event together, not one after the other. 0: never. */
+     * to it is dropped; one that fetches a capture within twice as long. Several for which
+     * nothing more fits at the same event delay it together, not one after the other. 0: never. */
     uint32_t send_stall_ms;
     /* Milliseconds that a screen capture waits for its phone, at most; then also only the address
      * that asked for it is served. 0: for ever, and anybody, whom admit would refuse included. */

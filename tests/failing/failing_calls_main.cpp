@@ -157,6 +157,12 @@ long count(const std::string &name)
     return told ? seen : 0;
 }
 
+/* Where the library looks again and again, a machine that is slow sees more calls. */
+long least_of_three(const std::string &name)
+{
+    return std::min({count(name), count(name), count(name)});
+}
+
 struct Tally {
     double longest_s; /* of all cases */
     long well;
@@ -210,7 +216,7 @@ int main(int argc, char **argv)
     }
     std::setvbuf(stdout, nullptr, _IOLBF, 0); /* nothing is left in it when a child is made */
     const std::string name = argv[1];
-    const long calls = count(name);
+    const long calls = least_of_three(name);
     if (calls == 0) {
         std::printf("%s: not one call was seen\n", name.c_str());
         return EXIT_FAILURE;
@@ -219,5 +225,5 @@ int main(int argc, char **argv)
     std::printf("%s: %ld calls in a conversation; failing once and from then on: %ld well, %ld not "
                 "reached, %ld wrong, longest case %.1f s\n",
                 name.c_str(), calls, tally.well, tally.not_reached, tally.wrong, tally.longest_s);
-    return tally.wrong == 0 && tally.well > tally.not_reached ? EXIT_SUCCESS : EXIT_FAILURE;
+    return tally.wrong == 0 && tally.well >= tally.not_reached ? EXIT_SUCCESS : EXIT_FAILURE;
 }
