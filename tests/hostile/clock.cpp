@@ -19,8 +19,6 @@ const uint64_t YEAR_2106 = 0x100000000;
 const uint64_t TWENTY_YEARS = 631152000;
 const size_t PHONES = 4;
 const size_t SPARE_KB = 64;
-const uint16_t SEARCH_PORT = 12426;
-const uint16_t ANSWER_PORT = 9988;
 
 struct Jump {
     const char *name;
@@ -119,16 +117,11 @@ void walk_over(const Run &run, TimeOfDay *clock, uint64_t turn, const char *name
 
 void search(const Run &run, TimeOfDay *clock, uint64_t now)
 {
-    static const Bytes request = bytes("A5 A5 08 00 'AIIP'");
     clock->set(now);
-    const Descriptor phone(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    const sockaddr_in own = address_of(INADDR_LOOPBACK + 6, ANSWER_PORT);
-    const sockaddr_in television = address_of(INADDR_LOOPBACK, SEARCH_PORT);
-    holds(run, bind(phone.get(), reinterpret_cast<const sockaddr *>(&own), sizeof own) == 0,
-          "a phone can wait for answers");
+    const Descriptor phone = searcher(INADDR_LOOPBACK + 6);
+    holds(run, phone.get() >= 0, "a phone can wait for answers");
     const Clock::time_point begin = Clock::now();
-    sendto(phone.get(), request.data(), request.size(), 0,
-           reinterpret_cast<const sockaddr *>(&television), sizeof television);
+    send_search(phone, search_packet());
     uint8_t answer[64];
     const bool answered =
         wait_until([&] { return recv(phone.get(), answer, sizeof answer, MSG_DONTWAIT) == 12; });

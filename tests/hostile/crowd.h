@@ -12,6 +12,12 @@
 /* Both in host order. */
 sockaddr_in address_of(uint32_t host, uint16_t port);
 
+/* A socket of one address, on the port where phones hear answers: it sends searches too. None when
+ * the port is taken. */
+Descriptor searcher(uint32_t host);
+const Bytes &search_packet();
+void send_search(const Descriptor &from, const Bytes &packet);
+
 /* How a phone connects. */
 struct Manner {
     uint32_t from;       /* own address in host order; 0: the system's choice */

@@ -109,13 +109,12 @@ void report_events()
 {
     uint64_t due_ns = monotonic_ns();
     for (uint32_t rate = host_board->event_rate; rate != 0; rate = host_board->event_rate) {
-        const uint64_t now_ns = monotonic_ns();
-        if (now_ns < due_ns) {
-            rest_between_beats();
-            continue;
+        if (wait_until(
+                [&] { return monotonic_ns() >= due_ns || host_board->event_rate != rate; }) &&
+            host_board->event_rate == rate) {
+            report_event(due_ns, host_board->reported);
+            due_ns += 1000000000 / rate;
         }
-        report_event(due_ns, host_board->reported);
-        due_ns += 1000000000 / rate;
     }
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <thread>
 
 static bool everything_held = true;
 
@@ -57,11 +56,6 @@ std::string text(const Spread &spread)
     std::snprintf(line, sizeof line, "p50 %.2f ms, p99 %.2f ms, max %.2f ms", spread.median,
                   spread.percentile_99, spread.greatest);
     return line;
-}
-
-void rest_between_beats()
-{
-    std::this_thread::sleep_for(std::chrono::microseconds(200));
 }
 
 double milliseconds_since(Clock::time_point start)

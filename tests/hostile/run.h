@@ -48,7 +48,3 @@ std::string text(const Spread &spread);
 
 using Clock = std::chrono::steady_clock;
 double milliseconds_since(Clock::time_point start);
-
-/* Scenarios do things at a rate, so many a second: the step between two looks at the clock. Nothing
- * that must hold depends on its length. */
-void rest_between_beats();

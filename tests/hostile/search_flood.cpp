@@ -13,30 +13,6 @@ namespace
 
 const double PACKETS_A_SECOND = 10000;
 
-/* A socket of one address, on the port where phones hear answers: it sends searches too. */
-Descriptor searcher(uint32_t host)
-{
-    Descriptor found(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    const sockaddr_in own = address_of(host, IPP_ANSWER_PORT);
-    if (bind(found.get(), reinterpret_cast<const sockaddr *>(&own), sizeof own) != 0) {
-        found.close();
-    }
-    return found;
-}
-
-const Bytes &search_packet()
-{
-    static const Bytes packet = bytes("A5 A5 08 00 'AIIP'");
-    return packet;
-}
-
-void send_search(const Descriptor &from, const Bytes &packet)
-{
-    const sockaddr_in television = address_of(INADDR_LOOPBACK, IPP_SEARCH_PORT);
-    sendto(from.get(), packet.data(), packet.size(), 0,
-           reinterpret_cast<const sockaddr *>(&television), sizeof television);
-}
-
 Bytes answer_on(const Descriptor &searching)
 {
     Bytes packet(512);

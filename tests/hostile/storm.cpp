@@ -112,7 +112,7 @@ public:
             begun = std::max(begun, due - 500); /* a storm does not wait for the slow */
             end_connected();
             ask_steady();
-            rest_between_beats();
+            wait_for_connected();
         }
     }
 
@@ -172,6 +172,16 @@ public:
     }
 
 private:
+    /* One of those that are connecting, or until it is time for more of them. */
+    void wait_for_connected() const
+    {
+        std::vector<pollfd> entries;
+        for (const Connecting &connecting : connecting_) {
+            entries.push_back({connecting.phone.get(), POLLOUT, 0});
+        }
+        poll(entries.data(), entries.size(), 1);
+    }
+
     void end_connected()
     {
         for (size_t left = connecting_.size(); left > 0; left--) {

@@ -131,8 +131,8 @@ time_t time(time_t *to) noexcept
     return system_time(to);
 }
 
-/* The linker brings only the library's calls
- * and the tests' here: the sanitizers have calls of their own before the program is ready. */
+/* The linker brings only the library's calls and the tests' here: the sanitizers have calls of
+ * their own before the program is ready. */
 long __wrap_syscall(long number, ...);
 
 long __wrap_syscall(long number, ...)
