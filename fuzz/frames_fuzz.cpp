@@ -35,7 +35,7 @@ struct Script {
 struct Outcome {
     std::vector<Bytes> requests; /* bodies */
     size_t heartbeats = 0;
-    size_t left = 0; /* bytes that wait for more */
+    size_t left = 0; /* bytes that wait for more, when it is not dropped */
     bool dropped = false;
     bool cut_matters = false;
 };
@@ -94,7 +94,7 @@ static Outcome model(const Script &script)
         stream.insert(stream.end(), piece.begin(), piece.end());
         model_split(&stream, script.most, &outcome);
         if (outcome.dropped) {
-            break;
+            return outcome;
         }
     }
     outcome.left = stream.size();
@@ -185,7 +185,7 @@ static Outcome library(const Script &script)
         }
     }
     outcome.dropped = !is_listed();
-    outcome.left = record->rx_fill - record->rx_pos;
+    outcome.left = outcome.dropped ? 0 : record->rx_fill - record->rx_pos;
     connection_unlist(record);
     connection_release(record); /* the items still hold it */
     take_items(&outcome);

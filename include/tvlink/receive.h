@@ -9,8 +9,9 @@ TVLINK_BEGIN
 
 /* Reads all bytes that wait on the record's socket into its buffer, which grows to just their
  * number, and splits the buffer. With the guard's max_frame_length that goes by portions, so that
- * the buffer holds no more than the longest frame, and a connection that announces a longer one is
- * dropped. One thread at a time for a record; g_cp_list_mutex not held. */
+ * the buffer holds no more than the longest frame; a length of 0 then drops all that waited. A
+ * connection that announces a longer frame is dropped. One thread at a time for a record;
+ * g_cp_list_mutex not held. */
 TVLINK_API void receive_ctrlpoint_packet(CtrlPoint *record);
 
 /* Cuts the buffer into frames and queues each: heartbeats for the heartbeat worker, all others for

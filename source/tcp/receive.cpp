@@ -17,6 +17,17 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+namespace
+{
+
+/* What is read in one go, if by portions. */
+struct Arrival {
+    uint32_t most; /* the guard's max_frame_length at its beginning: the host may change it */
+    bool lost;     /* a length of 0 was met, and the rest is dropped */
+};
+
+} // namespace
+
 static const useconds_t PAUSE_US = 10000;
 
 /* ---- Reading */
@@ -143,11 +154,7 @@ static bool take_frame(CtrlPoint *record, uint32_t most)
     }
     const uint8_t *frame = record->rx_buf + record->rx_pos;
     const uint32_t size = frame_length(frame);
-    if (size == 0) {
-        record->rx_pos = record->rx_fill; /* there is no telling where the next frame begins */
-        return false;
-    }
-    if (unread < size) {
+    if (size == 0 || unread < size) {
         return false;
     }
     queue_frame(record, frame, size);
@@ -155,10 +162,28 @@ static bool take_frame(CtrlPoint *record, uint32_t most)
     return true;
 }
 
-static void split(CtrlPoint *record, uint32_t most)
+/* Is there no telling where the next frame begins? */
+static bool has_lost_its_place(const CtrlPoint *record)
+{
+    return record->rx_fill - record->rx_pos >= FRAME_LENGTH_END &&
+           frame_length(record->rx_buf + record->rx_pos) == 0;
+}
+
+static void drop_unread(CtrlPoint *record)
+{
+    record->rx_pos = record->rx_fill;
+}
+
+/* False when a length of 0 was met. */
+static bool split(CtrlPoint *record, uint32_t most)
 {
     while (take_frame(record, most)) {
     }
+    if (has_lost_its_place(record)) {
+        drop_unread(record);
+        return false;
+    }
+    return true;
 }
 
 void handle_ctrlpoint_request(CtrlPoint *record)
@@ -180,15 +205,19 @@ static uint32_t portion_of(uint32_t arriving, const CtrlPoint *record, uint32_t 
 }
 
 /* False when that is all for now. */
-static bool receive_portion(CtrlPoint *record, uint32_t size, uint32_t most)
+static bool receive_portion(CtrlPoint *record, uint32_t size, Arrival *arrival)
 {
     if (!make_room(record, size)) {
         usleep(PAUSE_US); /* the socket stays ready, and the server would spin */
         return false;
     }
     const bool complete = read_all(record, size);
-    split(record, most);
-    if (too_long(record, most)) {
+    if (arrival->lost) {
+        drop_unread(record);
+        return complete;
+    }
+    arrival->lost = !split(record, arrival->most);
+    if (too_long(record, arrival->most)) {
         connection_unlist(record);
         return false;
     }
@@ -197,12 +226,12 @@ static bool receive_portion(CtrlPoint *record, uint32_t size, uint32_t most)
 
 void receive_arriving(CtrlPoint *record, uint32_t arriving)
 {
-    const uint32_t most = guard_max_frame_length(); /* once: the host may change it meanwhile */
+    Arrival arrival = {guard_max_frame_length(), false};
     uint32_t size = 0;
     do {
         arriving -= size;
-        size = portion_of(arriving, record, most);
-    } while (receive_portion(record, size, most) && size < arriving);
+        size = portion_of(arriving, record, arrival.most);
+    } while (receive_portion(record, size, &arrival) && size < arriving);
 }
 
 void receive_ctrlpoint_packet(CtrlPoint *record)

@@ -737,6 +737,18 @@ TEST_F(ReceiveBounded, HoldsNoMoreThanTheLongestFrameHoweverMuchArrives)
     EXPECT_EQ(requests().size(), 1u);
 }
 
+TEST_F(ReceiveBounded, DropsAllThatArrivesTogetherBehindALengthOfZero)
+{
+    const Bytes filler(3 * 100 - ONE.size() - TWO.size());
+    receive(connection, joined({ONE, with_length(TWO, 0), filler, TWO, frame_of(101)}));
+    EXPECT_EQ(requests(), Texts({ONE_BODY}));
+    EXPECT_EQ(connection.record->rx_pos, connection.record->rx_fill);
+    EXPECT_EQ(bytes_arriving(connection.number), 0u);
+    EXPECT_TRUE(is_listed(connection.record));
+    receive(connection, TWO);
+    EXPECT_EQ(requests(), Texts({TWO_BODY}));
+}
+
 TEST_F(ReceiveBounded, ReadsNothingBehindAnAnnouncementOfMore)
 {
     connection_hold(connection.record);
