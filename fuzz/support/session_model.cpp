@@ -33,6 +33,7 @@ void model_split(Connection *connection)
             return;
         }
         if (size == 0) {
+            connection->lost = true;
             stream.clear();
         }
         if (size > stream.size() || size == 0) {

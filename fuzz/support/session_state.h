@@ -38,6 +38,7 @@ struct Connection {
     unsigned calls;             /* how many string calls the phone has made */
     Bytes outbox;               /* the phone has not written it yet */
     Bytes arrived;              /* received, not split yet */
+    bool lost;                  /* what else arrived together is dropped */
     std::deque<Bytes> requests; /* split, not queued yet */
     size_t heartbeats;          /* the same */
     Bytes sending;              /* the rest of the frame that is being sent */

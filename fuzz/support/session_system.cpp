@@ -74,6 +74,7 @@ static int call_bytes_arriving(int fd, int *count)
     step();
     Connection *connection = find_connection(fd);
     must(connection != nullptr, "the server looks at connections");
+    connection->lost = false;
     const Fault fault = take_fault(&connection->ioctl_fault);
     if (fault.set && fault.value == 0) {
         connection->excused = true;
@@ -84,6 +85,17 @@ static int call_bytes_arriving(int fd, int *count)
         *count = std::min<int>(*count, fault.value);
     }
     return result;
+}
+
+static void note_received(Connection *connection, const Bytes &bytes, size_t portion)
+{
+    if (connection->lost) {
+        return;
+    }
+    connection->arrived.insert(connection->arrived.end(), bytes.begin(), bytes.end());
+    if (bytes.size() == portion) {
+        model_split(connection); /* before more is received: a zero length ends what is here */
+    }
 }
 
 static ssize_t call_recv(int fd, void *data, size_t size)
@@ -98,10 +110,7 @@ static ssize_t call_recv(int fd, void *data, size_t size)
     const ssize_t count = recvfrom(fd, data, size, MSG_DONTWAIT, nullptr, nullptr);
     if (count > 0) {
         const uint8_t *bytes = static_cast<const uint8_t *>(data);
-        connection->arrived.insert(connection->arrived.end(), bytes, bytes + count);
-        if (static_cast<size_t>(count) == portion) {
-            model_split(connection); /* before more is received: a zero length ends what is here */
-        }
+        note_received(connection, Bytes(bytes, bytes + count), portion);
     } else if (count < 0 && errno == EAGAIN) {
         fiber_wait();
     }
