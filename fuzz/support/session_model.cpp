@@ -156,12 +156,12 @@ static void check_code(const Bytes &body, CpBytes payload, uint8_t type)
 {
     CpSetReply set = {};
     CpGetReply get = {};
-    const bool long_enough = body.size() >= 4;
-    const unsigned set_code = long_enough ? body[1] + 256U * body[2] : 0;
-    const unsigned get_code = long_enough ? body[2] + 256U * body[3] : 0;
+    const bool has_set_code = body.size() >= 3;
+    const unsigned set_code = has_set_code ? body[1] + 256U * body[2] : 0;
+    const unsigned get_code = body.size() >= 4 ? body[2] + 256U * body[3] : 0;
     if (type == CP_FRAME_SET_REPLY) {
         must(cp_decode_set_reply(payload, &set) == CP_OK, "a set reply can be read");
-        must(body[0] == CP_FRAME_SET && (!long_enough || set.code == set_code),
+        must(body[0] == CP_FRAME_SET && (!has_set_code || set.code == set_code),
              "a set reply is that to the request");
     } else if (body[0] == CP_FRAME_SET) {
         must(set_code == 0x4008, "one set request is answered like a get request");
