@@ -20,7 +20,7 @@
 namespace
 {
 
-/* What is read in one go, if by portions. */
+/* All that waits on a socket at once, in however many portions it is read. */
 struct Arrival {
     uint32_t most; /* the guard's max_frame_length at its beginning: the host may change it */
     bool lost;     /* a length of 0 was met, and the rest is dropped */
