@@ -38,9 +38,14 @@ uint32_t bytes_arriving(int fd)
     return ioctl(fd, FIONREAD, &count) == 0 && count > 0 ? static_cast<uint32_t>(count) : 0;
 }
 
+static uint32_t unread_bytes(const CtrlPoint *record)
+{
+    return record->rx_fill - record->rx_pos;
+}
+
 static void move_to_start(CtrlPoint *record)
 {
-    const uint32_t unread = record->rx_fill - record->rx_pos;
+    const uint32_t unread = unread_bytes(record);
     if (record->rx_pos > 0) {
         memmove(record->rx_buf, record->rx_buf + record->rx_pos, unread);
     }
@@ -51,7 +56,7 @@ static void move_to_start(CtrlPoint *record)
 /* Makes room for just that many bytes behind the unread ones, which then start at 0. */
 static bool make_room(CtrlPoint *record, uint32_t arriving)
 {
-    const uint32_t unread = record->rx_fill - record->rx_pos;
+    const uint32_t unread = unread_bytes(record);
     if (arriving > UINT32_MAX - unread) {
         return false;
     }
@@ -138,35 +143,46 @@ static void queue_frame(CtrlPoint *record, const uint8_t *frame, uint32_t size)
     }
 }
 
+/* The length that the buffer starts with; false while that is not complete. */
+static bool announced_length(const CtrlPoint *record, uint32_t *length)
+{
+    if (unread_bytes(record) < FRAME_LENGTH_END) {
+        return false;
+    }
+    *length = frame_length(record->rx_buf + record->rx_pos);
+    return true;
+}
+
+static bool is_allowed(uint32_t length, uint32_t most)
+{
+    return most == 0 || length <= most;
+}
+
 /* Does the buffer start with a length that the host does not allow? Nothing after it can be told
  * apart. */
 static bool too_long(const CtrlPoint *record, uint32_t most)
 {
-    return most != 0 && record->rx_fill - record->rx_pos >= FRAME_LENGTH_END &&
-           frame_length(record->rx_buf + record->rx_pos) > most;
-}
-
-static bool take_frame(CtrlPoint *record, uint32_t most)
-{
-    const uint32_t unread = record->rx_fill - record->rx_pos;
-    if (unread < FRAME_LENGTH_END || too_long(record, most)) {
-        return false;
-    }
-    const uint8_t *frame = record->rx_buf + record->rx_pos;
-    const uint32_t size = frame_length(frame);
-    if (size == 0 || unread < size) {
-        return false;
-    }
-    queue_frame(record, frame, size);
-    record->rx_pos += size;
-    return true;
+    uint32_t length = 0;
+    return announced_length(record, &length) && !is_allowed(length, most);
 }
 
 /* Is there no telling where the next frame begins? */
 static bool has_lost_its_place(const CtrlPoint *record)
 {
-    return record->rx_fill - record->rx_pos >= FRAME_LENGTH_END &&
-           frame_length(record->rx_buf + record->rx_pos) == 0;
+    uint32_t length = 0;
+    return announced_length(record, &length) && length == 0;
+}
+
+static bool take_frame(CtrlPoint *record, uint32_t most)
+{
+    uint32_t size = 0;
+    if (!announced_length(record, &size) || size == 0 || size > unread_bytes(record) ||
+        !is_allowed(size, most)) {
+        return false;
+    }
+    queue_frame(record, record->rx_buf + record->rx_pos, size);
+    record->rx_pos += size;
+    return true;
 }
 
 static void drop_unread(CtrlPoint *record)
@@ -198,7 +214,7 @@ static uint32_t portion_of(uint32_t arriving, const CtrlPoint *record, uint32_t 
     if (most == 0) {
         return arriving;
     }
-    const uint32_t unread = record->rx_fill - record->rx_pos;
+    const uint32_t unread = unread_bytes(record);
     const uint32_t longest = most < FRAME_LENGTH_END ? uint32_t{FRAME_LENGTH_END} : most;
     const uint32_t room = unread < longest ? longest - unread : 1; /* the bound may be a new one */
     return arriving < room ? arriving : room;
