@@ -120,7 +120,7 @@ void start_and_stop(int times)
         const RunningService service;
         ASSERT_NO_FATAL_FAILURE(connect_once(i));
         ASSERT_EQ(ipp_report_dev_event(1, 2, "text", "data", 4), 0);
-        Phone last;
+        Phone last; /* no request that came before holds its connection any more */
         ASSERT_NO_FATAL_FAILURE(ask_once(&last));
     }
 }
