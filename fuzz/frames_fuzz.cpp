@@ -5,12 +5,12 @@
  * Input: the guard's greatest length (0 to 255 times 16), the number of cuts, the size of each
  * piece, the stream.
  *
- * Under test: source/tcp/receive.cpp source/tcp/connection.cpp source/core/frame.cpp
- * source/core/work_queues.cpp source/core/queue.cpp */
-#include "core/work_queues.h"
+ * Under test: source/link/receive.cpp source/link/connection.cpp source/wire/frame.cpp
+ * source/link/work_queues.cpp source/link/queue.cpp */
+#include "link/connection_target.h"
+#include "link/registry.h"
+#include "link/work_queues.h"
 #include "support/fuzz_input.h"
-#include "tcp/connection.h"
-#include "tcp/registry_gate.h"
 #include "tvlink.h"
 #include "tvlink/receive.h"
 

@@ -1,7 +1,7 @@
 /* The body of an HTTP answer, from arbitrary bytes.
  *
- * Under test: source/net/http_answer.cpp */
-#include "net/http_answer.h"
+ * Under test: source/http/http_answer.cpp */
+#include "http/http_answer.h"
 #include "support/fuzz_input.h"
 
 #include <algorithm>

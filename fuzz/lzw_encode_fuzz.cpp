@@ -8,8 +8,8 @@
 #include "support/fuzz_input.h"
 
 #include "controlpoint_lists.h"
+#include "tvlink/host/sized_block.h"
 #include "tvlink/lzw.h"
-#include "tvlink/sized_block.h"
 #include "unit/lzw/lzw_model.h"
 
 #include <cstdlib>

@@ -5,15 +5,15 @@
  * they themselves, then requests: length in 2 bytes, body. A first byte of the body that is no
  * frame type chooses one of the handlers that no method code reaches.
  *
- * Under test: source/tv/tv/capture_handler.cpp source/tv/tv/control_handlers.cpp
- * source/tv/tv/device_info.cpp source/tv/tv/dispatch.cpp source/tv/tv/handler_shapes.cpp
- * source/tv/tv/list_handlers.cpp source/tv/tv/metadata_handlers.cpp
- * source/tv/tv/pairing_handlers.cpp source/tv/tv/player_handlers.cpp
- * source/tv/tv/settings_handlers.cpp source/tv/tv/state_handlers.cpp source/tv/tv/string_rpc.cpp
- * source/tv/tv/text_handlers.cpp source/tv/tv/video_handlers.cpp source/tv/request_reader.cpp
- * source/tv/reply_builder.cpp source/tv/compressed_reply.cpp source/tv/bulk.cpp
- * source/tcp/reply.cpp source/core/router.cpp */
-#include "core/identity.h"
+ * Under test: source/methods/capture_handler.cpp source/methods/control_handlers.cpp
+ * source/methods/device_info.cpp source/methods/dispatch.cpp source/methods/handler_shapes.cpp
+ * source/methods/list_handlers.cpp source/methods/metadata_handlers.cpp
+ * source/methods/pairing_handlers.cpp source/methods/player_handlers.cpp
+ * source/methods/settings_handlers.cpp source/methods/state_handlers.cpp
+ * source/methods/string_rpc.cpp source/methods/text_handlers.cpp source/methods/video_handlers.cpp
+ * source/wire/request_reader.cpp source/methods/reply_builder.cpp source/methods/list_reply.cpp
+ * source/transfer/bulk.cpp source/link/send.cpp source/methods/router.cpp */
+#include "base/identity.h"
 #include "support/fuzz_input.h"
 #include "support/nasty_host.h"
 #include "support/system_calls.h"

@@ -3,8 +3,8 @@
  *
  * Input: whom the guard admits, then of each datagram its size and sender (4 bytes) and its bytes.
  *
- * Under test: source/udp/discovery.cpp source/udp/answer_packet.cpp */
-#include "core/flags.h"
+ * Under test: source/discovery/discovery.cpp source/discovery/answer_packet.cpp */
+#include "base/flags.h"
 #include "support/fuzz_input.h"
 #include "support/system_calls.h"
 #include "tvlink.h"

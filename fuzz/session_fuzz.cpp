@@ -10,11 +10,12 @@
  * Input: flags (enum Flag), the number of the host's answers and they themselves, then what happens
  * (enum Happening): low 4 bits; 2 bits that say to which phone or in which thread; 2 bits more.
  *
- * Under test: source/tcp/connection.cpp source/tcp/descriptor_set.cpp source/tcp/heartbeat.cpp
- * source/tcp/receive.cpp source/tcp/registry.cpp source/tcp/registry_gate.cpp source/tcp/reply.cpp
- * source/tcp/tcp_server.cpp source/core/events.cpp source/core/frame.cpp source/core/lifecycle.cpp
- * source/core/queue.cpp source/core/router.cpp source/core/work_queues.cpp
- * source/core/workers.cpp */
+ * Under test: source/link/connection.cpp source/net/descriptor_set.cpp source/link/heartbeat.cpp
+ * source/link/receive.cpp source/link/registry.cpp source/link/list.cpp
+ * source/link/connection_target.cpp source/link/send.cpp source/link/tcp_server.cpp
+ * source/service/events.cpp source/wire/frame.cpp source/service/lifecycle.cpp
+ * source/link/queue.cpp source/methods/router.cpp source/link/work_queues.cpp
+ * source/service/workers.cpp */
 #include "support/fuzz_input.h"
 #include "support/session_model.h"
 #include "support/session_phones.h"

@@ -10,8 +10,8 @@
 #include "heap.h"
 #include "samples.h"
 #include "tiff_lzw.h"
+#include "tvlink/host/sized_block.h"
 #include "tvlink/lzw.h"
-#include "tvlink/sized_block.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -7,8 +7,8 @@
  * Needs port 8801. */
 
 #include "bare_ping_pong.h"
-#include "core/frame.h"
 #include "tvlink.h"
+#include "wire/frame.h"
 
 #include <algorithm>
 #include <arpa/inet.h>

@@ -3,6 +3,7 @@
 #define TVLINK_DISCOVERY_H
 
 #include "tvlink/api.h"
+#include "tvlink/discovery_socket.h"
 
 #include <netinet/in.h>
 #include <pthread.h>
@@ -10,7 +11,6 @@
 
 TVLINK_BEGIN
 
-TVLINK_API extern int32_t g_udp_sock;  /* the discovery socket; keeps its number once closed */
 TVLINK_API extern pthread_t g_udp_tid; /* the discovery thread; keeps its value after a stop */
 TVLINK_API extern pthread_t g_multicast_tid; /* the latest announcing thread, detached */
 TVLINK_API extern pthread_t g_addgroup_tid;  /* the latest group-membership thread, detached */
@@ -18,12 +18,6 @@ TVLINK_API extern pthread_t g_addgroup_tid;  /* the latest group-membership thre
 /* Starts the discovery thread and the announcing thread. Returns 0, or -4 after a line when one of
  * them cannot be created; the first goes on without the second. ipp_init calls it. */
 TVLINK_API int start_udp_serv_thread(void);
-
-/* A UDP socket on all interfaces with time-outs of 5 ms. Tries to bind every 10 ms while
- * g_thread_run is 1: an earlier run may still hold the port. Returns the socket; -1 for a port
- * outside 1 to 65535; -3 after a line when it cannot be made, without a line when the service stops
- * first. */
-TVLINK_API int udp_sock_init(int32_t port);
 
 /* The thread body: makes the socket, starts the group-membership thread and answers searches while
  * g_thread_run is not 0. The result is -1, -4 or 0 as a pointer; nobody reads it. */

@@ -1,29 +1,15 @@
-/* The registry of connected control points, and the list that it is. */
+/* The registry of connected control points. */
 #ifndef TVLINK_REGISTRY_H
 #define TVLINK_REGISTRY_H
 
 #include "tvlink/api.h"
 #include "tvlink/ctrlpoint.h"
+#include "tvlink/list.h"
 
+#include <pthread.h>
 #include <stdint.h>
 
 TVLINK_BEGIN
-
-typedef struct ListNode {
-    void *data;
-    struct ListNode *next;
-} ListNode;
-
-/* Singly linked, elements in order of arrival. */
-typedef struct CtrlPointList {
-    uint32_t count;
-    ListNode *head;
-    ListNode *tail;
-} CtrlPointList;
-
-/* 1 for a match; every other value is a miss. */
-typedef int (*ListComparator)(void *element, void *key);
-typedef void (*ListFree)(void *element);
 
 /* Every connected control point, in order of connection. The records are the library's. */
 TVLINK_API extern CtrlPointList g_cp_list;
@@ -31,27 +17,15 @@ TVLINK_API extern CtrlPointList g_cp_list;
 /* Must be held around every use of g_cp_list. ipp_init makes it, ipp_finish destroys it. */
 TVLINK_API extern pthread_mutex_t g_cp_list_mutex;
 
-/* The operations take no lock, print nothing and do not block. */
+/* Registers a new connection. g_cp_list_mutex is held. Returns 0; -1 when memory is out: the socket
+ * stays open, nobody watches it. */
+TVLINK_API int check_and_insert(int32_t fd, uint32_t peer_addr);
 
-/* Empties the list without freeing anything; null is allowed. */
-TVLINK_API void list_init(CtrlPointList *list);
-
-/* Appends. Returns 0; -1 for a null argument or when memory is out: the list is as it was. */
-TVLINK_API int list_insert(CtrlPointList *list, void *element);
-
-/* 1 when some element matches, else 0. */
-TVLINK_API int list_find(CtrlPointList *list, ListComparator matches, void *key);
-
-/* The first element that matches; null when there is none. */
-TVLINK_API void *list_get(CtrlPointList *list, ListComparator matches, void *key);
-
-/* Takes the element (the same pointer) out and calls `release` on it. Returns 0, also when the
- * element is not in the list and nothing happens; -1 for a null list or element. */
-TVLINK_API int list_remove(CtrlPointList *list, void *element, ListFree release);
-
-/* Calls `release` on every element from head to tail and empties the list. Returns 0; -1 for a null
- * list. */
-TVLINK_API int list_clean(CtrlPointList *list, ListFree release);
+/* Writes down who is connected now: fills at most so many references, and returns how many control
+ * points there are; 0 when the service does not run. A reference is the host's, like any other
+ * variable. It names its connection also after that has ended, and then nobody. Any thread that
+ * does not hold g_cp_list_mutex; may wait while an event is being sent. */
+TVLINK_API uint32_t ipp_connected_ctrlpoints(CtrlPoint *references, uint32_t most);
 
 /* Ends a record: frees its buffer, closes its socket, destroys its send lock, frees it. While a
  * send, a queued request or a push still uses the record the connection is only shut down, and the

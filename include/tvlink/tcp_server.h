@@ -3,6 +3,7 @@
 #define TVLINK_TCP_SERVER_H
 
 #include "tvlink/api.h"
+#include "tvlink/registry.h"
 
 #include <pthread.h>
 #include <stdint.h>
@@ -25,10 +26,6 @@ TVLINK_API int tcp_sock_init(int32_t port);
 /* The thread body: serves g_tcp_sock and every registered connection while g_thread_run is not 0,
  * then closes g_tcp_sock. Returns null. */
 TVLINK_API void *tcp_thread(void *argument);
-
-/* Registers a new connection. g_cp_list_mutex is held. Returns 0; -1 when memory is out: the socket
- * stays open, nobody watches it. */
-TVLINK_API int check_and_insert(int32_t fd, uint32_t peer_addr);
 
 TVLINK_END
 

@@ -1,11 +1,11 @@
 /* A string of the table is never stored: it is a stretch of what has been written before. The table
  * knows where each begins. A string reaches one byte further than the one that was written there,
  * into the one behind it, where the string of the next code begins. */
-#include "core/log.h"
+#include "base/block_header.h"
+#include "base/log.h"
 #include "lzw/lzw_codes.h"
-#include "net/block_header.h"
+#include "tvlink/host/sized_block.h"
 #include "tvlink/lzw.h"
-#include "tvlink/sized_block.h"
 
 #include <stdint.h>
 #include <stdlib.h>

@@ -1,8 +1,8 @@
+#include "base/block_header.h"
 #include "lzw/lzw_codes.h"
 #include "lzw/string_table.h"
-#include "net/block_header.h"
+#include "tvlink/host/sized_block.h"
 #include "tvlink/lzw.h"
-#include "tvlink/sized_block.h"
 
 #include <stdint.h>
 #include <stdlib.h>

@@ -1,7 +1,7 @@
 #include "net/patient_bind.h"
 
-#include "core/flags.h"
-#include "net/clock.h"
+#include "base/clock.h"
+#include "base/flags.h"
 
 #include <netinet/in.h>
 #include <sys/socket.h>

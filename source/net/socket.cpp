@@ -1,6 +1,6 @@
-#include "tvlink/socket.h"
+#include "tvlink/host/socket.h"
 
-#include "core/log.h"
+#include "base/log.h"
 
 #include <arpa/inet.h>
 #include <netdb.h>

@@ -1,6 +1,6 @@
 #include "net/socket_io.h"
 
-#include "core/log.h"
+#include "base/log.h"
 
 #include <errno.h>
 #include <fcntl.h>

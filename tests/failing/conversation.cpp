@@ -1,14 +1,14 @@
 #include "conversation.h"
 
+#include "support/bulk_client.h"
 #include "support/datagrams.h"
 #include "support/phone.h"
 #include "support/wait_until.h"
 #include "tvlink/bulk.h"
 #include "tvlink/frame.h"
+#include "tvlink/host/push.h"
 #include "tvlink/lzw.h"
-#include "tvlink/push.h"
-#include "unit/tv/bulk_client.h"
-#include "unit/tv/handler_rows.h"
+#include "unit/methods/handler_rows.h"
 
 #include <atomic>
 #include <cstdlib>

@@ -3,14 +3,17 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
+std::string project_path(const std::string &path)
+{
+    return TVLINK_SOURCE_DIR "/" + path;
+}
+
 std::string project_text(const std::string &path)
 {
-    const std::filesystem::path here = std::filesystem::path(__FILE__).parent_path();
-    std::ifstream file(here / ".." / ".." / path);
+    std::ifstream file(project_path(path));
     if (!file.is_open()) {
         std::perror(path.c_str());
         std::abort();

@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
-/* The content of a file; the path begins at the top of the project. */
+/* The absolute path of a file whose path begins at the top of the project, and the file's content.
+ */
+std::string project_path(const std::string &path);
 std::string project_text(const std::string &path);
 
 /* Every longest run of letters, digits and underscores that has `before` in front of it and

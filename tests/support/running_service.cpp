@@ -1,6 +1,6 @@
 #include "support/running_service.h"
 
-#include "core/flags.h"
+#include "base/flags.h"
 #include "support/phone.h"
 #include "tvlink.h"
 

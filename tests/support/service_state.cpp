@@ -1,6 +1,6 @@
 #include "support/service_state.h"
 
-#include "tcp/registry_gate.h"
+#include "link/registry.h"
 #include "tvlink.h"
 #include "tvlink/discovery.h"
 #include "tvlink/flags.h"

@@ -1,8 +1,8 @@
 #include "support/tcp_service.h"
 
-#include "core/flags.h"
+#include "base/flags.h"
+#include "link/registry.h"
 #include "support/wait_until.h"
-#include "tcp/registry_gate.h"
 #include "tvlink.h"
 #include "tvlink/dispatch.h"
 #include "tvlink/frame.h"

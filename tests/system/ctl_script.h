@@ -2,8 +2,8 @@
 #pragma once
 
 #include "system/sim_and_ctl.h"
+#include "tvlink/host/sized_block.h"
 #include "tvlink/lzw.h"
-#include "tvlink/sized_block.h"
 
 #include <cstdlib>
 #include <cstring>

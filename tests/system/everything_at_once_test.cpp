@@ -11,8 +11,8 @@
 #include "tvlink.h"
 #include "tvlink/frame.h"
 #include "tvlink/heartbeat.h"
-#include "tvlink/push.h"
-#include "tvlink/sized_block.h"
+#include "tvlink/host/push.h"
+#include "tvlink/host/sized_block.h"
 
 #include <gtest/gtest.h>
 

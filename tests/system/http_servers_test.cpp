@@ -1,5 +1,5 @@
 /* The HTTP client and servers that others wrote: nginx, and the one of Python's library. */
-#include "tvlink/http_client.h"
+#include "tvlink/host/http_client.h"
 
 #include "support/captured_lines.h"
 #include "support/program.h"

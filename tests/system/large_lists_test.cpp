@@ -1,4 +1,5 @@
 /* A guide of 20,000 programmes and a list of 2,000 channels, from their files to the phone. */
+#include "support/project_text.h"
 #include "system/sim_phone.h"
 
 #include "controlpoint_lists.h"
@@ -24,7 +25,7 @@ protected:
         char name[] = "/tmp/large-lists-XXXXXX";
         ASSERT_NE(mkdtemp(name), nullptr);
         folder = name;
-        const Finished made = run_program(TVLINK_SOURCE_DIR "/scripts/make-guide",
+        const Finished made = run_program(project_path("scripts/make-guide"),
                                           {"--channels", std::to_string(CHANNELS), "--programmes",
                                            std::to_string(PROGRAMMES), "-o", folder});
         ASSERT_EQ(made.status, 0) << made.err;

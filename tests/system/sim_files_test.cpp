@@ -1,4 +1,5 @@
 /* tvlink-sim and the files that it is given. */
+#include "support/project_text.h"
 #include "system/sim_phone.h"
 
 namespace
@@ -50,7 +51,7 @@ TEST(SimFiles, AreMadeForLoadTestsByAScript)
     ASSERT_NE(mkdtemp(folder), nullptr);
     const std::string channels = std::string(folder) + "/channels.m3u";
     const std::string guide = std::string(folder) + "/guide.xml";
-    const Finished made = run_program(TVLINK_SOURCE_DIR "/scripts/make-guide",
+    const Finished made = run_program(project_path("scripts/make-guide"),
                                       {"--channels", "30", "--programmes", "1000", "-o", folder});
     EXPECT_EQ(made.status, 0) << made.err;
     const auto sim = start_sim({"--channels", channels, "--guide", guide, "--guide-starts-today"});
@@ -71,7 +72,7 @@ TEST(SimFiles, AreNotMadeFromNonsense)
          {Words{}, Words{"-o"}, Words{"--channels", "0", "-o", "/tmp"},
           Words{"--channels", "65536", "-o", "/tmp"}, Words{"--channels", "x", "-o", "/tmp"},
           Words{"--programmes", "-1", "-o", "/tmp"}, Words{"--loud", "1", "-o", "/tmp"}}) {
-        const Finished result = run_program(TVLINK_SOURCE_DIR "/scripts/make-guide", arguments);
+        const Finished result = run_program(project_path("scripts/make-guide"), arguments);
         EXPECT_EQ(result.status, 2) << testing::PrintToString(arguments);
         EXPECT_NE(result.err, "");
     }

@@ -6,8 +6,8 @@
 #include "support/phone.h"
 #include "support/temporary_file.h"
 
+#include "tvlink/host/sized_block.h"
 #include "tvlink/lzw.h"
-#include "tvlink/sized_block.h"
 
 #include <algorithm>
 #include <csignal>

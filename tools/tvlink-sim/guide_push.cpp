@@ -9,8 +9,8 @@
 #include "bytes.h"
 #include "host.h"
 #include "list_blocks.h"
+#include "tvlink/host/push.h"
 #include "tvlink/lzw.h"
-#include "tvlink/push.h"
 
 namespace sim
 {

@@ -7,7 +7,7 @@
 #include "narrate.h"
 #include "report_url.h"
 #include "reporter.h"
-#include "tvlink/http_client.h"
+#include "tvlink/host/http_client.h"
 
 namespace sim
 {

@@ -1,8 +1,8 @@
 #include "controlpoint_lists.h"
 #include "cp_test_bytes.h"
 #include "support/watched_call.h"
+#include "tvlink/host/sized_block.h"
 #include "tvlink/lzw.h"
-#include "tvlink/sized_block.h"
 
 #include <algorithm>
 #include <cerrno>

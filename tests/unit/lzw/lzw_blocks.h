@@ -1,8 +1,8 @@
 /* Sized blocks that tests of the codec hand in and get back. */
 #pragma once
 
+#include "tvlink/host/sized_block.h"
 #include "tvlink/lzw.h"
-#include "tvlink/sized_block.h"
 
 #include "support/wire.h"
 

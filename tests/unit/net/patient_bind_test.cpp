@@ -1,7 +1,7 @@
 #include "net/patient_bind.h"
 
-#include "core/flags.h"
-#include "net/clock.h"
+#include "base/clock.h"
+#include "base/flags.h"
 #include "support/replaced_call.h"
 #include "support/sockets.h"
 

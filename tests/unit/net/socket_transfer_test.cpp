@@ -1,4 +1,4 @@
-#include "tvlink/socket.h"
+#include "tvlink/host/socket.h"
 
 #include "support/captured_lines.h"
 #include "support/replaced_call.h"

@@ -1,5 +1,6 @@
 /* The picture of the screen, read back by another hand than the one that wrote it. */
 #include "screen.h"
+#include "support/project_text.h"
 
 #include <gtest/gtest.h>
 
@@ -174,7 +175,7 @@ TEST(ScreenFont, IsNoneWithoutAFontInTheFile)
     EXPECT_EQ(load_font("/nowhere/font.ttf"), nullptr);
     EXPECT_EQ(load_font("/"), nullptr);
     EXPECT_EQ(load_font("/dev/null"), nullptr);
-    EXPECT_EQ(load_font(TVLINK_SOURCE_DIR "/examples/guide.xml"), nullptr);
+    EXPECT_EQ(load_font(project_path("examples/guide.xml")), nullptr);
 }
 
 } // namespace

@@ -1,0 +1,41 @@
+/* Pushing a prepared reply to one control point from a thread of its own. */
+#ifndef TVLINK_HOST_PUSH_H
+#define TVLINK_HOST_PUSH_H
+
+#include "tvlink/api.h"
+#include "tvlink/ctrlpoint.h"
+#include "tvlink/registry.h"
+
+#include <stdint.h>
+
+TVLINK_BEGIN
+
+/* What a push thread is given; it frees the record and the data. */
+typedef struct PushRecord {
+    CtrlPoint *control_point; /* null: nobody to send to */
+    void *data;               /* malloc'ed */
+    uint32_t length;
+    CtrlPoint *held; /* the library's copy that keeps the connection in use; null: none */
+} PushRecord;
+
+/* Starts a detached thread that sends data as the payload of one get reply (frame type 6) to the
+ * control point that *cp refers to when the call is made. Its frame never mixes with others of the
+ * connection; when that ends meanwhile nothing is sent, and nobody is told.
+ *
+ * cp      a word that holds a reference (ipp_connected_ctrlpoints), a request item, a listed record
+ *         (which may end at any moment on the server thread), or a host's own record. Read during
+ *         the call only, but for a host's own record, which must outlive the push.
+ * data    length bytes from malloc; the library's from a successful call on, otherwise still the
+ *         caller's; null only when length is 0.
+ *
+ * 0, or -1 when memory is out or no thread could be made. Pushes are not bounded in number, and two
+ * to the same control point may arrive in either order. Any thread, with no lock held; the call
+ * does not wait for the network. */
+TVLINK_API int start_egp_thread(CtrlPoint **cp, void *data, uint32_t length);
+
+/* The body of the thread: takes a PushRecord from malloc. Returns null. */
+TVLINK_API void *epg_send(void *record);
+
+TVLINK_END
+
+#endif

@@ -1,0 +1,35 @@
+#include "base/clock.h"
+
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+/* Where time_t has 32 bits, gettimeofday fails from 2038 on. The system itself still knows the
+ * time, and its seconds as ours fit 32 bits without a sign until 2106. */
+static uint32_t seconds_beyond_time_t()
+{
+    int64_t now[2] = {}; /* seconds, nanoseconds */
+#ifdef SYS_clock_gettime64
+    syscall(SYS_clock_gettime64, CLOCK_REALTIME, now);
+#endif
+    return static_cast<uint32_t>(now[0]);
+}
+
+uint32_t get_current_time()
+{
+    struct timeval now = {};
+    return gettimeofday(&now, nullptr) == 0 ? static_cast<uint32_t>(now.tv_sec)
+                                            : seconds_beyond_time_t();
+}
+
+time_t printTime(const char *)
+{
+    return time(nullptr);
+}
+
+uint64_t clock_elapsed_ms()
+{
+    struct timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
+}

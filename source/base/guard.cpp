@@ -1,0 +1,85 @@
+#include "base/guard.h"
+
+#include <pthread.h>
+
+/* The numbers are atomic, so that the request path takes no lock for them; the lock keeps the
+ * callback and its context together. */
+static pthread_mutex_t guard_lock = PTHREAD_MUTEX_INITIALIZER;
+static IppGuard guard = {};
+
+static void store(uint32_t *to, uint32_t value)
+{
+    __atomic_store_n(to, value, __ATOMIC_RELAXED);
+}
+
+static uint32_t load(const uint32_t *from)
+{
+    return __atomic_load_n(from, __ATOMIC_RELAXED);
+}
+
+int ipp_set_guard(const IppGuard *wanted)
+{
+    const IppGuard plain = {};
+    if (wanted == nullptr) {
+        wanted = &plain;
+    }
+    if (wanted->on_bad_tag != IPP_BAD_TAG_END && wanted->on_bad_tag != IPP_BAD_TAG_REFUSE) {
+        return -1;
+    }
+    pthread_mutex_lock(&guard_lock);
+    __atomic_store_n(&guard.on_bad_tag, wanted->on_bad_tag, __ATOMIC_RELAXED);
+    store(&guard.max_frame_length, wanted->max_frame_length);
+    store(&guard.max_ctrlpoints, wanted->max_ctrlpoints);
+    store(&guard.send_stall_ms, wanted->send_stall_ms);
+    store(&guard.bulk_accept_ms, wanted->bulk_accept_ms);
+    store(&guard.max_captures, wanted->max_captures);
+    store(&guard.bind_wait_ms, wanted->bind_wait_ms);
+    guard.admit = wanted->admit;
+    guard.admit_context = wanted->admit_context;
+    pthread_mutex_unlock(&guard_lock);
+    return 0;
+}
+
+uint32_t guard_max_frame_length()
+{
+    return load(&guard.max_frame_length);
+}
+
+uint32_t guard_max_ctrlpoints()
+{
+    return load(&guard.max_ctrlpoints);
+}
+
+uint32_t guard_send_stall_ms()
+{
+    return load(&guard.send_stall_ms);
+}
+
+uint32_t guard_bulk_accept_ms()
+{
+    return load(&guard.bulk_accept_ms);
+}
+
+uint32_t guard_max_captures()
+{
+    return load(&guard.max_captures);
+}
+
+uint32_t guard_bind_wait_ms()
+{
+    return load(&guard.bind_wait_ms);
+}
+
+bool guard_ends_on_bad_tag()
+{
+    return __atomic_load_n(&guard.on_bad_tag, __ATOMIC_RELAXED) == IPP_BAD_TAG_END;
+}
+
+bool guard_admits(uint32_t peer_addr)
+{
+    pthread_mutex_lock(&guard_lock);
+    int (*const admit)(uint32_t, void *) = guard.admit;
+    void *const context = guard.admit_context;
+    pthread_mutex_unlock(&guard_lock);
+    return admit == nullptr || admit(peer_addr, context) != 0;
+}

@@ -1,0 +1,122 @@
+#include "discovery/discovery_socket.h"
+
+#include "base/flags.h"
+#include "base/log.h"
+#include "net/patient_bind.h"
+#include "net/socket_io.h"
+#include "tvlink.h"
+
+#include <arpa/inet.h>
+#include <errno.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+/* Not the group that was joined: a deliberate no-op; membership ends with the socket. */
+static const char *const GROUP_LEFT = "235.200.201.202";
+
+static const int RECEIVE_TIMEOUT_MS = 5;
+static const uint32_t NO_LIMIT = 0;
+
+int32_t g_udp_sock = -1;
+
+/* Holds the discovery socket open while its number is used by others than the discovery thread. */
+static pthread_mutex_t socket_lock = PTHREAD_MUTEX_INITIALIZER;
+static bool socket_closed = false;
+static int32_t left_open = -1; /* by a thread that could not start its helper */
+
+static bool prepare_socket(int fd, uint16_t port)
+{
+    const int on = 1;
+    if (setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) {
+        log_out("err: setsockopt() fail\n");
+        log_trace("udp_sock_init", 58);
+        return false;
+    }
+    if (set_socket_timeout(fd, RECEIVE_TIMEOUT_MS) != 0) {
+        set_socket_noblock(fd); /* a receive may not last longer than the run */
+    }
+    return patient_bind(fd, port, NO_LIMIT);
+}
+
+int udp_sock_init(int32_t port)
+{
+    if (port < 1 || port > UINT16_MAX) {
+        return -1;
+    }
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
+    if (fd < 0) {
+        log_out("err: udp socket() fail\n");
+        return -3;
+    }
+    if (!prepare_socket(fd, static_cast<uint16_t>(port))) {
+        close(fd);
+        return -3;
+    }
+    return fd;
+}
+
+int32_t discovery_socket_number()
+{
+    return __atomic_load_n(&g_udp_sock, __ATOMIC_ACQUIRE);
+}
+
+void discovery_socket_open()
+{
+    const int32_t fd = udp_sock_init(IPP_SEARCH_PORT);
+    pthread_mutex_lock(&socket_lock);
+    if (left_open >= 0) {
+        close(left_open);
+    }
+    left_open = fd;
+    __atomic_store_n(&g_udp_sock, fd, __ATOMIC_RELEASE);
+    socket_closed = false;
+    pthread_mutex_unlock(&socket_lock);
+}
+
+void discovery_socket_close()
+{
+    pthread_mutex_lock(&socket_lock);
+    close(discovery_socket_number());
+    left_open = -1;
+    socket_closed = true;
+    pthread_mutex_unlock(&socket_lock);
+}
+
+bool discovery_join_group(const char *group, uint32_t run)
+{
+    struct ip_mreq request = {};
+    request.imr_multiaddr.s_addr = inet_addr(group);
+    request.imr_interface.s_addr = htonl(INADDR_ANY);
+    bool joined = false;
+    pthread_mutex_lock(&socket_lock);
+    if (socket_closed || !flags_run_goes_on(run)) {
+        errno = EBADF;
+    } else {
+        joined = setsockopt(discovery_socket_number(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &request,
+                            sizeof request) == 0;
+    }
+    pthread_mutex_unlock(&socket_lock);
+    return joined;
+}
+
+/* Not on a number that has been closed and may be someone else's. */
+void discovery_socket_send(const uint8_t *packet, size_t size, const struct sockaddr_in *to)
+{
+    pthread_mutex_lock(&socket_lock);
+    if (!socket_closed) {
+        sendto(discovery_socket_number(), packet, size, 0,
+               reinterpret_cast<const struct sockaddr *>(to), sizeof *to);
+    }
+    pthread_mutex_unlock(&socket_lock);
+}
+
+void discovery_leave_group()
+{
+    struct ip_mreq request = {};
+    request.imr_interface.s_addr = htonl(INADDR_ANY);
+    if (inet_aton(GROUP_LEFT, &request.imr_multiaddr) < 0) {
+        log_perror("inet_aton");
+    }
+    setsockopt(discovery_socket_number(), IPPROTO_IP, IP_DROP_MEMBERSHIP, &request, sizeof request);
+}

@@ -1,0 +1,24 @@
+#include "tvlink/membership.h"
+
+#include "base/flags.h"
+#include "base/log.h"
+#include "discovery/discovery_socket.h"
+#include "discovery/run_thread.h"
+
+#include <errno.h>
+#include <unistd.h>
+
+static const char *const SEARCH_GROUP = "239.200.201.202";
+static const useconds_t RETRY_PAUSE_US = 1000000;
+
+void *udp_addgroupthread(void *argument)
+{
+    const uint32_t run = run_thread_number(argument);
+    errno = 0;
+    /* The television may be started before its network is up. */
+    while (flags_run_goes_on(run) && !discovery_join_group(SEARCH_GROUP, run)) {
+        usleep(RETRY_PAUSE_US);
+    }
+    log_out("%m IP_ADD_MEMBERSHIP g_thread_run %d  \n", static_cast<int>(flags_running()));
+    return nullptr;
+}

@@ -1,0 +1,96 @@
+#include "tvlink/list.h"
+
+#include <stdlib.h>
+
+void list_init(CtrlPointList *list)
+{
+    if (list != nullptr) {
+        *list = {0, nullptr, nullptr};
+    }
+}
+
+int list_insert(CtrlPointList *list, void *element)
+{
+    if (list == nullptr || element == nullptr) {
+        return -1;
+    }
+    ListNode *node = static_cast<ListNode *>(malloc(sizeof *node));
+    if (node == nullptr) {
+        return -1;
+    }
+    *node = {element, nullptr};
+    if (list->tail == nullptr) {
+        list->head = node;
+    } else {
+        list->tail->next = node;
+    }
+    list->tail = node;
+    list->count++;
+    return 0;
+}
+
+int list_find(CtrlPointList *list, ListComparator matches, void *key)
+{
+    return list_get(list, matches, key) != nullptr ? 1 : 0;
+}
+
+void *list_get(CtrlPointList *list, ListComparator matches, void *key)
+{
+    if (list == nullptr) {
+        return nullptr;
+    }
+    for (const ListNode *node = list->head; node != nullptr; node = node->next) {
+        if (matches(node->data, key) == 1) {
+            return node->data;
+        }
+    }
+    return nullptr;
+}
+
+static void unlink_node(CtrlPointList *list, ListNode *previous, const ListNode *node)
+{
+    if (previous == nullptr) {
+        list->head = node->next;
+    } else {
+        previous->next = node->next;
+    }
+    if (list->tail == node) {
+        list->tail = previous;
+    }
+    list->count--;
+}
+
+int list_remove(CtrlPointList *list, void *element, ListFree release)
+{
+    if (list == nullptr || element == nullptr) {
+        return -1;
+    }
+    ListNode *previous = nullptr;
+    ListNode *node = list->head;
+    while (node != nullptr && node->data != element) {
+        previous = node;
+        node = node->next;
+    }
+    if (node != nullptr) {
+        unlink_node(list, previous, node);
+        release(element);
+        free(node);
+    }
+    return 0;
+}
+
+int list_clean(CtrlPointList *list, ListFree release)
+{
+    if (list == nullptr) {
+        return -1;
+    }
+    ListNode *node = list->head;
+    while (node != nullptr) {
+        ListNode *next = node->next;
+        release(node->data);
+        free(node);
+        node = next;
+    }
+    list_init(list);
+    return 0;
+}

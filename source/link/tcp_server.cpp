@@ -1,0 +1,286 @@
+#include "link/tcp_server.h"
+
+#include "base/clock.h"
+#include "base/flags.h"
+#include "base/guard.h"
+#include "base/log.h"
+#include "link/connection_target.h"
+#include "link/receive.h"
+#include "link/registry.h"
+#include "net/descriptor_set.h"
+#include "net/patient_bind.h"
+#include "net/socket_io.h"
+#include "tvlink/heartbeat.h"
+
+#include <errno.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+static const int BACKLOG = 20;
+static const int LISTENER_TIMEOUT_MS = 1;
+static const useconds_t PAUSE_US = 10000;
+static const struct timeval PASS_TIME = {1, 500000};
+
+int32_t g_tcp_sock = -1;
+pthread_t g_tcp_tid = 0;
+
+static bool thread_to_join = false;
+
+static int32_t listening_socket()
+{
+    return __atomic_load_n(&g_tcp_sock, __ATOMIC_ACQUIRE);
+}
+
+static void set_listening_socket(int32_t fd)
+{
+    __atomic_store_n(&g_tcp_sock, fd, __ATOMIC_RELEASE);
+}
+
+/* ---- Start and stop */
+
+int start_tcp_thread()
+{
+    set_listening_socket(tcp_sock_init(IPP_CONTROL_PORT));
+    if (listening_socket() < 0) {
+        log_out("err: tcp_sock_init() fail\n");
+        return -1;
+    }
+    if (pthread_create(&g_tcp_tid, nullptr, tcp_thread, nullptr) != 0) {
+        log_out("err: pthread_create() fail\n");
+        close(listening_socket()); /* the next start would wait for the port for ever */
+        set_listening_socket(-1);
+        return -4;
+    }
+    thread_to_join = true;
+    return 0;
+}
+
+void tcp_server_join()
+{
+    if (thread_to_join) {
+        pthread_join(g_tcp_tid, nullptr);
+        thread_to_join = false;
+    }
+}
+
+/* ---- The listening socket */
+
+static bool reuse_address(int fd)
+{
+    const int on = 1;
+    if (setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == 0) {
+        return true;
+    }
+    log_out("err: setsockopt() fail\n");
+    log_perror("setsockopt");
+    log_trace("tcp_sock_init", 52);
+    return false;
+}
+
+static bool listen_on(int fd)
+{
+    if (listen(fd, BACKLOG) == 0) {
+        return true;
+    }
+    log_out("err: listen() fail\n");
+    log_trace("tcp_sock_init", 76);
+    return false;
+}
+
+static bool prepare_listener(int fd, uint16_t port)
+{
+    if (!reuse_address(fd)) {
+        return false;
+    }
+    set_socket_noblock(fd);
+    set_socket_timeout(fd, LISTENER_TIMEOUT_MS);
+    return patient_bind(fd, port, guard_bind_wait_ms()) && listen_on(fd);
+}
+
+int tcp_sock_init(int32_t port)
+{
+    if (port < 1 || port > UINT16_MAX) {
+        return -1;
+    }
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+        log_out("err: tcp socket() fail=%d\n", errno);
+        log_perror("TCP_SOCKET");
+        return -3;
+    }
+    if (!prepare_listener(fd, static_cast<uint16_t>(port))) {
+        close(fd);
+        return -3;
+    }
+    return fd;
+}
+
+/* ---- New connections */
+
+/* False when the host wants no more connections. */
+static bool register_connection(int fd, uint32_t peer_addr)
+{
+    const uint32_t most = guard_max_ctrlpoints();
+    if (!registry_lock()) {
+        return false;
+    }
+    const bool room = most == 0 || g_cp_list.count < most;
+    if (room) {
+        check_and_insert(fd, peer_addr);
+    }
+    registry_unlock();
+    return room;
+}
+
+static bool has_time_out(int fd)
+{
+    struct timeval limit = {};
+    socklen_t size = sizeof limit;
+    return getsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, &size) == 0 &&
+           (limit.tv_sec != 0 || limit.tv_usec != 0);
+}
+
+static void admit_connection(int fd, uint32_t peer_addr)
+{
+    const int on = 1;
+    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    if (!has_time_out(fd)) {
+        set_socket_noblock(fd); /* a send may not last longer than the service */
+    }
+    if (!guard_admits(peer_addr) || !register_connection(fd, peer_addr)) {
+        close(fd);
+    }
+}
+
+/* Was nobody there, or has gone meanwhile? After any other failure the socket may stay ready. */
+static bool nobody_waits(int reason)
+{
+    return reason == EAGAIN || reason == ECONNABORTED;
+}
+
+/* False when there was none. */
+static bool accept_connection(int listener)
+{
+    struct sockaddr_in peer = {};
+    socklen_t size = sizeof peer;
+    const int fd =
+        accept4(listener, reinterpret_cast<struct sockaddr *>(&peer), &size, SOCK_CLOEXEC);
+    if (fd >= 0) {
+        admit_connection(fd, peer.sin_addr.s_addr);
+        return true;
+    }
+    if (!nobody_waits(errno)) {
+        usleep(PAUSE_US); /* or the loop would spin */
+    }
+    return false;
+}
+
+static bool is_waiting(int listener)
+{
+    struct pollfd entry = {listener, POLLIN, 0};
+    return poll(&entry, 1, 0) > 0;
+}
+
+/* All that the kernel has kept, which is one more than the backlog: with many connections a pass
+ * takes long, and whoever finds no room tries again only after a second. */
+static void accept_waiting(int listener)
+{
+    for (int i = 0; i <= BACKLOG && accept_connection(listener) && is_waiting(listener); i++) {
+    }
+}
+
+/* ---- One pass */
+
+static void watch_everything(DescriptorSet *set)
+{
+    descriptor_set_clear(set);
+    descriptor_set_add(set, listening_socket());
+    if (!registry_lock()) {
+        return;
+    }
+    for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
+        CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
+        connection_watch(record);
+        descriptor_set_add(set, record->fd);
+    }
+    registry_unlock();
+}
+
+/* The record whose ready bit this is, in use. The number may have changed hands since the pass
+ * began: then it is no record's, or that of one that this pass did not watch. */
+static CtrlPoint *hold_ready(int fd)
+{
+    if (!registry_lock()) {
+        return nullptr;
+    }
+    CtrlPoint *record = static_cast<CtrlPoint *>(list_get(&g_cp_list, ctrlpoint_match_fd, &fd));
+    if (record != nullptr && !connection_watched(record)) {
+        record = nullptr;
+    }
+    if (record != nullptr) {
+        connection_hold(record);
+    }
+    registry_unlock();
+    return record;
+}
+
+static void serve_ready(int fd)
+{
+    CtrlPoint *record = hold_ready(fd);
+    if (record == nullptr) {
+        return;
+    }
+    const uint32_t arriving = bytes_arriving(fd);
+    if (arriving > 0) {
+        receive_arriving(record, arriving);
+    } else {
+        log_trace("tcp_thread", 595);
+        connection_unlist(record);
+    }
+    connection_release(record);
+}
+
+static void serve_all_ready(const DescriptorSet *set)
+{
+    const int listener = listening_socket();
+    for (int fd = descriptor_set_next(set, 0); fd >= 0; fd = descriptor_set_next(set, fd + 1)) {
+        if (fd == listener) {
+            accept_waiting(listener);
+        } else {
+            serve_ready(fd);
+        }
+    }
+}
+
+static void serve_one_pass(DescriptorSet *set)
+{
+    watch_everything(set);
+    const int ready = descriptor_set_select(set, PASS_TIME);
+    if (ready == -1) {
+        log_out("err: select() fail\n");
+        log_perror("select");
+        usleep(PAUSE_US);
+        return;
+    }
+    if (ready > 0) {
+        serve_all_ready(set);
+    }
+    check_ctrlpoint_timeout();
+}
+
+void *tcp_thread(void *)
+{
+    DescriptorSet set = {nullptr, 0, -1};
+    while (flags_running()) {
+        serve_one_pass(&set);
+    }
+    descriptor_set_free(&set);
+    log_trace("tcp_thread", 637);
+    close(listening_socket());
+    set_listening_socket(-1);
+    return nullptr;
+}

@@ -1,0 +1,77 @@
+#include "tvlink/host/push.h"
+
+#include "base/detached_thread.h"
+#include "base/log.h"
+#include "link/connection_target.h"
+#include "tvlink/reply.h"
+#include "wire/frame.h"
+
+#include <stdlib.h>
+
+/* The thread that was started last; nothing reads it. */
+static pthread_t egp_tid;
+
+static void free_push(PushRecord *push)
+{
+    if (push->held != nullptr) {
+        connection_free_copy(push->held);
+    }
+    free(push);
+}
+
+/* Keeps the connection in use until the push is done. False when memory is out. */
+static bool aim(PushRecord *push, CtrlPoint *cp)
+{
+    const ConnectionTarget target = connection_reach(cp);
+    if (target.kind == CONNECTION_LISTED) {
+        push->held = connection_bare_copy(target.record);
+        push->control_point = push->held;
+    } else if (target.kind == CONNECTION_FOREIGN) {
+        push->control_point = cp;
+    }
+    connection_release_target(&target);
+    return target.kind != CONNECTION_LISTED || push->held != nullptr;
+}
+
+static PushRecord *new_push(CtrlPoint *cp, void *data, uint32_t length)
+{
+    PushRecord *push = static_cast<PushRecord *>(calloc(1, sizeof *push));
+    if (push != nullptr && !aim(push, cp)) {
+        free_push(push);
+        return nullptr;
+    }
+    if (push != nullptr) {
+        push->data = data;
+        push->length = length;
+    }
+    return push;
+}
+
+int start_egp_thread(CtrlPoint **cp, void *data, uint32_t length)
+{
+    if (cp == nullptr || *cp == nullptr) {
+        return -1;
+    }
+    PushRecord *push = new_push(*cp, data, length);
+    if (push == nullptr) {
+        return -1;
+    }
+    pthread_t thread;
+    if (detached_thread_start(&thread, epg_send, push) != 0) {
+        log_out("err: pthread_create() fail\n");
+        free_push(push);
+        return -1;
+    }
+    __atomic_store_n(&egp_tid, thread, __ATOMIC_RELAXED);
+    return 0;
+}
+
+void *epg_send(void *record)
+{
+    PushRecord *push = static_cast<PushRecord *>(record);
+    tcp_sendback(push->control_point, FRAME_GET_REPLY, push->data,
+                 static_cast<int32_t>(push->length));
+    free(push->data);
+    free_push(push);
+    return nullptr;
+}

@@ -1,0 +1,59 @@
+/* Builds the payload of a reply or an event: the one place that writes what a phone receives. */
+#pragma once
+
+#include "tvlink/frame.h"
+
+#include <stdint.h>
+
+/* Value tags. */
+enum {
+    TAG_U8 = 0x02,
+    TAG_U16 = 0x03,
+    TAG_PORT = 0x04,
+    TAG_I32 = 0x05,
+    TAG_U32 = 0x06,
+    TAG_STRING = 0x08,
+    TAG_BLOB = 0x0C,
+    TAG_POINT = 0xA0,
+    TAG_LZW_LIST2 = 0xA1,
+    TAG_LIST = 0xA2,
+    TAG_GUIDE_LIST = 0xA3,
+    TAG_RECORD = 0xA4,
+    TAG_LZW_LIST = 0xA5,
+};
+
+struct PayloadBuilder {
+    uint8_t *bytes; /* null when memory is out: what is put is dropped, sending fails */
+    uint32_t size;
+    uint32_t at;
+};
+
+/* The longest payload that a frame holds. */
+const uint32_t PAYLOAD_MOST = INT32_MAX - FRAME_OVERHEAD;
+
+/* Makes room for `size` bytes, all zero; none above PAYLOAD_MOST. */
+PayloadBuilder payload_begin(uint64_t size);
+
+/* A reply of one attribute whose value has `value_size` bytes; what comes next is the value. */
+PayloadBuilder payload_begin_value(uint16_t code, uint8_t tag, uint64_t value_size);
+
+void put_u8(PayloadBuilder *payload, uint8_t value);
+void put_u16(PayloadBuilder *payload, uint16_t value);
+void put_u32(PayloadBuilder *payload, uint32_t value);
+
+/* Null bytes leave zeros. */
+void put_bytes(PayloadBuilder *payload, const void *bytes, uint32_t count);
+
+/* Tag, 4-byte length and bytes. */
+void put_block(PayloadBuilder *payload, uint8_t tag, const void *bytes, uint32_t count);
+
+/* Attribute id and tag. */
+void put_attribute(PayloadBuilder *payload, uint16_t id, uint8_t tag);
+
+/* 2-byte length and characters, cut at 65,535. */
+void put_text(PayloadBuilder *payload, const char *text);
+uint32_t text_size(const char *text);
+
+/* Text, or 4-byte length and bytes. Null bytes with a size above 0 cannot be built. */
+PayloadBuilder payload_of_text(uint16_t code, const char *text);
+PayloadBuilder payload_of_block(uint16_t code, uint8_t tag, const void *bytes, uint64_t size);

@@ -1,0 +1,169 @@
+#include "wire/request_reader.h"
+
+#include "base/guard.h"
+#include "base/log.h"
+#include "wire/frame.h"
+
+#include <errno.h>
+#include <stdlib.h>
+#include <string.h>
+
+static const char *const SOURCE_NAME = "../source/tv/tv";
+
+static RequestReader open_request(const uint8_t *request, int32_t length, uint32_t code_at,
+                                  uint32_t first)
+{
+    RequestReader r = {};
+    r.bytes = request;
+    r.size = request == nullptr || length < 0 ? 0 : static_cast<uint32_t>(length);
+    r.at = code_at;
+    r.code = read_u16(&r);
+    r.has_code = !r.failed;
+    r.at = first; /* may lie beyond the end: then the first read fails */
+    return r;
+}
+
+RequestReader set_request(const uint8_t *request, int32_t length, uint32_t first)
+{
+    return open_request(request, length, 0, first);
+}
+
+RequestReader get_request(const uint8_t *request, int32_t length, uint32_t first)
+{
+    return open_request(request, length, 1, first);
+}
+
+static void bad_tag(const TagCheck &check, const char *handler)
+{
+    log_err("%s: %s:%d: %s: Assertion `%s' failed.\n", program_invocation_short_name, SOURCE_NAME,
+            check.line, handler, check.expression);
+    if (guard_ends_on_bad_tag()) {
+        abort();
+    }
+}
+
+void check_tag(RequestReader *r, TagCheck check, const char *handler)
+{
+    if (check.index >= r->size) {
+        r->failed = true;
+    } else if (r->bytes[check.index] != check.tag) {
+        bad_tag(check, handler);
+        r->failed = true;
+    }
+}
+
+/* The next `count` bytes, or null when they are not all there. */
+static const uint8_t *take(RequestReader *r, uint32_t count)
+{
+    if (r->failed || r->at > r->size || count > r->size - r->at) {
+        r->failed = true;
+        return nullptr;
+    }
+    const uint8_t *bytes = r->bytes + r->at;
+    r->at += count;
+    return bytes;
+}
+
+void skip(RequestReader *r, uint32_t count)
+{
+    if (count > UINT32_MAX - r->at) {
+        r->failed = true;
+    } else {
+        r->at += count; /* what is not looked at need not be there; the next read tells */
+    }
+}
+
+uint8_t read_u8(RequestReader *r)
+{
+    const uint8_t *bytes = take(r, 1);
+    return bytes == nullptr ? uint8_t{0} : bytes[0];
+}
+
+uint16_t read_u16(RequestReader *r)
+{
+    const uint8_t *bytes = take(r, 2);
+    return bytes == nullptr ? uint16_t{0} : load_u16(bytes);
+}
+
+uint32_t read_u32(RequestReader *r)
+{
+    const uint8_t *bytes = take(r, 4);
+    return bytes == nullptr ? 0 : load_u32(bytes);
+}
+
+int16_t read_i16(RequestReader *r)
+{
+    return static_cast<int16_t>(read_u16(r));
+}
+
+int32_t read_i32(RequestReader *r)
+{
+    return static_cast<int32_t>(read_u32(r));
+}
+
+int64_t read_i64(RequestReader *r)
+{
+    const uint64_t low = read_u32(r);
+    const uint64_t high = read_u32(r);
+    return static_cast<int64_t>(low | high << 32);
+}
+
+float read_f32(RequestReader *r)
+{
+    const uint32_t bits = read_u32(r);
+    float value = 0;
+    static_assert(sizeof value == sizeof bits, "single precision");
+    memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+RequestText read_text(RequestReader *r)
+{
+    const uint16_t length = read_u16(r);
+    const uint8_t *bytes = take(r, length);
+    return {bytes, bytes == nullptr ? uint16_t{0} : length};
+}
+
+uint16_t read_text_into(RequestReader *r, char *to, uint32_t to_size)
+{
+    memset(to, 0, to_size);
+    const RequestText text = read_text(r);
+    if (text.length >= to_size) {
+        r->failed = true;
+        return 0;
+    }
+    if (text.length > 0) {
+        memcpy(to, text.bytes, text.length);
+    }
+    return text.length;
+}
+
+static char *terminated_copy(const uint8_t *bytes, uint32_t length)
+{
+    char *copy = static_cast<char *>(calloc(1, size_t{length} + 2));
+    if (copy != nullptr && length > 0) {
+        memcpy(copy, bytes, length);
+    }
+    return copy;
+}
+
+char *copy_text(const RequestText *text)
+{
+    return terminated_copy(text->bytes, text->length);
+}
+
+HeapText read_copy(RequestReader *r, uint32_t length)
+{
+    const uint8_t *bytes = take(r, length);
+    char *copy = r->failed ? nullptr : terminated_copy(bytes, length);
+    if (copy == nullptr) {
+        r->failed = true;
+        return {nullptr, 0};
+    }
+    return {copy, length};
+}
+
+HeapText read_text_copy(RequestReader *r)
+{
+    return read_copy(r, read_u16(r));
+}

@@ -1,0 +1,131 @@
+#include "support/asked_television.h"
+#include "support/watched_call.h"
+#include "tvlink/dispatch.h"
+#include "tvlink/handlers.h"
+
+#include <cerrno>
+
+namespace
+{
+
+class DeviceInfo : public AskedTelevision
+{
+protected:
+    void host_says(const std::string &text, bool terminated = true)
+    {
+        HostAnswers answers;
+        answers.text = text;
+        answers.terminated = terminated;
+        host.answer(answers);
+    }
+};
+
+TEST_F(DeviceInfo, IsAListOfSevenAttributes)
+{
+    set_identity("KV-1", "SN");
+    host_says("host");
+    EXPECT_EQ(handle_get_device_info(phone.record()), 0);
+    EXPECT_EQ(host.calls(), Lines{"get_device_info [256]"});
+    EXPECT_EQ(phone.received(), frame_around("06 07"
+                                             " 01 0B 08 04 00 'KV-1'"
+                                             " 03 0B 08 02 00 'SN'"
+                                             " 00 0B 02 01"
+                                             " 01 00 02 01"
+                                             " 0A 0B 08 04 00 'host'"
+                                             " 15 20 06 00 04 00 00"
+                                             " 16 20 06 58 02 00 00"));
+}
+
+TEST_F(DeviceInfo, IsThirtyEightBytesAndTheTexts)
+{
+    host_says("");
+    EXPECT_EQ(handle_get_device_info(phone.record()), 0);
+    EXPECT_EQ(phone.received(), frame_around("06 07"
+                                             " 01 0B 08 00 00"
+                                             " 03 0B 08 00 00"
+                                             " 00 0B 02 01"
+                                             " 01 00 02 01"
+                                             " 0A 0B 08 00 00"
+                                             " 15 20 06 00 04 00 00"
+                                             " 16 20 06 58 02 00 00"));
+}
+
+TEST_F(DeviceInfo, HoldsTheLongestTexts)
+{
+    set_identity(std::string(255, 'n'), std::string(255, 's'));
+    host_says(std::string(255, 'h'));
+    EXPECT_EQ(handle_get_device_info(phone.record()), 0);
+    EXPECT_EQ(phone.received(),
+              frame_around("06 07"
+                           " 01 0B 08 FF 00 " +
+                           characters(255, 'n') + " 03 0B 08 FF 00 " + characters(255, 's') +
+                           " 00 0B 02 01"
+                           " 01 00 02 01"
+                           " 0A 0B 08 FF 00 " +
+                           characters(255, 'h') +
+                           " 15 20 06 00 04 00 00"
+                           " 16 20 06 58 02 00 00"));
+}
+
+TEST_F(DeviceInfo, EndsATextThatTheHostHasNot)
+{
+    host_says(std::string(256, 'h'), false);
+    EXPECT_EQ(handle_get_device_info(phone.record()), 0);
+    EXPECT_EQ(phone.received(), frame_around("06 07"
+                                             " 01 0B 08 00 00"
+                                             " 03 0B 08 00 00"
+                                             " 00 0B 02 01"
+                                             " 01 00 02 01"
+                                             " 0A 0B 08 00 01 " +
+                                             characters(256, 'h') +
+                                             " 15 20 06 00 04 00 00"
+                                             " 16 20 06 58 02 00 00"));
+}
+
+TEST_F(DeviceInfo, TakesNoNoticeOfTheSlotsResult)
+{
+    for (const int result : {0, 1, -1, 300}) {
+        HostAnswers answers;
+        answers.result = result;
+        host.answer(answers);
+        EXPECT_EQ(handle_get_device_info(phone.record()), 0) << result;
+        EXPECT_NE(phone.received(), "") << result;
+    }
+}
+
+TEST_F(DeviceInfo, HoldsAnEmptyTextWithoutASlot)
+{
+    set_identity("KV-1", "SN");
+    host_says("host");
+    host.leave_out(66);
+    EXPECT_EQ(handle_get_device_info(phone.record()), 0);
+    EXPECT_TRUE(host.calls().empty());
+    EXPECT_EQ(phone.received(), frame_around("06 07"
+                                             " 01 0B 08 04 00 'KV-1'"
+                                             " 03 0B 08 02 00 'SN'"
+                                             " 00 0B 02 01"
+                                             " 01 00 02 01"
+                                             " 0A 0B 08 00 00"
+                                             " 15 20 06 00 04 00 00"
+                                             " 16 20 06 58 02 00 00"));
+}
+
+TEST_F(DeviceInfo, IsNotSentWithoutATable)
+{
+    set_identity("KV-1", "SN");
+    host.withdraw();
+    EXPECT_EQ(handle_get_device_info(phone.record()), -1);
+    EXPECT_EQ(ask(tv_get, "05 00"), 0);
+    EXPECT_EQ(phone.received(), "");
+}
+
+TEST_F(DeviceInfo, IsNotSentWhenMemoryIsOut)
+{
+    WatchedCall memory(CALL_CALLOC);
+    memory.fail(ENOMEM);
+    EXPECT_EQ(handle_get_device_info(phone.record()), -1);
+    EXPECT_EQ(phone.received(), "");
+    EXPECT_EQ(memory.calls(), 1);
+}
+
+} // namespace

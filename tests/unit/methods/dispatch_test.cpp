@@ -1,0 +1,150 @@
+#include "tvlink/dispatch.h"
+
+#include "support/asked_television.h"
+
+#include <set>
+
+namespace
+{
+
+class Dispatch : public AskedTelevision
+{
+protected:
+    Dispatch()
+    {
+        refuse_bad_tags();
+        tv_ippRpcFunSet = [](char *, const char *) { return 1; };
+        HostAnswers answers;
+        answers.null_data = true; /* no image: nobody would fetch it */
+        host.answer(answers);
+    }
+
+    /* Whether a body reaches anything at all. */
+    bool reaches(Handler dispatcher, const Bytes &body)
+    {
+        EXPECT_EQ(ask(dispatcher, body), 0);
+        const bool called = !host.calls().empty();
+        return !phone.received().empty() || called;
+    }
+};
+
+Bytes body_with_code(const char *before, unsigned code, const char *behind)
+{
+    return joined({bytes(before),
+                   {static_cast<uint8_t>(code), static_cast<uint8_t>(code >> 8)},
+                   bytes(behind)});
+}
+
+TEST_F(Dispatch, RefusesWhatIsNoBody)
+{
+    uint8_t body[] = {0x07, 0x09, 0x01};
+    for (const Handler dispatcher : {tv_set, tv_get, tv_ippRpc}) {
+        EXPECT_EQ(dispatcher(nullptr, body, 3), -1);
+        EXPECT_EQ(dispatcher(phone.record(), nullptr, 3), -1);
+        EXPECT_EQ(dispatcher(phone.record(), body, 0), -1);
+        EXPECT_EQ(dispatcher(phone.record(), body, -1), -1);
+        EXPECT_EQ(dispatcher(phone.record(), body, INT32_MIN), -1);
+    }
+    EXPECT_EQ(phone.received(), "");
+    EXPECT_TRUE(host.calls().empty());
+}
+
+TEST_F(Dispatch, AcceptsABodyThatEndsBeforeItsCodeAndIsSilent)
+{
+    const struct {
+        Handler dispatcher;
+        const char *body;
+    } cases[] = {{tv_set, "07"},       {tv_set, "07 09"}, {tv_get, "05"},    {tv_get, "05 01"},
+                 {tv_get, "05 01 01"}, {tv_ippRpc, "21"}, {tv_get, "05 02"}, {tv_ippRpc, "21 04"}};
+    for (const auto &each : cases) {
+        EXPECT_EQ(ask(each.dispatcher, each.body), 0) << each.body;
+        EXPECT_EQ(phone.received(), "") << each.body;
+        EXPECT_TRUE(host.calls().empty()) << each.body;
+    }
+}
+
+TEST_F(Dispatch, KnowsTheseSetCodesAndNoOthers)
+{
+    /* 0x1506 is known as well, but does nothing. */
+    const std::set<unsigned> known = {
+        0x0101, 0x0102, 0x0109, 0x010F, 0x0110, 0x0112, 0x1502, 0x1504, 0x1505, 0x1507, 0x1508,
+        0x1509, 0x1510, 0x1511, 0x1512, 0x1513, 0x1514, 0x1515, 0x1516, 0x1517, 0x4008,
+    };
+    std::set<unsigned> reached;
+    for (unsigned code = 0; code <= 0xFFFF; code++) {
+        if (reaches(tv_set, body_with_code("07", code, "02 00 00 00 00 00 00 00 00 00 00"))) {
+            reached.insert(code);
+        }
+    }
+    EXPECT_EQ(reached, known);
+}
+
+TEST_F(Dispatch, KnowsTheseGetCodesAndNoOthers)
+{
+    const std::set<unsigned> known = {
+        0x0001, 0x0105, 0x010E, 0x0112, 0x0118, 0x0B01, 0x1501, 0x1502, 0x1503, 0x2000,
+        0x2001, 0x2002, 0x2003, 0x2005, 0x2007, 0x200E, 0x200F, 0x2010, 0x2011, 0x2018,
+        0x3000, 0x3002, 0x4001, 0x4002, 0x4003, 0x400A, 0x400B, 0x400C, 0x400D, 0x4015,
+        0x4016, 0x4018, 0x401B, 0x401C, 0x401E, 0x401F, 0x4020, 0x4021, 0x4024,
+    };
+    std::set<unsigned> reached;
+    for (unsigned code = 0; code <= 0xFFFF; code++) {
+        if (reaches(tv_get, body_with_code("05 01", code, "00 00 00 00 00 00 00 00"))) {
+            reached.insert(code);
+        }
+    }
+    EXPECT_EQ(reached, known);
+}
+
+TEST_F(Dispatch, KnowsOneCodeOfStringCalls)
+{
+    std::set<unsigned> reached;
+    for (unsigned code = 0; code <= 0xFFFF; code++) {
+        if (reaches(tv_ippRpc, body_with_code("21", code, "08 00 00"))) {
+            reached.insert(code);
+        }
+    }
+    EXPECT_EQ(reached, std::set<unsigned>{0x5004});
+}
+
+TEST_F(Dispatch, IgnoresEveryOtherCallKind)
+{
+    for (unsigned kind = 2; kind <= 0xFF; kind++) {
+        Bytes body = bytes("05 FF 12 01 00 00 00 00");
+        body[1] = static_cast<uint8_t>(kind);
+        EXPECT_FALSE(reaches(tv_get, body)) << kind;
+    }
+}
+
+TEST_F(Dispatch, AnswersTheDeviceInformationWhateverFollows)
+{
+    EXPECT_EQ(ask(tv_get, "05 00"), 0);
+    const std::string information = phone.received();
+    EXPECT_EQ(host.calls(), Lines{"get_device_info [256]"});
+    for (const char *body :
+         {"05 00 01", "05 00 12 01", "05 00 01 0B 00", "05 00 07 20 'anything'"}) {
+        EXPECT_EQ(ask(tv_get, body), 0) << body;
+        EXPECT_EQ(phone.received(), information) << body;
+        EXPECT_EQ(host.calls(), Lines{"get_device_info [256]"}) << body;
+    }
+}
+
+TEST_F(Dispatch, TellsGetAndSetApartByTheirFrameTypeAlone)
+{
+    EXPECT_EQ(ask(tv_set, "07 12 01 EE EE 01 00 'a' EE 01 00 'b'"), 0);
+    EXPECT_EQ(host.calls(), Lines{"set_tv_textpair \"b\" \"a\""});
+    EXPECT_EQ(phone.received(), frame_around("08 12 01 00"));
+    EXPECT_EQ(ask(tv_get, "05 01 12 01 00"), 0);
+    EXPECT_EQ(host.calls(), Lines{"get_tv_text [256]"});
+    EXPECT_EQ(phone.received(), frame_around("06 01 12 01 08 00 00"));
+}
+
+TEST_F(Dispatch, IgnoresTheResultsOfHandlers)
+{
+    EXPECT_EQ(ask(tv_set, "07 09 01"), 0);
+    EXPECT_EQ(phone.received(), frame_around("08 09 01 FF"));
+    EXPECT_EQ(ask(tv_ippRpc, "21 04 50 08 05 00 'ab'"), 0);
+    EXPECT_EQ(phone.received(), "");
+}
+
+} // namespace
