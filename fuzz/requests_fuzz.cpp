@@ -5,14 +5,8 @@
  * they themselves, then requests: length in 2 bytes, body. A first byte of the body that is no
  * frame type chooses one of the handlers that no method code reaches.
  *
- * Under test: source/methods/capture_handler.cpp source/methods/control_handlers.cpp
- * source/methods/device_info.cpp source/methods/dispatch.cpp source/methods/handler_shapes.cpp
- * source/methods/list_handlers.cpp source/methods/metadata_handlers.cpp
- * source/methods/pairing_handlers.cpp source/methods/player_handlers.cpp
- * source/methods/settings_handlers.cpp source/methods/state_handlers.cpp
- * source/methods/string_rpc.cpp source/methods/text_handlers.cpp source/methods/video_handlers.cpp
- * source/wire/request_reader.cpp source/methods/reply_builder.cpp source/methods/list_reply.cpp
- * source/transfer/bulk.cpp source/link/send.cpp source/methods/router.cpp */
+ * Under test: source/methods/ source/wire/request_reader.cpp source/wire/payload_builder.cpp
+ * source/transfer/bulk.cpp source/link/send.cpp */
 #include "base/identity.h"
 #include "support/fuzz_input.h"
 #include "support/nasty_host.h"
@@ -59,36 +53,14 @@ Phone phone;
 
 using Handler = int (*)(CtrlPoint *, uint8_t *, int32_t);
 
+/* The handlers that no method code reaches. */
 const Handler UNROUTED[] = {
-    handle_set_tv_mode,
-    handle_set_tv_powermode,
-    handle_set_tv_mute,
-    handle_set_tv_touch,
-    handle_set_tv_order,
-    handle_set_tv_searchchannel,
-    handle_set_tv_bind,
-    handle_set_tv_showphone,
-    handle_set_tv_voddetails,
-    handle_set_tv_wifiinfo,
-    handle_set_tv_int3,
-    handle_set_tv_action1,
-    handle_set_tv_action2,
-    handle_set_tv_vod_vt_int,
-    handle_set_tv_vod_vt_str,
-    handle_set_tv_vod_vt_long,
-    handle_set_tv_vod,
-    handle_set_tv_show_phone_connect,
-    handle_set_tv_shut_down,
-    handle_set_tv_mouse,
-    handle_set_tv_name,
-    handle_set_tv_loginfromtv,
-    handle_set_tv_code3001,
-    handle_set_tv_code0115,
-    handle_set_tv_code0116,
-    handle_set_tv_code0117,
-    handle_set_tv_install_apklist,
-    handle_set_tv_current_position,
-    handle_set_tv_nick_name,
+#define HANDLER_GET(name)
+#define HANDLER_SET(name)
+#define HANDLER_INFO(name)
+#define HANDLER_DIRECT(name) handle_##name,
+#define OPERATION(family, kind, first, last, slot, name, ...) HANDLER_##kind(name)
+#include "protocol/operations.def"
 };
 
 } // namespace

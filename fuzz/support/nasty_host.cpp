@@ -1,5 +1,7 @@
 #include "support/nasty_host.h"
 
+#include "protocol/operations.h"
+
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
@@ -224,6 +226,8 @@ template <typename Result> Result result()
 {
     if constexpr (std::is_same_v<Result, char *>) {
         return heap_text();
+    } else if constexpr (std::is_same_v<Result, uint32_t *>) {
+        return nullptr; /* arrays have slots of their own */
     } else if constexpr (std::is_same_v<Result, void *>) {
         return sized_block();
     } else {
@@ -244,99 +248,12 @@ struct Nasty<Member, Lent> {
     }
 };
 
-template <auto Member, size_t Lent = 0> void put(TvMethodTable &table)
-{
-    table.*Member = Nasty<Member, Lent>::call;
-}
-
-void put_setters(TvMethodTable &table)
-{
-    put<&TvMethodTable::set_tv_code0115>(table);
-    put<&TvMethodTable::set_tv_code3001>(table);
-    put<&TvMethodTable::set_tv_code0116>(table);
-    put<&TvMethodTable::set_tv_code0117>(table);
-    put<&TvMethodTable::set_tv_mute>(table);
-    put<&TvMethodTable::set_tv_action2>(table);
-    put<&TvMethodTable::set_tv_action1>(table);
-    put<&TvMethodTable::set_tv_bind>(table);
-    put<&TvMethodTable::set_tv_searchchannel>(table);
-    put<&TvMethodTable::set_tv_showphone>(table);
-    put<&TvMethodTable::set_tv_voddetails>(table);
-    put<&TvMethodTable::set_tv_loginfromtv>(table);
-    put<&TvMethodTable::set_tv_mode>(table);
-    put<&TvMethodTable::set_tv_volume>(table);
-    put<&TvMethodTable::set_tv_powermode>(table);
-    put<&TvMethodTable::set_tv_key>(table);
-    put<&TvMethodTable::set_tv_touch>(table);
-    put<&TvMethodTable::set_tv_channel>(table);
-    put<&TvMethodTable::set_tv_mouse>(table);
-    put<&TvMethodTable::set_tv_textpair>(table);
-    put<&TvMethodTable::set_tv_order>(table);
-    put<&TvMethodTable::set_tv_int3>(table);
-    put<&TvMethodTable::set_tv_name>(table);
-    put<&TvMethodTable::set_tv_install_apklist>(table);
-    put<&TvMethodTable::set_tv_current_position>(table);
-    put<&TvMethodTable::set_tv_nick_name>(table);
-    put<&TvMethodTable::set_tv_setting_mtnadata, 2560>(table);
-    put<&TvMethodTable::set_tv_vod_vt_int>(table);
-    put<&TvMethodTable::set_tv_vod_vt_str>(table);
-    put<&TvMethodTable::set_tv_vod_vt_long>(table);
-    put<&TvMethodTable::set_tv_show_phone_connect>(table);
-    put<&TvMethodTable::set_tv_shut_down>(table);
-    put<&TvMethodTable::set_tv_vod>(table);
-    put<&TvMethodTable::set_tv_wifiinfo>(table);
-    put<&TvMethodTable::set_play_addr>(table);
-    put<&TvMethodTable::set_play_addr2>(table);
-    put<&TvMethodTable::set_play_volume>(table);
-    put<&TvMethodTable::set_play_start>(table);
-    put<&TvMethodTable::set_play_pause>(table);
-    put<&TvMethodTable::set_play_stop>(table);
-    put<&TvMethodTable::set_play_seek>(table);
-    put<&TvMethodTable::set_play_operation>(table);
-}
-
-void put_getters(TvMethodTable &table)
-{
-    put<&TvMethodTable::get_tv_epg>(table);
-    put<&TvMethodTable::get_tv_epgweek>(table);
-    put<&TvMethodTable::get_tv_code0105>(table);
-    put<&TvMethodTable::get_tv_vodplayer>(table);
-    put<&TvMethodTable::get_tv_text, 256>(table);
-    put<&TvMethodTable::get_tv_code010e>(table);
-    put<&TvMethodTable::get_tv_code0001>(table);
-    put<&TvMethodTable::get_tv_code2005>(table);
-    put<&TvMethodTable::get_tv_vodstr>(table);
-    put<&TvMethodTable::get_tv_vodstr2>(table);
-    put<&TvMethodTable::get_tv_vodstatus, 280>(table);
-    put<&TvMethodTable::get_tv_vodstatus2, 280>(table);
-    put<&TvMethodTable::get_tv_simpleepg>(table);
-    put<&TvMethodTable::get_tv_channelcode>(table);
-    put<&TvMethodTable::get_tv_channelcode2>(table);
-    put<&TvMethodTable::get_tv_channelcode3>(table);
-    put<&TvMethodTable::get_tv_searchsimpleepg>(table);
-    put<&TvMethodTable::get_tv_metadata, 65535>(table);
-    put<&TvMethodTable::get_tv_installapklist, 65535>(table);
-    put<&TvMethodTable::get_tv_currentposition, 65535>(table);
-    put<&TvMethodTable::get_startplayer>(table);
-    put<&TvMethodTable::tv_sendvoice>(table);
-    put<&TvMethodTable::get_tv_vodplayer_v2>(table);
-    put<&TvMethodTable::get_europe_version, 32>(table);
-    put<&TvMethodTable::get_device_info, 256>(table);
-    put<&TvMethodTable::get_tv_code400b, 2560>(table);
-    put<&TvMethodTable::get_tv_code400c, 2560>(table);
-    put<&TvMethodTable::get_tv_code400d, 2560>(table);
-    put<&TvMethodTable::get_tv_code400a>(table);
-    put<&TvMethodTable::get_tv_code4015, 2560>(table);
-    put<&TvMethodTable::get_play_status>(table);
-    put<&TvMethodTable::get_play_position>(table);
-    put<&TvMethodTable::get_play_duration>(table);
-}
-
 TvMethodTable full_table()
 {
     TvMethodTable table = {};
-    put_setters(table);
-    put_getters(table);
+#define OPERATION(family, kind, first, last, slot, name, ...)                                      \
+    table.name = Nasty<&TvMethodTable::name, protocol::OPERATIONS.name.lends.size>::call;
+#include "protocol/operations.def"
     table.get_tv_vodintarray = integers;
     table.get_tv_vodintarray2 = integers_for;
     table.get_tv_vodarraystring = cells;

@@ -3,9 +3,8 @@
 int set_without_argument(CtrlPoint *cp, uint8_t *request, int32_t length,
                          int (*TvMethodTable::*slot)(void))
 {
-    const RequestReader args = set_request(request, length, 2);
-    int (*const set)(void) = host_methods(&args)->*slot;
-    return reply_result(cp, &args, set ? set() : NO_SLOT);
+    RequestReader args = set_request(request, length, 2);
+    return reply_result(cp, &args, call_slot(&args, slot, NO_SLOT));
 }
 
 int set_u8(CtrlPoint *cp, uint8_t *request, int32_t length, const TagCheck &tag,
@@ -14,18 +13,46 @@ int set_u8(CtrlPoint *cp, uint8_t *request, int32_t length, const TagCheck &tag,
     RequestReader args = set_request(request, length, tag.index + 1);
     check_tag(&args, tag, handler);
     const uint8_t value = read_u8(&args);
-    int (*const set)(uint8_t) = host_methods(&args)->*slot;
-    return reply_result(cp, &args, set ? set(value) : NO_SLOT);
+    return reply_result(cp, &args, call_slot(&args, slot, NO_SLOT, value));
+}
+
+int reply_set_text(CtrlPoint *cp, RequestReader *args, HeapText text, uint32_t number,
+                   TextNumberSlot TvMethodTable::*slot)
+{
+    if (!has_slot(args, slot)) {
+        return reply_empty(cp, args);
+    }
+    const int result = call_slot(args, slot, NO_SLOT, text.chars, number);
+    return reply_u32(cp, args, static_cast<uint32_t>(result));
+}
+
+int set_text_and_number(CtrlPoint *cp, uint8_t *request, int32_t length,
+                        TextNumberSlot TvMethodTable::*slot)
+{
+    RequestReader args = set_request(request, length, 3);
+    const HeapText text = read_text(&args);
+    const uint32_t number = read_u32(&args);
+    return reply_set_text(cp, &args, text, number, slot);
 }
 
 int get_state_u8(CtrlPoint *cp, uint16_t code, int (*TvMethodTable::*slot)(void))
 {
-    int (*const get)(void) = host_methods()->*slot;
-    return get ? reply_u8(cp, code, get()) : -1;
+    RequestReader args = unread_request(code);
+    return has_slot(&args, slot) ? reply_u8(cp, &args, call_slot(&args, slot, 0))
+                                 : reply_silence(&args);
 }
 
 int get_state_u32(CtrlPoint *cp, uint16_t code, uint32_t (*TvMethodTable::*slot)(void))
 {
-    uint32_t (*const get)(void) = host_methods()->*slot;
-    return get ? reply_u32(cp, code, get()) : -1;
+    RequestReader args = unread_request(code);
+    return has_slot(&args, slot) ? reply_u32(cp, &args, call_slot(&args, slot, 0U))
+                                 : reply_silence(&args);
+}
+
+int get_buffer_text(CtrlPoint *cp, uint8_t *request, int32_t length, uint16_t code, uint32_t size,
+                    int (*TvMethodTable::*slot)(char *buffer))
+{
+    RequestReader args = get_request(request, length, 4, code);
+    char *answer = lend_buffer(&args, size);
+    return reply_answer(cp, &args, call_slot(&args, slot, NO_SLOT, answer), answer);
 }

@@ -1,103 +1,129 @@
-/* The programme guide and the channel lists, which travel compressed. */
+/* The programme guide and the channel lists, which travel compressed, and the order of channels. */
 
+#include "methods/handler_shapes.h"
 #include "methods/list_reply.h"
-#include "methods/method_table.h"
 #include "tvlink/handlers.h"
-
-#include <stdlib.h>
 
 static const uint32_t SEARCH_SIZE = 1024;
 
-/*                              code    tag              tag when empty  count words  bits  dump */
-static const ListForm EPG = {0x2000, TAG_LZW_LIST2, TAG_LZW_LIST2, 4, 12, nullptr};
-static const ListForm EPG_WEEK = {0x2002, TAG_LZW_LIST2, TAG_LZW_LIST2, 4, 9, nullptr};
-static const ListForm SIMPLE_EPG = {0x2001, TAG_GUIDE_LIST, TAG_GUIDE_LIST, 2, 12, nullptr};
-static const ListForm SEARCH_EPG = {0x2003, TAG_GUIDE_LIST,           TAG_GUIDE_LIST, 2,
-                                    12,     "handle_get_tv_simpleepg"};
-static const ListForm CHANNELS = {0x3000, TAG_LZW_LIST, TAG_GUIDE_LIST, 2, 12, nullptr};
-static const ListForm CHANNELS2 = {0x3002, TAG_LZW_LIST, TAG_GUIDE_LIST, 2, 12, nullptr};
-static const ListForm CHANNELS3 = {0x4016, TAG_LZW_LIST, TAG_GUIDE_LIST, 2, 12, nullptr};
+static constexpr ListForm EPG = list_form(protocol::OPERATIONS.get_tv_epg);
+static constexpr ListForm EPG_WEEK = list_form(protocol::OPERATIONS.get_tv_epgweek);
+static constexpr ListForm SEARCH_EPG = list_form(protocol::OPERATIONS.get_tv_searchsimpleepg);
+static constexpr ListForm CHANNELS3 = list_form(protocol::OPERATIONS.get_tv_channelcode3);
+static constexpr ListForm SIMPLE_EPG = list_form(protocol::OPERATIONS.get_tv_simpleepg);
+static constexpr ListForm CHANNELS = list_form(protocol::OPERATIONS.get_tv_channelcode);
+static constexpr ListForm CHANNELS2 = list_form(protocol::OPERATIONS.get_tv_channelcode2);
 
-/* Without its slot this one is silent, whatever the request. */
+/* Silent without its slot, also for a bad request. */
 int handle_get_tv_epg(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    RequestReader args = get_request(request, length, 5);
+    RequestReader args = get_request(request, length, 5, REPLY_CODE.get_tv_epg);
     const uint8_t selector1 = read_u8(&args);
     skip(&args, 1);
     const uint32_t selector2 = read_u32(&args);
     skip(&args, 1);
     const uint32_t selector3 = read_u32(&args);
-    const TvMethodTable *tv = host_methods();
-    if (tv->get_tv_epg == nullptr || !args.has_code) {
-        return -1;
-    }
-    if (args.failed) {
-        return reply_empty_list(cp, EPG.code, EPG.empty_tag);
+    if (host_methods()->get_tv_epg == nullptr) {
+        return reply_silence(&args);
     }
     uint16_t count = 0;
     uint32_t unsent = 0;
     uint32_t value = 0;
-    void *block = tv->get_tv_epg(&count, &unsent, selector1, selector2, selector3, &value);
-    return reply_list(cp, &EPG, count | value << 16, block);
+    void *block = call_slot(&args, &TvMethodTable::get_tv_epg, nullptr, &count, &unsent, selector1,
+                            selector2, selector3, &value);
+    return reply_list(cp, &args, EPG, count | value << 16, block);
 }
 
 int handle_get_tv_epgweek(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    RequestReader args = get_request(request, length, 5);
+    RequestReader args = get_request(request, length, 5, REPLY_CODE.get_tv_epgweek);
     const uint32_t selector = read_u32(&args);
-    const TvMethodTable *tv = host_methods(&args);
     uint32_t value = 0;
-    void *block = tv->get_tv_epgweek ? tv->get_tv_epgweek(selector, &value) : nullptr;
-    return args.has_code ? reply_list(cp, &EPG_WEEK, value, block) : -1;
+    void *block = call_slot(&args, &TvMethodTable::get_tv_epgweek, nullptr, selector, &value);
+    return reply_list(cp, &args, EPG_WEEK, value, block);
 }
 
 int handle_get_tv_searchsimpleepg(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
     char text[SEARCH_SIZE];
-    RequestReader args = get_request(request, length, 5);
-    const uint16_t size = read_text_into(&args, text, sizeof text);
-    const TvMethodTable *tv = host_methods(&args);
+    RequestReader args = get_request(request, length, 5, REPLY_CODE.get_tv_searchsimpleepg);
+    const uint32_t size = read_text_into(&args, text, sizeof text);
     uint16_t count = 0;
     uint32_t unsent = 0;
-    void *block = tv->get_tv_searchsimpleepg
-                      ? tv->get_tv_searchsimpleepg(text, size, &count, &unsent)
-                      : nullptr;
-    return args.has_code ? reply_list(cp, &SEARCH_EPG, count, block) : -1;
+    void *block = call_slot(&args, &TvMethodTable::get_tv_searchsimpleepg, nullptr, text, size,
+                            &count, &unsent);
+    return reply_list(cp, &args, SEARCH_EPG, count, block, "handle_get_tv_simpleepg");
 }
 
 int handle_get_tv_channelcode3(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    RequestReader args = get_request(request, length, 4);
-    const HeapText filter = read_text_copy(&args);
-    const TvMethodTable *tv = host_methods(&args);
+    RequestReader args = get_request(request, length, 4, REPLY_CODE.get_tv_channelcode3);
+    const HeapText filter = read_text(&args);
     uint16_t count = 0;
-    void *block = tv->get_tv_channelcode3 ? tv->get_tv_channelcode3(filter.chars, &count) : nullptr;
-    free(filter.chars);
-    return args.has_code ? reply_list(cp, &CHANNELS3, count, block) : -1;
+    void *block =
+        call_slot(&args, &TvMethodTable::get_tv_channelcode3, nullptr, filter.chars, &count);
+    return reply_list(cp, &args, CHANNELS3, count, block);
 }
 
 /* ---- Lists that are asked for without an argument */
 
-static int answer_plain(CtrlPoint *cp, const ListForm *form,
-                        void *(*TvMethodTable::*slot)(uint16_t *count))
+static int get_plain_list(CtrlPoint *cp, uint16_t code, ListForm form,
+                          void *(*TvMethodTable::*slot)(uint16_t *count))
 {
-    void *(*const list)(uint16_t *) = host_methods()->*slot;
+    RequestReader args = unread_request(code);
     uint16_t count = 0;
-    void *block = list ? list(&count) : nullptr;
-    return reply_list(cp, form, count, block);
+    void *block = call_slot(&args, slot, nullptr, &count);
+    return reply_list(cp, &args, form, count, block);
 }
 
 int handle_get_tv_simpleepg(CtrlPoint *cp, uint8_t *, int32_t)
 {
-    return answer_plain(cp, &SIMPLE_EPG, &TvMethodTable::get_tv_simpleepg);
+    return get_plain_list(cp, REPLY_CODE.get_tv_simpleepg, SIMPLE_EPG,
+                          &TvMethodTable::get_tv_simpleepg);
 }
 
 int handle_get_tv_channelcode(CtrlPoint *cp, uint8_t *, int32_t)
 {
-    return answer_plain(cp, &CHANNELS, &TvMethodTable::get_tv_channelcode);
+    return get_plain_list(cp, REPLY_CODE.get_tv_channelcode, CHANNELS,
+                          &TvMethodTable::get_tv_channelcode);
 }
 
 int handle_get_tv_channelcode2(CtrlPoint *cp, uint8_t *, int32_t)
 {
-    return answer_plain(cp, &CHANNELS2, &TvMethodTable::get_tv_channelcode2);
+    return get_plain_list(cp, REPLY_CODE.get_tv_channelcode2, CHANNELS2,
+                          &TvMethodTable::get_tv_channelcode2);
+}
+
+/* ---- The order of channels */
+
+int handle_get_tv_order(CtrlPoint *cp, uint8_t *request, int32_t length)
+{
+    RequestReader args = get_request(request, length, 3);
+    check_tag(&args, {0, 1, "frame_data[0] == 1", 599}, __func__);
+    if (!has_slot(&args, &TvMethodTable::get_tv_order)) {
+        return reply_empty(cp, &args);
+    }
+    uint16_t count = 0;
+    uint32_t size = 0;
+    void *data = call_slot(&args, &TvMethodTable::get_tv_order, nullptr, &count, &size);
+    return reply_host_list(cp, &args, count, data, size);
+}
+
+static int order_kind(uint16_t code)
+{
+    return code == 0x2006 ? 1 : code == 0x2010 ? 2 : 0;
+}
+
+int handle_set_tv_order(CtrlPoint *cp, uint8_t *request, int32_t length)
+{
+    RequestReader args = set_request(request, length, 3);
+    check_tag(&args, {2, TAG_U32, "frame_data[2] == 0x06", 659}, __func__);
+    const uint16_t first = read_u16(&args);
+    const uint16_t second = read_u16(&args);
+    const int kind = order_kind(args.code);
+    if (kind == 0) {
+        return reply_result(cp, &args, 0);
+    }
+    return reply_result(
+        cp, &args, call_slot(&args, &TvMethodTable::set_tv_order, NO_SLOT, first, second, kind));
 }

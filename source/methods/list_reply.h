@@ -2,18 +2,25 @@
 #pragma once
 
 #include "methods/replies.h"
+#include "protocol/operations.h"
 
 #include <stdint.h>
 
 struct ListForm {
-    uint16_t code;
     uint8_t tag;
     uint8_t empty_tag;
-    uint8_t count_size;     /* bytes of what stands in front of the data: 2 or 4 */
-    uint8_t max_bits;       /* of a code of the compression */
-    const char *dump_label; /* null: the reply is not dumped */
+    uint8_t count_size; /* bytes of what stands in front of the data: 2 or 4 */
+    uint8_t max_bits;   /* of a code of the compression */
 };
 
+constexpr ListForm list_form(const protocol::Operation &operation)
+{
+    return {operation.reply.tag, operation.reply.empty_tag, operation.reply.count_size,
+            operation.reply.max_bits};
+}
+
 /* Compresses the block that a slot has returned, sends it behind the counts and releases it. Null
- * and a block of length 0 are answered with the empty list. Returns 0, or -1 after that answer. */
-int reply_list(CtrlPoint *cp, const ListForm *form, uint32_t counts, void *block);
+ * and a block of length 0 are answered with the empty list. The whole reply is dumped under the
+ * label unless that is null. Returns 0, or -1 after the empty list. */
+int reply_list(CtrlPoint *cp, RequestReader *args, ListForm form, uint32_t counts, void *block,
+               const char *dump_label = nullptr);

@@ -1,6 +1,25 @@
 #include "methods/method_table.h"
 
-#include "methods/method_table_layout.h"
+#include <stddef.h>
+
+/* The order of the slots is what hosts rely on. */
+static constexpr size_t slot_offset(size_t number)
+{
+    return number * sizeof(void (*)(void));
+}
+
+#define OPERATION(family, kind, first, last, slot, name, ...)                                      \
+    static_assert(offsetof(TvMethodTable, name) == slot_offset(slot), #name);
+#define RESERVED(slot) static_assert(offsetof(TvMethodTable, reserved_##slot) == slot_offset(slot));
+#include "protocol/operations.def"
+
+enum {
+#define OPERATION(family, kind, first, last, slot, name, ...) SLOT_COUNTED_##name,
+#define RESERVED(slot) SLOT_COUNTED_##slot,
+#include "protocol/operations.def"
+    SLOTS_LISTED
+};
+static_assert(sizeof(TvMethodTable) == slot_offset(SLOTS_LISTED), "every slot is in the list");
 
 const TvMethodTable *g_tv_method = nullptr;
 int (*tv_ippRpcFunSet)(char *answer, const char *request) = nullptr;

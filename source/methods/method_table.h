@@ -13,6 +13,3 @@ const TvMethodTable *host_methods(const RequestReader *args);
 
 /* The same for a handler that looks at no byte of its request. */
 const TvMethodTable *host_methods(void);
-
-/* What a setter sends when there was no slot to call. */
-enum { NO_SLOT = -1 };

@@ -1,4 +1,6 @@
-/* The replies of the handlers. */
+/* The replies of the handlers. Each function ends a request: it releases the reader's copies, and
+ * sends at most one frame, with the reader's method code. A request that ended before its method
+ * code is never answered. */
 #pragma once
 
 #include "tvlink/ctrlpoint.h"
@@ -7,55 +9,67 @@
 
 #include <stdint.h>
 
-/* ---- Set replies: method code and result byte. */
+/* ---- No reply. Returns 0, or -1 for a bad request. */
 
-/* Echoes the request's code with the low 8 bits of the result, or with 0xFF for a bad request.
- * Returns 0, or -1 for a bad request; sends nothing when the request had no code. */
-int reply_result(CtrlPoint *cp, const RequestReader *args, int result);
+int reply_nothing(RequestReader *args);
 
-/* The same with a code of the handler's own. */
-int reply_result_as(CtrlPoint *cp, const RequestReader *args, uint16_t code, int result);
+/* The same for a handler that is silent because it has no slot to call: -1. */
+int reply_silence(RequestReader *args);
 
-/* The code with 0, whatever has become of the request. Returns as reply_result. */
-int reply_zero(CtrlPoint *cp, const RequestReader *args);
+/* ---- Set replies: method code and result byte. They return 0, or -1 for a bad request. */
 
-/* ---- Get replies: a list of attributes, each an id, a tag and a value. */
+/* The low 8 bits of the result, or 0xFF for a bad request. */
+int reply_result(CtrlPoint *cp, RequestReader *args, int result);
 
-/* Sends it as a get reply, or in a frame of another type, and frees it. Returns 0, or -1 when it
- * could not be built and nothing was sent. */
-int reply_send(CtrlPoint *cp, PayloadBuilder *reply);
-int reply_send_as(CtrlPoint *cp, PayloadBuilder *reply, uint8_t frame_type);
+/* 0, also for a bad request. */
+int reply_zero(CtrlPoint *cp, RequestReader *args);
 
-/* The same, and sends the empty reply with this code when it could not be built. */
-int reply_send_or_empty(CtrlPoint *cp, PayloadBuilder *reply, uint16_t code);
-
-/* 1 and the method code. Returns -1. */
-int reply_empty(CtrlPoint *cp, uint16_t code);
-
-/* The empty reply to a request, unless it had no code; the code is the request's or the handler's
- * own. Returns -1. */
-int reply_empty_to(CtrlPoint *cp, const RequestReader *args);
-int reply_empty_as(CtrlPoint *cp, const RequestReader *args, uint16_t code);
-
-/* The empty reply of a list: 1, code, tag and a length of 0. Returns -1. */
-int reply_empty_list(CtrlPoint *cp, uint16_t code, uint8_t tag);
-
-/* ---- Replies of one value. They return 0, or -1 after the empty reply. */
+/* ---- Get replies of one value. They return 0, or -1 after the empty reply. */
 
 /* These need no memory of their own and always return 0. */
-int reply_u8(CtrlPoint *cp, uint16_t code, int value);
-int reply_port(CtrlPoint *cp, uint16_t code, uint16_t port);
-int reply_u32(CtrlPoint *cp, uint16_t code, uint32_t value);
+int reply_u8(CtrlPoint *cp, RequestReader *args, int value);
+int reply_port(CtrlPoint *cp, RequestReader *args, uint16_t port);
+int reply_u32(CtrlPoint *cp, RequestReader *args, uint32_t value);
 
-int reply_text(CtrlPoint *cp, uint16_t code, const char *text);
-
-/* A text that the host wrote into a lent buffer (lend_buffer), which is freed; the empty reply when
- * there is no buffer or the result is negative. */
-int reply_answer(CtrlPoint *cp, const RequestReader *args, uint16_t code, int result, char *answer);
-
-/* Dumps the first 50 bytes of a reply; zeros stand for what it has less. */
-void reply_dump(const PayloadBuilder *reply, const char *label);
+int reply_text(CtrlPoint *cp, RequestReader *args, const char *text);
 
 /* A zeroed buffer for a host that is told `size`: it is one byte longer, and so ends in zero
- * however much the host writes. Null when memory is out. */
-char *lend_buffer(uint32_t size);
+ * however much the host writes. Null, and the reader failed, when memory is out; null for a failed
+ * reader. */
+char *lend_buffer(RequestReader *args, uint32_t size);
+
+/* The text that the host wrote into the lent buffer, which is freed; the empty reply for a negative
+ * result or no buffer. */
+int reply_answer(CtrlPoint *cp, RequestReader *args, int result, char *answer);
+
+/* A text from malloc, which is freed, dumped under the label; the empty reply for null. */
+int reply_host_text(CtrlPoint *cp, RequestReader *args, char *text, const char *dump_label);
+
+/* A block of `count` elements from malloc, which is freed, dumped under the label unless that is
+ * null. The empty reply for null with a count above 0, and for more than a reply can hold. */
+int reply_host_block(CtrlPoint *cp, RequestReader *args, void *elements, uint32_t count,
+                     uint32_t element_size, const char *dump_label);
+
+/* `size` bytes of data from malloc, which are freed, behind a count. Null is sent as zeros. */
+int reply_host_list(CtrlPoint *cp, RequestReader *args, uint16_t count, void *data, uint32_t size);
+
+/* A record of that tag and size with a code of its own: the empty reply has the reader's. */
+int reply_record(CtrlPoint *cp, RequestReader *args, uint16_t code, const void *record,
+                 uint32_t size, const char *dump_label);
+
+/* ---- Empty replies. They return -1. */
+
+/* 1 and the method code. */
+int reply_empty(CtrlPoint *cp, RequestReader *args);
+
+/* 1, the method code, the tag and a length of 0. */
+int reply_empty_list(CtrlPoint *cp, RequestReader *args, uint8_t tag);
+
+/* ---- Other payloads. */
+
+/* Sends the payload in a frame of this type and frees it. Returns 0, or -1 when it could not be
+ * built and nothing was sent. */
+int reply_payload(CtrlPoint *cp, PayloadBuilder *payload, uint8_t frame_type);
+
+/* The same in a get reply; the empty reply when it could not be built. */
+int reply_payload_or_empty(CtrlPoint *cp, RequestReader *args, PayloadBuilder *payload);

@@ -3,6 +3,9 @@
 #include <stdlib.h>
 #include <string.h>
 
+#define FRAME_TYPE(value, name, ...) static_assert(FRAME_##name == (value), #name);
+#include "protocol/operations.def"
+
 static const uint8_t MAGIC = 0xA5;
 
 uint16_t load_u16(const uint8_t *from)

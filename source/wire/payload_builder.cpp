@@ -15,6 +15,12 @@ PayloadBuilder payload_begin(uint64_t size)
     return payload;
 }
 
+PayloadBuilder payload_on(uint8_t *bytes, uint32_t size)
+{
+    memset(bytes, 0, size);
+    return {bytes, size, 0};
+}
+
 PayloadBuilder payload_begin_value(uint16_t code, uint8_t tag, uint64_t value_size)
 {
     PayloadBuilder payload = payload_begin(value_size + 4);

@@ -1,26 +1,10 @@
 /* Builds the payload of a reply or an event: the one place that writes what a phone receives. */
 #pragma once
 
+#include "protocol/tags.h"
 #include "tvlink/frame.h"
 
 #include <stdint.h>
-
-/* Value tags. */
-enum {
-    TAG_U8 = 0x02,
-    TAG_U16 = 0x03,
-    TAG_PORT = 0x04,
-    TAG_I32 = 0x05,
-    TAG_U32 = 0x06,
-    TAG_STRING = 0x08,
-    TAG_BLOB = 0x0C,
-    TAG_POINT = 0xA0,
-    TAG_LZW_LIST2 = 0xA1,
-    TAG_LIST = 0xA2,
-    TAG_GUIDE_LIST = 0xA3,
-    TAG_RECORD = 0xA4,
-    TAG_LZW_LIST = 0xA5,
-};
 
 struct PayloadBuilder {
     uint8_t *bytes; /* null when memory is out: what is put is dropped, sending fails */
@@ -33,6 +17,9 @@ const uint32_t PAYLOAD_MOST = INT32_MAX - FRAME_OVERHEAD;
 
 /* Makes room for `size` bytes, all zero; none above PAYLOAD_MOST. */
 PayloadBuilder payload_begin(uint64_t size);
+
+/* Builds in the caller's bytes, which are zeroed; there is nothing to free. */
+PayloadBuilder payload_on(uint8_t *bytes, uint32_t size);
 
 /* A reply of one attribute whose value has `value_size` bytes; what comes next is the value. */
 PayloadBuilder payload_begin_value(uint16_t code, uint8_t tag, uint64_t value_size);

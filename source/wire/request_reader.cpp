@@ -11,26 +11,42 @@
 static const char *const SOURCE_NAME = "../source/tv/tv";
 
 static RequestReader open_request(const uint8_t *request, int32_t length, uint32_t code_at,
-                                  uint32_t first)
+                                  uint32_t first, uint16_t own_code)
 {
     RequestReader r = {};
     r.bytes = request;
     r.size = request == nullptr || length < 0 ? 0 : static_cast<uint32_t>(length);
     r.at = code_at;
-    r.code = read_u16(&r);
+    const uint16_t requested = read_u16(&r);
     r.has_code = !r.failed;
+    r.code = own_code != 0 ? own_code : requested;
     r.at = first; /* may lie beyond the end: then the first read fails */
     return r;
 }
 
-RequestReader set_request(const uint8_t *request, int32_t length, uint32_t first)
+RequestReader set_request(const uint8_t *request, int32_t length, uint32_t first, uint16_t own_code)
 {
-    return open_request(request, length, 0, first);
+    return open_request(request, length, 0, first, own_code);
 }
 
-RequestReader get_request(const uint8_t *request, int32_t length, uint32_t first)
+RequestReader get_request(const uint8_t *request, int32_t length, uint32_t first, uint16_t own_code)
 {
-    return open_request(request, length, 1, first);
+    return open_request(request, length, 1, first, own_code);
+}
+
+RequestReader unread_request(uint16_t own_code)
+{
+    RequestReader r = {};
+    r.code = own_code;
+    r.has_code = true;
+    return r;
+}
+
+void request_release(RequestReader *r)
+{
+    while (r->copy_count > 0) {
+        free(r->copies[--r->copy_count]);
+    }
 }
 
 static void bad_tag(const TagCheck &check, const char *handler)
@@ -69,7 +85,7 @@ void skip(RequestReader *r, uint32_t count)
     if (count > UINT32_MAX - r->at) {
         r->failed = true;
     } else {
-        r->at += count; /* what is not looked at need not be there; the next read tells */
+        r->at += count;
     }
 }
 
@@ -117,25 +133,17 @@ float read_f32(RequestReader *r)
     return value;
 }
 
-RequestText read_text(RequestReader *r)
-{
-    const uint16_t length = read_u16(r);
-    const uint8_t *bytes = take(r, length);
-    return {bytes, bytes == nullptr ? uint16_t{0} : length};
-}
-
 uint16_t read_text_into(RequestReader *r, char *to, uint32_t to_size)
 {
     memset(to, 0, to_size);
-    const RequestText text = read_text(r);
-    if (text.length >= to_size) {
+    const uint16_t length = read_u16(r);
+    const uint8_t *bytes = take(r, length);
+    if (bytes == nullptr || length >= to_size) {
         r->failed = true;
         return 0;
     }
-    if (text.length > 0) {
-        memcpy(to, text.bytes, text.length);
-    }
-    return text.length;
+    memcpy(to, bytes, length);
+    return length;
 }
 
 static char *terminated_copy(const uint8_t *bytes, uint32_t length)
@@ -147,23 +155,29 @@ static char *terminated_copy(const uint8_t *bytes, uint32_t length)
     return copy;
 }
 
-char *copy_text(const RequestText *text)
-{
-    return terminated_copy(text->bytes, text->length);
-}
-
-HeapText read_copy(RequestReader *r, uint32_t length)
+HeapText read_bytes(RequestReader *r, uint32_t length)
 {
     const uint8_t *bytes = take(r, length);
-    char *copy = r->failed ? nullptr : terminated_copy(bytes, length);
-    if (copy == nullptr) {
+    if (r->failed || r->copy_count == REQUEST_COPIES_MAX) {
         r->failed = true;
         return {nullptr, 0};
     }
+    char *copy = terminated_copy(bytes, length);
+    if (copy == nullptr) {
+        r->failed = true;
+        r->out_of_memory = true;
+        return {nullptr, 0};
+    }
+    r->copies[r->copy_count++] = copy;
     return {copy, length};
 }
 
-HeapText read_text_copy(RequestReader *r)
+HeapText read_text(RequestReader *r)
 {
-    return read_copy(r, read_u16(r));
+    return read_bytes(r, read_u16(r));
+}
+
+char *give_copy(RequestReader *r)
+{
+    return r->copies[--r->copy_count];
 }

@@ -1,5 +1,7 @@
 #include "support/recording_host.h"
 
+#include "protocol/operations.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -10,20 +12,11 @@
 namespace
 {
 
-/* Who owns what a slot returns, and how it lies in memory. */
-enum class Given { HEAP, SIZED_BLOCK, KEPT };
-
-struct Slot {
-    const char *name = nullptr;
-    size_t lent = 0; /* size of the buffer or record that the slot is given */
-    Given data = Given::HEAP;
-};
-
 RecordingHost *host = nullptr;
 
 /* One call while its arguments are added. */
 struct Recording {
-    const Slot &slot;
+    const protocol::Operation &slot;
     HostAnswers answers;
     std::string line;
     size_t outs_used;
@@ -39,7 +32,7 @@ std::string lent_content(const void *buffer, size_t size)
 
 void add_lent(Recording &call, void *buffer)
 {
-    call.line += " " + lent_content(buffer, call.slot.lent);
+    call.line += " " + lent_content(buffer, call.slot.lends.size);
     std::copy(call.answers.text.begin(), call.answers.text.end(), static_cast<char *>(buffer));
     if (call.answers.terminated) {
         static_cast<char *>(buffer)[call.answers.text.size()] = '\0';
@@ -64,7 +57,7 @@ void add(Recording &call, const char *text)
 /* A buffer to write into, or a text that is the slot's own from now on. */
 void add(Recording &call, char *text)
 {
-    if (call.slot.lent > 0) {
+    if (call.slot.lends.size > 0) {
         add_lent(call, text);
     } else {
         add(call, static_cast<const char *>(text));
@@ -114,25 +107,24 @@ void *given_data(const Recording &call, bool is_text)
         return nullptr;
     }
     const Bytes &data = call.answers.data;
-    switch (call.slot.data) {
-    case Given::KEPT:
+    switch (call.slot.lends.memory) {
+    case protocol::SLOT_KEPT_BY_HOST:
         return host->keep(data);
-    case Given::SIZED_BLOCK:
+    case protocol::SLOT_SIZED_BLOCK:
         return sized_block(data);
-    case Given::HEAP:
-        break;
+    default:
+        return copy_of(data, data.size() + (is_text ? 1 : 0));
     }
-    return copy_of(data, data.size() + (is_text ? 1 : 0));
 }
 
-template <auto Member> struct Recorder;
+template <auto Member, protocol::Operation protocol::column::Table::*Slot> struct Recorder;
 
-template <typename Result, typename... Arguments, Result (*TvMethodTable::*Member)(Arguments...)>
-struct Recorder<Member> {
-    static inline Slot slot = {};
-
+template <typename Result, typename... Arguments, Result (*TvMethodTable::*Member)(Arguments...),
+          protocol::Operation protocol::column::Table::*Slot>
+struct Recorder<Member, Slot> {
     static Result call(Arguments... arguments)
     {
+        const protocol::Operation &slot = protocol::OPERATIONS.*Slot;
         Recording recording = {slot, host->answers(), slot.name, 0, nullptr};
         (add(recording, arguments), ...);
         host->add_call(recording.line);
@@ -144,108 +136,12 @@ struct Recorder<Member> {
     }
 };
 
-template <auto Member> void record(TvMethodTable &table, const Slot &slot)
-{
-    Recorder<Member>::slot = slot;
-    table.*Member = Recorder<Member>::call;
-}
-
-#define RECORD(name, ...) record<&TvMethodTable::name>(table, {#name, __VA_ARGS__})
-
-void record_setters(TvMethodTable &table)
-{
-    RECORD(set_tv_code0115);
-    RECORD(set_tv_code3001);
-    RECORD(set_tv_code0116);
-    RECORD(set_tv_code0117);
-    RECORD(set_tv_mute);
-    RECORD(set_tv_action2);
-    RECORD(set_tv_action1);
-    RECORD(set_tv_bind);
-    RECORD(set_tv_searchchannel);
-    RECORD(set_tv_showphone);
-    RECORD(set_tv_voddetails);
-    RECORD(set_tv_loginfromtv);
-    RECORD(set_tv_mode);
-    RECORD(set_tv_volume);
-    RECORD(set_tv_powermode);
-    RECORD(set_tv_key);
-    RECORD(set_tv_touch);
-    RECORD(set_tv_channel);
-    RECORD(set_tv_mouse);
-    RECORD(set_tv_textpair);
-    RECORD(set_tv_order);
-    RECORD(set_tv_int3);
-    RECORD(set_tv_name);
-    RECORD(set_tv_install_apklist);
-    RECORD(set_tv_current_position);
-    RECORD(set_tv_nick_name);
-    RECORD(set_tv_setting_mtnadata, 2560);
-    RECORD(set_tv_vod_vt_int);
-    RECORD(set_tv_vod_vt_str);
-    RECORD(set_tv_vod_vt_long);
-    RECORD(set_tv_show_phone_connect);
-    RECORD(set_tv_shut_down);
-    RECORD(set_tv_vod);
-    RECORD(set_tv_wifiinfo);
-    RECORD(set_play_addr);
-    RECORD(set_play_addr2);
-    RECORD(set_play_volume);
-    RECORD(set_play_start);
-    RECORD(set_play_pause);
-    RECORD(set_play_stop);
-    RECORD(set_play_seek);
-    RECORD(set_play_operation);
-}
-
-void record_getters(TvMethodTable &table)
-{
-    RECORD(get_screen_shot2, 0, Given::KEPT);
-    RECORD(get_tv_epg, 0, Given::SIZED_BLOCK);
-    RECORD(get_tv_epgweek, 0, Given::SIZED_BLOCK);
-    RECORD(get_tv_code0105);
-    RECORD(get_tv_vodplayer);
-    RECORD(get_tv_text, 256);
-    RECORD(get_tv_vodarraystring);
-    RECORD(get_tv_vodarraystring2);
-    RECORD(get_tv_order);
-    RECORD(get_tv_code010e);
-    RECORD(get_tv_code0001);
-    RECORD(get_tv_code2005);
-    RECORD(get_tv_vodstr);
-    RECORD(get_tv_vodstr2);
-    RECORD(get_tv_vodstatus, 280);
-    RECORD(get_tv_vodstatus2, 280);
-    RECORD(get_tv_vodintarray);
-    RECORD(get_tv_vodintarray2);
-    RECORD(get_tv_simpleepg, 0, Given::SIZED_BLOCK);
-    RECORD(get_tv_channelcode, 0, Given::SIZED_BLOCK);
-    RECORD(get_tv_channelcode2, 0, Given::SIZED_BLOCK);
-    RECORD(get_tv_channelcode3, 0, Given::SIZED_BLOCK);
-    RECORD(get_tv_searchsimpleepg, 0, Given::SIZED_BLOCK);
-    RECORD(get_tv_metadata, 65535);
-    RECORD(get_tv_installapklist, 65535);
-    RECORD(get_tv_currentposition, 65535);
-    RECORD(get_startplayer);
-    RECORD(tv_sendvoice);
-    RECORD(get_tv_vodplayer_v2);
-    RECORD(get_europe_version, 32);
-    RECORD(get_device_info, 256);
-    RECORD(get_tv_code400b, 2560);
-    RECORD(get_tv_code400c, 2560);
-    RECORD(get_tv_code400d, 2560);
-    RECORD(get_tv_code400a);
-    RECORD(get_tv_code4015, 2560);
-    RECORD(get_play_status);
-    RECORD(get_play_position);
-    RECORD(get_play_duration);
-}
-
 TvMethodTable full_table()
 {
     TvMethodTable table = {};
-    record_setters(table);
-    record_getters(table);
+#define OPERATION(family, kind, first, last, slot, name, ...)                                      \
+    table.name = Recorder<&TvMethodTable::name, &protocol::column::Table::name>::call;
+#include "protocol/operations.def"
     return table;
 }
 

@@ -48,16 +48,19 @@ struct HandlerRow {
 
 #define HANDLER(name) #name, name
 
-std::vector<HandlerRow> control_rows();
+std::vector<HandlerRow> remote_rows();
+std::vector<HandlerRow> state_rows();
 std::vector<HandlerRow> list_rows();
 std::vector<HandlerRow> player_rows();
-std::vector<HandlerRow> setting_rows();
 std::vector<HandlerRow> video_rows();
+std::vector<HandlerRow> setting_rows();
+std::vector<HandlerRow> phone_rows();
 
 inline std::vector<HandlerRow> handler_rows()
 {
     std::vector<HandlerRow> all;
-    for (const auto family : {control_rows, list_rows, player_rows, setting_rows, video_rows}) {
+    for (const auto family :
+         {remote_rows, state_rows, list_rows, player_rows, video_rows, setting_rows, phone_rows}) {
         for (HandlerRow &row : family()) {
             all.push_back(std::move(row));
         }

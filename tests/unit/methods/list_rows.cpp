@@ -1,4 +1,4 @@
-/* The guide and the channel lists, which travel compressed. */
+/* The guide and the channel lists, which travel compressed, and the order of channels. */
 #include "handler_rows.h"
 
 /* 01 02 03 04 05 06 as seven codes of 9 bits, 1 2 3 4 5 6 257, and the bits that are left over, 1,
@@ -46,6 +46,7 @@ std::vector<HandlerRow> list_rows()
         {HANDLER(handle_get_tv_channelcode), Reached::BY_GET, 54, "01 00 30", 3,
          "get_tv_channelcode *0", "06 01 00 30 A5 0B 00 00 00 03 00 " COMPRESSED,
          "06 01 00 30 A3 00 00 00 00", "06 01 00 30 A3 00 00 00 00", -1},
+
         {HANDLER(handle_get_tv_channelcode2), Reached::BY_GET, 55, "01 02 30", 3,
          "get_tv_channelcode2 *0", "06 01 02 30 A5 0B 00 00 00 03 00 " COMPRESSED,
          "06 01 02 30 A3 00 00 00 00", "06 01 02 30 A3 00 00 00 00", -1},
@@ -58,6 +59,20 @@ std::vector<HandlerRow> list_rows()
          "get_tv_channelcode3 \"\" *0",
          "06 01 16 40 A5 0B 00 00 00 03 00 " COMPRESSED,
          "06 01 16 40 A3 00 00 00 00", "06 01 16 40 A3 00 00 00 00", -1},
+
+        {HANDLER(handle_get_tv_order), Reached::BY_GET, 12, "01 07 20", 3,
+         "get_tv_order *0 *0", "06 01 07 20 A2 08 00 00 00 03 00 01 02 03 04 05 06",
+         "06 01 07 20", "06 01 07 20", -1},
+        {HANDLER(handle_get_tv_order), Reached::DIRECTLY, 12, "01 34 12", 3,
+         "get_tv_order *0 *0", "06 01 34 12 A2 08 00 00 00 03 00 01 02 03 04 05 06",
+         "06 01 34 12", "06 01 34 12", -1},
+
+        {HANDLER(handle_set_tv_order), Reached::DIRECTLY, 32, "06 20 06 34 12 78 96", 7,
+         "set_tv_order 4660 38520 1", "08 06 20 ??", "08 06 20 FF", "08 06 20 FF", 0},
+        {HANDLER(handle_set_tv_order), Reached::DIRECTLY, 32, "10 20 06 34 12 78 96", 7,
+         "set_tv_order 4660 38520 2", "08 10 20 ??", "08 10 20 FF", "08 10 20 FF", 0},
+        {HANDLER(handle_set_tv_order), Reached::DIRECTLY, 32, "07 20 06 34 12 78 96", 7,
+         "", "08 07 20 00", "08 07 20 FF", "08 07 20 00", 0},
     };
     /* clang-format on */
 }

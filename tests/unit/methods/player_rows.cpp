@@ -1,25 +1,16 @@
-/* The media player, and the states that are one value each. */
+/* The media player. */
 #include "handler_rows.h"
 
 std::vector<HandlerRow> player_rows()
 {
     /* clang-format off */
     return {
-        {HANDLER(handle_get_tv_code0001), Reached::BY_GET, 14, "01 01 00", 3,
-         "get_tv_code0001", "06 01 01 00 02 ??", "", "", -1},
-        {HANDLER(handle_get_tv_code0105), Reached::BY_GET, 7, "01 05 01", 3,
-         "get_tv_code0105", "06 01 05 01 02 ??", "06 01 05 01", "", -1},
-        {HANDLER(handle_get_tv_code010e), Reached::BY_GET, 13, "01 0E 01 EE EE 07", 6,
-         "get_tv_code010e 7", "06 01 0E 01 02 ??", "", "", -1},
-        {HANDLER(handle_get_tv_code010e), Reached::DIRECTLY, 13, "01 34 12 EE EE FF", 6,
-         "get_tv_code010e 255", "06 01 0E 01 02 ??", "", "", -1},
-        {HANDLER(handle_get_tv_code2005), Reached::BY_GET, 24, "01 05 20", 3,
-         "get_tv_code2005", "06 01 05 20 06 ????????", "06 01 05 20", "", -1},
-
         {HANDLER(handle_get_play_status), Reached::BY_GET, 74, "01 01 15", 3,
          "get_play_status", "06 01 01 15 02 ??", "", "", -1},
+
         {HANDLER(handle_get_play_position), Reached::BY_GET, 75, "01 02 15", 3,
          "get_play_position", "06 01 02 15 06 ????????", "", "", -1},
+
         {HANDLER(handle_get_play_duration), Reached::BY_GET, 76, "01 03 15", 3,
          "get_play_duration", "06 01 03 15 06 ????????", "", "", -1},
 
@@ -43,8 +34,10 @@ std::vector<HandlerRow> player_rows()
 
         {HANDLER(handle_set_play_start), Reached::BY_SET, 82, "07 15", 2,
          "set_play_start", "08 07 15 ??", "08 07 15 FF", "08 07 15 FF", 0},
+
         {HANDLER(handle_set_play_pause), Reached::BY_SET, 83, "08 15", 2,
          "set_play_pause", "08 08 15 ??", "08 08 15 FF", "08 08 15 FF", 0},
+
         {HANDLER(handle_set_play_stop), Reached::BY_SET, 84, "09 15", 2,
          "set_play_stop", "08 09 15 ??", "08 09 15 FF", "08 09 15 FF", 0},
 

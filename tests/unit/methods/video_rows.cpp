@@ -1,4 +1,4 @@
-/* Video on demand, metadata, applications, voice. */
+/* Video on demand. */
 #include "handler_rows.h"
 
 /* Three 32-bit numbers. */
@@ -39,6 +39,7 @@ std::vector<HandlerRow> video_rows()
         {HANDLER(handle_get_tv_vodstr), Reached::DIRECTLY, 45, "01 34 12 EE EE 00", 6,
          "get_tv_vodstr 0", "06 01 34 12 08 06 00 01 02 03 04 05 06",
          "06 01 34 12", "06 01 34 12", -1},
+
         {HANDLER(handle_get_tv_vodstr2), Reached::BY_GET, 46, "01 18 40 EE EE FE EE 02 00 'ab'", 11,
          "get_tv_vodstr2 254 \"ab\"", "06 01 18 40 08 06 00 01 02 03 04 05 06",
          "06 01 18 40", "06 01 18 40", -1},
@@ -52,6 +53,7 @@ std::vector<HandlerRow> video_rows()
         {HANDLER(handle_get_tv_vodstatus), Reached::DIRECTLY, 47, "01 34 12", 3,
          "get_tv_vodstatus [280]", "06 01 0F 20 A4 18 01 00 00 " + record(),
          "06 01 34 12", "06 01 34 12", -1, Fails::BELOW_1},
+
         /* The answer bears the code of the other one, the failure its own. */
         {HANDLER(handle_get_tv_vodstatus2), Reached::BY_GET, 48, "01 21 40 EE 02 00 'ab'", 8,
          "get_tv_vodstatus2 \"ab\" [280]", "06 01 0F 20 A4 18 01 00 00 " + record(),
@@ -68,6 +70,7 @@ std::vector<HandlerRow> video_rows()
          "get_tv_vodintarray *0",
          "06 01 34 12 0C 0C 00 00 00 01 02 03 04 05 06 07 08 09 0A 0B 0C",
          "06 01 34 12", "06 01 34 12", -1, Fails::NEVER, answering_numbers()},
+
         {HANDLER(handle_get_tv_vodintarray2), Reached::BY_GET, 50, "01 1C 40 EE EE 02 00 'ab'", 9,
          "get_tv_vodintarray2 *0 \"ab\"",
          "06 01 1C 40 0C 0C 00 00 00 01 02 03 04 05 06 07 08 09 0A 0B 0C",
@@ -83,6 +86,7 @@ std::vector<HandlerRow> video_rows()
         {HANDLER(handle_get_tv_vodarraystring), Reached::DIRECTLY, 10, "01 34 12", 3,
          "get_tv_vodarraystring *0", "06 01 11 20 0C 00 02 00 00 " + cells(),
          "06 01 11 20", "06 01 11 20", -1, Fails::NEVER, answering_cells()},
+
         {HANDLER(handle_get_tv_vodarraystring2), Reached::BY_GET, 11, "01 1B 40 EE 02 00 'ab'", 8,
          "get_tv_vodarraystring2 \"ab\" *0", "06 01 1B 40 0C 00 02 00 00 " + cells(),
          "06 01 1B 40", "06 01 1B 40", -1, Fails::NEVER, answering_cells()},
@@ -92,6 +96,7 @@ std::vector<HandlerRow> video_rows()
 
         {HANDLER(handle_get_tv_vodplayer), Reached::BY_GET, 8, "01 18 20", 3,
          "get_tv_vodplayer", "06 01 18 20 06 ????????", "06 01 18 20", "06 01 18 20", -1},
+
         {HANDLER(handle_get_tv_vodplayer_v2), Reached::BY_GET, 64, "01 1E 40 EE EE 02 00 'ab'", 9,
          "get_tv_vodplayer_v2 \"ab\"", "06 01 1E 40 06 ????????",
          "06 01 1E 40", "06 01 1E 40", -1},
@@ -99,25 +104,14 @@ std::vector<HandlerRow> video_rows()
          "get_tv_vodplayer_v2 \"\"", "06 01 1E 40 06 ????????",
          "06 01 1E 40", "06 01 1E 40", -1},
 
-        {HANDLER(handle_get_tv_currentposition), Reached::BY_GET, 60, "01 02 40", 3,
-         "get_tv_currentposition [65535]", "06 01 02 40 08 05 00 'hello'",
-         "06 01 02 40", "06 01 02 40", -1, Fails::BELOW_0},
-        {HANDLER(handle_get_tv_installapklist), Reached::BY_GET, 59,
-         "01 01 40 EE EE 04 03 02 81", 9,
-         "get_tv_installapklist 2164392708 [65535]", "06 01 01 40 08 05 00 'hello'",
-         "06 01 01 40", "06 01 01 40", -1, Fails::BELOW_0},
-        {HANDLER(handle_get_tv_installapklist), Reached::DIRECTLY, 59,
-         "01 34 12 EE EE 04 03 02 01", 9,
-         "get_tv_installapklist 16909060 [65535]", "06 01 01 40 08 05 00 'hello'",
-         "06 01 01 40", "06 01 01 40", -1, Fails::BELOW_0},
-        {HANDLER(handle_get_europe_version), Reached::BY_GET, 65, "01 24 40", 3,
-         "get_europe_version [32]", "06 01 24 40 08 05 00 'hello'",
-         "06 01 24 40", "06 01 24 40", -1, Fails::BELOW_0},
-
-        {HANDLER(handle_tv_sendvoice), Reached::BY_GET, 63, "01 1F 40 EE EE 03 00 'a' 00 'c'", 10,
-         "tv_sendvoice \"a\\x00c\" 3", "", "06 01 1F 40", "06 01 1F 40", -1, Fails::BELOW_0},
-        {HANDLER(handle_tv_sendvoice), Reached::DIRECTLY, 63, "01 34 12 EE EE 00 00", 7,
-         "tv_sendvoice \"\" 0", "", "06 01 1F 40", "06 01 1F 40", -1, Fails::BELOW_0},
+        {HANDLER(handle_get_startplayer), Reached::BY_GET, 62,
+         "01 20 40 EE EE 01 00 02 00 03 00 'a' 'bb' 'ccc'", 17,
+         "get_startplayer \"a\" \"bb\" \"ccc\"", "06 01 20 40 06 ????????",
+         "06 01 20 40", "06 01 20 40", -1, Fails::BELOW_0},
+        {HANDLER(handle_get_startplayer), Reached::DIRECTLY, 62,
+         "01 34 12 EE EE 00 00 00 00 00 00", 11,
+         "get_startplayer \"\" \"\" \"\"", "06 01 20 40 06 ????????",
+         "06 01 20 40", "06 01 20 40", -1, Fails::BELOW_0},
 
         {HANDLER(handle_get_tv_metadata), Reached::BY_GET, 58,
          "01 03 40 EE EE FE EE 02 00 'ab' 03 00 'cde'", 16,
@@ -128,14 +122,11 @@ std::vector<HandlerRow> video_rows()
          "get_tv_metadata \"\" \"\" 0 [65535]", "06 01 03 40 08 05 00 'hello'",
          "06 01 03 40", "06 01 03 40", -1, Fails::BELOW_0},
 
-        {HANDLER(handle_get_startplayer), Reached::BY_GET, 62,
-         "01 20 40 EE EE 01 00 02 00 03 00 'a' 'bb' 'ccc'", 17,
-         "get_startplayer \"a\" \"bb\" \"ccc\"", "06 01 20 40 06 ????????",
-         "06 01 20 40", "06 01 20 40", -1, Fails::BELOW_0},
-        {HANDLER(handle_get_startplayer), Reached::DIRECTLY, 62,
-         "01 34 12 EE EE 00 00 00 00 00 00", 11,
-         "get_startplayer \"\" \"\" \"\"", "06 01 20 40 06 ????????",
-         "06 01 20 40", "06 01 20 40", -1, Fails::BELOW_0},
+        {HANDLER(handle_set_tv_voddetails), Reached::DIRECTLY, 21,
+         "22 01 EE 02 00 'ab' EE 03 00 'cde'", 13,
+         "set_tv_voddetails \"ab\" 2 \"cde\" 3", "08 22 01 ??", "08 22 01 FF", "08 22 01 FF", 0},
+        {HANDLER(handle_set_tv_voddetails), Reached::DIRECTLY, 21, "22 01 EE 00 00 EE 00 00", 8,
+         "set_tv_voddetails \"\" 0 \"\" 0", "08 22 01 ??", "08 22 01 FF", "08 22 01 FF", 0},
 
         {HANDLER(handle_set_tv_vod), Reached::DIRECTLY, 51, "34 12 EE EE 01 EE 04 03 02 81", 10,
          "set_tv_vod 1 2164392708 0 0 null 0", "08 34 12 ??", "08 34 12 FF", "08 34 12 FF", 0},
@@ -147,6 +138,25 @@ std::vector<HandlerRow> video_rows()
          "set_tv_vod 8 0 0 0 \"abc\" 3", "08 34 12 ??", "08 34 12 FF", "08 34 12 FF", 0},
         {HANDLER(handle_set_tv_vod), Reached::DIRECTLY, 51, "34 12 EE EE 07 EE 00 00", 8,
          "set_tv_vod 7 0 0 0 \"\" 0", "08 34 12 ??", "08 34 12 FF", "08 34 12 FF", 0},
+
+        {HANDLER(handle_set_tv_vod_vt_int), Reached::DIRECTLY, 40,
+         "34 12 EE EE FE EE 02 00 'ab' EE 04 03 02 81", 15,
+         "set_tv_vod_vt_int 254 \"ab\" 2164392708", "08 34 12 ??",
+         "08 34 12 FF", "08 34 12 FF", 0},
+
+        {HANDLER(handle_set_tv_vod_vt_str), Reached::DIRECTLY, 41,
+         "34 12 EE EE FE EE 02 00 'ab' EE 03 00 'cde'", 16,
+         "set_tv_vod_vt_str 254 \"ab\" \"cde\"", "08 34 12 ??",
+         "08 34 12 FF", "08 34 12 FF", 0},
+        {HANDLER(handle_set_tv_vod_vt_str), Reached::DIRECTLY, 41,
+         "34 12 EE EE 01 EE 00 00 EE 00 00", 11,
+         "set_tv_vod_vt_str 1 \"\" \"\"", "08 34 12 ??",
+         "08 34 12 FF", "08 34 12 FF", 0},
+
+        {HANDLER(handle_set_tv_vod_vt_long), Reached::DIRECTLY, 42,
+         "34 12 EE EE FE EE 02 00 'ab' EE 08 07 06 05 04 03 02 81", 19,
+         "set_tv_vod_vt_long 254 \"ab\" -9150748177064392952", "08 34 12 ??",
+         "08 34 12 FF", "08 34 12 FF", 0},
     };
     /* clang-format on */
 }

@@ -1,6 +1,9 @@
 #include "wire/request_reader.h"
 
 #include "support/asked_television.h"
+#include "support/watched_call.h"
+
+#include <cerrno>
 
 namespace
 {
@@ -79,8 +82,9 @@ TEST(RequestReader, RefusesEveryTruncationOfAValue)
     const Bytes whole = bytes("12 34 56 78");
     for (size_t size = 0; size < 4; size++) {
         const Bytes request = first_bytes(whole, size);
-        const RequestReader fresh = {request.data(), static_cast<uint32_t>(size), 0, 0, true,
-                                     false};
+        RequestReader fresh = {};
+        fresh.bytes = request.data();
+        fresh.size = static_cast<uint32_t>(size);
         RequestReader r = fresh;
         EXPECT_EQ(read_u32(&r), 0u);
         EXPECT_TRUE(r.failed);
@@ -103,8 +107,9 @@ TEST(RequestReader, ReadsNothingMoreOnceItHasFailed)
     EXPECT_EQ(read_u32(&r), 0u);
     EXPECT_EQ(read_u8(&r), 0);
     EXPECT_EQ(read_u16(&r), 0);
-    EXPECT_EQ(read_text(&r).bytes, nullptr);
-    EXPECT_EQ(read_text_copy(&r).chars, nullptr);
+    EXPECT_EQ(read_text(&r).chars, nullptr);
+    EXPECT_EQ(read_bytes(&r, 1).chars, nullptr);
+    EXPECT_EQ(r.copy_count, 0);
     EXPECT_TRUE(r.failed);
 }
 
@@ -134,23 +139,13 @@ TEST(RequestReader, DoesNotComeRoundToTheStartBySkipping)
     EXPECT_EQ(read_u8(&r), 0);
 }
 
-TEST(RequestReader, LendsATextThatStandsInTheRequest)
-{
-    const Bytes request = bytes("EE 03 00 'abc' 07");
-    RequestReader r = reader_of(request, 1);
-    const RequestText text = read_text(&r);
-    EXPECT_EQ(text.bytes, request.data() + 3);
-    EXPECT_EQ(text.length, 3);
-    EXPECT_EQ(read_u8(&r), 7);
-    EXPECT_FALSE(r.failed);
-}
-
 TEST(RequestReader, ReadsAnEmptyTextAtTheVeryEnd)
 {
     const Bytes request = bytes("EE 00 00");
     RequestReader r = reader_of(request, 1);
-    EXPECT_EQ(read_text(&r).length, 0);
+    EXPECT_EQ(read_text(&r).length, 0u);
     EXPECT_FALSE(r.failed);
+    request_release(&r);
 }
 
 TEST(RequestReader, RefusesATextThatClaimsMoreThanThereIs)
@@ -159,9 +154,9 @@ TEST(RequestReader, RefusesATextThatClaimsMoreThanThereIs)
          {"EE EE 04 00 'abc'", "EE EE FF FF 'abc'", "EE EE 01 00", "EE EE 01"}) {
         const Bytes wire = bytes(request);
         RequestReader r = reader_of(wire, 2);
-        const RequestText text = read_text(&r);
-        EXPECT_EQ(text.bytes, nullptr) << request;
-        EXPECT_EQ(text.length, 0) << request;
+        const HeapText text = read_text(&r);
+        EXPECT_EQ(text.chars, nullptr) << request;
+        EXPECT_EQ(text.length, 0u) << request;
         EXPECT_TRUE(r.failed) << request;
     }
 }
@@ -208,13 +203,13 @@ TEST(RequestReader, CopiesATextWithTwoZerosBehindIt)
 {
     const Bytes request = bytes("EE EE 03 00 'abc' FF FF");
     RequestReader r = reader_of(request, 2);
-    const HeapText text = read_text_copy(&r);
+    const HeapText text = read_text(&r);
     ASSERT_NE(text.chars, nullptr);
-    EXPECT_EQ(text.length, 3);
+    EXPECT_EQ(text.length, 3u);
     EXPECT_EQ(quoted(text.chars, 5), "\"abc\\x00\\x00\"");
     EXPECT_FALSE(r.failed);
     EXPECT_EQ(read_u16(&r), 0xFFFF);
-    free(text.chars);
+    request_release(&r);
 }
 
 TEST(RequestReader, CopiesEveryLengthThatSixteenBitsCanSay)
@@ -223,12 +218,65 @@ TEST(RequestReader, CopiesEveryLengthThatSixteenBitsCanSay)
         Bytes request = {0xEE, 0xEE, static_cast<uint8_t>(size), static_cast<uint8_t>(size >> 8)};
         request.resize(4 + size, 'x');
         RequestReader r = reader_of(request, 2);
-        const HeapText text = read_text_copy(&r);
+        const HeapText text = read_text(&r);
         ASSERT_NE(text.chars, nullptr);
         EXPECT_EQ(text.length, size);
         EXPECT_EQ(std::string(text.chars), std::string(size, 'x'));
-        free(text.chars);
+        request_release(&r);
     }
+}
+
+TEST(RequestReader, OwnsTheCopiesOfUpToThreeTexts)
+{
+    const Bytes request = bytes("EE EE 01 00 'a' 01 00 'b' 'c' 01 00 'd'");
+    RequestReader r = reader_of(request, 2);
+    const HeapText first = read_text(&r);
+    const HeapText second = read_text(&r);
+    const HeapText third = read_bytes(&r, 1);
+    EXPECT_EQ(std::string(first.chars) + second.chars + third.chars, "abc");
+    EXPECT_EQ(read_text(&r).chars, nullptr);
+    EXPECT_TRUE(r.failed);
+    EXPECT_FALSE(r.out_of_memory);
+    request_release(&r);
+    EXPECT_EQ(r.copy_count, 0);
+    request_release(&r);
+}
+
+TEST(RequestReader, GivesItsLatestCopyAway)
+{
+    const Bytes request = bytes("EE EE 01 00 'a' 01 00 'b'");
+    RequestReader r = reader_of(request, 2);
+    read_text(&r);
+    const HeapText second = read_text(&r);
+    char *given = give_copy(&r);
+    EXPECT_EQ(given, second.chars);
+    request_release(&r);
+    EXPECT_STREQ(given, "b");
+    free(given);
+}
+
+TEST(RequestReader, FailsForWantOfMemory)
+{
+    const Bytes request = bytes("EE EE 01 00 'a'");
+    RequestReader r = reader_of(request, 2);
+    WatchedCall memory(CALL_CALLOC);
+    memory.fail(ENOMEM);
+    EXPECT_EQ(read_text(&r).chars, nullptr);
+    EXPECT_TRUE(r.failed);
+    EXPECT_TRUE(r.out_of_memory);
+}
+
+TEST(RequestReader, HasACodeOfTheHandlersOwn)
+{
+    const Bytes request = bytes("01 34 12");
+    EXPECT_EQ(get_request(request.data(), 3, 3, 0x2018).code, 0x2018);
+    EXPECT_TRUE(get_request(request.data(), 3, 3, 0x2018).has_code);
+    EXPECT_FALSE(get_request(request.data(), 2, 3, 0x2018).has_code);
+    EXPECT_EQ(set_request(request.data(), 3, 2, 0x3001).code, 0x3001);
+    const RequestReader unread = unread_request(0x1501);
+    EXPECT_EQ(unread.code, 0x1501);
+    EXPECT_TRUE(unread.has_code);
+    EXPECT_FALSE(unread.failed);
 }
 
 class RequestTag : public AskedTelevision

@@ -13,14 +13,15 @@ class BuiltReply : public AskedTelevision
 protected:
     std::string sent(PayloadBuilder *reply)
     {
-        EXPECT_EQ(reply_send(phone.record(), reply), 0);
+        EXPECT_EQ(reply_payload(phone.record(), reply, FRAME_GET_REPLY), 0);
         return phone.received();
     }
 
-    RequestReader request_of(const char *request, bool failed)
+    RequestReader request_of(const char *request, bool failed, uint16_t own_code = 0)
     {
         given = bytes(request);
-        RequestReader r = set_request(given.data(), static_cast<int32_t>(given.size()), 2);
+        RequestReader r =
+            set_request(given.data(), static_cast<int32_t>(given.size()), 2, own_code);
         r.failed = r.failed || failed;
         return r;
     }
@@ -92,14 +93,15 @@ TEST_F(BuiltReply, PutsTextsBehindTheirLengths)
 TEST_F(BuiltReply, CutsTextsAtWhatTheirLengthCanSay)
 {
     const std::string longest(65535, 'x');
+    RequestReader asked = unread_request(0x200E);
     EXPECT_EQ(text_size(longest.c_str()), 65537u);
-    EXPECT_EQ(reply_text(phone.record(), 0x200E, longest.c_str()), 0);
+    EXPECT_EQ(reply_text(phone.record(), &asked, longest.c_str()), 0);
     const std::string expected = frame_around("06 01 0E 20 08 FF FF " + characters(65535));
     EXPECT_TRUE(phone.received() == expected);
 
     const std::string longer = longest + "yyy";
     EXPECT_EQ(text_size(longer.c_str()), 65537u);
-    EXPECT_EQ(reply_text(phone.record(), 0x200E, longer.c_str()), 0);
+    EXPECT_EQ(reply_text(phone.record(), &asked, longer.c_str()), 0);
     EXPECT_TRUE(phone.received() == expected);
 }
 
@@ -107,17 +109,17 @@ TEST_F(BuiltReply, SendsInAFrameOfAnotherType)
 {
     PayloadBuilder reply = payload_begin(1);
     put_u8(&reply, 7);
-    EXPECT_EQ(reply_send_as(phone.record(), &reply, 0x22), 0);
+    EXPECT_EQ(reply_payload(phone.record(), &reply, 0x22), 0);
     EXPECT_EQ(phone.received(), frame_around("22 07"));
 }
 
 TEST_F(BuiltReply, IsEmptyOnceItIsSent)
 {
     PayloadBuilder reply = payload_begin(1);
-    EXPECT_EQ(reply_send(phone.record(), &reply), 0);
+    EXPECT_EQ(reply_payload(phone.record(), &reply, FRAME_GET_REPLY), 0);
     EXPECT_EQ(reply.bytes, nullptr);
     phone.received();
-    EXPECT_EQ(reply_send(phone.record(), &reply), -1);
+    EXPECT_EQ(reply_payload(phone.record(), &reply, FRAME_GET_REPLY), -1);
     EXPECT_EQ(phone.received(), "");
 }
 
@@ -126,13 +128,14 @@ TEST_F(BuiltReply, MakesNoReplyThatNoFrameCanHold)
     for (const uint64_t size : {uint64_t{INT32_MAX} - 71, uint64_t{INT32_MAX}, uint64_t{UINT32_MAX},
                                 uint64_t{UINT32_MAX} + 2, UINT64_MAX}) {
         PayloadBuilder reply = payload_begin(size);
+        RequestReader asked = unread_request(0x2007);
         EXPECT_EQ(reply.bytes, nullptr) << size;
         put_u8(&reply, 1);
         put_u32(&reply, 1);
         put_text(&reply, "hello");
-        EXPECT_EQ(reply_send(phone.record(), &reply), -1) << size;
+        EXPECT_EQ(reply_payload(phone.record(), &reply, FRAME_GET_REPLY), -1) << size;
         EXPECT_EQ(phone.received(), "") << size;
-        EXPECT_EQ(reply_send_or_empty(phone.record(), &reply, 0x2007), -1) << size;
+        EXPECT_EQ(reply_payload_or_empty(phone.record(), &asked, &reply), -1) << size;
         EXPECT_EQ(phone.received(), frame_around("06 01 07 20")) << size;
     }
 }
@@ -141,24 +144,25 @@ TEST_F(BuiltReply, SendsTheEmptyReplyWhenMemoryIsOut)
 {
     WatchedCall memory(CALL_CALLOC);
     memory.fail(ENOMEM);
-    EXPECT_EQ(reply_text(phone.record(), 0x0B01, "KV"), -1);
+    RequestReader asked = unread_request(0x0B01);
+    EXPECT_EQ(reply_text(phone.record(), &asked, "KV"), -1);
     EXPECT_EQ(phone.received(), frame_around("06 01 01 0B"));
 }
 
 TEST_F(BuiltReply, SendsTheEmptyReplyToARequestThatHadACode)
 {
-    const RequestReader with_code = request_of("07 20", false);
-    EXPECT_EQ(reply_empty_to(phone.record(), &with_code), -1);
+    RequestReader with_code = request_of("07 20", false);
+    EXPECT_EQ(reply_empty(phone.record(), &with_code), -1);
     EXPECT_EQ(phone.received(), frame_around("06 01 07 20"));
 
-    const RequestReader without = request_of("07", false);
-    EXPECT_EQ(reply_empty_to(phone.record(), &without), -1);
+    RequestReader without = request_of("07", false);
+    EXPECT_EQ(reply_empty(phone.record(), &without), -1);
     EXPECT_EQ(phone.received(), "");
 }
 
 TEST_F(BuiltReply, SendsTheLowEightBitsOfAResult)
 {
-    const RequestReader request = request_of("09 01", false);
+    RequestReader request = request_of("09 01", false);
     const struct {
         int result;
         const char *body;
@@ -174,41 +178,59 @@ TEST_F(BuiltReply, SendsTheLowEightBitsOfAResult)
 
 TEST_F(BuiltReply, SendsAFailureForABadRequestWhateverTheResult)
 {
-    const RequestReader request = request_of("09 01", true);
+    RequestReader request = request_of("09 01", true);
     EXPECT_EQ(reply_result(phone.record(), &request, 0), -1);
     EXPECT_EQ(phone.received(), frame_around("08 09 01 FF"));
-    EXPECT_EQ(reply_result_as(phone.record(), &request, 0x3001, 0), -1);
-    EXPECT_EQ(phone.received(), frame_around("08 01 30 FF"));
     EXPECT_EQ(reply_zero(phone.record(), &request), -1);
     EXPECT_EQ(phone.received(), frame_around("08 09 01 00"));
+    RequestReader renamed = request_of("09 01", true, 0x3001);
+    EXPECT_EQ(reply_result(phone.record(), &renamed, 0), -1);
+    EXPECT_EQ(phone.received(), frame_around("08 01 30 FF"));
 }
 
 TEST_F(BuiltReply, SendsAResultWithACodeOfItsOwn)
 {
-    const RequestReader request = request_of("09 01", false);
-    EXPECT_EQ(reply_result_as(phone.record(), &request, 0x3001, -1), 0);
+    RequestReader renamed = request_of("09 01", false, 0x3001);
+    EXPECT_EQ(reply_result(phone.record(), &renamed, -1), 0);
     EXPECT_EQ(phone.received(), frame_around("08 01 30 FF"));
-    EXPECT_EQ(reply_zero(phone.record(), &request), 0);
-    EXPECT_EQ(phone.received(), frame_around("08 09 01 00"));
 }
 
-TEST_F(BuiltReply, SendsNoResultToARequestWithoutACode)
+TEST_F(BuiltReply, SendsNothingToARequestWithoutACode)
 {
-    const RequestReader request = request_of("09", false);
+    RequestReader request = request_of("09", false, 0x3001);
     EXPECT_EQ(reply_result(phone.record(), &request, 1), -1);
-    EXPECT_EQ(reply_result_as(phone.record(), &request, 0x3001, 1), -1);
     EXPECT_EQ(reply_zero(phone.record(), &request), -1);
+    EXPECT_EQ(reply_empty(phone.record(), &request), -1);
+    EXPECT_EQ(reply_empty_list(phone.record(), &request, TAG_GUIDE_LIST), -1);
     EXPECT_EQ(phone.received(), "");
+}
+
+TEST_F(BuiltReply, ReleasesTheCopiesOfTheRequest)
+{
+    const auto copies_after = [this](auto &&end) {
+        RequestReader request = request_of("09 01 01 00 'a'", false);
+        read_text(&request);
+        EXPECT_EQ(request.copy_count, 1);
+        end(&request);
+        phone.received();
+        return request.copy_count;
+    };
+    EXPECT_EQ(copies_after([](RequestReader *r) { reply_nothing(r); }), 0);
+    EXPECT_EQ(copies_after([](RequestReader *r) { reply_silence(r); }), 0);
+    EXPECT_EQ(copies_after([&](RequestReader *r) { reply_result(phone.record(), r, 0); }), 0);
+    EXPECT_EQ(copies_after([&](RequestReader *r) { reply_u32(phone.record(), r, 0); }), 0);
+    EXPECT_EQ(copies_after([&](RequestReader *r) { reply_text(phone.record(), r, ""); }), 0);
+    EXPECT_EQ(copies_after([&](RequestReader *r) { reply_empty(phone.record(), r); }), 0);
 }
 
 TEST_F(BuiltReply, IsNotHinderedByAPhoneThatHasGone)
 {
     phone.hang_up();
     PayloadBuilder reply = payload_begin(1);
-    EXPECT_EQ(reply_send(phone.record(), &reply), 0);
-    const RequestReader request = request_of("09 01", false);
+    EXPECT_EQ(reply_payload(phone.record(), &reply, FRAME_GET_REPLY), 0);
+    RequestReader request = request_of("09 01", false);
     EXPECT_EQ(reply_result(phone.record(), &request, 1), 0);
-    EXPECT_EQ(reply_empty(phone.record(), 0x2007), -1);
+    EXPECT_EQ(reply_empty(phone.record(), &request), -1);
 }
 
 } // namespace

@@ -1,7 +1,7 @@
-/* Keys, channels, texts, pairing: the plain remote control. */
+/* Keys, steps, modes, pointer, switches and typed text. */
 #include "handler_rows.h"
 
-std::vector<HandlerRow> control_rows()
+std::vector<HandlerRow> remote_rows()
 {
     /* clang-format off */
     return {
@@ -16,6 +16,11 @@ std::vector<HandlerRow> control_rows()
         {HANDLER(handle_set_tv_channel), Reached::DIRECTLY, 29, "10 01 02 03", 4,
          "set_tv_channel 3", "08 10 01 ??", "08 10 01 FF", "08 10 01 FF", 0},
 
+        {HANDLER(handle_set_tv_key), Reached::BY_SET, 27, "09 01 02 06 05 00 00 00 06 08 00 00 00", 13,
+         "set_tv_key 5 8", "08 09 01 ??", "08 09 01 FF", "08 09 01 FF", 0},
+        {HANDLER(handle_set_tv_key), Reached::BY_SET, 27, "09 01 EE EE 04 03 02 01 EE FF FE FD FC", 13,
+         "set_tv_key 16909060 4244504319", "08 09 01 ??", "08 09 01 FF", "08 09 01 FF", 0},
+
         {HANDLER(handle_set_tv_volume), Reached::BY_SET, 25, "0F 01 02 05", 4,
          "set_tv_volume 5", "08 0F 01 ??", "08 0F 01 FF", "08 0F 01 FF", 0},
         {HANDLER(handle_set_tv_volume), Reached::BY_SET, 25, "10 01 02 05", 4,
@@ -27,16 +32,14 @@ std::vector<HandlerRow> control_rows()
         {HANDLER(handle_set_tv_volume), Reached::DIRECTLY, 25, "02 01 02 05", 4,
          "set_tv_volume 5", "08 02 01 ??", "08 02 01 FF", "08 02 01 FF", 0},
 
-        {HANDLER(handle_set_tv_key), Reached::BY_SET, 27, "09 01 02 06 05 00 00 00 06 08 00 00 00", 13,
-         "set_tv_key 5 8", "08 09 01 ??", "08 09 01 FF", "08 09 01 FF", 0},
-        {HANDLER(handle_set_tv_key), Reached::BY_SET, 27, "09 01 EE EE 04 03 02 01 EE FF FE FD FC", 13,
-         "set_tv_key 16909060 4244504319", "08 09 01 ??", "08 09 01 FF", "08 09 01 FF", 0},
-
         {HANDLER(handle_set_tv_textpair), Reached::BY_SET, 31,
          "12 01 EE EE 03 00 'abc' EE 02 00 'de'", 14,
          "set_tv_textpair \"de\" \"abc\"", "08 12 01 ??", "08 12 01 FF", "08 12 01 FF", 0},
         {HANDLER(handle_set_tv_textpair), Reached::BY_SET, 31, "12 01 EE EE 00 00 EE 00 00", 9,
          "set_tv_textpair \"\" \"\"", "08 12 01 ??", "08 12 01 FF", "08 12 01 FF", 0},
+
+        {HANDLER(handle_get_tv_text), Reached::BY_GET, 9, "01 12 01", 3,
+         "get_tv_text [256]", "06 01 12 01 08 05 00 'hello'", "06 01 12 01", "", -1},
 
         {HANDLER(handle_set_tv_mode), Reached::DIRECTLY, 23, "18 01 06 04 03 02 81", 7,
          "set_tv_mode 2164392708", "08 18 01 ??", "08 18 01 FF", "08 18 01 FF", 0},
@@ -54,56 +57,18 @@ std::vector<HandlerRow> control_rows()
          "07 01 EE EE 00 00 20 41 EE 00 00 A0 C1", 13,
          "set_tv_touch 10 -20", "08 07 01 ??", "08 07 01 FF", "08 07 01 FF", 0},
 
-        {HANDLER(handle_set_tv_order), Reached::DIRECTLY, 32, "06 20 06 34 12 78 96", 7,
-         "set_tv_order 4660 38520 1", "08 06 20 ??", "08 06 20 FF", "08 06 20 FF", 0},
-        {HANDLER(handle_set_tv_order), Reached::DIRECTLY, 32, "10 20 06 34 12 78 96", 7,
-         "set_tv_order 4660 38520 2", "08 10 20 ??", "08 10 20 FF", "08 10 20 FF", 0},
-        {HANDLER(handle_set_tv_order), Reached::DIRECTLY, 32, "07 20 06 34 12 78 96", 7,
-         "", "08 07 20 00", "08 07 20 FF", "08 07 20 00", 0},
-
-        {HANDLER(handle_set_tv_name), Reached::DIRECTLY, 34, "08 01 EE EE 03 00 'abc'", 9,
-         "set_tv_name \"abc\" 3", "08 08 01 ??", "08 08 01 FF", "08 08 01 FF", 0},
-        {HANDLER(handle_set_tv_name), Reached::DIRECTLY, 34, "08 01 EE EE 00 00", 6,
-         "set_tv_name \"\" 0", "08 08 01 ??", "08 08 01 FF", "08 08 01 FF", 0},
-
-        {HANDLER(handle_set_tv_wifiinfo), Reached::DIRECTLY, 61, "09 40 EE EE EE 04 00 'wifi'", 11,
-         "set_tv_wifiinfo \"wifi\"", "08 09 40 ??", "08 09 40 FF", "08 09 40 FF", 0},
-        {HANDLER(handle_set_tv_wifiinfo), Reached::DIRECTLY, 61, "09 40 EE EE EE 00 00", 7,
-         "set_tv_wifiinfo \"\"", "08 09 40 ??", "08 09 40 FF", "08 09 40 FF", 0},
-
         {HANDLER(handle_set_tv_searchchannel), Reached::DIRECTLY, 19, "34 12", 2,
          "set_tv_searchchannel", "08 34 12 ??", "08 34 12 FF", "08 34 12 FF", 0},
-        {HANDLER(handle_set_tv_bind), Reached::DIRECTLY, 18, "34 12", 2,
-         "set_tv_bind", "08 34 12 ??", "08 34 12 FF", "08 34 12 FF", 0},
-        {HANDLER(handle_set_tv_action1), Reached::DIRECTLY, 17, "34 12", 2,
-         "set_tv_action1", "08 34 12 ??", "08 34 12 FF", "08 34 12 FF", 0},
-        {HANDLER(handle_set_tv_action2), Reached::DIRECTLY, 16, "34 12", 2,
-         "set_tv_action2", "08 34 12 ??", "08 34 12 FF", "08 34 12 FF", 0},
-
-        {HANDLER(handle_set_tv_showphone), Reached::DIRECTLY, 20, "21 01 08 03 00 'tel'", 8,
-         "set_tv_showphone \"tel\" 3", "08 21 01 ??", "08 21 01 FF", "08 21 01 FF", 0},
-        {HANDLER(handle_set_tv_showphone), Reached::DIRECTLY, 20, "21 01 08 00 00", 5,
-         "set_tv_showphone \"\" 0", "08 21 01 ??", "08 21 01 FF", "08 21 01 FF", 0},
-
-        {HANDLER(handle_set_tv_voddetails), Reached::DIRECTLY, 21,
-         "22 01 EE 02 00 'ab' EE 03 00 'cde'", 13,
-         "set_tv_voddetails \"ab\" 2 \"cde\" 3", "08 22 01 ??", "08 22 01 FF", "08 22 01 FF", 0},
-        {HANDLER(handle_set_tv_voddetails), Reached::DIRECTLY, 21, "22 01 EE 00 00 EE 00 00", 8,
-         "set_tv_voddetails \"\" 0 \"\" 0", "08 22 01 ??", "08 22 01 FF", "08 22 01 FF", 0},
-
-        {HANDLER(handle_set_tv_loginfromtv), Reached::DIRECTLY, 22,
-         "23 01 EE EE 01 00 'a' EE 02 00 'bb' EE 00 00 EE 01 00 'd' EE 03 00 'eee'", 25,
-         "set_tv_loginfromtv \"a\" \"bb\" \"\" \"d\" \"eee\"",
-         "08 23 01 00", "08 23 01 00", "08 23 01 00", 0},
 
         {HANDLER(handle_set_tv_int3), Reached::DIRECTLY, 33,
          "24 01 EE EE 01 02 03 04 EE 02 00 00 00 EE 03 00 00 80", 18,
          "set_tv_int3 67305985 2 2147483651", "08 24 01 ??", "08 24 01 FF", "08 24 01 FF", 0},
 
-        {HANDLER(handle_set_tv_code3001), Reached::DIRECTLY, 1, "34 12 EE EE 02 00 'ab'", 8,
-         "set_tv_code3001 \"ab\"", "08 01 30 ??", "08 01 30 FF", "08 01 30 FF", 0},
-        {HANDLER(handle_set_tv_code3001), Reached::DIRECTLY, 1, "34 12 EE EE 00 00", 6,
-         "", "08 01 30 00", "08 01 30 FF", "08 01 30 00", 0},
+        {HANDLER(handle_set_tv_action1), Reached::DIRECTLY, 17, "34 12", 2,
+         "set_tv_action1", "08 34 12 ??", "08 34 12 FF", "08 34 12 FF", 0},
+
+        {HANDLER(handle_set_tv_action2), Reached::DIRECTLY, 16, "34 12", 2,
+         "set_tv_action2", "08 34 12 ??", "08 34 12 FF", "08 34 12 FF", 0},
 
         {HANDLER(handle_set_tv_code0115), Reached::DIRECTLY, 0, "34 12 EE EE CD AB EE 02 00 'xy'", 11,
          "set_tv_code0115 \"xy\" 43981", "08 15 01 ??", "08 15 01 FF", "08 15 01 FF", 0},
@@ -126,18 +91,10 @@ std::vector<HandlerRow> control_rows()
         {HANDLER(handle_set_tv_code0117), Reached::DIRECTLY, 3, "34 12 EE 00 00 00 00", 7,
          "", "08 17 01 00", "08 17 01 FF", "08 17 01 00", 0},
 
-        {HANDLER(handle_get_tv_text), Reached::BY_GET, 9, "01 12 01", 3,
-         "get_tv_text [256]", "06 01 12 01 08 05 00 'hello'", "06 01 12 01", "", -1},
-
-        {HANDLER(handle_get_tv_name), Reached::BY_GET, ROW_WITHOUT_SLOT, "01 01 0B", 3,
-         "", "06 01 01 0B 08 02 00 'KV'", "06 01 01 0B", "06 01 01 0B 08 02 00 'KV'", 0},
-
-        {HANDLER(handle_get_tv_order), Reached::BY_GET, 12, "01 07 20", 3,
-         "get_tv_order *0 *0", "06 01 07 20 A2 08 00 00 00 03 00 01 02 03 04 05 06",
-         "06 01 07 20", "06 01 07 20", -1},
-        {HANDLER(handle_get_tv_order), Reached::DIRECTLY, 12, "01 34 12", 3,
-         "get_tv_order *0 *0", "06 01 34 12 A2 08 00 00 00 03 00 01 02 03 04 05 06",
-         "06 01 34 12", "06 01 34 12", -1},
+        {HANDLER(handle_set_tv_code3001), Reached::DIRECTLY, 1, "34 12 EE EE 02 00 'ab'", 8,
+         "set_tv_code3001 \"ab\"", "08 01 30 ??", "08 01 30 FF", "08 01 30 FF", 0},
+        {HANDLER(handle_set_tv_code3001), Reached::DIRECTLY, 1, "34 12 EE EE 00 00", 6,
+         "", "08 01 30 00", "08 01 30 FF", "08 01 30 00", 0},
     };
     /* clang-format on */
 }

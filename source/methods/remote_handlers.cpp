@@ -1,11 +1,15 @@
-/* Keys, steps, modes, switches, pointer and touch. */
+/* Keys, steps, modes, pointer, switches and typed text. */
 
 #include "methods/handler_shapes.h"
-#include "methods/method_table.h"
-#include "methods/replies.h"
 #include "tvlink/handlers.h"
 
 #include <limits.h>
+
+static const uint32_t TEXT_SIZE = 256;
+static const uint32_t SHORT_TEXT_SIZE = 32;
+
+static constexpr uint16_t CHANNEL_DOWN = protocol::OPERATIONS.set_tv_channel.last_code;
+static constexpr uint16_t VOLUME_DOWN = protocol::OPERATIONS.set_tv_volume.last_code;
 
 /* Two codes share a handler; the second one steps down. */
 static int set_step(CtrlPoint *cp, uint8_t *request, int32_t length, const TagCheck &tag,
@@ -14,21 +18,21 @@ static int set_step(CtrlPoint *cp, uint8_t *request, int32_t length, const TagCh
 {
     RequestReader args = set_request(request, length, 3);
     check_tag(&args, tag, handler);
-    const int step = read_u8(&args);
-    int (*const set)(int32_t) = host_methods(&args)->*slot;
-    return reply_result(cp, &args, set ? set(args.code == code_down ? -step : step) : NO_SLOT);
+    const int32_t step = read_u8(&args);
+    const int32_t signed_step = args.code == code_down ? -step : step;
+    return reply_result(cp, &args, call_slot(&args, slot, NO_SLOT, signed_step));
 }
 
 int handle_set_tv_channel(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
     return set_step(cp, request, length, {2, TAG_U8, "frame_data[2] == 0x02", 367}, __func__,
-                    0x0102, &TvMethodTable::set_tv_channel);
+                    CHANNEL_DOWN, &TvMethodTable::set_tv_channel);
 }
 
 int handle_set_tv_volume(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
     return set_step(cp, request, length, {2, TAG_U8, "frame_data[2] == 0x02", 428}, __func__,
-                    0x0110, &TvMethodTable::set_tv_volume);
+                    VOLUME_DOWN, &TvMethodTable::set_tv_volume);
 }
 
 int handle_set_tv_key(CtrlPoint *cp, uint8_t *request, int32_t length)
@@ -37,8 +41,31 @@ int handle_set_tv_key(CtrlPoint *cp, uint8_t *request, int32_t length)
     const uint32_t key = read_u32(&args);
     skip(&args, 1);
     const uint32_t second = read_u32(&args);
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_tv_key ? tv->set_tv_key(key, second) : NO_SLOT);
+    return reply_result(cp, &args,
+                        call_slot(&args, &TvMethodTable::set_tv_key, NO_SLOT, key, second));
+}
+
+int handle_set_tv_textpair(CtrlPoint *cp, uint8_t *request, int32_t length)
+{
+    char first[TEXT_SIZE];
+    char second[SHORT_TEXT_SIZE];
+    RequestReader args = set_request(request, length, 4);
+    read_text_into(&args, first, sizeof first);
+    skip(&args, 1);
+    read_text_into(&args, second, sizeof second);
+    return reply_result(cp, &args,
+                        call_slot(&args, &TvMethodTable::set_tv_textpair, NO_SLOT, second, first));
+}
+
+int handle_get_tv_text(CtrlPoint *cp, uint8_t *, int32_t)
+{
+    RequestReader args = unread_request(REPLY_CODE.get_tv_text);
+    if (!has_slot(&args, &TvMethodTable::get_tv_text)) {
+        return reply_silence(&args);
+    }
+    char text[TEXT_SIZE + 1] = {}; /* ends in zero, however much the host writes */
+    call_slot(&args, &TvMethodTable::get_tv_text, 0, text);
+    return reply_text(cp, &args, text);
 }
 
 int handle_set_tv_mode(CtrlPoint *cp, uint8_t *request, int32_t length)
@@ -46,8 +73,7 @@ int handle_set_tv_mode(CtrlPoint *cp, uint8_t *request, int32_t length)
     RequestReader args = set_request(request, length, 3);
     check_tag(&args, {2, TAG_U32, "frame_data[2] == 0x06", 348}, __func__);
     const uint32_t mode = read_u32(&args);
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_tv_mode ? tv->set_tv_mode(mode) : NO_SLOT);
+    return reply_result(cp, &args, call_slot(&args, &TvMethodTable::set_tv_mode, NO_SLOT, mode));
 }
 
 int handle_set_tv_powermode(CtrlPoint *cp, uint8_t *request, int32_t length)
@@ -70,14 +96,11 @@ int handle_set_tv_mouse(CtrlPoint *, uint8_t *request, int32_t length)
     const int16_t first = read_i16(&args);
     const int16_t second = read_i16(&args);
     const int16_t third = read_i16(&args);
-    const TvMethodTable *tv = host_methods(&args);
-    if (tv->set_tv_mouse) {
-        tv->set_tv_mouse(first, second, third);
-    }
-    return args.failed ? -1 : 0;
+    call_slot(&args, &TvMethodTable::set_tv_mouse, NO_SLOT, first, second, third);
+    return reply_nothing(&args);
 }
 
-/* Truncated toward zero; what an int32_t cannot say, not-a-number included, is its maximum. */
+/* Truncated toward zero; what does not fit an int32_t, not-a-number included, is its maximum. */
 static int32_t whole_number(float value)
 {
     const float beyond = 2147483648.0F;
@@ -90,28 +113,7 @@ int handle_set_tv_touch(CtrlPoint *cp, uint8_t *request, int32_t length)
     const int32_t x = whole_number(read_f32(&args));
     skip(&args, 1);
     const int32_t y = whole_number(read_f32(&args));
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args, tv->set_tv_touch ? tv->set_tv_touch(x, y) : NO_SLOT);
-}
-
-static int order_kind(uint16_t code)
-{
-    return code == 0x2006 ? 1 : code == 0x2010 ? 2 : 0;
-}
-
-int handle_set_tv_order(CtrlPoint *cp, uint8_t *request, int32_t length)
-{
-    RequestReader args = set_request(request, length, 3);
-    check_tag(&args, {2, TAG_U32, "frame_data[2] == 0x06", 659}, __func__);
-    const uint16_t first = read_u16(&args);
-    const uint16_t second = read_u16(&args);
-    const int kind = order_kind(args.code);
-    if (kind == 0) {
-        return reply_result(cp, &args, 0);
-    }
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args,
-                        tv->set_tv_order ? tv->set_tv_order(first, second, kind) : NO_SLOT);
+    return reply_result(cp, &args, call_slot(&args, &TvMethodTable::set_tv_touch, NO_SLOT, x, y));
 }
 
 int handle_set_tv_searchchannel(CtrlPoint *cp, uint8_t *request, int32_t length)
@@ -127,9 +129,8 @@ int handle_set_tv_int3(CtrlPoint *cp, uint8_t *request, int32_t length)
     const uint32_t second = read_u32(&args);
     skip(&args, 1);
     const uint32_t third = read_u32(&args);
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result(cp, &args,
-                        tv->set_tv_int3 ? tv->set_tv_int3(first, second, third) : NO_SLOT);
+    return reply_result(
+        cp, &args, call_slot(&args, &TvMethodTable::set_tv_int3, NO_SLOT, first, second, third));
 }
 
 int handle_set_tv_action1(CtrlPoint *cp, uint8_t *request, int32_t length)
@@ -142,27 +143,50 @@ int handle_set_tv_action2(CtrlPoint *cp, uint8_t *request, int32_t length)
     return set_without_argument(cp, request, length, &TvMethodTable::set_tv_action2);
 }
 
-/* A value of 0 is an empty argument: it never reaches the host. */
+/* ---- Unnamed switches: an empty argument is answered with 0 and never reaches the host. */
+
+int handle_set_tv_code0115(CtrlPoint *cp, uint8_t *request, int32_t length)
+{
+    RequestReader args = set_request(request, length, 4, REPLY_CODE.set_tv_code0115);
+    const uint16_t value = read_u16(&args);
+    skip(&args, 1);
+    const HeapText text = read_text(&args);
+    if (text.length == 0) {
+        return reply_result(cp, &args, 0);
+    }
+    return reply_result(
+        cp, &args, call_slot(&args, &TvMethodTable::set_tv_code0115, NO_SLOT, text.chars, value));
+}
+
 int handle_set_tv_code0116(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    RequestReader args = set_request(request, length, 3);
+    RequestReader args = set_request(request, length, 3, REPLY_CODE.set_tv_code0116);
     const uint16_t value = read_u16(&args);
     if (value == 0) {
-        return reply_result_as(cp, &args, 0x0116, 0);
+        return reply_result(cp, &args, 0);
     }
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result_as(cp, &args, 0x0116,
-                           tv->set_tv_code0116 ? tv->set_tv_code0116(value) : NO_SLOT);
+    return reply_result(cp, &args,
+                        call_slot(&args, &TvMethodTable::set_tv_code0116, NO_SLOT, value));
 }
 
 int handle_set_tv_code0117(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
-    RequestReader args = set_request(request, length, 3);
+    RequestReader args = set_request(request, length, 3, REPLY_CODE.set_tv_code0117);
     const uint32_t value = read_u32(&args);
     if (value == 0) {
-        return reply_result_as(cp, &args, 0x0117, 0);
+        return reply_result(cp, &args, 0);
     }
-    const TvMethodTable *tv = host_methods(&args);
-    return reply_result_as(cp, &args, 0x0117,
-                           tv->set_tv_code0117 ? tv->set_tv_code0117(value) : NO_SLOT);
+    return reply_result(cp, &args,
+                        call_slot(&args, &TvMethodTable::set_tv_code0117, NO_SLOT, value));
+}
+
+int handle_set_tv_code3001(CtrlPoint *cp, uint8_t *request, int32_t length)
+{
+    RequestReader args = set_request(request, length, 4, REPLY_CODE.set_tv_code3001);
+    const HeapText text = read_text(&args);
+    if (text.length == 0) {
+        return reply_result(cp, &args, 0);
+    }
+    return reply_result(cp, &args,
+                        call_slot(&args, &TvMethodTable::set_tv_code3001, NO_SLOT, text.chars));
 }

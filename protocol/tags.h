@@ -1,0 +1,7 @@
+/* Value tags: the byte in front of a value tells its form. */
+#pragma once
+
+enum ValueTag {
+#define VALUE_TAG(value, name, form) TAG_##name = value,
+#include "protocol/operations.def"
+};

@@ -1,0 +1,28 @@
+/* How a handler calls a slot of the host's table, which may be null. */
+#pragma once
+
+#include "methods/method_table.h"
+
+/* What a setter sends when there was no slot to call. */
+enum { NO_SLOT = -1 };
+
+/* The slot that a handler may call; null when the host has left it null, when no table is
+ * registered, and when the request was bad. */
+template <typename Slot> Slot slot_of(const RequestReader *args, Slot TvMethodTable::*slot)
+{
+    return host_methods(args)->*slot;
+}
+
+template <typename Slot> bool has_slot(const RequestReader *args, Slot TvMethodTable::*slot)
+{
+    return slot_of(args, slot) != nullptr;
+}
+
+/* The slot's result, or `otherwise` when there is no slot to call. */
+template <typename Result, typename Otherwise, typename... Parameters, typename... Values>
+Result call_slot(const RequestReader *args, Result (*TvMethodTable::*slot)(Parameters...),
+                 Otherwise otherwise, Values... values)
+{
+    Result (*const function)(Parameters...) = slot_of(args, slot);
+    return function != nullptr ? function(values...) : otherwise;
+}
