@@ -83,7 +83,7 @@ bool start_push(CtrlPoint &phone, const std::string &reply)
 
 GuidePush push_guide()
 {
-    const ListBlock block = look(
+    const ListBlock block = read_state(
         [](const Television &tv) { return present_entries(tv.channels, tv.guide, time_now()); });
     const std::string reply = reply_with(block);
     GuidePush push{block.entries, 0};

@@ -25,7 +25,7 @@ std::mutex &television_lock();
 Television &television();
 
 /* The television's state under its lock, for one look. */
-template <typename Look> auto look(const Look &at)
+template <typename Look> auto read_state(const Look &at)
 {
     const std::lock_guard<std::mutex> guard(television_lock());
     return at(static_cast<const Television &>(television()));
@@ -33,12 +33,8 @@ template <typename Look> auto look(const Look &at)
 
 /* A slot that changes the state: works under the lock, then prints the call and reports its events
  * with no lock held. The status is the slot's result. */
-int perform(const char *slot, const nlohmann::json &arguments,
-            const std::function<Outcome(Television &)> &operation);
-
-/* A slot that changes nothing: prints the call. */
-void tell(const char *slot, const nlohmann::json &arguments, const std::string &words,
-          const nlohmann::json &result);
+int run_operation(const char *slot, const nlohmann::json &arguments,
+                  const std::function<Outcome(Television &)> &operation);
 
 /* Prints the event, has the new state reported and sends the event to every phone. */
 void report(const Event &event);

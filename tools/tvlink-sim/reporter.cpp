@@ -35,7 +35,7 @@ void post_changes(Reporter &reporter, const ReporterWork &work)
         const std::string failure = work.post(state);
         posted = failure.empty() ? state : "";
         if (failure != told && !is_ending(reporter)) {
-            work.tell(failure);
+            work.failure_changed(failure);
             told = failure;
         }
     }

@@ -19,7 +19,7 @@ struct ReporterWork {
     /* May block. Why it failed; empty when it did not. */
     std::function<std::string(const std::string &state)> post;
     /* When posts begin to fail, fail for another reason, or, with an empty text, work again. */
-    std::function<void(const std::string &failure)> tell;
+    std::function<void(const std::string &failure)> failure_changed;
 };
 
 /* Lives as long as its thread. */

@@ -22,7 +22,8 @@ using Node = rapidxml::xml_node<char>;
 
 constexpr size_t deepest = 64;
 constexpr uint32_t half_an_hour = 1800;
-constexpr uint32_t not_told = 0; /* the duration of a programme without stop, while it is read */
+constexpr uint32_t unknown_duration =
+    0; /* the duration of a programme without stop, while it is read */
 
 /* The document lies in a copy of the file, place for place: a name in it tells the line. */
 struct Reading {
@@ -102,7 +103,7 @@ uint32_t time_attribute(const Reading &reading, const Node *programme, const cha
 
 Programme read_programme(const Reading &reading, const Node *node)
 {
-    Programme programme{time_attribute(reading, node, "start"), not_told, "", "", ""};
+    Programme programme{time_attribute(reading, node, "start"), unknown_duration, "", "", ""};
     if (node->first_attribute("stop") != nullptr) {
         const uint32_t stop = time_attribute(reading, node, "stop");
         if (stop <= programme.start) {
@@ -143,7 +144,7 @@ void settle(Schedule &schedule)
                      [](const Programme &a, const Programme &b) { return a.start < b.start; });
     for (size_t i = 0; i < schedule.size(); i++) {
         Programme &programme = schedule[i];
-        if (programme.duration == not_told) {
+        if (programme.duration == unknown_duration) {
             programme.duration =
                 i + 1 < schedule.size() ? schedule[i + 1].start - programme.start : half_an_hour;
         }
