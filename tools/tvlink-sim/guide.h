@@ -24,7 +24,7 @@ struct Programme {
 using Schedule = std::vector<Programme>;
 
 constexpr uint32_t seconds_a_day = 86400;
-constexpr size_t most_programmes = 65535;
+constexpr size_t max_programmes = 65535;
 
 /* The schedules by the guide's names for the channels. */
 struct Guide {

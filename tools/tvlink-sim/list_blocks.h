@@ -14,8 +14,8 @@ namespace sim
 
 /* A list has at most as many entries as a 16-bit count can tell, and at most so many bytes; what
  * does not fit is left out at its end. */
-constexpr size_t most_entries = 65535;
-constexpr size_t most_list_bytes = 16777216;
+constexpr size_t max_entries = 65535;
+constexpr size_t max_list_bytes = 16777216;
 
 struct ListBlock {
     std::string bytes;

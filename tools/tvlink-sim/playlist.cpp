@@ -15,7 +15,7 @@ namespace sim
 namespace
 {
 
-constexpr uint32_t greatest_number = 65535;
+constexpr uint32_t max_number = 65535;
 
 /* What one #EXTINF line says. */
 struct Announced {
@@ -54,7 +54,7 @@ bool begins_with(const std::string &text, const std::string &beginning)
 
 uint16_t channel_number(Reading &reading, const std::string &text, size_t line)
 {
-    const std::optional<uint32_t> number = decimal(text, greatest_number);
+    const std::optional<uint32_t> number = decimal(text, max_number);
     if (!number || *number == 0) {
         throw InputError(line, "tvg-chno is no number from 1 to 65535: " + quoted(text));
     }
@@ -157,7 +157,7 @@ void number_channels(Reading &reading, size_t line)
             continue;
         }
         last = next_free(reading, last);
-        if (last > greatest_number) {
+        if (last > max_number) {
             throw InputError(line, "too many channels");
         }
         channel.number = static_cast<uint16_t>(last);

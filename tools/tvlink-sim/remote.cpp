@@ -12,7 +12,7 @@ namespace sim
 namespace
 {
 
-constexpr int32_t loudest = 100;
+constexpr int32_t max_volume = 100;
 
 const char *const picture_modes[] = {"standard", "vivid", "cinema", "game"};
 
@@ -47,7 +47,7 @@ Outcome step_volume(Television &tv, int32_t step)
         return in_standby(request);
     }
     const int64_t wanted = static_cast<int64_t>(tv.volume) + step;
-    const int32_t volume = static_cast<int32_t>(std::clamp<int64_t>(wanted, 0, loudest));
+    const int32_t volume = static_cast<int32_t>(std::clamp<int64_t>(wanted, 0, max_volume));
     Outcome outcome{0, request + " -> " + std::to_string(volume), {}};
     if (volume != tv.volume) {
         tv.volume = volume;

@@ -19,7 +19,7 @@ constexpr std::string_view scheme = "http://";
 
 /* The client keeps 300 bytes for the request's first line and the zero behind it. */
 constexpr size_t request_line_size = 300;
-constexpr size_t most_path_bytes = request_line_size - sizeof "POST  HTTP/1.0\r\n";
+constexpr size_t max_path_bytes = request_line_size - sizeof "POST  HTTP/1.0\r\n";
 
 bool is_address(const std::string &text)
 {
@@ -36,8 +36,8 @@ bool stands_for_itself(char character)
 
 std::string mistake_in_path(const std::string &path)
 {
-    if (path.size() > most_path_bytes) {
-        return "the path has more than " + std::to_string(most_path_bytes) + " bytes";
+    if (path.size() > max_path_bytes) {
+        return "the path has more than " + std::to_string(max_path_bytes) + " bytes";
     }
     if (!std::all_of(path.begin(), path.end(), stands_for_itself)) {
         return "the path " + quoted(path) + " has characters that must be escaped, as %20";

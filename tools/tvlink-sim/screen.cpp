@@ -13,8 +13,8 @@ namespace
 {
 
 constexpr ScreenSize own_size{1280, 720};
-constexpr ScreenSize least_size{160, 90};
-constexpr ScreenSize greatest_size{1920, 1080};
+constexpr ScreenSize min_size{160, 90};
+constexpr ScreenSize max_size{1920, 1080};
 
 constexpr Colour white{255, 255, 255};
 constexpr Colour grey{150, 155, 165};
@@ -227,8 +227,8 @@ Screen screen_of(const Television &tv, uint32_t time, uint32_t now)
 
 ScreenSize screen_size(int width, int height)
 {
-    return {brought_inside(width, own_size.width, least_size.width, greatest_size.width),
-            brought_inside(height, own_size.height, least_size.height, greatest_size.height)};
+    return {brought_inside(width, own_size.width, min_size.width, max_size.width),
+            brought_inside(height, own_size.height, min_size.height, max_size.height)};
 }
 
 Canvas draw_screen(const Screen &screen, const Font &font, const ScreenSize &size)

@@ -55,8 +55,8 @@ int set_play_addr(char *address)
 /* The data are the title to show; option 1 plays at once. */
 int set_play_addr2(const char *address, const void *data, uint32_t length, uint8_t option)
 {
-    constexpr uint32_t most_title = 255;
-    const std::string title(static_cast<const char *>(data), std::min(length, most_title));
+    constexpr uint32_t max_title = 255;
+    const std::string title(static_cast<const char *>(data), std::min(length, max_title));
     return run_operation(
         "set_play_addr2", {{"address", address}, {"length", length}, {"option", option}},
         [=](Television &tv) {

@@ -20,7 +20,7 @@ namespace
 
 using Node = rapidxml::xml_node<char>;
 
-constexpr size_t deepest = 64;
+constexpr size_t max_depth = 64;
 constexpr uint32_t half_an_hour = 1800;
 constexpr uint32_t unknown_duration =
     0; /* the duration of a programme without stop, while it is read */
@@ -129,7 +129,7 @@ void keep_programme(Reading &reading, const Node *node)
     const Programme programme = read_programme(reading, node);
     if (reading.known->count(channel) == 0) {
         reading.result.of_other_channels++;
-    } else if (reading.kept == most_programmes) {
+    } else if (reading.kept == max_programmes) {
         reading.result.left_out++;
     } else {
         reading.result.guide.schedules[channel].push_back(programme);
@@ -158,10 +158,10 @@ void check_text(const std::string &text)
     if (bad != std::string::npos) {
         throw InputError(line_at(text, bad), "this is no UTF-8 text");
     }
-    const size_t deep = find_too_deep(text, deepest);
+    const size_t deep = find_too_deep(text, max_depth);
     if (deep != std::string::npos) {
         throw InputError(line_at(text, deep), "elements inside each other more than " +
-                                                  std::to_string(deepest) + " deep");
+                                                  std::to_string(max_depth) + " deep");
     }
 }
 

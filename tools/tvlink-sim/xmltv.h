@@ -26,7 +26,7 @@ namespace sim
 struct ReadGuide {
     Guide guide;
     size_t of_other_channels = 0; /* programmes of channels that the television does not have */
-    size_t left_out = 0;          /* those beyond most_programmes, in the order of the file */
+    size_t left_out = 0;          /* those beyond max_programmes, in the order of the file */
 };
 
 /* Throws InputError. */
