@@ -15,7 +15,7 @@ struct Font {
 namespace
 {
 
-constexpr size_t min_file_bytes = 12; /* the header of the table of tables */
+constexpr size_t min_file_bytes = 12; /* the header of the table directory */
 constexpr size_t max_file_bytes = 67108864;
 
 std::vector<uint8_t> read_bytes(const std::string &path)

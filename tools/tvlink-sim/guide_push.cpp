@@ -42,7 +42,7 @@ std::string compressed(const std::string &bytes)
     return {static_cast<const char *>(packed.get()), length};
 }
 
-/* The payload with which the television answers a request for the simple guide. */
+/* The payload of a reply to a request for the simple guide. */
 std::string reply_with(const ListBlock &block)
 {
     const std::string packed = compressed(block.bytes);

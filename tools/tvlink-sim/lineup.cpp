@@ -49,7 +49,7 @@ std::string read_file(const std::string &path)
     return text;
 }
 
-/* The folder of the program itself; empty when the system does not tell. */
+/* The folder of the program itself; empty when it cannot be determined. */
 std::string program_folder()
 {
     char path[4096];
@@ -58,7 +58,8 @@ std::string program_folder()
     return program.substr(0, program.find_last_of('/') + 1);
 }
 
-/* The samples lie beside an installed program, wherever the whole was put, or in the sources. */
+/* The path of a sample: relative to the program, so that an installation can be relocated, or else
+ * in the source tree. */
 std::string sample(const std::string &name)
 {
     const std::string installed = program_folder() + TVLINK_SIM_SHARE + "/" + name;

@@ -58,7 +58,7 @@ std::string guide_entry(const Channel &channel, const Programme &programme, Deta
     return entry + rest;
 }
 
-bool answers(const GuideQuery &query, const Programme &programme)
+bool matches(const GuideQuery &query, const Programme &programme)
 {
     return end_of(programme) > query.ends_after && programme.start >= query.starts_from &&
            programme.start < query.starts_until;
@@ -88,7 +88,7 @@ bool append_chosen(ListBlock &block, const Channel &channel, const Chosen &chose
     return fits;
 }
 
-/* The programmes that are chosen from each channel and its schedule. */
+/* The list of the programmes that `choose_from` returns for each channel and its schedule. */
 template <typename Choose>
 ListBlock chosen_entries(const std::vector<Channel> &channels, const Guide &guide, Details details,
                          const Choose &choose_from)
@@ -143,7 +143,7 @@ ListBlock guide_entries(const std::vector<Channel> &channels, const Guide &guide
                                   query.every_channel || channel.number == query.number;
                               return asked ? choose(schedule,
                                                     [&](const Programme &programme) {
-                                                        return answers(query, programme);
+                                                        return matches(query, programme);
                                                     })
                                            : Chosen();
                           });

@@ -26,7 +26,7 @@ Event mute_event(const Television &tv)
     return {EVENT_MUTE, tv.muted ? 1U : 0U, on_off(tv.muted), {}};
 }
 
-/* A text that is told to the phones when it changes. */
+/* Replaces a text; reports an event when it changes. */
 Outcome replace_text(std::string &kept, const std::string &text, const std::string &words,
                      EventCode code)
 {

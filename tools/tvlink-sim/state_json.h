@@ -1,4 +1,4 @@
-/* What the television tells of itself as JSON. */
+/* The television's state as JSON. */
 #ifndef TVLINK_SIM_STATE_JSON_H
 #define TVLINK_SIM_STATE_JSON_H
 
@@ -21,17 +21,18 @@ nlohmann::json state_json(const Television &tv, uint32_t time, uint32_t now);
 
 nlohmann::json applications_json(const std::vector<Application> &applications);
 
-/* Each name with its value; null for a secret one. */
+/* An object with each value under its name; null for a secret value. */
 nlohmann::json settings_json(const Settings &settings);
-/* One setting, {"name":...,"value":...}; null for one that is not there. */
+/* One setting, {"name":...,"value":...}; the value is null when secret or missing. */
 nlohmann::json setting_json(const Settings &settings, const std::string &name);
 
 nlohmann::json video_values_json(const VideoValues &values);
 
-/* The programme of this title that is on now, on whatever channel; for an empty title what is on
- * on the channel that is shown. The first of films() with this title; for an empty title the one
- * that the player has. Null when there is none. */
+/* The present programme of this title on any channel, or for an empty title that of the current
+ * channel; null when there is none. */
 nlohmann::json programme_json(const Television &tv, const std::string &title, uint32_t time);
+/* The first of films() with this title, or for an empty title that of the player; null when there
+ * is none. */
 nlohmann::json film_json(const Television &tv, const std::string &title);
 
 } // namespace sim
