@@ -7,7 +7,7 @@
 #include <tvlink.h>
 #include <tvlink/http_client.h>
 
-/* The library says on standard output what goes wrong; here that is for the answer. */
+/* By default diagnostics go to standard output, which is for the answer here. */
 static void print_to_standard_error(int stream, const char *text, void *context)
 {
     (void)stream;
@@ -35,6 +35,6 @@ int main(int count, char **words)
         failed = 0;
     }
     free(answer);
-    web_tcpclient_close(&client); /* the next post would create the record again */
+    web_tcpclient_close(&client); /* another post would have to create the record again */
     return failed;
 }

@@ -1,5 +1,5 @@
-/* A stream of bytes from a television, fed to the control point in pieces. However it is cut, the
- * frames must be the same, and one that is built anew is received again.
+/* A stream of bytes from a television, fed to the control point in pieces. The frames must be the
+ * same however the stream is divided, and each frame must survive being rebuilt and received again.
  *
  * Input: the number of cuts, the size of each piece, the stream.
  *
@@ -24,7 +24,7 @@ struct Outcome {
     size_t pending;
 };
 
-const uint32_t MOST = 65536; /* bytes of a frame */
+const uint32_t MAX_FRAME = 65536; /* bytes of a frame */
 
 } // namespace
 
@@ -45,7 +45,7 @@ static void take_frames(CpSplitter *splitter, Outcome *outcome)
 static Outcome split(const std::vector<Bytes> &pieces)
 {
     Outcome outcome = {};
-    CpSplitter *splitter = cp_splitter_new(MOST);
+    CpSplitter *splitter = cp_splitter_new(MAX_FRAME);
     for (const Bytes &piece : pieces) {
         const bool broken = *cp_splitter_problem(splitter) != 0;
         must(cp_splitter_feed(splitter, piece.data(), piece.size()) ==

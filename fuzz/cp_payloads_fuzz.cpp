@@ -1,5 +1,5 @@
-/* What a television sends, read by each decoder of the control point. What a decoder gives out lies
- * within the bytes it was given; after a failure there is nothing.
+/* Arbitrary payloads, read by each decoder of the control point. The bytes in a result lie within
+ * the payload; after a failure the result is all zero.
  *
  * Input: which decoder, the bytes.
  *
@@ -21,8 +21,7 @@ static void must_lie_in(CpBytes whole, CpBytes part)
     }
 }
 
-/* ---- Results of decoders that failed: field by field, since nobody clears what lies between them
- */
+/* ---- Results of failed decoders: compared field by field, since padding has any value */
 
 static bool is_zero(uint32_t number)
 {
@@ -175,7 +174,7 @@ static void read_short_replies(CpBytes bytes)
 
 template <typename Entry>
 static void take_all(CpStatus (*take)(CpBytes *, Entry *), CpBytes block,
-                     void (*look)(CpBytes, const Entry &, size_t taken))
+                     void (*check)(CpBytes, const Entry &, size_t taken))
 {
     const CpBytes whole = block;
     Entry entry;
@@ -190,11 +189,11 @@ static void take_all(CpStatus (*take)(CpBytes *, Entry *), CpBytes block,
         }
         must(block.size < before.size, "an entry takes something off");
         must_lie_in(whole, block);
-        look(whole, entry, before.size - block.size);
+        check(whole, entry, before.size - block.size);
     }
 }
 
-static void look_at_channel(CpBytes whole, const CpChannel &channel, size_t taken)
+static void check_channel(CpBytes whole, const CpChannel &channel, size_t taken)
 {
     must(taken > 2 + channel.name.size, "number and name have been taken off");
     must_lie_in(whole, channel.name);
@@ -203,7 +202,7 @@ static void look_at_channel(CpBytes whole, const CpChannel &channel, size_t take
     must_lie_in(whole, channel.address);
 }
 
-static void look_at_guide_entry(CpBytes whole, const CpGuideEntry &entry, size_t taken)
+static void check_guide_entry(CpBytes whole, const CpGuideEntry &entry, size_t taken)
 {
     must(taken >= 18 + entry.title.size + entry.category.size + entry.description.size,
          "all fields have been taken off");
@@ -212,36 +211,36 @@ static void look_at_guide_entry(CpBytes whole, const CpGuideEntry &entry, size_t
     must_lie_in(whole, entry.description);
 }
 
-static void look_at_text(CpBytes whole, const CpBytes &text, size_t taken)
+static void check_text(CpBytes whole, const CpBytes &text, size_t taken)
 {
     must(taken == 256 && text.size < taken, "a cell has been taken off");
     must_lie_in(whole, text);
 }
 
-static void look_at_number(CpBytes, const uint32_t &, size_t taken)
+static void check_number(CpBytes, const uint32_t &, size_t taken)
 {
     must(taken == 4, "a number has been taken off");
 }
 
 static void read_channels(CpBytes bytes)
 {
-    take_all(cp_take_channel, bytes, look_at_channel);
+    take_all(cp_take_channel, bytes, check_channel);
 }
 
 static void read_short_channels(CpBytes bytes)
 {
-    take_all(cp_take_short_channel, bytes, look_at_channel);
+    take_all(cp_take_short_channel, bytes, check_channel);
 }
 
 static void read_guide(CpBytes bytes)
 {
-    take_all(cp_take_guide_entry, bytes, look_at_guide_entry);
+    take_all(cp_take_guide_entry, bytes, check_guide_entry);
 }
 
 static void read_cells(CpBytes bytes)
 {
-    take_all(cp_take_text_cell, bytes, look_at_text);
-    take_all(cp_take_number, bytes, look_at_number);
+    take_all(cp_take_text_cell, bytes, check_text);
+    take_all(cp_take_number, bytes, check_number);
 }
 
 static void read_film_status(CpBytes bytes)

@@ -1,8 +1,8 @@
-/* A stream of bytes on a control connection, cut into arriving pieces. A plain model of the
- * splitting is given the same pieces; and as long as no frame announces a length of 0 or one that
- * is not allowed, the cuts must not matter at all.
+/* A stream of bytes on a control connection, which arrives in pieces. A plain model of the
+ * splitting must agree with the library; and unless a frame announces a length of 0 or one that the
+ * guard forbids, the result must not depend on how the stream is divided.
  *
- * Input: the guard's greatest length (0 to 255 times 16), the number of cuts, the size of each
+ * Input: the guard's maximal frame length (0 to 255 times 16), the number of cuts, the size of each
  * piece, the stream.
  *
  * Under test: source/link/receive.cpp source/link/connection.cpp source/wire/frame.cpp
@@ -28,16 +28,16 @@ namespace
 using Bytes = std::vector<uint8_t>;
 
 struct Script {
-    uint32_t most; /* 0: no bound */
+    uint32_t max_frame; /* 0: unlimited */
     std::vector<Bytes> pieces;
 };
 
 struct Outcome {
     std::vector<Bytes> requests; /* bodies */
     size_t heartbeats = 0;
-    size_t left = 0; /* bytes that wait for more, when it is not dropped */
+    size_t left = 0; /* bytes of an incomplete frame, unless the connection is dropped */
     bool dropped = false;
-    bool cut_matters = false;
+    bool cut_matters = false; /* the result depends on how the stream is divided */
 };
 
 const uint32_t QUEUE_CAPACITY = 4096; /* more than an input can fill */
@@ -64,11 +64,11 @@ static void model_frame(const Bytes &frame, Outcome *outcome)
     }
 }
 
-static void model_split(Bytes *stream, uint32_t most, Outcome *outcome)
+static void model_split(Bytes *stream, uint32_t max_frame, Outcome *outcome)
 {
     while (stream->size() >= 7) {
         const size_t size = announced(*stream);
-        if (most != 0 && size > most) {
+        if (max_frame != 0 && size > max_frame) {
             outcome->dropped = true;
             return;
         }
@@ -92,7 +92,7 @@ static Outcome model(const Script &script)
     Bytes stream;
     for (const Bytes &piece : script.pieces) {
         stream.insert(stream.end(), piece.begin(), piece.end());
-        model_split(&stream, script.most, &outcome);
+        model_split(&stream, script.max_frame, &outcome);
         if (outcome.dropped) {
             return outcome;
         }
@@ -113,7 +113,8 @@ static void make_queues()
     }
 }
 
-/* A listed record as accept makes it, held like the server thread holds it while it receives. */
+/* A listed record as accept makes it, with the reference that the server thread holds to receive.
+ */
 static CtrlPoint *connect_phone(int *phone)
 {
     int ends[2];
@@ -173,7 +174,7 @@ static void receive_piece(CtrlPoint *record, int phone, const Bytes &piece)
 static Outcome library(const Script &script)
 {
     IppGuard guard = {};
-    guard.max_frame_length = script.most;
+    guard.max_frame_length = script.max_frame;
     ipp_set_guard(&guard);
     Outcome outcome;
     int phone = -1;
@@ -187,7 +188,7 @@ static Outcome library(const Script &script)
     outcome.dropped = !is_listed();
     outcome.left = outcome.dropped ? 0 : record->rx_fill - record->rx_pos;
     connection_unlist(record);
-    connection_release(record); /* the items still hold it */
+    connection_release(record); /* the items still have references */
     take_items(&outcome);
     close(phone);
     ipp_set_guard(nullptr);
@@ -199,7 +200,7 @@ static Outcome library(const Script &script)
 static Script read_script(FuzzInput input)
 {
     Script script;
-    script.most = fuzz_u8(&input) * 16U;
+    script.max_frame = fuzz_u8(&input) * 16U;
     FuzzInput sizes = fuzz_part(&input, fuzz_u8(&input));
     while (sizes.left > 0) {
         const FuzzInput piece = fuzz_part(&input, fuzz_u8(&sizes));
@@ -211,7 +212,7 @@ static Script read_script(FuzzInput input)
 
 static Script in_one_piece(const Script &script)
 {
-    Script whole = {script.most, {{}}};
+    Script whole = {script.max_frame, {{}}};
     for (const Bytes &piece : script.pieces) {
         whole.pieces[0].insert(whole.pieces[0].end(), piece.begin(), piece.end());
     }

@@ -10,16 +10,16 @@
 #include <string>
 
 static const std::string LENGTH_NAME = "Content-Length: ";
-static const size_t LONGEST_VALUE = 9;
+static const size_t MAX_VALUE_LENGTH = 9;
 
-/* What stands before the first zero byte. */
-static std::string seen_text(const uint8_t *data, size_t size)
+/* The answer up to the first zero byte. */
+static std::string text_before_zero(const uint8_t *data, size_t size)
 {
     const uint8_t *end = std::find(data, data + size, uint8_t{0});
     return std::string(data, end);
 }
 
-/* 0 when there is none. */
+/* The announced length; 0 when there is none. */
 static size_t announced(const std::string &answer)
 {
     const size_t name = answer.find(LENGTH_NAME);
@@ -28,7 +28,7 @@ static size_t announced(const std::string &answer)
     }
     const size_t value = name + LENGTH_NAME.size();
     const size_t end = answer.find("\r\n", value);
-    if (end == std::string::npos || end - value > LONGEST_VALUE) {
+    if (end == std::string::npos || end - value > MAX_VALUE_LENGTH) {
         return 0;
     }
     return static_cast<size_t>(std::max(atoi(answer.substr(value, end - value).c_str()), 0));
@@ -49,17 +49,17 @@ static std::string expected_body(const std::string &answer)
     return blank == std::string::npos ? "" : answer.substr(blank + 4, most);
 }
 
-/* As much of the body as announced, up to what is ever received, can be read; behind the text there
- * are zeros, one more than that. */
+/* The body's buffer has the announced size, up to the limit, and one byte more; the bytes after the
+ * text are zero. */
 static void check_body(const std::string &answer, const char *body)
 {
     const std::string text = expected_body(answer);
     const size_t size = std::min<size_t>(announced(answer), HTTP_ANSWER_MOST) + 1;
     must(text.size() < size, "the body is no longer than announced, and ends in zero");
     must(memcmp(body, text.data(), text.size()) == 0, "the body is what has arrived");
-    const char *behind = body + text.size();
+    const char *padding = body + text.size();
     const size_t rest = size - text.size();
-    must(behind[0] == 0 && memcmp(behind, behind + 1, rest - 1) == 0,
+    must(padding[0] == 0 && memcmp(padding, padding + 1, rest - 1) == 0,
          "behind the body there are zeros");
 }
 
@@ -70,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     char *body = &unset;
     const HttpAnswer result = http_answer_body(reinterpret_cast<const char *>(bytes.get()),
                                                static_cast<uint32_t>(size), &body);
-    const std::string answer = seen_text(data, size);
+    const std::string answer = text_before_zero(data, size);
     must(result == expected_result(answer), "the answer is told by its length and its blank line");
     must((body == nullptr) == (result == HTTP_ANSWER_NO_LENGTH), "a length above 0 gives a text");
     if (body != nullptr) {

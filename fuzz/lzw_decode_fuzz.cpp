@@ -1,5 +1,5 @@
-/* Expands arbitrary bytes. Three decoders must agree: the library's, the plain model of the tests,
- * and, where the stream is good, the control point's.
+/* Expands arbitrary bytes. Three decoders must agree: the library's, the plain model of the tests
+ * and, for valid streams, the control point's.
  *
  * Under test: source/lzw/lzw_decode.cpp tools/controlpoint/cp_lzw.cpp */
 #include "support/fuzz_input.h"
@@ -12,7 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 
-static const size_t MOST_INPUT = 4096; /* expands to some megabytes at the very most */
+static const size_t MAX_INPUT = 4096; /* expands to a few megabytes at most */
 
 static uint32_t count_of(const void *block)
 {
@@ -41,7 +41,7 @@ static void check_control_point(const void *expanded, const uint8_t *data, size_
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size == 0 || size > MOST_INPUT) {
+    if (size == 0 || size > MAX_INPUT) {
         return 0;
     }
     fuzz_silence_log();

@@ -1,7 +1,8 @@
-/* Compresses arbitrary bytes with codes of up to 9 to 15 bits, and expands them again. The plain
- * model of the tests must make the same of them, and the control point must read it.
+/* Compresses arbitrary bytes with a maximal code width of 9 to 15 bits, and expands them again. The
+ * plain model of the tests must produce the same codes, and the control point must expand them,
+ * too.
  *
- * Input: the width, how often the rest is repeated, the bytes.
+ * Input: the width and the number of repetitions in one byte, the bytes to repeat.
  *
  * Under test: source/lzw/lzw_encode.cpp source/lzw/string_table.cpp source/lzw/string_table.h
  * source/lzw/lzw_decode.cpp tools/controlpoint/cp_lzw.cpp */
@@ -15,8 +16,8 @@
 #include <cstdlib>
 #include <cstring>
 
-/* Within so many bytes the table is cleared at 9 to 12 bits. */
-static const size_t MOST_INPUT = 2048;
+/* Enough to fill and clear the table at widths of 9 to 12 bits. */
+static const size_t MAX_INPUT = 2048;
 static const size_t TIMES[] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 2, 2, 2, 3, 4, 6, 8};
 
 static uint32_t count_of(const void *block)
@@ -63,7 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     FuzzInput input = {data, size};
     const uint8_t choice = fuzz_u8(&input);
     const int width = 9 + choice % 7;
-    const Bytes plain = repeated(fuzz_part(&input, MOST_INPUT), TIMES[choice / 16]);
+    const Bytes plain = repeated(fuzz_part(&input, MAX_INPUT), TIMES[choice / 16]);
     if (plain.empty()) {
         return 0;
     }

@@ -1,7 +1,7 @@
 /* Runs a corpus through its fuzz target, without libFuzzer:  fuzz_replay NAME DIRECTORY...
  *
- * Every file, and every shorter beginning of a small one; then all files once more from the last to
- * the first, in the same process: what an input leaves behind meets others. */
+ * Runs every file, and every prefix of a small one; then all files again in reverse order, in the
+ * same process, so that state left over by one input meets different ones. */
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -26,7 +26,7 @@ struct FuzzTarget {
 
 using Input = std::vector<char>;
 
-const size_t MOST_SHORTENED = 160; /* bytes of a file whose beginnings are tried */
+const size_t MAX_SHORTENED = 160; /* bytes of a file whose prefixes are run */
 
 const FuzzTarget *find_target(const std::string &name)
 {
@@ -53,7 +53,7 @@ std::vector<std::filesystem::path> files_of(const char *directory)
     return paths;
 }
 
-/* A block of just this size: a sanitizer sees what reads beyond. */
+/* In a block of exactly this size, so that a sanitizer detects a read beyond the end. */
 void run(const FuzzTarget &target, const Input &input, size_t size)
 {
     const std::unique_ptr<uint8_t[]> block(new uint8_t[size]);
@@ -61,9 +61,9 @@ void run(const FuzzTarget &target, const Input &input, size_t size)
     target.run(block.get(), size);
 }
 
-void run_beginnings(const FuzzTarget &target, const Input &input)
+void run_prefixes(const FuzzTarget &target, const Input &input)
 {
-    for (size_t size = 0; input.size() <= MOST_SHORTENED && size < input.size(); size++) {
+    for (size_t size = 0; input.size() <= MAX_SHORTENED && size < input.size(); size++) {
         run(target, input, size);
     }
 }
@@ -71,7 +71,7 @@ void run_beginnings(const FuzzTarget &target, const Input &input)
 void run_all(const FuzzTarget &target, const std::vector<Input> &inputs)
 {
     for (const Input &input : inputs) {
-        run_beginnings(target, input);
+        run_prefixes(target, input);
         run(target, input, input.size());
     }
     std::for_each(inputs.rbegin(), inputs.rend(),

@@ -1,9 +1,9 @@
-/* Requests with arbitrary bodies to a host that answers nastily. Whatever is sent must be one whole
- * frame that the control point can read; lists must expand to what the host gave.
+/* Requests with arbitrary bodies to a host with adversarial answers. A reply must be one complete
+ * frame that the control point can decode; lists must expand to the block that the host returned.
  *
- * Input: flags (below), the number of a slot that is null, the number of the host's answers and
- * they themselves, then requests: length in 2 bytes, body. A first byte of the body that is no
- * frame type chooses one of the handlers that no method code reaches.
+ * Input: flags (below), the number of a slot that is null, the number of the host's answers, the
+ * answers, then requests: length in 2 bytes, body. A first byte of the body that is no frame type
+ * chooses one of the handlers that no method code reaches.
  *
  * Under test: source/methods/ source/wire/request_reader.cpp source/wire/payload_builder.cpp
  * source/transfer/bulk.cpp source/link/send.cpp */
@@ -38,7 +38,7 @@ enum {
     THREADS_FAIL = 64,
 };
 
-const size_t MOST_REQUESTS = 8;
+const size_t MAX_REQUESTS = 8;
 
 using Bytes = std::vector<uint8_t>;
 
@@ -80,7 +80,7 @@ static ssize_t receive(int, const void *data, size_t size)
     return static_cast<ssize_t>(taken);
 }
 
-/* The bulk thread waits until its request has been answered. */
+/* The bulk thread is run after its request has been answered. */
 static int keep_thread(void *(*body)(void *), void *argument)
 {
     if ((phone.flags & THREADS_FAIL) != 0) {
@@ -191,7 +191,7 @@ static bool is_routed(uint8_t type)
     return type == FRAME_GET || type == FRAME_SET || type == FRAME_RPC || type == FRAME_NO_OP;
 }
 
-static void ask(const FuzzInput &request)
+static void run_request(const FuzzInput &request)
 {
     CtrlPoint cp = {};
     cp.fd = -1;
@@ -247,11 +247,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     FuzzInput input = {data, size};
     begin(&input);
-    for (size_t i = 0; i < MOST_REQUESTS && input.left > 0; i++) {
+    for (size_t i = 0; i < MAX_REQUESTS && input.left > 0; i++) {
         const size_t length = fuzz_u16(&input);
         const FuzzInput request = fuzz_part(&input, length);
         if (request.left > 0) {
-            ask(request);
+            run_request(request);
         }
     }
     end();

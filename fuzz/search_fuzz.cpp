@@ -1,7 +1,8 @@
-/* Datagrams at the discovery socket. The discovery thread's body runs here, from the making of its
- * socket to the end; its system calls bring it one datagram after the other.
+/* Datagrams at the discovery socket. The body of the discovery thread runs here, from the creation
+ * of its socket to its end; its replaced system calls deliver one datagram after the other.
  *
- * Input: whom the guard admits, then of each datagram its size and sender (4 bytes) and its bytes.
+ * Input: the senders that the guard refuses; then of each datagram size, sender (4 bytes) and
+ * bytes.
  *
  * Under test: source/discovery/discovery.cpp source/discovery/answer_packet.cpp */
 #include "base/flags.h"
@@ -21,7 +22,7 @@ namespace
 
 struct Network {
     FuzzInput input;
-    uint32_t barred; /* senders with one of these bits are not admitted */
+    uint32_t refused; /* the guard refuses addresses with one of these bits */
     std::vector<uint32_t> expected;
     std::vector<uint32_t> answered;
 };
@@ -38,7 +39,7 @@ static bool is_search(const uint8_t *bytes, size_t size)
 
 static int admit(uint32_t peer_addr, void *)
 {
-    return (peer_addr & network.barred) == 0;
+    return (peer_addr & network.refused) == 0;
 }
 
 static ssize_t receive(void *data, size_t size, sockaddr *from)
@@ -74,7 +75,7 @@ static ssize_t answer(const void *data, size_t size, const sockaddr *to)
     return static_cast<ssize_t>(size);
 }
 
-/* The thread that joins the group has nothing to join here. */
+/* The group-membership thread is not needed here. */
 static int no_thread(void *(*)(void *), void *)
 {
     return 0;
@@ -84,7 +85,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     fuzz_silence_log();
     network = {{data, size}, 0, {}, {}};
-    network.barred = fuzz_u8(&network.input);
+    network.refused = fuzz_u8(&network.input);
     IppGuard guard = {};
     guard.admit = admit;
     ipp_set_guard(&guard);

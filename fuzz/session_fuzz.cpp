@@ -1,14 +1,15 @@
-/* Whole conversations: up to four phones, connected by socket pairs, with the whole service from
- * ipp_init to ipp_finish. The bodies of its own threads (server, both workers, and a host's, which
- * reports events) run here as fibers that change over at system calls, in the order that the input
- * chooses: so every interleaving can be had, each again and again, at the speed of one thread.
+/* Conversations of up to four phones, connected by socket pairs, with the complete service from
+ * ipp_init to ipp_finish. The bodies of its threads (server, both workers, and a host's, which
+ * reports events) run here as fibers that are scheduled at system calls, in the order that the
+ * input chooses: every interleaving is possible, reproducible, and as fast as one thread.
  *
- * A plain model follows the bytes: what the phones sent, which requests must therefore be queued,
- * and what each phone may be sent. Phones to which nothing bad happens are served to the last byte,
- * whatever happens to the others.
+ * A plain model tracks the bytes: what the phones sent, which requests must therefore be queued,
+ * and what each phone may be sent. A phone without a fault of its own receives every byte, whatever
+ * the faults of the others.
  *
- * Input: flags (enum Flag), the number of the host's answers and they themselves, then what happens
- * (enum Happening): low 4 bits; 2 bits that say to which phone or in which thread; 2 bits more.
+ * Input: flags (enum Flag), the number of the host's answers, the answers, then one byte for each
+ * action: enum Action in the low 4 bits; the phone or thread in 2 bits; options in 2 bits. Some
+ * actions are followed by arguments.
  *
  * Under test: source/link/connection.cpp source/net/descriptor_set.cpp source/link/heartbeat.cpp
  * source/link/receive.cpp source/link/registry.cpp source/link/list.cpp
@@ -34,32 +35,33 @@
 namespace
 {
 
-enum Happening {
-    THREAD_RUNS,    /* steps: 0 as many as it can */
-    PHONE_CONNECTS, /* 1: with a small buffer, 2: and reads nothing by itself */
-    PHONE_CALLS, /* size of the text / 8; 1: kept until it writes, 2: the host reports an event */
-    PHONE_ASKS,  /* length, body of a request */
-    PHONE_BEATS,
-    PHONE_SENDS,  /* length, bytes */
-    PHONE_WRITES, /* what it kept: so many bytes, 0 all */
-    PHONE_READS,  /* 1: and from now on by itself, 2: from now on not by itself */
+/* With the arguments and the options of each. */
+enum Action {
+    THREAD_RUNS,       /* number of steps, 0: until it waits */
+    PHONE_CONNECTS,    /* 1: with a small buffer, 2: without reading automatically */
+    PHONE_CALLS,       /* size of the text / 8; 1: buffered, 2: the host reports an event */
+    PHONE_REQUESTS,    /* length, body of a request; 1: buffered */
+    PHONE_HEARTBEATS,  /* 1: buffered */
+    PHONE_SENDS_BYTES, /* length, bytes; 1: buffered */
+    PHONE_FLUSHES,     /* number of buffered bytes, 0: all */
+    PHONE_READS,       /* 1: and automatically from now on, 2: not automatically from now on */
     PHONE_CLOSES,
-    PHONE_SHUTS, /* writing, reading, both */
-    CALL_FAILS,  /* the next ioctl, recv, send, accept: how */
-    EVENT,       /* size of its data; 1: of the second kind, 2: data of 16 times the size */
+    PHONE_SHUTS_DOWN, /* 0: writing, 1: reading, 2: both */
+    CALL_FAILS,       /* the fault; of the next 0: ioctl, 1: recv, 2: send, 3: accept */
+    EVENT,            /* size of its data; 1: with two texts, 2: data of 16 times the size */
     HEARTBEATS_DUE,
-    TIME_PASSES, /* seconds; 1: times 10 ms, 2: the clock jumps ahead, 3: or back */
+    TIME_PASSES, /* seconds; 1: in 10 ms instead, 2: the clock jumps ahead, 3: or back */
     ALL_RUN,
     SERVICE_RESTARTS,
 };
 
-const size_t MOST_HAPPENINGS = 400;
+const size_t MAX_ACTIONS = 400;
 
 } // namespace
 
-/* ---- What happens */
+/* ---- Actions */
 
-static void let_call_fail(Connection *connection, unsigned call)
+static void inject_fault(Connection *connection, unsigned call)
 {
     const Fault fault = {true, fuzz_u8(&session.input)};
     switch (call) {
@@ -78,75 +80,75 @@ static void let_call_fail(Connection *connection, unsigned call)
     }
 }
 
-static void pass_time(unsigned how, unsigned amount)
+static void advance_time(unsigned unit, unsigned amount)
 {
     static const int SECONDS[] = {1, 0, 0, -1};
-    session.now_s += SECONDS[how] * static_cast<int>(amount);
-    session.now_s += how == 2 ? 400 : 0;
-    session.elapsed_ms += how == 1 ? amount * 10U : how == 0 ? amount * 1000U : 0;
-    excuse_idle();
+    session.now_s += SECONDS[unit] * static_cast<int>(amount);
+    session.now_s += unit == 2 ? 400 : 0;
+    session.elapsed_ms += unit == 1 ? amount * 10U : unit == 0 ? amount * 1000U : 0;
+    allow_idle_drops();
 }
 
-static void give_job(HostJob job, unsigned how)
+static void post_job(HostJob job, unsigned options)
 {
     const uint8_t size = job == JOB_EVENT ? fuzz_u8(&session.input) : uint8_t{0};
     if (session.job == JOB_NONE) {
         session.job = job;
-        session.event_choice = static_cast<uint8_t>(how);
+        session.event_choice = static_cast<uint8_t>(options);
         session.event_size = size;
     }
 }
 
-static void happen_to_phone(Happening what, Connection *connection, unsigned how)
+static void run_phone_action(Action action, Connection *connection, unsigned options)
 {
-    switch (what) {
+    switch (action) {
     case PHONE_CALLS:
-        make_call(connection, how, fuzz_u8(&session.input));
+        send_call(connection, options, fuzz_u8(&session.input));
         break;
-    case PHONE_ASKS:
-        ask(connection, how);
+    case PHONE_REQUESTS:
+        send_request(connection, options);
         break;
-    case PHONE_BEATS:
-        send_or_keep(connection, build_frame(CP_FRAME_HEARTBEAT, {}), how);
+    case PHONE_HEARTBEATS:
+        send_or_buffer(connection, build_frame(CP_FRAME_HEARTBEAT, {}), options);
         break;
-    case PHONE_SENDS:
-        send_bytes(connection, how);
+    case PHONE_SENDS_BYTES:
+        send_bytes(connection, options);
         break;
-    case PHONE_WRITES:
-        phone_writes(connection, fuzz_u8(&session.input));
+    case PHONE_FLUSHES:
+        phone_flushes(connection, fuzz_u8(&session.input));
         break;
     case PHONE_READS:
-        read_what_came(connection, how);
+        read_arrived(connection, options);
         break;
     case PHONE_CLOSES:
         phone_closes(connection);
         break;
-    case PHONE_SHUTS:
-        shut_phone(connection, how);
+    case PHONE_SHUTS_DOWN:
+        shut_down_phone(connection, options);
         break;
     default:
-        let_call_fail(connection, how);
+        inject_fault(connection, options);
         break;
     }
 }
 
-static void happen_to_service(Happening what, unsigned where, unsigned how)
+static void run_service_action(Action action, unsigned target, unsigned options)
 {
-    switch (what) {
+    switch (action) {
     case THREAD_RUNS:
-        run_lane(static_cast<Lane>(where), fuzz_u8(&session.input));
+        run_lane(static_cast<Lane>(target), fuzz_u8(&session.input));
         break;
     case PHONE_CONNECTS:
-        connect_phone(where, how);
+        connect_phone(target, options);
         break;
     case EVENT:
-        give_job(JOB_EVENT, how);
+        post_job(JOB_EVENT, options);
         break;
     case HEARTBEATS_DUE:
-        give_job(JOB_HEARTBEATS, how);
+        post_job(JOB_HEARTBEATS, options);
         break;
     case TIME_PASSES:
-        pass_time(how, fuzz_u8(&session.input));
+        advance_time(options, fuzz_u8(&session.input));
         break;
     case SERVICE_RESTARTS:
         stop_service();
@@ -160,23 +162,23 @@ static void happen_to_service(Happening what, unsigned where, unsigned how)
     }
 }
 
-static void happen()
+static void run_action()
 {
     const uint8_t choice = fuzz_u8(&session.input);
-    const Happening what = static_cast<Happening>(choice & 15);
-    const unsigned where = choice >> 4 & 3U;
-    const unsigned how = choice >> 6;
-    if (what < PHONE_CALLS || what > CALL_FAILS) {
-        happen_to_service(what, where, how);
+    const Action action = static_cast<Action>(choice & 15);
+    const unsigned target = choice >> 4 & 3U;
+    const unsigned options = choice >> 6;
+    if (action < PHONE_CALLS || action > CALL_FAILS) {
+        run_service_action(action, target, options);
         return;
     }
-    Connection *connection = connection_of(where);
+    Connection *connection = connection_of(target);
     if (connection != nullptr) {
-        happen_to_phone(what, connection, how);
+        run_phone_action(action, connection, options);
     }
 }
 
-/* ---- The whole */
+/* ---- One input */
 
 static void begin()
 {
@@ -186,21 +188,21 @@ static void begin()
     session.elapsed_ms = 1000000;
     system_calls = {};
     prepare_service();
-    take_system_calls();
+    replace_system_calls();
     start_service();
 }
 
-/* Phones that did nothing until now do what they have to. */
-static void serve_everything()
+/* All phones read and flush, and all threads run until they wait: everything must be served. */
+static void drain()
 {
     for (Connection &connection : session.connections) {
         connection.reads = true;
         phone_reads(&connection);
-        if (connection.end >= 0) {
-            phone_writes(&connection, 0);
+        if (connection.phone_fd >= 0) {
+            phone_flushes(&connection, 0);
         }
     }
-    for (size_t i = 0; i <= session.connections.size(); i++) { /* each pass drops one who is idle */
+    for (size_t i = 0; i <= session.connections.size(); i++) { /* a pass drops one idle phone */
         run_all({LANE_SERVER, LANE_REQUESTS, LANE_HEARTBEATS, LANE_HOST});
     }
     finish_item(&session.requests);
@@ -216,7 +218,7 @@ static void serve_everything()
     }
 }
 
-/* What came is what was sent, in whole frames. */
+/* The phone has received the bytes that the service sent, in complete frames. */
 static void check_received(Connection *connection)
 {
     phone_reads(connection);
@@ -225,7 +227,7 @@ static void check_received(Connection *connection)
     must(received.size() <= expected.size() &&
              std::equal(received.begin(), received.end(), expected.begin()),
          "a phone receives what it was sent");
-    must(received.size() == expected.size() || connection->may_miss, "and all of it");
+    must(received.size() == expected.size() || connection->may_lose_bytes, "and all of it");
     CpSplitter *splitter = cp_splitter_new(0);
     CpFrame frame = {};
     CpStatus status = cp_splitter_feed(splitter, received.data(), received.size());
@@ -233,18 +235,19 @@ static void check_received(Connection *connection)
         status = cp_splitter_next(splitter, &frame);
     }
     must(status == CP_MORE, "the control point can read it");
-    must(cp_splitter_pending(splitter) == 0 || !connection->sending.empty() || connection->may_miss,
+    must(cp_splitter_pending(splitter) == 0 || !connection->sending.empty() ||
+             connection->may_lose_bytes,
          "in whole frames");
     cp_splitter_free(splitter);
 }
 
-/* Of the numbers that the service and the phones get. */
+/* Among the descriptor numbers of the service and of the phones. */
 static std::vector<int> open_descriptors()
 {
     std::vector<pollfd> asked;
     for (int fd = 0; fd < 24; fd++) {
         asked.push_back({fd, 0, 0});
-        asked.push_back({PHONES_FROM + fd, 0, 0});
+        asked.push_back({FIRST_PHONE_FD + fd, 0, 0});
     }
     poll(asked.data(), asked.size(), 0);
     std::vector<int> open;
@@ -256,7 +259,7 @@ static std::vector<int> open_descriptors()
     return open;
 }
 
-static void check_rest(const std::vector<int> &before)
+static void check_nothing_left(const std::vector<int> &before)
 {
     int waiting = 0;
     must(queueIsEmpty(devCallBackQueue) != 0 && queueIsEmpty(heartBeatFeedbackQueue) != 0,
@@ -267,27 +270,27 @@ static void check_rest(const std::vector<int> &before)
     must(session.requests.waiting.empty() && session.heartbeats.waiting.empty(),
          "as many were served as were queued");
     for (const Connection &connection : session.connections) {
-        must(connection.service < 0 && connection.waiting < 0, "every connection is closed");
+        must(connection.service_fd < 0 && connection.pending_fd < 0, "every connection is closed");
     }
     must(open_descriptors() == before, "no descriptor is left");
 }
 
 static void end(const std::vector<int> &before)
 {
-    if ((session.flags & STOPS_IN_THE_MIDDLE) == 0) {
-        serve_everything();
+    if ((session.flags & STOPS_EARLY) == 0) {
+        drain();
     }
     stop_service();
     run_all({LANE_REQUESTS, LANE_HEARTBEATS, LANE_HOST});
     for (Connection &connection : session.connections) {
         check_received(&connection);
-        if (connection.end >= 0) {
-            close(connection.end);
+        if (connection.phone_fd >= 0) {
+            close(connection.phone_fd);
         }
     }
     system_calls = {};
-    check_rest(before);
-    forget_service();
+    check_nothing_left(before);
+    reset_service();
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
@@ -296,8 +299,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     session.input = {data, size};
     const std::vector<int> before = open_descriptors();
     begin();
-    for (size_t i = 0; i < MOST_HAPPENINGS && session.input.left > 0; i++) {
-        happen();
+    for (size_t i = 0; i < MAX_ACTIONS && session.input.left > 0; i++) {
+        run_action();
     }
     end(before);
     session = {};

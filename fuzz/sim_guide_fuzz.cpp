@@ -1,6 +1,6 @@
-/* Programme guides in XML. One that is taken has its programmes in order, and the lists that the
- * simulator makes of them can be read by the control point. No element is deeper than the reader,
- * which goes down by calling itself, allows.
+/* Programme guides in XML. The programmes of an accepted guide are sorted, and the control point
+ * can decode the lists that the simulator makes of them. The depth check agrees with the XML
+ * parser.
  *
  * Under test: tools/tvlink-sim/xmltv.cpp tools/tvlink-sim/xml_depth.cpp
  * tools/tvlink-sim/calendar.cpp tools/tvlink-sim/guide.cpp tools/tvlink-sim/list_blocks.cpp */
@@ -18,7 +18,7 @@
 
 using namespace sim;
 
-static const size_t MOST_NESTED = 4096; /* bytes; a reader of more might go too deep */
+static const size_t MAX_NESTED = 4096; /* bytes; the recursive parser could overflow the stack */
 
 static const std::vector<Channel> &known_channels()
 {
@@ -29,7 +29,7 @@ static const std::vector<Channel> &known_channels()
 
 /* ---- Depth */
 
-/* An element without content may be written in one tag, which counts as no level. */
+/* An element without content may be a single tag, which adds no level. */
 static size_t depth_below(const rapidxml::xml_node<char> *node)
 {
     size_t deepest = 0;
@@ -96,7 +96,7 @@ static void check_guide(const Guide &guide)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     const std::string text(reinterpret_cast<const char *>(data), size);
-    if (text.size() <= MOST_NESTED && text.find('\0') == std::string::npos) {
+    if (text.size() <= MAX_NESTED && text.find('\0') == std::string::npos) {
         check_depth(text);
     }
     try {

@@ -1,5 +1,5 @@
-/* Playlists with channels. One that is taken gives channels with numbers of their own, and the
- * lists that the simulator makes of them can be read by the control point.
+/* Playlists. The channels of an accepted playlist have unique numbers, and the control point can
+ * decode the lists that the simulator makes of them.
  *
  * Under test: tools/tvlink-sim/playlist.cpp tools/tvlink-sim/list_blocks.cpp
  * tools/tvlink-sim/utf8.cpp */
@@ -20,7 +20,7 @@ static CpBytes bytes_of(const ListBlock &block)
     return {reinterpret_cast<const uint8_t *>(block.bytes.data()), block.bytes.size()};
 }
 
-static void must_be_beginning(CpBytes part, const std::string &of)
+static void must_be_prefix(CpBytes part, const std::string &of)
 {
     const std::string text(reinterpret_cast<const char *>(part.data), part.size);
     must(of.compare(0, text.size(), text) == 0, "a list has the beginning of a text");
@@ -35,9 +35,9 @@ static void check_cells(const std::vector<Channel> &channels)
         CpChannel cell = {};
         must(cp_take_channel(&rest, &cell) == CP_OK && cell.number == channel.number,
              "each channel has its cell");
-        must_be_beginning(cell.name, channel.name);
-        must_be_beginning(cell.group, channel.group);
-        must_be_beginning(cell.address, channel.address);
+        must_be_prefix(cell.name, channel.name);
+        must_be_prefix(cell.group, channel.group);
+        must_be_prefix(cell.address, channel.address);
     }
     must(rest.size == 0 && block.entries == channels.size(), "and there is nothing else");
 }
@@ -50,7 +50,7 @@ static void check_short_channels(const std::vector<Channel> &channels)
         CpChannel entry = {};
         must(cp_take_short_channel(&rest, &entry) == CP_OK && entry.number == channel.number,
              "each channel has its short entry");
-        must_be_beginning(entry.name, channel.name);
+        must_be_prefix(entry.name, channel.name);
     }
     must(rest.size == 0 && block.entries == channels.size(), "and there is nothing else");
 }

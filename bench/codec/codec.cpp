@@ -2,10 +2,9 @@
  *
  *     bench_codec [ROUNDS]
  *
- * Rounds alternate between the two, so that whatever else the machine does meets both; the ratio is
- * what counts. Times are the processor's, from the median round. Of libtiff only the call that
- * codes is measured, of the library all of its call. Peak memory is of the heap, with the result.
- */
+ * Rounds alternate between the two, so that other load affects both alike: compare the ratio. Times
+ * are processor time of the median round. For libtiff only the coding call is measured, for the
+ * library the whole call. Peak memory is heap memory, including the result. */
 
 #include "heap.h"
 #include "samples.h"
@@ -43,7 +42,7 @@ double seconds()
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-/* The time that a piece of work takes, kept with the others, and the heap that it takes at most. */
+/* Appends the processor time of `work` to `times`, and stores its peak heap use. */
 template <typename Work> void measure(Times *times, size_t *peak, Work work)
 {
     const size_t held = heap_held();
@@ -51,7 +50,7 @@ template <typename Work> void measure(Times *times, size_t *peak, Work work)
     const double before = seconds();
     work();
     times->push_back(seconds() - before);
-    *peak = heap_most() - held;
+    *peak = heap_peak() - held;
 }
 
 uint32_t count_of(const void *block)

@@ -9,12 +9,12 @@ namespace
 {
 
 size_t held = 0;
-size_t most = 0;
+size_t peak = 0;
 
 void *counted(void *block)
 {
     held += malloc_usable_size(block);
-    most = held > most ? held : most;
+    peak = held > peak ? held : peak;
     return block;
 }
 
@@ -27,15 +27,15 @@ size_t heap_held()
 
 void heap_watch()
 {
-    most = held;
+    peak = held;
 }
 
-size_t heap_most()
+size_t heap_peak()
 {
-    return most;
+    return peak;
 }
 
-/* The program's own come before libc's, also for calls from shared libraries. One thread only. */
+/* These override libc's functions, also for calls from shared libraries. Not thread-safe. */
 extern "C" {
 
 void *__libc_malloc(size_t size);

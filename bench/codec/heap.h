@@ -1,9 +1,9 @@
-/* How much of the heap a call takes, whatever library it is in. */
+/* Measures the heap use of a call, also inside other libraries. */
 #pragma once
 
 #include <cstddef>
 
-/* Bytes held now by everything in the program, and the most since heap_watch(). */
+/* Bytes that the whole program has allocated now, and the peak since heap_watch(). */
 size_t heap_held();
 void heap_watch();
-size_t heap_most();
+size_t heap_peak();

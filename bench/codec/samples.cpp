@@ -44,7 +44,7 @@ static uint32_t below(Random *random, size_t limit)
     return static_cast<uint32_t>((*random)() % limit);
 }
 
-/* Common words stand in front and come more often. */
+/* Common words are at the front, and more frequent. */
 static const char *some_word(Random *random)
 {
     const size_t count = sizeof WORDS / sizeof *WORDS;

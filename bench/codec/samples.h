@@ -1,4 +1,4 @@
-/* What is compressed: replies as televisions send them, and the two extremes. */
+/* The content to compress: lists as televisions send them, random bytes, and zeros. */
 #pragma once
 
 #include <cstdint>
@@ -10,5 +10,5 @@ struct Sample {
     std::vector<uint8_t> content;
 };
 
-/* The same in every run. */
+/* Deterministic. */
 std::vector<Sample> samples(size_t size);

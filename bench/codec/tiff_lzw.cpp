@@ -58,7 +58,7 @@ static toff_t size_of_file(thandle_t handle)
     return image_of(handle)->file.size();
 }
 
-/* Mapped, so that libtiff reads where the bytes are. */
+/* Maps the file, so that libtiff reads it without a copy. */
 static int map_file(thandle_t handle, void **base, toff_t *size)
 {
     *base = image_of(handle)->file.data();
@@ -81,7 +81,7 @@ static void open_image(TiffImage *image, const char *mode)
 void tiff_open_new(TiffImage *image, size_t size)
 {
     image->file.clear();
-    image->file.reserve(size * 2); /* its growth is not libtiff's work */
+    image->file.reserve(size * 2); /* so that reallocation is not measured */
     open_image(image, "wl");
     const uint32_t width = static_cast<uint32_t>(size);
     require(TIFFSetField(image->tiff, TIFFTAG_IMAGEWIDTH, width) == 1 &&

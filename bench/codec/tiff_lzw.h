@@ -16,7 +16,7 @@ void tiff_open_new(TiffImage *image, size_t size);
 void tiff_open_written(TiffImage *image);
 void tiff_close(TiffImage *image);
 
-/* What is measured: everything else is done before and after. */
+/* The measured calls; all else is done before and after them. */
 void tiff_compress(TiffImage *image, const std::vector<uint8_t> &content);
 void tiff_expand(TiffImage *image, std::vector<uint8_t> *content);
 

@@ -1,5 +1,5 @@
-/* The floor: a server that does nothing but move a request from a select thread through a queue to
- * a worker, which answers it. */
+/* The baseline: a server that only passes each request from a select thread through a queue to a
+ * worker, which answers it. */
 #ifndef BARE_PING_PONG_H
 #define BARE_PING_PONG_H
 

@@ -3,8 +3,7 @@
  *     bench_round_trip [REQUESTS]
  *
  * Client and both servers run on one core, the first that the process may use. Rounds alternate
- * between the two, so that whatever else the machine does meets both; the ratio is what counts.
- * Needs port 8801. */
+ * between the two, so that other load affects both alike: compare the ratio. Needs port 8801. */
 
 #include "bare_ping_pong.h"
 #include "tvlink.h"

@@ -7,7 +7,7 @@
 #include <sys/mman.h>
 #include <ucontext.h>
 
-/* The sanitizers want to know of every change of the stack. */
+/* The sanitizers must be notified of every change of the stack. */
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define FIBERS_UNDER_ASAN 1
@@ -33,12 +33,12 @@ namespace
 {
 
 const size_t STACK_SIZE = 128 * 1024;
-const size_t FENCE_SIZE = 4096; /* below the stack: what overflows does not go unnoticed */
+const size_t GUARD_SIZE = 4096; /* an inaccessible page below the stack, to detect an overflow */
 
 struct Stack {
     const void *bottom;
     size_t size;
-    void *fake; /* AddressSanitizer's, while it is left */
+    void *fake; /* AddressSanitizer's, while the stack is inactive */
     void *tsan;
 };
 
@@ -49,17 +49,17 @@ struct Fiber {
     Stack stack;
     void (*body)();
     unsigned steps_left;
-    bool waits;
-    bool got_on;
+    bool waiting;
+    bool progressed;
 };
 
 static Fiber *current = nullptr;
 static ucontext_t outside;
 static Stack outside_stack;
 
-/* ---- From one stack to another */
+/* ---- Switching stacks */
 
-static void leave([[maybe_unused]] Stack *from, [[maybe_unused]] const Stack *to)
+static void before_switch([[maybe_unused]] Stack *from, [[maybe_unused]] const Stack *to)
 {
 #ifdef FIBERS_UNDER_ASAN
     __sanitizer_start_switch_fiber(&from->fake, to->bottom, to->size);
@@ -69,8 +69,8 @@ static void leave([[maybe_unused]] Stack *from, [[maybe_unused]] const Stack *to
 #endif
 }
 
-/* Fills in where the other stack lies, if that is wanted. */
-static void arrive([[maybe_unused]] const Stack *at, [[maybe_unused]] Stack *from)
+/* Stores the location of the stack that was left in `from`, unless that is null. */
+static void after_switch([[maybe_unused]] const Stack *at, [[maybe_unused]] Stack *from)
 {
 #ifdef FIBERS_UNDER_ASAN
     __sanitizer_finish_switch_fiber(at->fake, from == nullptr ? nullptr : &from->bottom,
@@ -78,31 +78,31 @@ static void arrive([[maybe_unused]] const Stack *at, [[maybe_unused]] Stack *fro
 #endif
 }
 
-static void go_in(Fiber *fiber)
+static void switch_in(Fiber *fiber)
 {
 #ifdef FIBERS_UNDER_TSAN
     outside_stack.tsan = __tsan_get_current_fiber();
 #endif
     current = fiber;
-    leave(&outside_stack, &fiber->stack);
+    before_switch(&outside_stack, &fiber->stack);
     swapcontext(&outside, &fiber->context);
-    arrive(&outside_stack, nullptr);
+    after_switch(&outside_stack, nullptr);
     current = nullptr;
 }
 
-static void go_out()
+static void switch_out()
 {
     Fiber *self = current;
     const int saved = errno;
-    leave(&self->stack, &outside_stack);
+    before_switch(&self->stack, &outside_stack);
     swapcontext(&self->context, &outside);
-    arrive(&self->stack, &outside_stack);
+    after_switch(&self->stack, &outside_stack);
     errno = saved;
 }
 
 static void begin()
 {
-    arrive(&current->stack, &outside_stack);
+    after_switch(&current->stack, &outside_stack);
     current->body();
     must(false, "the body of a fiber does not return");
 }
@@ -113,11 +113,11 @@ Fiber *fiber_new(void (*body)())
 {
     Fiber *fiber = new Fiber();
     fiber->body = body;
-    void *memory = mmap(nullptr, FENCE_SIZE + STACK_SIZE, PROT_READ | PROT_WRITE,
+    void *memory = mmap(nullptr, GUARD_SIZE + STACK_SIZE, PROT_READ | PROT_WRITE,
                         MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
-    must(memory != MAP_FAILED && mprotect(memory, FENCE_SIZE, PROT_NONE) == 0,
+    must(memory != MAP_FAILED && mprotect(memory, GUARD_SIZE, PROT_NONE) == 0,
          "there is memory for a stack");
-    char *bottom = static_cast<char *>(memory) + FENCE_SIZE;
+    char *bottom = static_cast<char *>(memory) + GUARD_SIZE;
     fiber->stack = {bottom, STACK_SIZE, nullptr, nullptr};
 #ifdef FIBERS_UNDER_TSAN
     fiber->stack.tsan = __tsan_create_fiber(0);
@@ -135,10 +135,10 @@ bool fiber_run(Fiber *fiber, unsigned steps)
         return false;
     }
     fiber->steps_left = steps;
-    fiber->got_on = !fiber->waits;
-    fiber->waits = false;
-    go_in(fiber);
-    return fiber->got_on;
+    fiber->progressed = !fiber->waiting;
+    fiber->waiting = false;
+    switch_in(fiber);
+    return fiber->progressed;
 }
 
 const Fiber *fiber_current()
@@ -148,19 +148,19 @@ const Fiber *fiber_current()
 
 void fiber_step()
 {
-    current->got_on = true;
+    current->progressed = true;
     if (--current->steps_left == 0) {
-        go_out();
+        switch_out();
     }
 }
 
 void fiber_wait()
 {
-    current->waits = true;
-    go_out();
+    current->waiting = true;
+    switch_out();
 }
 
-void fiber_go_on()
+void fiber_progressed()
 {
-    current->got_on = true;
+    current->progressed = true;
 }

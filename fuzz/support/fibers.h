@@ -1,23 +1,23 @@
-/* Threads that take turns on one system thread, so that the same input always does the same. Each
- * has a stack of its own and runs when it is told to, up to a place where others may go on. */
+/* Cooperative threads on one system thread, which make every run reproducible. Each has a stack of
+ * its own and runs until it yields. */
 #pragma once
 
 struct Fiber;
 
-/* Stands before its body, which begins with its first turn and never returns. It lives as long as
- * the process. */
+/* The body starts with the first call of fiber_run and must never return. The fiber is never
+ * destroyed. */
 Fiber *fiber_new(void (*body)());
 
-/* Gives it a turn of so many steps, from outside. False when all that it did was to wait. */
+/* From outside: runs the fiber for at most so many steps. False when it made no progress. */
 bool fiber_run(Fiber *fiber, unsigned steps);
 
-/* Whose turn it is; null outside. */
+/* The running fiber; null outside of all. */
 const Fiber *fiber_current();
 
-/* From inside: a step, which may be the turn's last; and the turn's end, since there is nothing to
- * do until others have had theirs. errno survives both. */
+/* From inside: counts one step and yields after the last; yields at once, to wait for other fibers.
+ * Both preserve errno. */
 void fiber_step();
 void fiber_wait();
 
-/* From inside: what was waited for has come. */
-void fiber_go_on();
+/* From inside: the wait is over. */
+void fiber_progressed();

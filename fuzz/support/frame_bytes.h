@@ -11,7 +11,7 @@ using Bytes = std::vector<uint8_t>;
 
 Bytes bytes_of(CpBytes bytes);
 
-/* What the buffer holds; it is released. */
+/* Copies the content of the buffer and frees it. */
 Bytes take_buffer(CpBuffer *buffer);
 
 Bytes build_frame(uint8_t type, const Bytes &payload);

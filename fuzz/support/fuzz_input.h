@@ -1,4 +1,4 @@
-/* What a fuzz target reads its input with, and how it says that something does not hold. */
+/* Reads the input of a fuzz target, and reports a violated invariant. */
 #pragma once
 
 #include <cstddef>
@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-/* Read front to back; what is read behind the end is zero. */
+/* Read sequentially; reads beyond the end return zero. */
 struct FuzzInput {
     const uint8_t *at;
     size_t left;
@@ -19,12 +19,12 @@ uint32_t fuzz_u32(FuzzInput *input);
 /* The next bytes, or as many as are left. */
 FuzzInput fuzz_part(FuzzInput *input, size_t size);
 
-/* A heap block of exactly these bytes: AddressSanitizer sees a read of one more. */
+/* A heap block of exactly these bytes, so that AddressSanitizer detects a read beyond the end. */
 std::unique_ptr<uint8_t[]> fuzz_copy(const void *bytes, size_t size);
 std::unique_ptr<uint8_t[]> fuzz_copy(const FuzzInput &input);
 
-/* Names the invariant and ends the process when it does not hold. */
+/* Prints the invariant and aborts unless it holds. */
 void must(bool holds, const char *invariant);
 
-/* The library's diagnostic lines are made, and thrown away. */
+/* Diagnostic lines of the library are formatted and discarded. */
 void fuzz_silence_log();

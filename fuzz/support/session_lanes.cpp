@@ -32,12 +32,12 @@ void run_lane(Lane lane, unsigned steps)
 
 void run_all(std::initializer_list<Lane> lanes)
 {
-    bool got_on = true;
-    for (unsigned round = 0; got_on; round++) {
-        must(round < MOST_ROUNDS, "the service comes to rest");
-        got_on = false;
+    bool progressed = true;
+    for (unsigned round = 0; progressed; round++) {
+        must(round < MAX_ROUNDS, "the service comes to rest");
+        progressed = false;
         for (const Lane lane : lanes) {
-            got_on = fiber_run(fibers[lane], ALL_STEPS) || got_on;
+            progressed = fiber_run(fibers[lane], ALL_STEPS) || progressed;
         }
     }
 }

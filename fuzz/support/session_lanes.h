@@ -1,4 +1,4 @@
-/* The threads of the service in a session fuzz input: fibers that take turns. */
+/* The threads of a session: each thread of the service and of its host is a fiber, called lane. */
 #pragma once
 
 #include <initializer_list>
@@ -12,16 +12,16 @@ enum Lane {
     LANE_COUNT,
 };
 
-/* Makes the fibers, once in a process; a body for each lane. */
+/* Creates the fibers, on the first call in a process only. */
 void make_lanes(void (*const bodies[LANE_COUNT])());
 
-/* Whose turn it is. */
+/* The running lane. */
 Lane present_lane();
 
-/* Gives it a turn of so many steps, 0: of as many as it can. */
+/* Runs the lane for at most so many steps, 0: until it waits. */
 void run_lane(Lane lane, unsigned steps);
 
-/* Until all of these threads wait. */
+/* Runs these lanes round-robin until all of them wait. */
 void run_all(std::initializer_list<Lane> lanes);
 
-const unsigned MOST_ROUNDS = 100000; /* that are needed until all is quiet */
+const unsigned MAX_ROUNDS = 100000; /* until all lanes wait; more are a livelock */

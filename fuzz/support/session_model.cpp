@@ -28,12 +28,12 @@ void model_split(Connection *connection)
     while (stream.size() >= 7) {
         const size_t size = load_length(stream);
         if ((session.flags & GUARDED) != 0 && size > GUARDED_FRAME) {
-            connection->excused = true;
-            connection->must_go = true;
+            connection->may_drop = true;
+            connection->must_drop = true;
             return;
         }
         if (size == 0) {
-            connection->lost = true;
+            connection->discarding = true;
             stream.clear();
         }
         if (size > stream.size() || size == 0) {
@@ -49,19 +49,19 @@ void model_received()
 {
     for (Connection &connection : session.connections) {
         model_split(&connection);
-        must(connection.requests.empty() || session.requests.most_waiting >= QUEUE_ROOM ||
+        must(connection.requests.empty() || session.requests.max_waiting >= QUEUE_ROOM ||
                  session.stopping,
              "a request is refused when the queue is full, and only then");
-        must(connection.heartbeats == 0 || session.heartbeats.most_waiting >= QUEUE_ROOM ||
+        must(connection.heartbeats == 0 || session.heartbeats.max_waiting >= QUEUE_ROOM ||
                  session.stopping,
              "so is a heartbeat");
         connection.requests.clear();
         connection.heartbeats = 0;
-        must(!connection.must_go || connection.shut || connection.service < 0,
+        must(!connection.must_drop || connection.dropped || connection.service_fd < 0,
              "who announces too much is dropped");
     }
-    session.requests.most_waiting = session.requests.waiting.size();
-    session.heartbeats.most_waiting = session.heartbeats.waiting.size();
+    session.requests.max_waiting = session.requests.waiting.size();
+    session.heartbeats.max_waiting = session.heartbeats.waiting.size();
 }
 
 /* ---- The model of the queues */
@@ -74,8 +74,8 @@ static const CtrlPoint *newest_item(const Queue *queue)
 
 static void add_item(WorkModel *work, const Connection *connection, const Bytes &body)
 {
-    work->waiting.push_back({number_of(connection), body, session.run, false});
-    work->most_waiting = std::max(work->most_waiting, work->waiting.size());
+    work->waiting.push_back({index_of(connection), body, session.run, false});
+    work->max_waiting = std::max(work->max_waiting, work->waiting.size());
     must(work->waiting.size() <= QUEUE_ROOM, "no more wait than there is room for");
 }
 
@@ -83,7 +83,7 @@ static void request_queued(Connection *connection, const CtrlPoint *item)
 {
     const Bytes body(item->rx_buf, item->rx_buf + item->rx_cap);
     while (!connection->requests.empty() && connection->requests.front() != body) {
-        must(session.requests.most_waiting >= QUEUE_ROOM, "requests are queued in their order");
+        must(session.requests.max_waiting >= QUEUE_ROOM, "requests are queued in their order");
         connection->requests.pop_front();
     }
     must(!connection->requests.empty(), "what is queued has been sent by this phone");
@@ -120,7 +120,7 @@ static bool is_call(const Bytes &body)
 
 static bool is_listed(const Connection &connection)
 {
-    int32_t fd = connection.service;
+    int32_t fd = connection.service_fd;
     return fd >= 0 && !session.stopping && list_find(&g_cp_list, ctrlpoint_match_fd, &fd) != 0;
 }
 
@@ -132,11 +132,11 @@ void finish_item(WorkModel *work)
     const Item &item = work->serving.front();
     const bool wants_answer = work == &session.heartbeats || is_call(item.body);
     must(item.answered || !wants_answer || item.run != session.run ||
-             is_excused(session.connections[item.connection]),
+             may_be_dropped(session.connections[item.connection]),
          "what can be answered is");
     const Connection &connection = session.connections[item.connection];
     const Lane lane = work == &session.heartbeats ? LANE_HEARTBEATS : LANE_REQUESTS;
-    must(!connection.given_up || connection.sender != lane || !is_listed(connection),
+    must(!connection.abandoned || connection.sender != lane || !is_listed(connection),
          "who cannot be sent to is dropped");
     work->serving.clear();
 }
@@ -185,9 +185,9 @@ static void check_reply(const Connection *connection, const CpFrame &frame)
 {
     must(!session.requests.serving.empty(), "the worker answers requests");
     Item &item = session.requests.serving.front();
-    must(item.connection == number_of(connection), "a reply goes to the phone that asked");
+    must(item.connection == index_of(connection), "a reply goes to the phone that asked");
     must(!item.answered, "a request has one reply");
-    must(item.run == session.run || connection->shut, "nobody is answered in a later run");
+    must(item.run == session.run || connection->dropped, "nobody is answered in a later run");
     item.answered = true;
     if (frame.type == CP_FRAME_RPC_REPLY) {
         check_call(item.body, frame.payload);
@@ -202,11 +202,11 @@ static void check_heartbeat(const Connection *connection, Lane lane, const CpFra
 {
     must(frame.type == CP_FRAME_HEARTBEAT && cp_decode_heartbeat(frame.payload) == CP_OK,
          "a heartbeat is one");
-    const size_t number = number_of(connection);
+    const size_t number = index_of(connection);
     if (lane == LANE_HOST) {
-        must(session.job == JOB_HEARTBEATS && !contains(session.beaten, number),
+        must(session.job == JOB_HEARTBEATS && !contains(session.heartbeats_sent, number),
              "one heartbeat goes to each phone");
-        session.beaten.push_back(number);
+        session.heartbeats_sent.push_back(number);
         return;
     }
     must(!session.heartbeats.serving.empty(), "the worker answers heartbeats");
@@ -218,12 +218,12 @@ static void check_heartbeat(const Connection *connection, Lane lane, const CpFra
 
 static void check_event(const Connection *connection, Broadcast *broadcast, const Bytes &frame)
 {
-    must(broadcast->on && frame == broadcast->frame, "an event is that which is reported");
-    must(!contains(broadcast->told, number_of(connection)), "each phone is told once");
-    broadcast->told.push_back(number_of(connection));
+    must(broadcast->active && frame == broadcast->frame, "an event is that which is reported");
+    must(!contains(broadcast->delivered, index_of(connection)), "each phone is told once");
+    broadcast->delivered.push_back(index_of(connection));
 }
 
-static void frame_begins(Connection *connection, Lane lane, const Bytes &bytes)
+static void begin_frame(Connection *connection, Lane lane, const Bytes &bytes)
 {
     CpSplitter *splitter = cp_splitter_new(0);
     CpFrame frame = {};
@@ -242,38 +242,38 @@ static void frame_begins(Connection *connection, Lane lane, const Bytes &bytes)
     connection->sending = bytes;
     connection->frame_size = bytes.size();
     connection->sender = lane;
-    connection->given_up = false;
-    connection->waits_since_ms = 0;
-    connection->stalls_since_ms = 0;
+    connection->abandoned = false;
+    connection->latest_stall_ms = 0;
+    connection->earliest_stall_ms = 0;
 }
 
 void check_offered(Connection *connection, const Bytes &bytes)
 {
     const Lane lane = present_lane();
     if (connection->sender == lane && connection->sending == bytes && !bytes.empty()) {
-        must(!connection->given_up, "a frame is given up when there is a reason");
+        must(!connection->abandoned, "a frame is given up when there is a reason");
         return;
     }
     must(connection->sending.empty() || connection->sending.size() == connection->frame_size ||
-             connection->shut,
+             connection->dropped,
          "a frame that was begun is followed by its rest, or by nothing");
-    frame_begins(connection, lane, bytes);
+    begin_frame(connection, lane, bytes);
 }
 
 /* ---- The model of time */
 
 bool is_idle(const Connection &connection)
 {
-    int32_t fd = connection.service;
+    int32_t fd = connection.service_fd;
     const CtrlPoint *record =
         fd < 0 ? nullptr : static_cast<CtrlPoint *>(list_get(&g_cp_list, ctrlpoint_match_fd, &fd));
     const int64_t age = record == nullptr ? 0 : int64_t{session.now_s} - record->last_active;
     return age >= 31 && age < 300;
 }
 
-void excuse_idle()
+void allow_idle_drops()
 {
     for (Connection &connection : session.connections) {
-        connection.excused = connection.excused || is_idle(connection);
+        connection.may_drop = connection.may_drop || is_idle(connection);
     }
 }

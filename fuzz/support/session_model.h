@@ -1,5 +1,5 @@
-/* The plain model of a session: which requests must be queued, which frame goes to whom, and who
- * may be dropped. Each function checks that the service does so. */
+/* The plain model of a session: which requests must be queued, which frame goes to which phone, and
+ * which connections may be dropped. Each function checks the service against it. */
 #pragma once
 
 #include "support/session_state.h"
@@ -8,29 +8,30 @@
 
 /* ---- Receiving. */
 
-/* What has arrived is split into frames. */
+/* Splits the bytes that have arrived into frames. */
 void model_split(Connection *connection);
 
-/* The server has done with what it received last: all is queued that could be. */
+/* Called when the server has processed all it received: every frame that fits must be queued. */
 void model_received();
 
 /* ---- Queues. */
 
-/* The service has counted a queue's semaphore up, ... */
+/* The service has posted a queue's semaphore. */
 void item_posted(const sem_t *items);
 
-/* ... and a worker has counted it down, and so is done with the item before. */
+/* A worker has decremented the semaphore, and so has finished the previous item. */
 void item_taken(const sem_t *items);
 void finish_item(WorkModel *work);
 
 /* ---- Sending. */
 
-/* What is offered to the system: the rest of the frame, or a new one. */
+/* The bytes passed to send: the rest of the current frame, or a new frame. */
 void check_offered(Connection *connection, const Bytes &bytes);
 
 /* ---- Time. */
 
-/* By the time in its record, which may be made some time after it was accepted. */
+/* By the time in the connection's record, which may be created some time after accept. */
 bool is_idle(const Connection &connection);
 
-void excuse_idle();
+/* The service may drop the connections that are idle now. */
+void allow_idle_drops();

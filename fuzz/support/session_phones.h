@@ -1,31 +1,26 @@
-/* The phones of a session: what each does with its end of a connection. */
+/* The phones of a session. The options are those of enum Action in session_fuzz.cpp. */
 #pragma once
 
 #include "support/session_state.h"
 
-/* 1: with a small buffer, 2: and reads nothing by itself. Nothing for a phone that is connected,
- * and when there have been enough connections. */
-void connect_phone(unsigned phone, unsigned how);
+/* Does nothing for a phone that is connected, and after MAX_CONNECTIONS. */
+void connect_phone(unsigned phone, unsigned options);
 
-/* 1: keeps it until it writes. */
-void send_or_keep(Connection *connection, const Bytes &bytes, unsigned how);
+void send_or_buffer(Connection *connection, const Bytes &bytes, unsigned options);
 
-/* A string call, answered by its own text; 2: one at which the host reports an event. */
-void make_call(Connection *connection, unsigned how, size_t size);
+/* A string call, answered with its own text. */
+void send_call(Connection *connection, unsigned options, size_t size);
 
-/* A request whose length and body the input says, and bytes that need not be a frame. */
-void ask(Connection *connection, unsigned how);
-void send_bytes(Connection *connection, unsigned how);
+/* A request, and bytes that need not be a frame, with length and content from the input. */
+void send_request(Connection *connection, unsigned options);
+void send_bytes(Connection *connection, unsigned options);
 
-/* So many bytes of what it has kept, 0: all. */
-void phone_writes(Connection *connection, size_t size);
+/* Sends so many of the buffered bytes, 0: all. */
+void phone_flushes(Connection *connection, size_t size);
 
 void phone_reads(Connection *connection);
 
-/* 1: and from now on by itself, 2: from now on not by itself. */
-void read_what_came(Connection *connection, unsigned how);
-
-/* Writing, reading or both. */
-void shut_phone(Connection *connection, unsigned how);
+void read_arrived(Connection *connection, unsigned options);
+void shut_down_phone(Connection *connection, unsigned options);
 
 void phone_closes(Connection *connection);

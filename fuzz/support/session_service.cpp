@@ -19,8 +19,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-static bool server_wanted = false;
-static bool stop_wanted = false;
+static bool server_running = false;
+static bool stop_requested = false;
 
 /* ---- Events */
 
@@ -50,7 +50,7 @@ static Bytes event_frame(unsigned number, bool two_texts, const std::string &dat
     return build_frame(CP_FRAME_EVENT, payload);
 }
 
-/* By whichever thread this is. */
+/* In the running lane. */
 static void report_event(bool two_texts, size_t size)
 {
     const unsigned number = session.events++ % 256;
@@ -59,19 +59,19 @@ static void report_event(bool two_texts, size_t size)
     const int32_t code = static_cast<int32_t>(0x7000 + number);
     const Lane lane = present_lane();
     Broadcast *broadcast = &session.broadcasts[lane];
-    begin_round();
+    begin_broadcast();
     *broadcast = {true, event_frame(number, two_texts, data), {}, {}};
     for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
         const Connection *connection = find_connection(static_cast<CtrlPoint *>(node->data)->fd);
         must(connection != nullptr, "a connection is open while it is listed");
-        broadcast->due.push_back(number_of(connection));
+        broadcast->recipients.push_back(index_of(connection));
     }
     const int32_t result =
         two_texts ? ipp_report_dev_event2(code, number, "event", nullptr, data.data(), length)
                   : ipp_report_dev_event(code, number, "event", data.data(), length);
     must(result == 0, "an event can be reported");
-    for (const size_t i : broadcast->due) {
-        must(contains(broadcast->told, i) || is_excused(session.connections[i]),
+    for (const size_t i : broadcast->recipients) {
+        must(contains(broadcast->delivered, i) || may_be_dropped(session.connections[i]),
              "an event goes to every phone");
     }
     *broadcast = {};
@@ -82,12 +82,12 @@ static void report_event(bool two_texts, size_t size)
 static void run_server()
 {
     for (;;) {
-        while (!server_wanted) {
+        while (!server_running) {
             fiber_wait();
         }
-        fiber_go_on();
+        fiber_progressed();
         tcp_thread(nullptr);
-        server_wanted = false;
+        server_running = false;
     }
 }
 
@@ -104,12 +104,12 @@ static void run_heartbeats()
 static void run_stopper()
 {
     for (;;) {
-        while (!stop_wanted) {
+        while (!stop_requested) {
             fiber_wait();
         }
-        fiber_go_on();
+        fiber_progressed();
         ipp_finish();
-        stop_wanted = false;
+        stop_requested = false;
     }
 }
 
@@ -119,10 +119,10 @@ static void run_host()
         while (session.job == JOB_NONE) {
             fiber_wait();
         }
-        fiber_go_on();
-        session.beaten.clear();
+        fiber_progressed();
+        session.heartbeats_sent.clear();
         if (session.job == JOB_HEARTBEATS) {
-            begin_round();
+            begin_broadcast();
             must(check_ctrlpoint_heart() == 0, "heartbeats can be checked");
         } else {
             const bool large = (session.event_choice & 2) != 0;
@@ -133,11 +133,12 @@ static void run_host()
     }
 }
 
-/* The workers are here already, and discovery has nothing to do. For a picture nobody comes. */
+/* At the start of the service only the server is run: the workers have lanes already, and discovery
+ * is left out. A bulk thread runs at once, and no phone connects to it. */
 static int create_thread(void *(*body)(void *), void *argument)
 {
     if (body == tcp_thread) {
-        server_wanted = true;
+        server_running = true;
     } else if (!session.starting) {
         session.transferring = true;
         body(argument);
@@ -148,16 +149,16 @@ static int create_thread(void *(*body)(void *), void *argument)
 
 static int join_threads()
 {
-    while (server_wanted) {
+    while (server_running) {
         fiber_wait();
     }
-    fiber_go_on();
+    fiber_progressed();
     return 0;
 }
 
 /* ---- The host */
 
-/* The answer to a call is the call. */
+/* Answers a call with its own text. */
 static int echo(char *answer, const char *request)
 {
     must(session.requests.serving.front().run == session.run, "a past run's requests are dropped");
@@ -173,7 +174,7 @@ static int echo(char *answer, const char *request)
 
 static int admit(uint32_t peer_addr, void *)
 {
-    return (session.flags & BARS_LAST_PHONE) == 0 || peer_addr != 3;
+    return (session.flags & REFUSES_LAST_PHONE) == 0 || peer_addr != 3;
 }
 
 static void set_guard()
@@ -207,7 +208,7 @@ void prepare_service()
     system_calls.pthread_join = join_threads;
 }
 
-void forget_service()
+void reset_service()
 {
     ipp_set_log_dumps(0);
     tv_ippRpcFunSet = nullptr;
@@ -222,34 +223,34 @@ void start_service()
     int ends[2];
     must(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0, "there are descriptors");
     session.listener = ends[0];
-    session.knock = fcntl(ends[1], F_DUPFD_CLOEXEC, PHONES_FROM);
+    session.listener_peer = fcntl(ends[1], F_DUPFD_CLOEXEC, FIRST_PHONE_FD);
     close(ends[1]);
     session.run++;
     session.starting = true;
-    take_listener_calls(true);
+    replace_listener_calls(true);
     must(ipp_init(1, "name", "serial") == IPP_OK, "the service starts");
-    take_listener_calls(false);
+    replace_listener_calls(false);
     session.starting = false;
 }
 
-static void forget_waiting()
+static void close_pending()
 {
     for (const size_t number : session.accept_queue) {
-        close(session.connections[number].waiting);
-        session.connections[number].waiting = -1;
+        close(session.connections[number].pending_fd);
+        session.connections[number].pending_fd = -1;
     }
     session.accept_queue.clear();
 }
 
-/* Workers and host run only when nothing else brings the stop on, so that work is left over. */
+/* Workers and host run only while the stop depends on them, so that work remains in the queues. */
 void stop_service()
 {
     session.stopping = true;
-    stop_wanted = true;
-    for (unsigned round = 0; stop_wanted; round++) {
-        must(round < MOST_ROUNDS, "the service stops");
+    stop_requested = true;
+    for (unsigned round = 0; stop_requested; round++) {
+        must(round < MAX_ROUNDS, "the service stops");
         run_all({LANE_STOPPER, LANE_SERVER});
-        if (stop_wanted) {
+        if (stop_requested) {
             run_lane(LANE_REQUESTS, 1);
             run_lane(LANE_HEARTBEATS, 1);
             run_lane(LANE_HOST, 1);
@@ -257,10 +258,10 @@ void stop_service()
     }
     must(g_cp_list.count == 0 && g_tcp_sock == -1, "nothing is left of a service that has stopped");
     for (Connection &connection : session.connections) {
-        must(connection.shut || connection.service < 0, "every connection is dropped");
-        connection.excused = true;
+        must(connection.dropped || connection.service_fd < 0, "every connection is dropped");
+        connection.may_drop = true;
     }
-    forget_waiting();
-    close(session.knock);
+    close_pending();
+    close(session.listener_peer);
     session.stopping = false;
 }

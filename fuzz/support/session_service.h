@@ -1,11 +1,11 @@
-/* The service of a session: what its threads and its host do, and how it starts and stops. */
+/* The service of a session: its threads, its host, and its start and stop. */
 #pragma once
 
-/* Host, guard and threads, as the input's flags say. */
+/* Sets up host, guard and threads according to the input's flags. */
 void prepare_service();
 
 void start_service();
 void stop_service();
 
-/* Before the next input. */
-void forget_service();
+/* Undoes prepare_service. */
+void reset_service();

@@ -1,16 +1,16 @@
 #include "support/session_stalls.h"
 
-static bool in_round(Lane lane)
+static bool in_broadcast(Lane lane)
 {
-    return lane == LANE_HOST || session.broadcasts[lane].on;
+    return lane == LANE_HOST || session.broadcasts[lane].active;
 }
 
-void begin_round()
+void begin_broadcast()
 {
-    session.noted_ms[present_lane()] = 0;
+    session.snapshot_ms[present_lane()] = 0;
 }
 
-void note_taken(Connection *connection)
+void note_read(Connection *connection)
 {
     connection->took_nothing = false;
     connection->got_nothing = false;
@@ -19,50 +19,50 @@ void note_taken(Connection *connection)
 void note_sent(Connection *connection)
 {
     connection->got_nothing = false;
-    connection->waits_since_ms = 0;
-    connection->stalls_since_ms = 0;
+    connection->latest_stall_ms = 0;
+    connection->earliest_stall_ms = 0;
 }
 
-static void note_all(Lane lane, uint64_t now_ms)
+static void take_snapshot(Lane lane, uint64_t now_ms)
 {
-    session.noted_ms[lane] = now_ms;
+    session.snapshot_ms[lane] = now_ms;
     for (Connection &connection : session.connections) {
         connection.took_nothing = connection.received.size() < connection.expected.size();
         connection.got_nothing = connection.took_nothing;
     }
 }
 
-static void begin_wait(Connection *connection, uint64_t began_ms)
+static void begin_stall(Connection *connection, uint64_t began_ms)
 {
     const Lane lane = present_lane();
-    connection->waits_since_ms = began_ms;
-    connection->stalls_since_ms = began_ms;
-    if (!in_round(lane)) {
+    connection->latest_stall_ms = began_ms;
+    connection->earliest_stall_ms = began_ms;
+    if (!in_broadcast(lane)) {
         return;
     }
-    if (session.noted_ms[lane] == 0) {
-        note_all(lane, began_ms);
+    if (session.snapshot_ms[lane] == 0) {
+        take_snapshot(lane, began_ms);
     }
     if (connection->took_nothing) {
-        connection->stalls_since_ms = session.noted_ms[lane];
+        connection->earliest_stall_ms = session.snapshot_ms[lane];
     }
     if (connection->got_nothing) {
-        connection->waits_since_ms = session.noted_ms[lane];
+        connection->latest_stall_ms = session.snapshot_ms[lane];
     }
 }
 
-void note_no_room(Connection *connection, uint64_t began_ms)
+void note_blocked_send(Connection *connection, uint64_t began_ms)
 {
     if ((session.flags & GUARDED) == 0) {
         return;
     }
-    if (connection->waits_since_ms == 0) {
-        begin_wait(connection, began_ms);
+    if (connection->latest_stall_ms == 0) {
+        begin_stall(connection, began_ms);
     }
-    if (began_ms - connection->stalls_since_ms >= GUARDED_STALL_MS) {
-        connection->excused = true;
+    if (began_ms - connection->earliest_stall_ms >= GUARDED_STALL_MS) {
+        connection->may_drop = true;
     }
-    if (began_ms - connection->waits_since_ms >= GUARDED_STALL_MS) {
-        connection->given_up = true;
+    if (began_ms - connection->latest_stall_ms >= GUARDED_STALL_MS) {
+        connection->abandoned = true;
     }
 }

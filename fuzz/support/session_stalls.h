@@ -1,15 +1,15 @@
-/* Phones of a session that take nothing: how long the service waits for each, and for all of them
- * together when it tells everybody something. */
+/* Stalled phones of a session: how long the service may wait for one, and in a broadcast for all of
+ * them together. */
 #pragma once
 
 #include "support/session_state.h"
 
-/* The present lane begins to tell everybody something. */
-void begin_round();
+/* The running lane begins a broadcast. */
+void begin_broadcast();
 
-/* A phone has taken what was there. */
-void note_taken(Connection *connection);
+/* The phone has read bytes. */
+void note_read(Connection *connection);
 
-/* The system has taken bytes of a frame, or has not in an attempt that began then. */
+/* send has accepted bytes of a frame, or has accepted none in a call that began at `began_ms`. */
 void note_sent(Connection *connection);
-void note_no_room(Connection *connection, uint64_t began_ms);
+void note_blocked_send(Connection *connection, uint64_t began_ms);

@@ -13,11 +13,11 @@ Connection *find_connection(int fd)
 {
     const auto found =
         std::find_if(session.connections.begin(), session.connections.end(),
-                     [&](const Connection &connection) { return connection.service == fd; });
+                     [&](const Connection &connection) { return connection.service_fd == fd; });
     return fd < 0 || found == session.connections.end() ? nullptr : &*found;
 }
 
-size_t number_of(const Connection *connection)
+size_t index_of(const Connection *connection)
 {
     size_t number = 0;
     while (&session.connections[number] != connection) {
@@ -26,9 +26,9 @@ size_t number_of(const Connection *connection)
     return number;
 }
 
-bool is_excused(const Connection &connection)
+bool may_be_dropped(const Connection &connection)
 {
-    return connection.excused || connection.shut || session.stopping;
+    return connection.may_drop || connection.dropped || session.stopping;
 }
 
 size_t registered_count()
@@ -38,9 +38,9 @@ size_t registered_count()
                       [](const Connection &connection) { return connection.registered; }));
 }
 
-bool is_barred(const Connection &connection)
+bool is_refused(const Connection &connection)
 {
-    return (session.flags & GUARDED) != 0 && (session.flags & BARS_LAST_PHONE) != 0 &&
+    return (session.flags & GUARDED) != 0 && (session.flags & REFUSES_LAST_PHONE) != 0 &&
            connection.phone == 3;
 }
 
@@ -49,5 +49,5 @@ Connection *connection_of(unsigned phone)
     const auto found =
         std::find_if(session.connections.rbegin(), session.connections.rend(),
                      [&](const Connection &connection) { return connection.phone == phone; });
-    return found == session.connections.rend() || found->end < 0 ? nullptr : &*found;
+    return found == session.connections.rend() || found->phone_fd < 0 ? nullptr : &*found;
 }

@@ -1,5 +1,5 @@
-/* A session fuzz input while it runs: the phones' connections, the work queues and the events as
- * the model knows them, and what the input has arranged. */
+/* The state of a running session fuzz input: the phones' connections, the model's work queues and
+ * events, and the faults and jobs that the input has set up. */
 #pragma once
 
 #include "support/frame_bytes.h"
@@ -11,45 +11,45 @@
 
 enum Flag {
     GUARDED = 1,
-    BARS_LAST_PHONE = 2,
+    REFUSES_LAST_PHONE = 2,
     WITHOUT_TABLE = 4,
     WITH_DUMPS = 8,
-    STOPS_IN_THE_MIDDLE = 16, /* otherwise everything is served first */
+    STOPS_EARLY = 16, /* otherwise everything is served first */
 };
 
-/* What the next system call on a connection does, and to how many bytes. */
+/* The fault of the next system call on a connection; `value` chooses its kind and size. */
 struct Fault {
     bool set;
     uint8_t value;
 };
 
-/* One connection of one phone, and what the model knows of it. */
+/* One connection of one phone, and its state in the model. */
 struct Connection {
     unsigned phone;
-    int end;                    /* the phone's; -1 once it has closed */
-    int waiting;                /* the service's, until it is accepted */
-    int service;                /* the same afterwards, until it is closed */
-    bool reads;                 /* the phone takes what comes at once */
-    bool may_miss;              /* it may have left bytes unread */
+    int phone_fd;               /* -1 once the phone has closed it */
+    int pending_fd;             /* the service's end, until it is accepted */
+    int service_fd;             /* the service's end afterwards, until it is closed */
+    bool reads;                 /* the phone reads automatically */
+    bool may_lose_bytes;        /* the phone may have left bytes unread */
     bool registered;            /* accepted, and not shut down or refused yet */
-    bool excused;               /* there is a reason to drop it */
-    bool must_go;               /* and it must be */
-    bool shut;                  /* the service has dropped it */
-    unsigned calls;             /* how many string calls the phone has made */
-    Bytes outbox;               /* the phone has not written it yet */
+    bool may_drop;              /* the service has a reason to drop it */
+    bool must_drop;             /* the service must drop it */
+    bool dropped;               /* the service has dropped it */
+    unsigned calls;             /* the number of string calls by the phone */
+    Bytes outbox;               /* buffered by the phone */
     Bytes arrived;              /* received, not split yet */
-    bool lost;                  /* what else arrived together is dropped */
+    bool discarding;            /* the rest of what arrived together is discarded */
     std::deque<Bytes> requests; /* split, not queued yet */
-    size_t heartbeats;          /* the same */
+    size_t heartbeats;          /* split, not queued yet */
     Bytes sending;              /* the rest of the frame that is being sent */
-    size_t frame_size;          /* all of it */
+    size_t frame_size;          /* of the complete frame */
     Lane sender;
-    bool given_up;            /* no more of that frame is sent */
-    uint64_t waits_since_ms;  /* the service must count from then on, ... */
-    uint64_t stalls_since_ms; /* ... and may from then on; both 0: it has not had to wait */
-    bool took_nothing;        /* since a round noted who had bytes to take, this phone among them */
-    bool got_nothing;         /* nor was it sent anything since */
-    Bytes expected;           /* handed to the system for this phone */
+    bool abandoned;             /* no more of that frame is sent */
+    uint64_t latest_stall_ms;   /* the latest possible start of a stall; 0: none */
+    uint64_t earliest_stall_ms; /* the earliest possible start of a stall; 0: none */
+    bool took_nothing; /* has had unread bytes since a broadcast's snapshot, and read none */
+    bool got_nothing;  /* and none were sent since that snapshot, either */
+    Bytes expected;    /* accepted by send for this phone */
     Bytes received;
     Fault ioctl_fault;
     Fault recv_fault;
@@ -67,15 +67,15 @@ struct Item {
 struct WorkModel {
     std::deque<Item> waiting;
     std::deque<Item> serving; /* one at most */
-    size_t most_waiting;      /* since the server received last */
+    size_t max_waiting;       /* since the server last received */
 };
 
 /* An event, while a thread reports it. */
 struct Broadcast {
-    bool on;
+    bool active;
     Bytes frame;
-    std::vector<size_t> due;
-    std::vector<size_t> told;
+    std::vector<size_t> recipients;
+    std::vector<size_t> delivered;
 };
 
 enum HostJob {
@@ -87,10 +87,10 @@ enum HostJob {
 struct Session {
     FuzzInput input;
     uint8_t flags;
-    std::deque<Connection> connections; /* in the order in which they were made */
+    std::deque<Connection> connections; /* in the order of their creation */
     std::deque<size_t> accept_queue;
     int listener;
-    int knock; /* the other end: a byte for each phone that waits */
+    int listener_peer; /* the other end of `listener`: one byte for each pending connection */
     unsigned run;
     bool starting;
     bool stopping;
@@ -100,8 +100,8 @@ struct Session {
     WorkModel requests;
     WorkModel heartbeats;
     Broadcast broadcasts[LANE_COUNT];
-    std::vector<size_t> beaten;    /* by the check that is running */
-    uint64_t noted_ms[LANE_COUNT]; /* when the lane's round first had to wait; 0: not yet */
+    std::vector<size_t> heartbeats_sent; /* connections, in the running heartbeat check */
+    uint64_t snapshot_ms[LANE_COUNT];    /* the lane's first blocked send in a broadcast; 0: none */
     uint8_t accept_fault;
     HostJob job;
     uint8_t event_choice;
@@ -112,24 +112,24 @@ struct Session {
 const uint32_t GUARDED_FRAME = 1024;
 const uint32_t GUARDED_PHONES = 3;
 const uint32_t GUARDED_STALL_MS = 2000;
-const int PHONES_FROM = 200; /* descriptors: the lower ones are the service's */
+const int FIRST_PHONE_FD = 200; /* lower descriptors are the service's */
 
 extern Session session;
 
 bool contains(const std::vector<size_t> &list, size_t number);
 
-/* By the service's descriptor; null for a number that is none of a connection. */
+/* By the service's descriptor; null when no connection has this number. */
 Connection *find_connection(int fd);
 
-size_t number_of(const Connection *connection);
+size_t index_of(const Connection *connection);
 
-/* Is there a reason to drop it? */
-bool is_excused(const Connection &connection);
+/* True when the service may drop the connection. */
+bool may_be_dropped(const Connection &connection);
 
 size_t registered_count();
 
-/* Does the guard not admit it? */
-bool is_barred(const Connection &connection);
+/* True when the guard refuses the connection. */
+bool is_refused(const Connection &connection);
 
 /* The latest connection of a phone, while the phone has not closed it. */
 Connection *connection_of(unsigned phone);

@@ -17,7 +17,7 @@
 namespace
 {
 
-/* What went wrong before the bytes could be moved. */
+/* The faults of recv and send. */
 enum FaultKind {
     FAULT_SHORT, /* fewer bytes */
     FAULT_EINTR,
@@ -51,8 +51,8 @@ static Fault take_fault(Fault *fault)
     return taken;
 }
 
-/* Before bytes are moved: -1 and errno, or 0 and perhaps fewer bytes. */
-static ssize_t apply(const Fault &fault, size_t *size)
+/* Returns -1 with errno, or 0, maybe with a smaller `size`. */
+static ssize_t apply_fault(const Fault &fault, size_t *size)
 {
     static const int REASONS[] = {0, EINTR, EAGAIN, ECONNRESET, EPIPE};
     if (!fault.set) {
@@ -74,10 +74,10 @@ static int call_bytes_arriving(int fd, int *count)
     step();
     Connection *connection = find_connection(fd);
     must(connection != nullptr, "the server looks at connections");
-    connection->lost = false;
+    connection->discarding = false;
     const Fault fault = take_fault(&connection->ioctl_fault);
     if (fault.set && fault.value == 0) {
-        connection->excused = true;
+        connection->may_drop = true;
         return static_cast<int>(fail(EIO));
     }
     const int result = real_bytes_arriving(fd, count);
@@ -89,12 +89,12 @@ static int call_bytes_arriving(int fd, int *count)
 
 static void note_received(Connection *connection, const Bytes &bytes, size_t portion)
 {
-    if (connection->lost) {
+    if (connection->discarding) {
         return;
     }
     connection->arrived.insert(connection->arrived.end(), bytes.begin(), bytes.end());
     if (bytes.size() == portion) {
-        model_split(connection); /* before more is received: a zero length ends what is here */
+        model_split(connection); /* now: a length of 0 discards only what has been received */
     }
 }
 
@@ -104,7 +104,7 @@ static ssize_t call_recv(int fd, void *data, size_t size)
     Connection *connection = find_connection(fd);
     must(connection != nullptr, "the server receives from connections");
     const size_t portion = size;
-    if (apply(take_fault(&connection->recv_fault), &size) != 0) {
+    if (apply_fault(take_fault(&connection->recv_fault), &size) != 0) {
         return -1;
     }
     const ssize_t count = recvfrom(fd, data, size, MSG_DONTWAIT, nullptr, nullptr);
@@ -122,10 +122,10 @@ static ssize_t call_recv(int fd, void *data, size_t size)
 static ssize_t not_sent(Connection *connection, int reason, uint64_t began_ms)
 {
     if (reason == EAGAIN || reason == EINTR) {
-        note_no_room(connection, began_ms);
+        note_blocked_send(connection, began_ms);
     } else {
-        connection->excused = true;
-        connection->given_up = true;
+        connection->may_drop = true;
+        connection->abandoned = true;
     }
     return fail(reason);
 }
@@ -138,12 +138,12 @@ static ssize_t call_send(int fd, const void *data, size_t size)
     must(connection != nullptr, "what is sent goes to a connection");
     const uint8_t *bytes = static_cast<const uint8_t *>(data);
     check_offered(connection, Bytes(bytes, bytes + size));
-    if (apply(take_fault(&connection->send_fault), &size) != 0) {
+    if (apply_fault(take_fault(&connection->send_fault), &size) != 0) {
         return not_sent(connection, errno, began_ms);
     }
     const ssize_t count = sendto(fd, data, size, MSG_DONTWAIT | MSG_NOSIGNAL, nullptr, 0);
     if (count < 0) {
-        must(errno == EAGAIN || is_excused(*connection), "a send fails when there is a reason");
+        must(errno == EAGAIN || may_be_dropped(*connection), "a send fails when there is a reason");
         return not_sent(connection, errno, began_ms);
     }
     Bytes &sending = connection->sending;
@@ -156,7 +156,7 @@ static ssize_t call_send(int fd, const void *data, size_t size)
     return count;
 }
 
-/* In the units of a TCP connection: bytes that the phone has not taken. */
+/* Bytes that the phone has not read, as TCP counts bytes that are not acknowledged. */
 static int call_bytes_unsent(int fd)
 {
     const Connection *connection = find_connection(fd);
@@ -177,7 +177,7 @@ static int readable_now(int count, unsigned long *words)
     return ready;
 }
 
-/* Waits only when nothing can be read, and then once: its time may be over. */
+/* Waits only when nothing is readable, and only once, as if the time-out had expired then. */
 static int call_select(int count, fd_set *readable)
 {
     model_received();
@@ -192,7 +192,7 @@ static int call_select(int count, fd_set *readable)
         return ready;
     }
     for (const Connection &connection : session.connections) {
-        must(!is_barred(connection) || !connection.registered, "who is not admitted is refused");
+        must(!is_refused(connection) || !connection.registered, "who is not admitted is refused");
     }
     fiber_wait();
     std::copy(watched.begin(), watched.end(), words);
@@ -205,27 +205,27 @@ static int call_accept(sockaddr *from)
         return static_cast<int>(fail(EINVAL));
     }
     step();
-    uint8_t knock = 0;
+    uint8_t byte = 0;
     if (session.accept_fault != 0) {
         static const int REASONS[] = {EMFILE, ECONNABORTED, EINTR, ENOMEM};
         const int reason = REASONS[session.accept_fault % 4];
         session.accept_fault = 0;
         return static_cast<int>(fail(reason));
     }
-    if (session.accept_queue.empty() || read(session.listener, &knock, 1) != 1) {
+    if (session.accept_queue.empty() || read(session.listener, &byte, 1) != 1) {
         return static_cast<int>(fail(EAGAIN));
     }
     Connection &connection = session.connections[session.accept_queue.front()];
     session.accept_queue.pop_front();
-    connection.service = fcntl(connection.waiting, F_DUPFD_CLOEXEC, 0);
-    close(connection.waiting);
-    connection.waiting = -1;
+    connection.service_fd = fcntl(connection.pending_fd, F_DUPFD_CLOEXEC, 0);
+    close(connection.pending_fd);
+    connection.pending_fd = -1;
     connection.registered = true;
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = connection.phone;
     memcpy(from, &address, sizeof address);
-    return connection.service;
+    return connection.service_fd;
 }
 
 static void call_shutdown(int fd)
@@ -233,15 +233,15 @@ static void call_shutdown(int fd)
     Connection *connection = find_connection(fd);
     if (connection != nullptr) {
         if (present_lane() == LANE_SERVER) {
-            model_split(connection); /* what it announces may be the reason */
+            model_split(connection); /* an announced length may be the reason */
         }
-        must(is_excused(*connection), "who has given no reason is not dropped");
+        must(may_be_dropped(*connection), "who has given no reason is not dropped");
         connection->registered = false;
-        connection->shut = true;
+        connection->dropped = true;
     }
 }
 
-/* The connection was refused, or it is over. */
+/* The service refuses a connection, or has finished with it. */
 static void call_close(int fd)
 {
     must(fiber_current() == nullptr || fcntl(fd, F_GETFD) >= 0, "nothing is closed twice");
@@ -249,15 +249,15 @@ static void call_close(int fd)
     if (connection == nullptr) {
         return;
     }
-    if (!connection->shut) {
+    if (!connection->dropped) {
         connection->registered = false;
-        must(is_barred(*connection) || session.stopping ||
+        must(is_refused(*connection) || session.stopping ||
                  ((session.flags & GUARDED) != 0 && registered_count() >= GUARDED_PHONES),
              "a connection is refused with a reason, or shut down before it is closed");
-        connection->excused = true;
-        connection->shut = true;
+        connection->may_drop = true;
+        connection->dropped = true;
     }
-    connection->service = -1;
+    connection->service_fd = -1;
 }
 
 /* ---- The rest */
@@ -280,7 +280,7 @@ static int call_listen()
     return 0;
 }
 
-/* Of the socket for a picture: always the same, since phones are told. */
+/* The port of a bulk transfer: constant, since replies contain it. */
 static int call_getsockname(sockaddr *name)
 {
     sockaddr_in address = {};
@@ -303,7 +303,7 @@ static timespec call_elapsed()
     return now;
 }
 
-void take_system_calls()
+void replace_system_calls()
 {
     system_calls.recv = call_recv;
     system_calls.send = call_send;
@@ -320,11 +320,11 @@ void take_system_calls()
     system_calls.seconds = call_seconds;
     system_calls.elapsed = call_elapsed;
     system_calls.wait = fiber_wait;
-    system_calls.go_on = fiber_go_on;
+    system_calls.go_on = fiber_progressed;
 }
 
-void take_listener_calls(bool taken)
+void replace_listener_calls(bool replaced)
 {
-    system_calls.socket = taken ? call_socket : nullptr;
-    system_calls.listen = taken ? call_listen : nullptr;
+    system_calls.socket = replaced ? call_socket : nullptr;
+    system_calls.listen = replaced ? call_listen : nullptr;
 }

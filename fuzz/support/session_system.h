@@ -1,9 +1,9 @@
-/* The system as the service sees it in a session: connections whose calls fail when the input says
- * so, steps at which other threads go on, and the input's own time. */
+/* The system calls of the service in a session: they inject the faults of the input, yield to other
+ * lanes, and return the time of the input. */
 #pragma once
 
-/* Until system_calls is cleared. */
-void take_system_calls();
+/* Effective until system_calls is cleared. */
+void replace_system_calls();
 
-/* For the control port while it is opened. */
-void take_listener_calls(bool taken);
+/* Replaces socket and listen while the control port is opened. */
+void replace_listener_calls(bool replaced);

@@ -1,9 +1,9 @@
 /*
- * controlpoint_lists: what is inside the television's larger answers.
+ * controlpoint_lists: the lists in the television's larger replies.
  *
- * A list travels as one compressed block. cp_decode_list takes the reply apart, cp_expand makes the
- * block of it, and one of the cp_take_ functions takes the entries off the block's front, one by
- * one, while bytes are left. The rules of controlpoint.h hold here, too.
+ * A list is sent as one compressed block. cp_decode_list decodes the reply, cp_expand decompresses
+ * the block, and one of the cp_take_ functions removes the entries from the front of the block, one
+ * by one, until no bytes are left. The rules of controlpoint.h hold here, too.
  */
 #ifndef CONTROLPOINT_LISTS_H
 #define CONTROLPOINT_LISTS_H
@@ -16,7 +16,7 @@ extern "C" {
 
 /* ---- Lists --------------------------------------------------------------------------------- */
 
-/* What the entries of a list are. */
+/* The type of a list's entries, and the function that reads one. */
 typedef enum CpListKind {
     CP_LIST_GUIDE,         /* cp_take_guide_entry */
     CP_LIST_CHANNELS,      /* cp_take_channel */
@@ -26,37 +26,37 @@ typedef enum CpListKind {
 typedef struct CpList {
     uint16_t code;
     CpListKind kind;
-    bool empty;      /* the television has nothing to tell */
-    uint32_t count;  /* entries; their low 16 bits, but for CP_CODE_GUIDE_WEEK, which sends all */
+    bool empty;      /* the television has no data */
+    uint32_t count;  /* entries: all 32 bits for CP_CODE_GUIDE_WEEK, else the low 16 */
     uint16_t second; /* CP_CODE_GUIDE: number of channels; else 0 */
     CpBytes packed;  /* the compressed block */
 } CpList;
 
-/* Decodes the get reply, asked for or pushed, that carries a compressed list. CP_BAD_ARGUMENT when
- * its method code is not that of a list, CP_PROTOCOL when it is, but the rest does not belong to
- * it. An empty list may have any list's tag, or no value at all. */
+/* Decodes a get reply, requested or pushed, that carries a compressed list. CP_BAD_ARGUMENT when
+ * the method code is not that of a list, CP_PROTOCOL when the value is not that of the code. An
+ * empty list may have any list's tag, or no value at all. */
 CpStatus cp_decode_list(CpBytes payload, CpList *list);
 
-/* Whether this many entries agree with the count that the list told. */
+/* True when this number of entries agrees with the list's count. */
 bool cp_list_has(const CpList *list, uint32_t entries);
 
-enum { CP_EXPANDED_LIMIT = 64 * 1048576 /* a limit for cp_expand that every honest list keeps */ };
+enum { CP_EXPANDED_LIMIT = 64 * 1048576 /* a limit for cp_expand that no valid list exceeds */ };
 
 /* Replaces the content of `to` with the expanded bytes. CP_PROTOCOL when the bytes are not the
  * television's compression (LZW with codes of 9 to 16 bits, up to an end code) or more than `limit`
- * bytes would come out; CP_SYSTEM when memory runs out. After an error the buffer is empty. What
- * stands behind the end code is not looked at. */
+ * bytes would result; CP_SYSTEM when memory runs out. After an error the buffer is empty. Bytes
+ * after the end code are ignored. */
 CpStatus cp_expand(CpBytes packed, CpBuffer *to, size_t limit);
 
 /* ---- Entries ------------------------------------------------------------------------------- */
 
-/* Each takes the first entry off the front of `block`. CP_PROTOCOL, the block as it was and the
- * entry all zero, when the block does not begin with a whole one; so also when it has ended. */
+/* Each removes the first entry from the front of `block`. CP_PROTOCOL, with the block unchanged and
+ * the entry all zero, when the block is empty or its first entry is incomplete. */
 
 typedef struct CpChannel {
     uint16_t number;
     CpBytes name;
-    CpBytes group; /* no bytes in a short entry, as what follows */
+    CpBytes group; /* this and the following: empty in a short entry */
     CpBytes guide_id;
     CpBytes address;
 } CpChannel;
@@ -73,10 +73,10 @@ typedef struct CpGuideEntry {
 } CpGuideEntry;
 CpStatus cp_take_guide_entry(CpBytes *block, CpGuideEntry *entry);
 
-/* A cell of 256 bytes with a text in it, as film titles come. */
+/* A cell of 256 bytes with a text: an entry of the film titles. */
 CpStatus cp_take_text_cell(CpBytes *block, CpBytes *text);
 
-/* A 4-byte number, as film lengths come. */
+/* A 4-byte number: an entry of the film lengths. */
 CpStatus cp_take_number(CpBytes *block, uint32_t *number);
 
 /* ---- The film that plays ------------------------------------------------------------------- */

@@ -5,7 +5,7 @@
 
 #include <netinet/in.h>
 
-/* The IPv4 address of a dotted address or a host's name, with the port. May ask a name server.
+/* Resolves a dotted address or a host's name to its IPv4 address, with the port. May query DNS.
  * CP_NOT_FOUND when there is no such host, CP_BAD_ARGUMENT without a host or with port 0. */
 CpStatus cp_resolve(const char *host, uint16_t port, sockaddr_in *address);
 

@@ -13,7 +13,7 @@ enum { PORT_RETRY_MS = 20 };
 int cp_answer_socket()
 {
     const int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    /* Groups that other programs have joined are no business of this one. */
+    /* By default a socket also receives the groups that other programs have joined. */
     const int off = 0;
     if (descriptor >= 0) {
         setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_ALL, &off, sizeof off);

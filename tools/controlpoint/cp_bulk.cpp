@@ -1,4 +1,4 @@
-/* What a television holds ready on a port of its own: a 4-byte length, then that many bytes. */
+/* A bulk transfer has a connection of its own: a 4-byte length, then that many bytes. */
 #include "controlpoint_calls.h"
 
 #include "cp_clock.h"
@@ -16,13 +16,13 @@
 enum { LENGTH_SIZE = 4, CHUNK_SIZE = 65536 };
 
 struct Transfer {
-    CpConnection *connection; /* keeps what went wrong */
+    CpConnection *connection; /* for cp_problem */
     int descriptor;
     int64_t deadline;
     CpBuffer *data;
 };
 
-/* Reads once, at most `size` bytes. CP_OK also when there was nothing to read after all. */
+/* Reads once, at most `size` bytes. CP_OK also after a spurious wake-up. */
 static CpStatus read_once(Transfer *transfer, size_t size)
 {
     CpBuffer *data = transfer->data;
@@ -47,7 +47,7 @@ static CpStatus read_once(Transfer *transfer, size_t size)
     return cp_connection_fail(transfer->connection, failure, problem);
 }
 
-/* Reads until `whole` bytes are there. */
+/* Reads until there are `whole` bytes. */
 static CpStatus read_until(Transfer *transfer, size_t whole, const CpBulk *bulk)
 {
     const CpBuffer *data = transfer->data;
@@ -64,7 +64,7 @@ static CpStatus read_until(Transfer *transfer, size_t whole, const CpBulk *bulk)
         if (bulk->progress != nullptr) {
             bulk->progress(data->size, whole, bulk->context);
         }
-        /* A trickle of bytes, each of them in time for the next look, prolongs nothing. */
+        /* Bytes that keep arriving one by one must not prolong the wait. */
         if (data->size < whole && cp_time_left(transfer->deadline) == 0) {
             return CP_TIMED_OUT;
         }
@@ -74,8 +74,8 @@ static CpStatus read_until(Transfer *transfer, size_t whole, const CpBulk *bulk)
 
 static CpStatus read_all(Transfer *transfer, const CpBulk *bulk)
 {
-    const CpBulk unseen = {bulk->port, bulk->limit, nullptr, nullptr};
-    const CpStatus status = read_until(transfer, LENGTH_SIZE, &unseen);
+    const CpBulk silent = {bulk->port, bulk->limit, nullptr, nullptr};
+    const CpStatus status = read_until(transfer, LENGTH_SIZE, &silent);
     if (status != CP_OK) {
         return status;
     }

@@ -1,5 +1,5 @@
-/* The requests of the television's operations, byte for byte. A television takes each value from a
- * fixed place: where the comment beside one says "no tag", one would shift all that follows. */
+/* The requests of the television's operations, byte for byte. A television reads each value at a
+ * fixed offset: where a comment says "no tag", a tag would shift all that follows. */
 #include "controlpoint_calls.h"
 
 #include "cp_values.h"
@@ -246,7 +246,7 @@ CpStatus cp_build_setting(CpBuffer *payload, CpBytes name, CpBytes value, uint8_
 {
     CpWriter writer = begin_set(payload, CP_CODE_SETTING);
     cp_put_u8(&writer, 3);
-    cp_put_u8(&writer, 0); /* a byte that nobody looks at */
+    cp_put_u8(&writer, 0); /* ignored by televisions */
     put_text(&writer, name);
     put_bare_text(&writer, value); /* no tag */
     put_value(&writer, cp_number(CP_TAG_U8, kind));

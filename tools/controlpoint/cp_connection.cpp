@@ -12,9 +12,9 @@
 
 struct CpConnection {
     int descriptor;
-    bool cut_off; /* part of a frame is out: nothing that follows would be understood */
+    bool cut_off; /* only part of a frame was sent: no other frame can follow */
     CpSplitter *splitter;
-    CpBuffer sending; /* kept from frame to frame, so that its memory is used again */
+    CpBuffer sending; /* reused, to save allocations */
     const char *problem;
     CpFrameHandler on_other_frame;
     void *context;
@@ -65,7 +65,7 @@ void cp_disconnect(CpConnection *connection)
     if (connection == nullptr) {
         return;
     }
-    const int error = errno; /* why a connection could not be made outlives its release */
+    const int error = errno; /* the cause of a failed cp_connect is preserved */
     if (connection->descriptor >= 0) {
         close(connection->descriptor);
     }
@@ -111,7 +111,7 @@ CpStatus cp_connection_fail(CpConnection *connection, CpStatus status, const cha
     return status;
 }
 
-/* What a failed send or receive means. */
+/* The status of a failed send or receive. */
 static CpStatus transfer_failed(CpConnection *connection)
 {
     const char *problem = "";
@@ -171,8 +171,8 @@ static CpStatus status_of_end(CpConnection *connection)
                               in_frame ? "it closed in the middle of a frame" : "");
 }
 
-/* Reads once. CP_OK also when there was nothing to read after all. `drained` is set unless more may
- * be waiting already. */
+/* Reads once. CP_OK also after a spurious wake-up. Sets `drained` unless more bytes may have
+ * arrived already. */
 static CpStatus read_some(CpConnection *connection, bool *drained)
 {
     uint8_t bytes[16384];
@@ -199,8 +199,8 @@ static CpStatus next_frame(CpConnection *connection, CpFrame *frame)
 CpStatus cp_receive_until(CpConnection *connection, CpFrame *frame, int64_t deadline)
 {
     CpStatus status = next_frame(connection, frame);
-    /* After the deadline what is there already is still taken, but a trickle of bytes, each of them
-     * in time for the next look, prolongs nothing. */
+    /* After the deadline bytes that have arrived are still read, but bytes that keep arriving one
+     * by one must not prolong the wait. */
     bool last = false;
     while (status == CP_MORE && !last) {
         const bool late = cp_time_left(deadline) == 0;

@@ -1,4 +1,4 @@
-/* What requests need of a connection: to send and receive several frames before one deadline. */
+/* Sends and receives several frames of one request before one deadline. */
 #ifndef CP_CONNECTION_H
 #define CP_CONNECTION_H
 
@@ -8,13 +8,13 @@
 CpStatus cp_send_until(CpConnection *connection, uint8_t type, CpBytes payload, int64_t deadline);
 CpStatus cp_receive_until(CpConnection *connection, CpFrame *frame, int64_t deadline);
 
-/* Gives a frame that nobody waited for to the handler, if there is one. */
+/* Passes a frame that is not awaited to the handler, if there is one. */
 void cp_hand_over(CpConnection *connection, const CpFrame *frame);
 
-/* Forgets what cp_problem told of an earlier call. */
+/* Clears the problem of an earlier call. */
 void cp_connection_begin(CpConnection *connection);
 
-/* Keeps what cp_problem tells and gives the status back. */
+/* Sets the result of cp_problem and returns the status. */
 CpStatus cp_connection_fail(CpConnection *connection, CpStatus status, const char *problem);
 
 #endif

@@ -1,12 +1,11 @@
-/* Reads bytes that arrived, front to back. The only place where received bytes are reached by
- * position. */
+/* Reads received bytes sequentially; no other code reads them by position. */
 #ifndef CP_CURSOR_H
 #define CP_CURSOR_H
 
 #include "controlpoint.h"
 
-/* The first read beyond the end sets `failed`; every later read gives zero or nothing, so that a
- * decoder reads all its fields and then asks once. */
+/* The first read beyond the end sets `failed`; every later read returns zero or no bytes, so that a
+ * decoder reads all its fields and then checks once. */
 struct CpCursor {
     CpBytes bytes;
     size_t at;
@@ -26,7 +25,7 @@ void cp_require(CpCursor *cursor, bool condition);
 /* CP_OK when nothing failed, else CP_PROTOCOL. */
 CpStatus cp_cursor_status(const CpCursor *cursor);
 
-/* As cp_cursor_status, and bytes that are left over are a failure too. */
+/* As cp_cursor_status; remaining bytes are a failure, too. */
 CpStatus cp_cursor_end(CpCursor *cursor);
 
 #endif

@@ -10,7 +10,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-/* A search can get lost, so it is repeated; a television that answers twice is listed once. */
+/* A search can get lost, so it is repeated; duplicate answers are listed once. */
 enum { SEARCH_PERIOD_MS = 1000 };
 
 static const uint8_t search_packet[CP_SEARCH_SIZE] = {0xA5, 0xA5, 8, 0, 'A', 'I', 'I', 'P'};
@@ -48,52 +48,52 @@ uint32_t cp_television_address(const CpTelevision *television)
     return television->address != 0 ? television->address : television->source;
 }
 
-/* One search under way. */
-struct Hunt {
+/* One search in progress. */
+struct SearchRun {
     const CpSearch *search;
     int descriptor;
-    sockaddr_in host; /* the only host that counts, when the search names one */
+    sockaddr_in host; /* the only host searched, when CpSearch names one */
     CpInterfaces interfaces;
-    int64_t last;     /* when the whole time is over */
-    int64_t deadline; /* not later; earlier when the search need not go on for so long */
+    int64_t last;     /* the end of the time-out */
+    int64_t deadline; /* the same, or earlier by linger_ms */
     int64_t next_search;
-    bool sent; /* at least one search is out */
+    bool sent; /* at least one search */
     CpTelevision *list;
     size_t capacity;
     size_t count;
 };
 
-/* A television that is reached by two ways answers from two sources, and is one all the same. */
+/* A television that is reachable on two routes answers from two sources, and is listed once. */
 static bool is_same(const CpTelevision *one, const CpTelevision *other)
 {
     return cp_television_address(one) == cp_television_address(other) && one->port == other->port &&
            one->device_type == other->device_type;
 }
 
-static void add_once(Hunt *hunt, const CpTelevision *television)
+static void add_once(SearchRun *run, const CpTelevision *television)
 {
-    for (size_t i = 0; i < hunt->count; i++) {
-        if (is_same(&hunt->list[i], television)) {
+    for (size_t i = 0; i < run->count; i++) {
+        if (is_same(&run->list[i], television)) {
             return;
         }
     }
-    if (hunt->count < hunt->capacity) {
-        hunt->list[hunt->count++] = *television;
+    if (run->count < run->capacity) {
+        run->list[run->count++] = *television;
     }
-    if (hunt->search->linger_ms != 0) {
-        hunt->deadline = std::min(hunt->last, cp_deadline(hunt->search->linger_ms));
+    if (run->search->linger_ms != 0) {
+        run->deadline = std::min(run->last, cp_deadline(run->search->linger_ms));
     }
 }
 
-/* Whatever is no answer is ignored: the port is open to everybody. */
-static void take_answer(Hunt *hunt)
+/* Malformed packets are ignored: any program may send to the port. */
+static void take_answer(SearchRun *run)
 {
     CpTelevision television = {};
-    if (cp_take_answer(hunt->descriptor, &television) != CP_OK) {
+    if (cp_take_answer(run->descriptor, &television) != CP_OK) {
         return;
     }
-    if (hunt->search->host == nullptr || television.source == hunt->host.sin_addr.s_addr) {
-        add_once(hunt, &television);
+    if (run->search->host == nullptr || television.source == run->host.sin_addr.s_addr) {
+        add_once(run, &television);
     }
 }
 
@@ -109,67 +109,67 @@ static bool send_to_group(int descriptor, unsigned interface)
     return cp_send_through(descriptor, interface) && send_to(descriptor, &group);
 }
 
-/* On every network that the machine is on; if there is none, wherever the system's routes lead. */
-static bool send_everywhere(const Hunt *hunt)
+/* Sends on every interface or, if none can send, on that which the system's routes choose. */
+static bool send_everywhere(const SearchRun *run)
 {
     bool sent = false;
-    for (size_t i = 0; i < hunt->interfaces.count; i++) {
-        const bool ok = send_to_group(hunt->descriptor, hunt->interfaces.list[i]);
+    for (size_t i = 0; i < run->interfaces.count; i++) {
+        const bool ok = send_to_group(run->descriptor, run->interfaces.list[i]);
         sent = sent || ok;
     }
-    return sent || send_to_group(hunt->descriptor, CP_ANY_INTERFACE);
+    return sent || send_to_group(run->descriptor, CP_ANY_INTERFACE);
 }
 
-/* Sends a search when it is time for one. A network that comes and goes is no reason to give up,
- * one that never was there is: unless announcements may still arrive. */
-static CpStatus search_when_due(Hunt *hunt)
+/* Sends a search when one is due. CP_SYSTEM when none could be sent yet, unless announcements are
+ * heard, too; a network that fails later may come back. */
+static CpStatus search_when_due(SearchRun *run)
 {
-    if (cp_time_left(hunt->next_search) > 0) {
+    if (cp_time_left(run->next_search) > 0) {
         return CP_OK;
     }
-    hunt->next_search = cp_deadline(SEARCH_PERIOD_MS);
-    const bool ok = hunt->search->host == nullptr ? send_everywhere(hunt)
-                                                  : send_to(hunt->descriptor, &hunt->host);
-    hunt->sent = hunt->sent || ok;
-    return hunt->sent || hunt->search->hear_announcements ? CP_OK : CP_SYSTEM;
+    run->next_search = cp_deadline(SEARCH_PERIOD_MS);
+    const bool ok =
+        run->search->host == nullptr ? send_everywhere(run) : send_to(run->descriptor, &run->host);
+    run->sent = run->sent || ok;
+    return run->sent || run->search->hear_announcements ? CP_OK : CP_SYSTEM;
 }
 
-static bool is_over(const Hunt *hunt)
+static bool is_over(const SearchRun *run)
 {
-    const size_t enough = hunt->search->enough;
-    return (enough != 0 && hunt->count >= enough) || cp_time_left(hunt->deadline) == 0;
+    const size_t enough = run->search->enough;
+    return (enough != 0 && run->count >= enough) || cp_time_left(run->deadline) == 0;
 }
 
-static CpStatus collect(Hunt *hunt)
+static CpStatus collect(SearchRun *run)
 {
     do {
-        const CpStatus status = search_when_due(hunt);
+        const CpStatus status = search_when_due(run);
         if (status != CP_OK) {
             return status;
         }
-        const int64_t until = std::min(hunt->next_search, hunt->deadline);
-        const int ready = cp_wait_ready(hunt->descriptor, POLLIN, until);
+        const int64_t until = std::min(run->next_search, run->deadline);
+        const int ready = cp_wait_ready(run->descriptor, POLLIN, until);
         if (ready < 0) {
             return CP_SYSTEM;
         }
         if (ready > 0) {
-            take_answer(hunt);
+            take_answer(run);
         }
-    } while (!is_over(hunt));
-    return hunt->count > 0 ? CP_OK : CP_NOT_FOUND;
+    } while (!is_over(run));
+    return run->count > 0 ? CP_OK : CP_NOT_FOUND;
 }
 
-static CpStatus open_ear(Hunt *hunt)
+static CpStatus open_socket(SearchRun *run)
 {
-    hunt->descriptor = cp_answer_socket();
-    if (hunt->descriptor < 0) {
+    run->descriptor = cp_answer_socket();
+    if (run->descriptor < 0) {
         return CP_SYSTEM;
     }
-    cp_list_interfaces(&hunt->interfaces);
-    if (hunt->search->hear_announcements) {
-        cp_join_group(hunt->descriptor, &hunt->interfaces, inet_addr(CP_ANNOUNCEMENT_GROUP));
+    cp_list_interfaces(&run->interfaces);
+    if (run->search->hear_announcements) {
+        cp_join_group(run->descriptor, &run->interfaces, inet_addr(CP_ANNOUNCEMENT_GROUP));
     }
-    return cp_bind_answer_port(hunt->descriptor, hunt->deadline);
+    return cp_bind_answer_port(run->descriptor, run->deadline);
 }
 
 CpStatus cp_discover(const CpSearch *search, CpTelevision *list, size_t capacity, size_t *found)
@@ -178,25 +178,25 @@ CpStatus cp_discover(const CpSearch *search, CpTelevision *list, size_t capacity
         return CP_BAD_ARGUMENT;
     }
     *found = 0;
-    Hunt hunt = {};
-    hunt.search = search;
-    hunt.list = list;
-    hunt.capacity = capacity;
+    SearchRun run = {};
+    run.search = search;
+    run.list = list;
+    run.capacity = capacity;
     CpStatus status = CP_OK;
     if (search->host != nullptr) {
-        status = cp_resolve(search->host, CP_SEARCH_PORT, &hunt.host);
+        status = cp_resolve(search->host, CP_SEARCH_PORT, &run.host);
     }
     if (status != CP_OK) {
         return status;
     }
-    hunt.last = cp_deadline(search->timeout_ms);
-    hunt.deadline = hunt.last;
-    hunt.next_search = cp_now();
-    status = open_ear(&hunt);
+    run.last = cp_deadline(search->timeout_ms);
+    run.deadline = run.last;
+    run.next_search = cp_now();
+    status = open_socket(&run);
     if (status == CP_OK) {
-        status = collect(&hunt);
+        status = collect(&run);
     }
-    cp_close_keeping_errno(hunt.descriptor);
-    *found = hunt.count;
+    cp_close_keeping_errno(run.descriptor);
+    *found = run.count;
     return status;
 }

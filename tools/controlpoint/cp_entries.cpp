@@ -1,4 +1,4 @@
-/* The entries of lists, and the records that look like them. */
+/* The entries of lists, and records with the same kinds of fields. */
 #include "controlpoint_lists.h"
 
 #include "cp_cursor.h"
@@ -15,7 +15,7 @@ enum {
     FILM_ADDRESS_SIZE = 136
 };
 
-/* A text in a field of fixed size, which holds at least one zero. */
+/* A terminated text in a field of fixed size. */
 static CpBytes take_field(CpCursor *cursor, size_t size)
 {
     const CpBytes field = cp_take_bytes(cursor, size);
@@ -32,7 +32,7 @@ static CpBytes take_text16(CpCursor *cursor)
     return cp_take_bytes(cursor, cp_take_u16(cursor));
 }
 
-/* Ends the reading of one entry: takes it off the block, or clears it. */
+/* Ends the decoding of one entry: removes it from the block, or clears it after a failure. */
 template <typename Entry> static CpStatus end_entry(CpCursor *cursor, CpBytes *block, Entry *entry)
 {
     const CpStatus status = cp_cursor_status(cursor);
@@ -71,7 +71,7 @@ CpStatus cp_take_short_channel(CpBytes *block, CpChannel *channel)
     return end_entry(&cursor, block, channel);
 }
 
-/* The entry tells its own size, so that fields which a later television adds can be skipped. */
+/* An entry begins with its size, so that fields which a later television adds can be skipped. */
 static CpCursor take_sized_entry(CpCursor *cursor)
 {
     const uint16_t size = cp_take_u16(cursor);

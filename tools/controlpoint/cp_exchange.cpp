@@ -4,12 +4,12 @@
 #include "cp_clock.h"
 #include "cp_values.h"
 
-/* Whether a frame answers the request; broken: it is a reply, but too short to tell to what. */
+/* The result of comparing a frame with the awaited reply; broken: a reply without a method code. */
 enum Match { MATCH_NO, MATCH_YES, MATCH_BROKEN };
 
-/* What the awaited reply is known by. The protocol numbers no requests: a late reply to an earlier
- * request of the same code, or a list that a television pushes under the code that is awaited,
- * cannot be told from the answer and is taken for it. Both have the answer's form. */
+/* Identifies the awaited reply. Requests have no sequence number: a late reply to an earlier
+ * request of the same code, or a list that is pushed under that code, is indistinguishable from the
+ * reply, and is accepted. Both have the reply's form. */
 struct Awaited {
     uint8_t request_type;
     bool any_code; /* the device information has no method code */
@@ -42,8 +42,8 @@ static bool is_reply_type(const Awaited *awaited, uint8_t type)
     case CP_FRAME_GET:
         return type == CP_FRAME_GET_REPLY;
     case CP_FRAME_SET:
-        /* Other codes of both kinds mean different things: the late reply to a get request must not
-         * pass for the answer to a set request. */
+        /* Get and set requests share other codes for different operations: a late reply to a get
+         * request must not be accepted as that to a set request. */
         return type == CP_FRAME_SET_REPLY ||
                (type == CP_FRAME_GET_REPLY && awaited->code == CP_CODE_SETTING);
     default:
@@ -51,7 +51,7 @@ static bool is_reply_type(const Awaited *awaited, uint8_t type)
     }
 }
 
-/* The device information has several attributes, none of them a list: a list was pushed. */
+/* A get reply with a list was pushed: the device information contains none. */
 static Match match_device_info(CpBytes payload)
 {
     CpGetReply reply = {};
@@ -75,9 +75,9 @@ static Match match_reply(const Awaited *awaited, const CpFrame *frame)
     if (cursor.failed) {
         return MATCH_BROKEN;
     }
-    /* This query answers under the code of its elder sister when it succeeds. */
-    const bool sister = awaited->code == CP_CODE_FILM_STATUS_OF && code == CP_CODE_FILM_STATUS;
-    return code == awaited->code || sister ? MATCH_YES : MATCH_NO;
+    /* On success this query is answered under the code of the query without a text. */
+    const bool alias = awaited->code == CP_CODE_FILM_STATUS_OF && code == CP_CODE_FILM_STATUS;
+    return code == awaited->code || alias ? MATCH_YES : MATCH_NO;
 }
 
 CpStatus cp_other_frame(CpConnection *connection, const CpFrame *frame, int64_t deadline)
@@ -128,7 +128,7 @@ CpStatus cp_request(CpConnection *connection, uint8_t type, const CpBuffer *requ
     return status;
 }
 
-/* Says why, when a whole frame arrived but its payload was not what belongs there. */
+/* Sets the problem when the payload of a reply could not be decoded. */
 static CpStatus decoded(CpConnection *connection, CpStatus status)
 {
     if (status == CP_PROTOCOL) {

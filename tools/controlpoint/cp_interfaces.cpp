@@ -12,7 +12,7 @@ static bool takes_multicast(const ifaddrs *entry)
            (entry->ifa_flags & needed) == needed && (entry->ifa_flags & IFF_LOOPBACK) == 0;
 }
 
-/* An interface with several addresses is named several times. */
+/* The system lists an interface once for each of its addresses. */
 static void add_once(CpInterfaces *interfaces, unsigned index)
 {
     for (size_t i = 0; i < interfaces->count; i++) {
@@ -53,7 +53,7 @@ bool cp_send_through(int descriptor, unsigned interface)
     const ip_mreqn request = request_for(interface, 0);
     const bool chosen =
         setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_IF, &request, sizeof request) == 0;
-    return chosen || interface == CP_ANY_INTERFACE; /* which is what holds by default */
+    return chosen || interface == CP_ANY_INTERFACE; /* the default */
 }
 
 void cp_join_group(int descriptor, const CpInterfaces *interfaces, uint32_t group)

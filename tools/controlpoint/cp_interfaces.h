@@ -1,4 +1,4 @@
-/* The networks that this machine is on, for multicast. */
+/* The network interfaces of this machine, for multicast. */
 #ifndef CP_INTERFACES_H
 #define CP_INTERFACES_H
 
@@ -7,7 +7,7 @@
 
 enum { CP_MAX_INTERFACES = 32 };
 
-/* Stands for whichever interface the system's routes choose. */
+/* The interface that the system's routes choose. */
 inline constexpr unsigned CP_ANY_INTERFACE = 0;
 
 struct CpInterfaces {
@@ -16,14 +16,14 @@ struct CpInterfaces {
 };
 
 /* Fills in the interfaces that are up, have an IPv4 address, take multicast and are not the
- * loopback. None are found when the system does not tell. */
+ * loopback. None when the system cannot list them. */
 void cp_list_interfaces(CpInterfaces *interfaces);
 
-/* Makes multicast packets leave through an interface. False where that cannot be chosen. */
+/* Chooses the interface through which multicast packets are sent. False on failure. */
 bool cp_send_through(int descriptor, unsigned interface);
 
-/* Joins a group (network byte order) on every interface, or on the one that the routes choose if
- * there is none. What cannot be joined is left out. */
+/* Joins a group (network byte order) on every interface, or on CP_ANY_INTERFACE if there is none.
+ * Failures are ignored. */
 void cp_join_group(int descriptor, const CpInterfaces *interfaces, uint32_t group);
 
 #endif

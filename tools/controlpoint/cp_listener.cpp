@@ -9,16 +9,16 @@
 #include <cstdlib>
 #include <poll.h>
 
-/* How often it looks for networks that came up. */
+/* How often the group is joined on interfaces that have come up. */
 enum { JOIN_PERIOD_MS = 1000 };
 
 struct CpListener {
     int descriptor;
-    uint32_t only; /* the one host that counts, network byte order; 0: all */
+    uint32_t only; /* the only host whose announcements are accepted, network byte order; 0: all */
     int64_t next_join;
 };
 
-/* What has been joined before is refused, which does no harm. */
+/* The system refuses to join a group again, which does no harm. */
 static void join_when_due(CpListener *listener)
 {
     if (cp_time_left(listener->next_join) > 0) {
@@ -30,7 +30,7 @@ static void join_when_due(CpListener *listener)
     cp_join_group(listener->descriptor, &interfaces, inet_addr(CP_ANNOUNCEMENT_GROUP));
 }
 
-static CpStatus open_ear(CpListener *listener, uint32_t timeout_ms)
+static CpStatus open_socket(CpListener *listener, uint32_t timeout_ms)
 {
     listener->descriptor = cp_answer_socket();
     if (listener->descriptor < 0) {
@@ -59,7 +59,7 @@ CpStatus cp_listen(CpListener **listener, const char *host, uint32_t timeout_ms)
         return CP_SYSTEM;
     }
     made->only = only.sin_addr.s_addr;
-    const CpStatus status = open_ear(made, timeout_ms);
+    const CpStatus status = open_socket(made, timeout_ms);
     if (status != CP_OK) {
         cp_stop_listening(made);
         return status;
@@ -81,7 +81,7 @@ int cp_listener_descriptor(const CpListener *listener)
     return listener == nullptr ? -1 : listener->descriptor;
 }
 
-static bool hears(const CpListener *listener, CpTelevision *television)
+static bool take_accepted(const CpListener *listener, CpTelevision *television)
 {
     return cp_take_answer(listener->descriptor, television) == CP_OK &&
            (listener->only == 0 || television->source == listener->only);
@@ -100,7 +100,7 @@ CpStatus cp_hear(CpListener *listener, CpTelevision *television, uint32_t timeou
         if (ready < 0) {
             return CP_SYSTEM;
         }
-        if (ready > 0 && hears(listener, television)) {
+        if (ready > 0 && take_accepted(listener, television)) {
             return CP_OK;
         }
     } while (cp_time_left(deadline) > 0);

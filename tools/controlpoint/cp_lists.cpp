@@ -3,11 +3,11 @@
 #include "controlpoint_calls.h"
 #include "cp_cursor.h"
 
-/* How a list stands in its reply. */
+/* The form of a list in its reply. */
 struct ListForm {
     uint16_t code;
     uint8_t tag;
-    bool wide_count; /* the two counts are one of 32 bits */
+    bool wide_count; /* the two counts form one of 32 bits */
     CpListKind kind;
 };
 

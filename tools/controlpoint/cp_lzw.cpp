@@ -6,19 +6,19 @@
 #include <cerrno>
 #include <cstdlib>
 
-/* The string of a code: the string of another, and one byte more. */
+/* The string of a code: a prefix and one more byte. */
 struct LzwString {
     uint32_t length;
-    uint16_t front; /* the code of all but the last byte */
+    uint16_t prefix; /* the code of all but the last byte */
     uint8_t first;
     uint8_t last;
 };
 
-/* The moment at which codes last became wider. */
+/* The state before the last increase of the code width. */
 struct Widening {
     bool happened; /* since the last clear code */
     uint64_t bit;
-    unsigned width; /* before it */
+    unsigned width;
     size_t written;
 };
 
@@ -26,10 +26,10 @@ struct Expander {
     CpBytes packed;
     uint64_t bit; /* where the next code begins */
     unsigned width;
-    uint32_t next; /* one beyond the last string; the last one still lacks its last byte */
+    uint32_t next; /* the code of the next string; the newest one still lacks its last byte */
     Widening widening;
     LzwString *strings;
-    uint32_t room; /* for so many strings; it grows, as most lists are short */
+    uint32_t room; /* allocated strings; grows on demand, since most lists are short */
     CpBuffer *to;
     size_t limit;
 };
@@ -40,7 +40,7 @@ static uint64_t bits_left(const Expander *expander, uint64_t bit)
     return bits > bit ? bits - bit : 0;
 }
 
-/* The code of `width` bits at `bit`, all of which must be there. */
+/* The code of `width` bits at `bit`, which must lie within the input. */
 static uint32_t code_at(const Expander *expander, uint64_t bit, unsigned width)
 {
     const auto first = static_cast<size_t>(bit / 8);
@@ -49,18 +49,18 @@ static uint32_t code_at(const Expander *expander, uint64_t bit, unsigned width)
     for (size_t i = first; i <= last; i++) {
         bits = bits << 8 | expander->packed.data[i];
     }
-    const uint64_t behind = uint64_t{8} * (last + 1) - (bit + width);
-    return (bits >> behind) & ((1U << width) - 1);
+    const uint64_t trailing = uint64_t{8} * (last + 1) - (bit + width);
+    return (bits >> trailing) & ((1U << width) - 1);
 }
 
-static void forget_strings(Expander *expander)
+static void reset_strings(Expander *expander)
 {
     expander->width = CP_LZW_MIN_WIDTH;
     expander->next = CP_LZW_FIRST;
     expander->widening.happened = false;
 }
 
-/* Appends the string of a code, last byte first, since a string knows its front alone. */
+/* Appends the string of a code, last byte first, since the prefixes lead backwards. */
 static CpStatus write_string(Expander *expander, uint32_t code)
 {
     CpBuffer *to = expander->to;
@@ -74,7 +74,7 @@ static CpStatus write_string(Expander *expander, uint32_t code)
     }
     for (size_t i = length; i > 0; i--) {
         to->data[to->size + i - 1] = expander->strings[code].last;
-        code = expander->strings[code].front;
+        code = expander->strings[code].prefix;
     }
     to->size += length;
     return CP_OK;
@@ -96,12 +96,12 @@ static CpStatus make_room(Expander *expander)
     return CP_OK;
 }
 
-/* Every code opens a new string, which ends with the first byte of the code that follows. */
+/* Each code begins a new string, whose last byte is the first one of the next code's string. */
 static void open_string(Expander *expander, uint32_t code)
 {
-    const LzwString *front = &expander->strings[code];
-    expander->strings[expander->next] = {front->length + 1, static_cast<uint16_t>(code),
-                                         front->first, 0};
+    const LzwString *prefix = &expander->strings[code];
+    expander->strings[expander->next] = {prefix->length + 1, static_cast<uint16_t>(code),
+                                         prefix->first, 0};
     expander->next++;
     if (expander->next == 1U << expander->width && expander->width < CP_LZW_MAX_WIDTH) {
         expander->widening = {true, expander->bit, expander->width, expander->to->size};
@@ -141,7 +141,7 @@ static CpStatus take_codes(Expander *expander)
             return CP_OK;
         }
         if (code == CP_LZW_CLEAR) {
-            forget_strings(expander);
+            reset_strings(expander);
         } else {
             status = take_string(expander, code);
         }
@@ -149,22 +149,22 @@ static CpStatus take_codes(Expander *expander)
     return status;
 }
 
-/* An encoder whose last string fills its table writes the end code before it widens its codes; a
- * decoder, one string behind, has widened already. Whether the stream ended so. */
+/* An encoder whose last string fills its table writes the end code before it widens its codes, when
+ * the decoder has widened its own. True when the stream ended in this way. */
 static bool ended_at_widening(const Expander *expander)
 {
     const Widening *widening = &expander->widening;
     if (!widening->happened || bits_left(expander, widening->bit) < widening->width) {
         return false;
     }
-    const uint64_t behind = bits_left(expander, widening->bit + widening->width);
+    const uint64_t trailing = bits_left(expander, widening->bit + widening->width);
     return code_at(expander, widening->bit, widening->width) == CP_LZW_END &&
-           behind <= widening->width;
+           trailing <= widening->width;
 }
 
 static CpStatus expand(Expander *expander)
 {
-    forget_strings(expander);
+    reset_strings(expander);
     CpStatus status = make_room(expander);
     for (uint32_t code = 0; status == CP_OK && code < CP_LZW_CLEAR; code++) {
         const auto byte = static_cast<uint8_t>(code);

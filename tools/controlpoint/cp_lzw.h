@@ -5,7 +5,7 @@
 #include "controlpoint.h"
 
 enum {
-    CP_LZW_CLEAR = 256, /* forgets all strings; codes are of 9 bits again */
+    CP_LZW_CLEAR = 256, /* resets the string table; the following codes have 9 bits */
     CP_LZW_END = 257,
     CP_LZW_FIRST = 258, /* the first code of a string */
     CP_LZW_MIN_WIDTH = 9,

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-/* Clears a result that is not to be used. */
+/* Clears the result after a failure. */
 template <typename Result> static CpStatus finish(CpStatus status, Result *result)
 {
     if (status != CP_OK) {
@@ -37,13 +37,13 @@ CpStatus cp_decode_get_reply(CpBytes payload, CpGetReply *reply)
         return CP_OK;
     }
     reply->value = cp_take_value(&cursor, CP_STRING_LENGTH_2);
-    /* A list query that has nothing to tell answers with a list of length 0, whatever its tag. */
+    /* A list query without data is answered with a list of length 0 under any list's tag. */
     reply->empty = cp_is_list(&reply->value) && reply->value.number == 0;
     reply->extra = cp_take_rest(&cursor);
     return finish(cp_cursor_status(&cursor), reply);
 }
 
-/* The attributes of the device information: where each belongs and what kind it must be. */
+/* The attributes of the device information, with their tags and CP_INFO_ bits. */
 struct InfoAttribute {
     uint16_t id;
     uint8_t tag;
@@ -131,7 +131,7 @@ CpStatus cp_decode_rpc_reply(CpBytes payload, CpRpcReply *reply)
     return finish(cp_cursor_status(&cursor), reply);
 }
 
-/* A value that must have one certain tag. */
+/* A value that must have this tag. */
 static CpValue take_expected(CpCursor *cursor, uint8_t tag)
 {
     const CpValue value = cp_take_value(cursor, CP_STRING_LENGTH_4);
@@ -147,7 +147,7 @@ CpStatus cp_decode_event(CpBytes payload, CpEvent *event)
     CpCursor cursor = cp_cursor(payload);
     *event = {};
     event->code = cp_take_u16(&cursor);
-    /* The code is counted as well: 4 stands before three values, 5 before four. */
+    /* The count includes the code: 4 is followed by three values, 5 by four. */
     const uint8_t fields = cp_take_u8(&cursor);
     cp_require(&cursor, fields == 4 || fields == 5);
     event->has_second_text = fields == 5;

@@ -46,7 +46,7 @@ static CpStatus finish_connect(int descriptor, int64_t deadline)
 
 static CpStatus connect_until(int descriptor, const sockaddr_in *address, int64_t deadline)
 {
-    /* A request is one small write: it must not wait for the answer to the one before. */
+    /* A request is one small write, which must not wait until the last one is acknowledged. */
     const int on = 1;
     setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     if (connect(descriptor, reinterpret_cast<const sockaddr *>(address), sizeof *address) == 0) {
@@ -66,7 +66,7 @@ CpStatus cp_socket_connect(int *descriptor, const sockaddr_in *address, int64_t 
     }
     const CpStatus status = connect_until(*descriptor, address, deadline);
     if (status != CP_OK) {
-        const int error = errno; /* why it could not be connected outlives its release */
+        const int error = errno; /* the cause of the failure is preserved */
         close(*descriptor);
         *descriptor = -1;
         errno = error;

@@ -1,4 +1,4 @@
-/* A stream socket on its way to a television, and what its failures mean. */
+/* Connects stream sockets, and maps their errors to statuses. */
 #ifndef CP_SOCKET_H
 #define CP_SOCKET_H
 
@@ -10,11 +10,11 @@
  * `*descriptor` is -1. */
 CpStatus cp_socket_connect(int *descriptor, const sockaddr_in *address, int64_t deadline);
 
-/* Whether a send or a receive that failed with this errno is to be tried again. */
+/* True when a send or a receive that failed with this errno is to be retried. */
 bool cp_socket_transient(int error);
 
-/* What the errno of any other failed send or receive means: CP_CLOSED, and `problem` says why, or
- * CP_SYSTEM. */
+/* The status for errno after any other failed send or receive: CP_CLOSED, with `*problem` set to a
+ * static text for cp_problem, or CP_SYSTEM. */
 CpStatus cp_socket_failure(const char **problem);
 
 #endif

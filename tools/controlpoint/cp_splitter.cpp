@@ -5,8 +5,8 @@
 
 struct CpSplitter {
     CpBuffer buffer;
-    size_t taken;        /* bytes at the buffer's start that were handed out as frames */
-    const char *problem; /* null while the stream is whole */
+    size_t taken;        /* bytes at the buffer's start that were taken as frames */
+    const char *problem; /* null while the stream is intact */
     uint32_t max_frame;
 };
 
@@ -27,7 +27,7 @@ void cp_splitter_free(CpSplitter *splitter)
     }
 }
 
-/* Moves what is left to the buffer's start. */
+/* Moves the remaining bytes to the buffer's start. */
 static void drop_taken(CpSplitter *splitter)
 {
     if (splitter->taken == 0) {
@@ -69,8 +69,8 @@ const char *cp_splitter_problem(const CpSplitter *splitter)
     return splitter == nullptr || splitter->problem == nullptr ? "" : splitter->problem;
 }
 
-/* The stream cannot be followed any further: nothing tells where the next frame begins. */
-static CpStatus give_up(CpSplitter *splitter, const char *problem)
+/* Marks the stream as broken: the start of the next frame is unknown. */
+static CpStatus break_stream(CpSplitter *splitter, const char *problem)
 {
     splitter->problem = problem;
     cp_buffer_free(&splitter->buffer);
@@ -94,7 +94,7 @@ CpStatus cp_splitter_next(CpSplitter *splitter, CpFrame *frame)
     uint32_t length = 0;
     const char *problem = cp_check_frame_head(rest, splitter->max_frame, &length);
     if (problem != nullptr) {
-        return give_up(splitter, problem);
+        return break_stream(splitter, problem);
     }
     if (length == 0 || rest.size < length) {
         return CP_MORE;
@@ -102,7 +102,7 @@ CpStatus cp_splitter_next(CpSplitter *splitter, CpFrame *frame)
     problem = cp_open_frame({rest.data, length}, frame);
     if (problem != nullptr) {
         *frame = {};
-        return give_up(splitter, problem);
+        return break_stream(splitter, problem);
     }
     splitter->taken += length;
     return CP_OK;

@@ -90,8 +90,7 @@ bool cp_is_list(const CpValue *value)
     }
 }
 
-/* A 4-byte length that counts `counts` 2-byte counts and the data behind them. A list of length 0
- * has neither. */
+/* A 4-byte length and as many bytes: `counts` 2-byte counts and data, or nothing for length 0. */
 static void take_list(CpCursor *cursor, CpValue *value, int counts)
 {
     value->number = cp_take_u32(cursor);
@@ -155,10 +154,10 @@ CpValue cp_take_value(CpCursor *cursor, CpStringLength string_length)
     return value;
 }
 
-/* Fails the writer when a number or a size is above what its field can hold. */
-static void limit(CpWriter *writer, size_t number, size_t most)
+/* Fails the writer when a number or a size exceeds the range of its field. */
+static void limit(CpWriter *writer, size_t number, size_t max)
 {
-    if (number > most) {
+    if (number > max) {
         cp_writer_fail(writer, CP_BAD_ARGUMENT);
     }
 }

@@ -3,7 +3,7 @@
 #include "cp_clock.h"
 #include "cp_exchange.h"
 
-static CpStatus send_both(CpConnection *connection, CpBytes said, int64_t deadline)
+static CpStatus send_requests(CpConnection *connection, CpBytes said, int64_t deadline)
 {
     CpBuffer request = {};
     CpStatus status = cp_build_text_get(&request, CP_CODE_VOICE, said);
@@ -28,8 +28,8 @@ static uint16_t code_of(const CpFrame *frame)
     return is_reply && cp_decode_get_reply(frame->payload, &reply) == CP_OK ? reply.code : 0;
 }
 
-/* Requests of one connection are worked off in order, and so are their replies sent. */
-static CpStatus wait_for_both(CpConnection *connection, bool *refused, int64_t deadline)
+/* Requests of one connection are processed, and answered, in order. */
+static CpStatus wait_for_replies(CpConnection *connection, bool *refused, int64_t deadline)
 {
     CpStatus status = CP_OK;
     while (status == CP_OK) {
@@ -59,6 +59,6 @@ CpStatus cp_voice(CpConnection *connection, CpBytes said, bool *refused, uint32_
     *refused = false;
     cp_connection_begin(connection);
     const int64_t deadline = cp_deadline(timeout_ms);
-    const CpStatus status = send_both(connection, said, deadline);
-    return status == CP_OK ? wait_for_both(connection, refused, deadline) : status;
+    const CpStatus status = send_requests(connection, said, deadline);
+    return status == CP_OK ? wait_for_replies(connection, refused, deadline) : status;
 }

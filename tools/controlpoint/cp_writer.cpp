@@ -27,8 +27,7 @@ CpStatus cp_buffer_reserve(CpBuffer *buffer, size_t size)
         errno = ENOMEM;
         return CP_SYSTEM;
     }
-    /* At least twice as large as before, so that a buffer that grows step by step is seldom moved.
-     */
+    /* At least doubled, so that appending takes amortised constant time. */
     const size_t twice = buffer->capacity > SIZE_MAX / 2 ? SIZE_MAX : buffer->capacity * 2;
     const size_t capacity = std::max({buffer->size + size, twice, size_t{64}});
     void *data = realloc(buffer->data, capacity);

@@ -1,5 +1,5 @@
-/* Fills a buffer front to back. The first failure is kept and later writes do nothing, so that a
- * builder writes all its fields and then asks once. */
+/* Appends to a buffer. The first failure is kept and later writes do nothing, so that a builder
+ * writes all its fields and then checks once. */
 #ifndef CP_WRITER_H
 #define CP_WRITER_H
 
@@ -21,11 +21,11 @@ void cp_put_zeros(CpWriter *writer, size_t size);
 /* Keeps `status` unless a failure is kept already. */
 void cp_writer_fail(CpWriter *writer, CpStatus status);
 
-/* Gives the status; after a failure the buffer is empty. */
+/* Returns the status; after a failure the buffer is empty. */
 CpStatus cp_writer_end(CpWriter *writer);
 
-/* Makes room for `size` more bytes behind the content. CP_SYSTEM (ENOMEM) when there is none; the
- * content is then as before. */
+/* Reserves memory for `size` more bytes. CP_SYSTEM with ENOMEM, and the content unchanged, when
+ * memory runs out. */
 CpStatus cp_buffer_reserve(CpBuffer *buffer, size_t size);
 
 #endif

@@ -12,8 +12,8 @@ namespace sim
 namespace
 {
 
-constexpr size_t most_applications = 32;
-constexpr size_t most_name_bytes = 64;
+constexpr size_t max_applications = 32;
+constexpr size_t max_name_bytes = 64;
 
 /* "app." and the name's letters and digits. */
 std::string package_of(const std::string &name)
@@ -40,8 +40,8 @@ std::vector<Application> delivered_applications()
 Outcome install_application(Television &tv, const std::string &name)
 {
     const std::string request = "install " + quoted(name);
-    if (name.empty() || name.size() > most_name_bytes) {
-        return refusal(request, "a name has 1 to " + std::to_string(most_name_bytes) + " bytes");
+    if (name.empty() || name.size() > max_name_bytes) {
+        return refusal(request, "a name has 1 to " + std::to_string(max_name_bytes) + " bytes");
     }
     const auto installed =
         std::find_if(tv.applications.begin(), tv.applications.end(),
@@ -49,7 +49,7 @@ Outcome install_application(Television &tv, const std::string &name)
     if (installed != tv.applications.end()) {
         return {0, request + " -> is installed", {}};
     }
-    if (tv.applications.size() == most_applications) {
+    if (tv.applications.size() == max_applications) {
         return refusal(request, "no room");
     }
     tv.applications.push_back({name, package_of(name), "1.0"});

@@ -18,10 +18,11 @@ struct Application {
     std::string version;
 };
 
-/* What a new television has. */
+/* The applications of a new television. */
 std::vector<Application> delivered_applications();
 
-/* Up to a limit; one that is there already stays as it is. */
+/* Refused for an empty or too long name and when the list is full; an application that is installed
+ * already stays unchanged. */
 Outcome install_application(Television &tv, const std::string &name);
 
 } // namespace sim

@@ -1,4 +1,4 @@
-/* Writing the fields of what is sent: integers little-endian, texts in UTF-8. */
+/* Appends fields in wire format: integers little-endian, texts in UTF-8. */
 #ifndef TVLINK_SIM_BYTES_H
 #define TVLINK_SIM_BYTES_H
 
@@ -12,11 +12,12 @@ void append_u8(std::string &bytes, uint8_t value);
 void append_u16(std::string &bytes, uint16_t value);
 void append_u32(std::string &bytes, uint32_t value);
 
-/* The text in a field of this size, zero-filled, with at least one zero. */
+/* A field of `size` bytes: the text, truncated at a character boundary if necessary, then at least
+ * one zero. */
 void append_field(std::string &bytes, const std::string &text, size_t size);
 
-/* A 2-byte length, then at most so many bytes of the text. */
-void append_text(std::string &bytes, const std::string &text, size_t most);
+/* A 2-byte length, then the text, truncated at a character boundary to at most `max` bytes. */
+void append_text(std::string &bytes, const std::string &text, size_t max);
 
 } // namespace sim
 

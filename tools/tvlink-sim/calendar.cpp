@@ -40,18 +40,18 @@ uint32_t days_in_month(const Date &date)
                                  days_since_epoch({date.year, date.month, 1}));
 }
 
-/* So many digits at this place, as a number up to `most`; the place moves behind them. */
-std::optional<uint32_t> digits(const std::string &text, size_t &at, size_t count, uint32_t most)
+/* Reads `count` digits at `at` as a number up to `max`, and advances `at`. */
+std::optional<uint32_t> digits(const std::string &text, size_t &at, size_t count, uint32_t max)
 {
     if (text.size() - at < count) {
         return std::nullopt;
     }
-    const std::optional<uint32_t> number = decimal(text.substr(at, count), most);
+    const std::optional<uint32_t> number = decimal(text.substr(at, count), max);
     at += count;
     return number;
 }
 
-/* The seconds that "+0100" is ahead of UTC. */
+/* An offset such as "+0100", in seconds east of UTC. */
 std::optional<int64_t> offset_seconds(const std::string &text)
 {
     if (text.empty() || text == "Z" || text == "UTC" || text == "GMT") {
@@ -88,7 +88,7 @@ bool is_digit(const std::string &text, size_t at)
     return at < text.size() && text[at] >= '0' && text[at] <= '9';
 }
 
-/* The second may be left out; 60 is a leap second. */
+/* The second is optional; 60 is a leap second. */
 std::optional<int64_t> second_of_day(const std::string &text, size_t &at)
 {
     const std::optional<uint32_t> hour = digits(text, at, 2, 23);
@@ -120,7 +120,7 @@ std::optional<int64_t> guide_time(const std::string &text)
 
 std::string date_and_time(uint32_t seconds)
 {
-    /* The inverse of days_since_epoch, by going to the year and the month. */
+    /* The inverse of days_since_epoch: searches for the year, then for the month. */
     const int64_t days = seconds / 86400;
     Date date{1970 + days / 366, 1, 1};
     while (days_since_epoch({date.year + 1, 1, 1}) <= days) {

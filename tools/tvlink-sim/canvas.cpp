@@ -60,7 +60,7 @@ float width_of(const Font &font, const std::vector<uint32_t> &characters, float 
     return width;
 }
 
-/* As many of the characters as fit, then three dots when some did not. */
+/* The characters that fit into `room` pixels, ending in three dots when some do not. */
 std::vector<uint32_t> fitted(const Font &font, std::vector<uint32_t> characters, float size,
                              float room)
 {
@@ -69,8 +69,8 @@ std::vector<uint32_t> fitted(const Font &font, std::vector<uint32_t> characters,
         return characters;
     }
     const std::vector<uint32_t> dots(3, '.');
-    const float least = width_of(font, dots, size);
-    while (!characters.empty() && width + least > room) {
+    const float dots_width = width_of(font, dots, size);
+    while (!characters.empty() && width + dots_width > room) {
         width -= glyph_advance(font, characters.back(), size);
         characters.pop_back();
     }
@@ -141,7 +141,7 @@ int text_width(const Font &font, const std::string &text, float size)
 
 std::vector<uint8_t> png_of(const Canvas &canvas)
 {
-    /* For flat areas the quickest way, and no longer than the others. */
+    /* Without row filters flat areas are encoded fastest, and no larger than with them. */
     stbi_write_force_png_filter = 0;
     stbi_write_png_compression_level = 5;
     std::vector<uint8_t> bytes;

@@ -1,4 +1,4 @@
-/* Pixels to draw on. What lies outside is not drawn. */
+/* An RGB image. Drawing is clipped at its edges. */
 #ifndef TVLINK_SIM_CANVAS_H
 #define TVLINK_SIM_CANVAS_H
 
@@ -30,8 +30,8 @@ struct Canvas {
     std::vector<uint8_t> pixels; /* red, green, blue, row by row */
 };
 
-/* A line of text; `top` is that of the line, `width` what it may take: three dots show what is cut
- * off. */
+/* Where and how a line of text is drawn, in pixels. A text wider than `width` is truncated and ends
+ * in three dots. */
 struct Line {
     int left;
     int top;
@@ -40,18 +40,18 @@ struct Line {
     Colour colour;
 };
 
-/* Black. */
+/* All black. */
 Canvas make_canvas(int width, int height);
 
 Colour mix(const Colour &from, const Colour &to, int part, int whole);
 
-/* The part of 255 that the colour covers what is there: 255 hides it. */
+/* Blends the colour into the area: opacity 0 changes nothing, 255 replaces the pixels. */
 void fill(Canvas &canvas, const Rectangle &area, const Colour &colour, int opacity = 255);
 
 void draw_text(Canvas &canvas, const Font &font, const Line &line, const std::string &text);
 int text_width(const Font &font, const std::string &text, float size);
 
-/* The picture as PNG; nothing when memory is out. */
+/* The canvas as PNG; empty when memory runs out. */
 std::vector<uint8_t> png_of(const Canvas &canvas);
 
 } // namespace sim

@@ -11,7 +11,7 @@ namespace sim
 namespace
 {
 
-constexpr size_t most_found_channels = 16;
+constexpr size_t max_found_channels = 16;
 
 Event channel_event(const Television &tv)
 {
@@ -106,7 +106,7 @@ Outcome search_channels(Television &tv)
     if (!tv.on) {
         return in_standby("channel search");
     }
-    if (tv.channels.size() >= most_found_channels) {
+    if (tv.channels.size() >= max_found_channels) {
         return {0, "channel search -> nothing new", {}};
     }
     uint16_t number = 1;

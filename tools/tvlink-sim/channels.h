@@ -1,4 +1,4 @@
-/* The channels: which there are, in which order, and which one is shown. */
+/* The channel list, its order, and the current channel. */
 #ifndef TVLINK_SIM_CHANNELS_H
 #define TVLINK_SIM_CHANNELS_H
 
@@ -18,7 +18,7 @@ struct Channel {
     uint16_t number;
     std::string name;
     std::string group;
-    std::string guide_id; /* the guide's name for it */
+    std::string guide_id; /* the channel's id in the guide */
     std::string address;
 };
 
@@ -27,15 +27,15 @@ const Channel &current_channel(const Television &tv);
 /* "3 (Films)". */
 std::string channel_words(const Channel &channel);
 
-/* By so many places in their order, round its ends. */
+/* Moves by `step` channels in list order and wraps around at both ends. */
 Outcome step_channel(Television &tv, int32_t step);
 Outcome choose_channel(Television &tv, uint32_t number);
 
-/* Kind 1: the channels with these two numbers change places. Kind 2: the first moves to where the
- * second is. */
+/* Kind 1 swaps the channels with these two numbers; kind 2 moves the first to the position of the
+ * second. */
 Outcome reorder_channels(Television &tv, uint16_t first, uint16_t second, int kind);
 
-/* Finds one more channel, up to a limit. */
+/* Adds one channel, up to a limit. */
 Outcome search_channels(Television &tv);
 
 /* The channels' numbers in order, two bytes each, little-endian. */

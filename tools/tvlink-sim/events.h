@@ -1,4 +1,4 @@
-/* What the television tells its phones of its own accord, and what an operation leaves behind. */
+/* The events that the television sends to its phones, and the outcome of an operation. */
 #ifndef TVLINK_SIM_EVENTS_H
 #define TVLINK_SIM_EVENTS_H
 
@@ -48,10 +48,10 @@ struct Event {
     std::vector<uint8_t> data;
 };
 
-/* What one operation did. */
+/* The outcome of one operation. */
 struct Outcome {
-    int status; /* 0, or -1 when the television refused */
-    std::string words;
+    int status;        /* 0, or -1 when the television refused */
+    std::string words; /* the line that is printed */
     std::vector<Event> events;
 };
 

@@ -20,20 +20,20 @@ struct Film {
 
 const std::vector<Film> &films();
 
-/* 0 when there is none. */
+/* The film's number; 0 when there is none. */
 uint32_t film_with_title(const std::string &title);
 uint32_t film_with_address(const std::string &address);
 
-/* The films whose title holds the text, in order. */
+/* The films whose title contains the text, in order. */
 std::vector<Film> films_holding(const std::string &text);
 
 constexpr size_t film_cell_size = 256;
 constexpr size_t video_status_size = 280;
 
-/* One cell for each title, filled up with zeros. */
+/* One cell of film_cell_size bytes for each title, padded with zeros. */
 std::string film_cells(const std::vector<Film> &shelf);
 
-/* The record of video_status_size bytes that tells what the player does. */
+/* The player's status as a record of video_status_size bytes. */
 std::string video_status(const Player &player, uint32_t now);
 
 } // namespace sim

@@ -15,8 +15,8 @@ struct Font {
 namespace
 {
 
-constexpr size_t least_file = 12; /* the header of the table of tables */
-constexpr size_t greatest_file = 67108864;
+constexpr size_t min_file_bytes = 12; /* the header of the table directory */
+constexpr size_t max_file_bytes = 67108864;
 
 std::vector<uint8_t> read_bytes(const std::string &path)
 {
@@ -27,7 +27,7 @@ std::vector<uint8_t> read_bytes(const std::string &path)
     }
     std::vector<uint8_t> piece(65536);
     size_t count = 0;
-    while (bytes.size() <= greatest_file &&
+    while (bytes.size() <= max_file_bytes &&
            (count = fread(piece.data(), 1, piece.size(), file)) > 0) {
         bytes.insert(bytes.end(), piece.begin(),
                      piece.begin() + static_cast<std::ptrdiff_t>(count));
@@ -42,7 +42,7 @@ std::shared_ptr<const Font> load_font(const std::string &path)
 {
     auto font = std::make_shared<Font>();
     font->file = read_bytes(path);
-    if (font->file.size() < least_file || font->file.size() > greatest_file) {
+    if (font->file.size() < min_file_bytes || font->file.size() > max_file_bytes) {
         return nullptr;
     }
     const int offset = stbtt_GetFontOffsetForIndex(font->file.data(), 0);

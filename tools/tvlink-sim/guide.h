@@ -20,31 +20,31 @@ struct Programme {
     std::string description;
 };
 
-/* In the order of their start. */
+/* Sorted by start. */
 using Schedule = std::vector<Programme>;
 
 constexpr uint32_t seconds_a_day = 86400;
-constexpr size_t most_programmes = 65535;
+constexpr size_t max_programmes = 65535;
 
-/* The schedules by the guide's names for the channels. */
+/* The schedules by Channel::guide_id. */
 struct Guide {
     std::unordered_map<std::string, Schedule> schedules;
 };
 
-/* Empty when the guide does not know the channel. */
+/* Empty when the guide does not contain the channel. */
 const Schedule &schedule_of(const Guide &guide, const Channel &channel);
 
-/* Starts plus duration, which may be beyond 32 bits. */
+/* Start plus duration, which may exceed 32 bits. */
 uint64_t end_of(const Programme &programme);
 
-/* What is on at this time, and what comes next; null for nothing. */
+/* The programme that is on at this time, and the first one that starts later; null for none. */
 const Programme *on_at(const Schedule &schedule, uint32_t when);
 const Programme *next_after(const Schedule &schedule, uint32_t when);
 
 size_t count_programmes(const Guide &guide);
 
-/* Moves the whole guide by whole days, so that the first one (UTC) is this day, in days since the
- * epoch. Programmes that would end beyond the calendar of 32 bits are taken out. */
+/* Moves the guide by whole days so that its first day (UTC) becomes `day`, in days since the epoch.
+ * Removes programmes whose start or end would not fit into 32 bits. */
 void move_to_day(Guide &guide, uint32_t day);
 
 } // namespace sim

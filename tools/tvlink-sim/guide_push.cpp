@@ -42,7 +42,7 @@ std::string compressed(const std::string &bytes)
     return {static_cast<const char *>(packed.get()), length};
 }
 
-/* The payload with which the television answers a request for the simple guide. */
+/* The payload of a reply to a request for the simple guide. */
 std::string reply_with(const ListBlock &block)
 {
     const std::string packed = compressed(block.bytes);
@@ -83,7 +83,7 @@ bool start_push(CtrlPoint &phone, const std::string &reply)
 
 GuidePush push_guide()
 {
-    const ListBlock block = look(
+    const ListBlock block = read_state(
         [](const Television &tv) { return present_entries(tv.channels, tv.guide, time_now()); });
     const std::string reply = reply_with(block);
     GuidePush push{block.entries, 0};

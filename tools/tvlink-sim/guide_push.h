@@ -1,4 +1,4 @@
-/* The simple guide, sent to every phone without being asked for. */
+/* Pushes the simple guide to every connected phone. */
 #ifndef TVLINK_SIM_GUIDE_PUSH_H
 #define TVLINK_SIM_GUIDE_PUSH_H
 
@@ -9,7 +9,7 @@ namespace sim
 
 struct GuidePush {
     uint32_t entries;
-    uint32_t phones; /* to how many it is on its way */
+    uint32_t phones; /* to which a push has been started */
 };
 
 GuidePush push_guide();

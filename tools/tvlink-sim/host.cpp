@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "narrate.h"
+#include "state_json.h"
 #include "state_report.h"
-#include "told_state.h"
 #include "tvlink.h"
 #include "utf8.h"
 
@@ -32,8 +32,8 @@ void set_television(const Television &tv)
     television() = tv;
 }
 
-int perform(const char *slot, const nlohmann::json &arguments,
-            const std::function<Outcome(Television &)> &operation)
+int run_operation(const char *slot, const nlohmann::json &arguments,
+                  const std::function<Outcome(Television &)> &operation)
 {
     Outcome outcome;
     {
@@ -47,12 +47,6 @@ int perform(const char *slot, const nlohmann::json &arguments,
     return outcome.status;
 }
 
-void tell(const char *slot, const nlohmann::json &arguments, const std::string &words,
-          const nlohmann::json &result)
-{
-    narrate_call(slot, arguments, words, result);
-}
-
 void report(const Event &event)
 {
     narrate_event(event);
@@ -63,7 +57,8 @@ void report(const Event &event)
 
 nlohmann::json present_state()
 {
-    return look([](const Television &tv) { return told_state(tv, time_now(), seconds_now()); });
+    return read_state(
+        [](const Television &tv) { return state_json(tv, time_now(), seconds_now()); });
 }
 
 uint32_t seconds_now()

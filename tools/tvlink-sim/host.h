@@ -1,4 +1,4 @@
-/* The one television of this program, and what every slot needs to work on it. */
+/* The program's only television, and the functions by which slots use it. */
 #ifndef TVLINK_SIM_HOST_H
 #define TVLINK_SIM_HOST_H
 
@@ -16,50 +16,44 @@
 namespace sim
 {
 
-/* Sets the television up; before the library is started. */
+/* Sets the initial state, before the library is started. */
 void set_television(const Television &tv);
 
-/* Both live until the process ends: the library's worker may still run a slot while the program
- * exits. */
+/* Neither is ever destroyed: the library's worker may still run a slot while the program exits. */
 std::mutex &television_lock();
 Television &television();
 
-/* The television's state under its lock, for one look. */
-template <typename Look> auto look(const Look &at)
+/* Calls `read` with the television under its lock and returns the result. */
+template <typename Read> auto read_state(const Read &read)
 {
     const std::lock_guard<std::mutex> guard(television_lock());
-    return at(static_cast<const Television &>(television()));
+    return read(static_cast<const Television &>(television()));
 }
 
-/* A slot that changes the state: works under the lock, then prints the call and reports its events
- * with no lock held. The status is the slot's result. */
-int perform(const char *slot, const nlohmann::json &arguments,
-            const std::function<Outcome(Television &)> &operation);
+/* The body of a slot that changes the state: runs the operation under the lock, then prints the
+ * call and reports the events with no lock held. Returns the status, which is the slot's result. */
+int run_operation(const char *slot, const nlohmann::json &arguments,
+                  const std::function<Outcome(Television &)> &operation);
 
-/* A slot that changes nothing: prints the call. */
-void tell(const char *slot, const nlohmann::json &arguments, const std::string &words,
-          const nlohmann::json &result);
-
-/* Prints the event, has the new state reported and sends the event to every phone. */
+/* Prints the event, requests a report of the new state, and sends the event to every phone. */
 void report(const Event &event);
 
-/* The state that phones are told in JSON, as it is now. */
+/* The current state as JSON. */
 nlohmann::json present_state();
 
-/* Seconds of a clock that does not go back. */
+/* Seconds of a monotonic clock. */
 uint32_t seconds_now();
 /* Unix time. */
 uint32_t time_now();
 
-/* Copies the text into a buffer that the library has lent, as far as it fits; always terminated and
- * cut only where a character ends. */
+/* Copies the text into a buffer of `size` bytes, which the library owns; truncated at a character
+ * boundary if necessary, and always terminated. */
 void answer(char *buffer, size_t size, const std::string &text);
 
-/* Memory on the C heap, which the library releases. */
+/* Copies on the C heap, which the library frees; null when memory runs out. */
 char *heap_text(const std::string &text);
 void *heap_bytes(const void *bytes, size_t size);
-/* A sized block with elements of one byte; null when there are none, which means nothing to send.
- */
+/* A sized block of 1-byte elements; null, which stands for an empty list, when there are none. */
 void *sized_block(const std::string &bytes);
 
 } // namespace sim

@@ -1,4 +1,4 @@
-/* Why a file that the television was given cannot be used. */
+/* The error of a channel list or guide that cannot be used. */
 #ifndef TVLINK_SIM_INPUT_ERROR_H
 #define TVLINK_SIM_INPUT_ERROR_H
 
@@ -9,14 +9,14 @@
 namespace sim
 {
 
-/* Thrown by the readers of files. */
+/* Thrown by parse_playlist and parse_guide. */
 struct InputError : std::runtime_error {
     InputError(size_t at_line, const std::string &reason)
         : std::runtime_error(reason), line(at_line)
     {
     }
 
-    size_t line; /* from 1; 0 when the file as a whole is meant */
+    size_t line; /* from 1; 0: the file as a whole */
 };
 
 } // namespace sim

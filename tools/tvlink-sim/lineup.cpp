@@ -17,7 +17,7 @@ namespace sim
 namespace
 {
 
-constexpr size_t greatest_file = 67108864;
+constexpr size_t max_file_bytes = 67108864;
 
 struct CloseFile {
     void operator()(FILE *file) const
@@ -39,8 +39,8 @@ std::string read_file(const std::string &path)
     size_t count = 0;
     while ((count = fread(piece.data(), 1, piece.size(), file.get())) > 0) {
         text.append(piece.data(), count);
-        if (text.size() > greatest_file) {
-            throw LineupError(path + ": longer than " + std::to_string(greatest_file) + " bytes");
+        if (text.size() > max_file_bytes) {
+            throw LineupError(path + ": longer than " + std::to_string(max_file_bytes) + " bytes");
         }
     }
     if (ferror(file.get()) != 0) {
@@ -49,7 +49,7 @@ std::string read_file(const std::string &path)
     return text;
 }
 
-/* The folder of the program itself; empty when the system does not tell. */
+/* The folder of the program itself; empty when it cannot be determined. */
 std::string program_folder()
 {
     char path[4096];
@@ -58,7 +58,8 @@ std::string program_folder()
     return program.substr(0, program.find_last_of('/') + 1);
 }
 
-/* The samples lie beside an installed program, wherever the whole was put, or in the sources. */
+/* The path of a sample: relative to the program, so that an installation can be relocated, or else
+ * in the source tree. */
 std::string sample(const std::string &name)
 {
     const std::string installed = program_folder() + TVLINK_SIM_SHARE + "/" + name;
@@ -95,7 +96,7 @@ void load_guide(Lineup &lineup, const std::string &path, bool starts_today, uint
     lineup.guide = read.guide;
     add_remark(lineup, read.of_other_channels, "programmes of channels that are not in the list");
     add_remark(lineup, read.left_out,
-               "programmes left out, for " + std::to_string(most_programmes) + " is the most");
+               "programmes left out, for " + std::to_string(max_programmes) + " is the most");
     if (starts_today) {
         move_to_day(lineup.guide, today);
     }

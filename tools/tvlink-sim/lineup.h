@@ -1,4 +1,4 @@
-/* What the television is set up with: the files with its channels and its guide. */
+/* Loads the television's channels and guide from files. */
 #ifndef TVLINK_SIM_LINEUP_H
 #define TVLINK_SIM_LINEUP_H
 
@@ -22,10 +22,10 @@ struct LineupFiles {
 struct Lineup {
     std::vector<Channel> channels;
     Guide guide;
-    std::vector<std::string> remarks; /* what of the guide is not used */
+    std::vector<std::string> remarks; /* which programmes of the guide were left out */
 };
 
-/* what() is "FILE:LINE: reason", or "FILE: reason" when the file as a whole is meant. */
+/* what() is "FILE:LINE: reason", or "FILE: reason" about the file as a whole. */
 struct LineupError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

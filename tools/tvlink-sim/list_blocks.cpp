@@ -15,16 +15,16 @@ constexpr size_t name_size = 64;
 constexpr size_t group_size = 32;
 constexpr size_t guide_id_size = 32;
 constexpr size_t address_size = 124;
-constexpr size_t most_short_name = 255;
-constexpr size_t most_title = 255;
-constexpr size_t most_description = 1000;
+constexpr size_t max_short_name = 255;
+constexpr size_t max_title = 255;
+constexpr size_t max_description = 1000;
 
 enum class Details : uint8_t { None, Description };
 
 /* False when there is no room left. */
 bool append_entry(ListBlock &block, const std::string &entry)
 {
-    if (block.entries == most_entries || block.bytes.size() + entry.size() > most_list_bytes) {
+    if (block.entries == max_entries || block.bytes.size() + entry.size() > max_list_bytes) {
         return false;
     }
     block.bytes += entry;
@@ -50,16 +50,15 @@ std::string guide_entry(const Channel &channel, const Programme &programme, Deta
     append_u16(rest, channel.number);
     append_u32(rest, programme.start);
     append_u32(rest, programme.duration);
-    append_text(rest, programme.title, most_title);
-    append_text(rest, programme.category, most_title);
-    append_text(rest, programme.description,
-                details == Details::Description ? most_description : 0);
+    append_text(rest, programme.title, max_title);
+    append_text(rest, programme.category, max_title);
+    append_text(rest, programme.description, details == Details::Description ? max_description : 0);
     std::string entry;
     append_u16(entry, static_cast<uint16_t>(sizeof(uint16_t) + rest.size()));
     return entry + rest;
 }
 
-bool answers(const GuideQuery &query, const Programme &programme)
+bool matches(const GuideQuery &query, const Programme &programme)
 {
     return end_of(programme) > query.ends_after && programme.start >= query.starts_from &&
            programme.start < query.starts_until;
@@ -89,7 +88,7 @@ bool append_chosen(ListBlock &block, const Channel &channel, const Chosen &chose
     return fits;
 }
 
-/* The programmes that are chosen from each channel and its schedule. */
+/* The list of the programmes that `choose_from` returns for each channel and its schedule. */
 template <typename Choose>
 ListBlock chosen_entries(const std::vector<Channel> &channels, const Guide &guide, Details details,
                          const Choose &choose_from)
@@ -123,7 +122,7 @@ ListBlock short_channels(const std::vector<Channel> &channels)
 {
     ListBlock block;
     for (const Channel &channel : channels) {
-        const std::string name = cut_text(channel.name, most_short_name);
+        const std::string name = cut_text(channel.name, max_short_name);
         std::string entry;
         append_u16(entry, channel.number);
         append_u8(entry, static_cast<uint8_t>(name.size()));
@@ -144,7 +143,7 @@ ListBlock guide_entries(const std::vector<Channel> &channels, const Guide &guide
                                   query.every_channel || channel.number == query.number;
                               return asked ? choose(schedule,
                                                     [&](const Programme &programme) {
-                                                        return answers(query, programme);
+                                                        return matches(query, programme);
                                                     })
                                            : Chosen();
                           });

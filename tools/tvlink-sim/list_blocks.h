@@ -12,10 +12,9 @@
 namespace sim
 {
 
-/* A list has at most as many entries as a 16-bit count can tell, and at most so many bytes; what
- * does not fit is left out at its end. */
-constexpr size_t most_entries = 65535;
-constexpr size_t most_list_bytes = 16777216;
+/* The limits of a list; entries beyond them are left out. A 16-bit field counts the entries. */
+constexpr size_t max_entries = 65535;
+constexpr size_t max_list_bytes = 16777216;
 
 struct ListBlock {
     std::string bytes;
@@ -23,24 +22,24 @@ struct ListBlock {
     uint32_t channels = 0; /* how many channels the entries belong to */
 };
 
-/* Cells of fixed size for the channels whose name or group holds the text. */
+/* Cells of fixed size for the channels whose name or group contains the text. */
 ListBlock channel_cells(const std::vector<Channel> &channels, const std::string &text);
 /* Numbers and names only. */
 ListBlock short_channels(const std::vector<Channel> &channels);
 
 struct GuideQuery {
     bool every_channel = true;
-    uint32_t number = 0; /* the channel, unless every one */
+    uint32_t number = 0; /* the channel, unless every_channel */
     uint64_t ends_after = 0;
-    uint64_t starts_from = 0; /* and before starts_until */
-    uint64_t starts_until = UINT64_MAX;
+    uint64_t starts_from = 0;
+    uint64_t starts_until = UINT64_MAX; /* exclusive */
 };
 
 ListBlock guide_entries(const std::vector<Channel> &channels, const Guide &guide,
                         const GuideQuery &query);
-/* On each channel what is on and what comes next, without descriptions. */
+/* The present and the next programme of each channel, without descriptions. */
 ListBlock present_entries(const std::vector<Channel> &channels, const Guide &guide, uint32_t now);
-/* The programmes whose title or category holds the text, without descriptions. */
+/* The programmes whose title or category contains the text, without descriptions. */
 ListBlock matching_entries(const std::vector<Channel> &channels, const Guide &guide,
                            const std::string &text);
 

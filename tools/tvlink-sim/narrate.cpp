@@ -13,7 +13,7 @@ namespace
 
 bool as_json = false;
 
-/* One call of stdio for each line, so that lines of several threads do not mix. */
+/* One stdio call for each line, so that lines of several threads do not interleave. */
 void print_line(FILE *to, const std::string &line)
 {
     const std::string whole = line + "\n";

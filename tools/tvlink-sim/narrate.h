@@ -1,5 +1,6 @@
-/* What the program prints: one line for each call, event and change of its own life, for people or,
- * as one JSON object a line, for scripts. Any thread; each line is whole and is flushed at once. */
+/* The program's output: one line for each call, event, start, stop and failure, as text for people
+ * or as one JSON object a line for scripts. Thread-safe: lines do not interleave, and each is
+ * flushed at once. */
 #ifndef TVLINK_SIM_NARRATE_H
 #define TVLINK_SIM_NARRATE_H
 
@@ -26,10 +27,10 @@ struct Introduction {
     std::vector<InterfaceAddress> addresses;
     size_t channels;
     size_t programmes;
-    std::vector<std::string> remarks; /* what of the guide is not used */
+    std::vector<std::string> remarks; /* which programmes of the guide were left out */
 };
 
-/* Chooses the form; before the first line. */
+/* Selects text or JSON, before the first line. */
 void narrate_as_json(bool json);
 
 void narrate_start(const Introduction &introduction);
@@ -37,14 +38,14 @@ void narrate_call(const char *slot, const nlohmann::json &arguments, const std::
                   const nlohmann::json &result);
 void narrate_event(const Event &event);
 void narrate_stop(const std::string &state);
-/* On standard error, and as an object among the others. */
+/* Prints to standard error and, in JSON form, an object to standard output. */
 void narrate_failure(const std::string &reason);
 
-/* On standard error, and as an object among the others: posts of the state fail for this reason,
- * or, when it is empty, work again. */
+/* As narrate_failure: posts of the state fail for this reason or, when it is empty, succeed again.
+ */
 void narrate_report(const std::string &url, const std::string &failure);
 
-/* JSON in one line; what is not UTF-8 is replaced. */
+/* JSON on one line; malformed UTF-8 is replaced. */
 std::string one_line(const nlohmann::json &value);
 
 } // namespace sim

@@ -44,7 +44,7 @@ Outcome set_play_state(Television &tv, PlayState state, uint32_t now, const std:
     return outcome;
 }
 
-void follow(Outcome &first, const Outcome &next)
+void append_outcome(Outcome &first, const Outcome &next)
 {
     first.status = next.status;
     first.words += ": " + next.words;
@@ -147,7 +147,7 @@ Outcome start_player(Television &tv, const std::string &what, const std::string 
         return outcome;
     }
     tv.player.position = *position;
-    follow(outcome, play(tv, now));
+    append_outcome(outcome, play(tv, now));
     return outcome;
 }
 

@@ -15,18 +15,18 @@ namespace sim
 namespace
 {
 
-constexpr uint32_t greatest_number = 65535;
+constexpr uint32_t max_number = 65535;
 
-/* What one #EXTINF line says. */
+/* The content of one #EXTINF line. */
 struct Announced {
     size_t line;
-    Channel channel; /* number 0: none was given */
+    Channel channel; /* number 0: no tvg-chno */
 };
 
 struct Reading {
     std::vector<Channel> channels;
-    std::unordered_set<uint32_t> numbers; /* of those channels that were given one */
-    std::optional<Announced> announced;   /* the channel whose address has not come yet */
+    std::unordered_set<uint32_t> numbers; /* from tvg-chno */
+    std::optional<Announced> announced;   /* the channel whose address line is still to come */
 };
 
 bool is_blank(char letter)
@@ -54,7 +54,7 @@ bool begins_with(const std::string &text, const std::string &beginning)
 
 uint16_t channel_number(Reading &reading, const std::string &text, size_t line)
 {
-    const std::optional<uint32_t> number = decimal(text, greatest_number);
+    const std::optional<uint32_t> number = decimal(text, max_number);
     if (!number || *number == 0) {
         throw InputError(line, "tvg-chno is no number from 1 to 65535: " + quoted(text));
     }
@@ -76,7 +76,7 @@ void set_attribute(Reading &reading, Announced &announced, const std::string &na
     }
 }
 
-/* Reads name="value" at this place and returns the place behind it. */
+/* Reads name="value" at `at` and returns the position after it. */
 size_t read_attribute(Reading &reading, Announced &announced, const std::string &text, size_t at)
 {
     const size_t equals = text.find_first_of("=, \t", at);
@@ -102,7 +102,7 @@ size_t skip_blanks(const std::string &text, size_t at)
     return at;
 }
 
-/* The length in seconds, attributes, a comma, the name. */
+/* Parses what follows "#EXTINF:": the length in seconds, attributes, a comma, the name. */
 Announced read_announced(Reading &reading, const std::string &text, size_t line)
 {
     Announced announced{line, {0, "", "", "", ""}};
@@ -139,16 +139,16 @@ void read_line(Reading &reading, const std::string &text, size_t line)
     }
 }
 
-uint32_t next_free(const Reading &reading, uint32_t behind)
+uint32_t next_free(const Reading &reading, uint32_t after)
 {
-    uint32_t number = behind + 1;
+    uint32_t number = after + 1;
     while (reading.numbers.count(number) != 0) {
         number++;
     }
     return number;
 }
 
-/* Gives a number to the channels that have none. */
+/* Numbers the channels without tvg-chno. */
 void number_channels(Reading &reading, size_t line)
 {
     uint32_t last = 0;
@@ -157,26 +157,27 @@ void number_channels(Reading &reading, size_t line)
             continue;
         }
         last = next_free(reading, last);
-        if (last > greatest_number) {
+        if (last > max_number) {
             throw InputError(line, "too many channels");
         }
         channel.number = static_cast<uint16_t>(last);
     }
 }
 
-std::string without_mark(const std::string &text)
+std::string without_byte_order_mark(const std::string &text)
 {
     static const std::string mark = "\xEF\xBB\xBF";
     return begins_with(text, mark) ? text.substr(mark.size()) : text;
 }
 
-/* The first line begins with the name of the format. */
+/* The line without surrounding blanks. Throws unless it is UTF-8, and the first line unless it
+ * begins with the name of the format. */
 std::string checked_line(const std::string &text, size_t line)
 {
     if (text.find('\0') != std::string::npos || find_malformed(text) != std::string::npos) {
         throw InputError(line, "this is no UTF-8 text");
     }
-    const std::string content = trimmed(line == 1 ? without_mark(text) : text);
+    const std::string content = trimmed(line == 1 ? without_byte_order_mark(text) : text);
     if (line == 1 && !begins_with(content, "#EXTM3U")) {
         throw InputError(line, "a playlist begins with #EXTM3U");
     }

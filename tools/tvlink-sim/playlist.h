@@ -4,8 +4,8 @@
  *     #EXTINF:-1 tvg-id="news.example" tvg-chno="1" group-title="Information",News
  *     http://streams.example/news
  *
- * Other lines that begin with # are skipped, empty ones too. A channel without tvg-chno gets the
- * least number that is free. */
+ * Empty lines and other lines that begin with # are skipped. A channel without tvg-chno gets the
+ * lowest free number. */
 #ifndef TVLINK_SIM_PLAYLIST_H
 #define TVLINK_SIM_PLAYLIST_H
 
@@ -17,7 +17,7 @@
 namespace sim
 {
 
-/* At least one channel, each with a number of its own. Throws InputError. */
+/* Returns at least one channel, each with a unique number. Throws InputError. */
 std::vector<Channel> parse_playlist(const std::string &text);
 
 } // namespace sim

@@ -11,7 +11,7 @@ namespace sim
 namespace
 {
 
-constexpr size_t greatest_length = 60;
+constexpr size_t max_characters = 60;
 
 /* DEL and the second block of control characters, U+0080 to U+009F, drive terminals too. */
 bool is_control(const std::string &text, size_t at, size_t length)
@@ -56,7 +56,7 @@ std::string quoted(const std::string &text)
 {
     std::string result = "\"";
     size_t at = 0;
-    for (size_t count = 0; at < text.size() && count < greatest_length; count++) {
+    for (size_t count = 0; at < text.size() && count < max_characters; count++) {
         size_t length = 0;
         result += shown(text, at, length);
         at += length;

@@ -12,7 +12,7 @@ namespace sim
 namespace
 {
 
-constexpr int32_t loudest = 100;
+constexpr int32_t max_volume = 100;
 
 const char *const picture_modes[] = {"standard", "vivid", "cinema", "game"};
 
@@ -26,7 +26,7 @@ Event mute_event(const Television &tv)
     return {EVENT_MUTE, tv.muted ? 1U : 0U, on_off(tv.muted), {}};
 }
 
-/* A text that is told to the phones when it changes. */
+/* Replaces a text; reports an event when it changes. */
 Outcome replace_text(std::string &kept, const std::string &text, const std::string &words,
                      EventCode code)
 {
@@ -47,7 +47,7 @@ Outcome step_volume(Television &tv, int32_t step)
         return in_standby(request);
     }
     const int64_t wanted = static_cast<int64_t>(tv.volume) + step;
-    const int32_t volume = static_cast<int32_t>(std::clamp<int64_t>(wanted, 0, loudest));
+    const int32_t volume = static_cast<int32_t>(std::clamp<int64_t>(wanted, 0, max_volume));
     Outcome outcome{0, request + " -> " + std::to_string(volume), {}};
     if (volume != tv.volume) {
         tv.volume = volume;

@@ -1,5 +1,5 @@
-/* The remote control's plain operations: sound, power, picture, typing, pairing, names. In standby
- * only power works. */
+/* The remote control's plain operations: sound, power, picture, typing, pairing, names. Sound,
+ * picture and typing are refused in standby. */
 #ifndef TVLINK_SIM_REMOTE_H
 #define TVLINK_SIM_REMOTE_H
 

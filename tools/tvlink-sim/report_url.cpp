@@ -17,9 +17,9 @@ namespace
 
 constexpr std::string_view scheme = "http://";
 
-/* The client keeps 300 bytes for the request's first line and the zero behind it. */
+/* The HTTP client's buffer for the request line and its terminator has 300 bytes. */
 constexpr size_t request_line_size = 300;
-constexpr size_t most_path_bytes = request_line_size - sizeof "POST  HTTP/1.0\r\n";
+constexpr size_t max_path_bytes = request_line_size - sizeof "POST  HTTP/1.0\r\n";
 
 bool is_address(const std::string &text)
 {
@@ -27,19 +27,19 @@ bool is_address(const std::string &text)
     return text.find('\0') == std::string::npos && inet_pton(AF_INET, text.c_str(), &address) == 1;
 }
 
-/* Blanks, control characters and what is not ASCII would have to be escaped, and break the request
- * when they are not. */
-bool stands_for_itself(char character)
+/* False for blanks, control characters and non-ASCII bytes, which break the request line unless
+ * they are escaped. */
+bool needs_no_escape(char character)
 {
     return character > ' ' && character <= '~';
 }
 
 std::string mistake_in_path(const std::string &path)
 {
-    if (path.size() > most_path_bytes) {
-        return "the path has more than " + std::to_string(most_path_bytes) + " bytes";
+    if (path.size() > max_path_bytes) {
+        return "the path has more than " + std::to_string(max_path_bytes) + " bytes";
     }
-    if (!std::all_of(path.begin(), path.end(), stands_for_itself)) {
+    if (!std::all_of(path.begin(), path.end(), needs_no_escape)) {
         return "the path " + quoted(path) + " has characters that must be escaped, as %20";
     }
     return path.find('#') == std::string::npos ? "" : "a server is not told what follows #";
@@ -51,7 +51,7 @@ std::string read_authority(const std::string &text, ReportUrl &url)
     if (text.find('@') != std::string::npos) {
         return "names and passwords of users are not sent";
     }
-    const size_t bracket = text.find(']'); /* the colons of an IPv6 address stand before it */
+    const size_t bracket = text.find(']'); /* the colons of an IPv6 address precede it */
     const size_t colon = text.find(':', bracket == std::string::npos ? 0 : bracket);
     url.address = text.substr(0, colon);
     if (!is_address(url.address)) {

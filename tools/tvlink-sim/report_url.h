@@ -1,4 +1,4 @@
-/* Where the state is reported to: http://ADDRESS[:PORT][/PATH]. */
+/* The URL to which the state is reported: http://ADDRESS[:PORT][/PATH]. */
 #ifndef TVLINK_SIM_REPORT_URL_H
 #define TVLINK_SIM_REPORT_URL_H
 
@@ -11,11 +11,10 @@ namespace sim
 struct ReportUrl {
     std::string address; /* dotted IPv4 */
     uint16_t port = 80;
-    std::string path = "/"; /* with the query, if there is one */
+    std::string path = "/"; /* including a query */
 };
 
-/* Takes the text apart. What is wrong with it, and then `url` stays as it is; empty when nothing
- * is. */
+/* Parses a URL. Returns an empty text, or the reason for refusing it, with `url` unchanged. */
 std::string read_report_url(const std::string &text, ReportUrl &url);
 
 } // namespace sim

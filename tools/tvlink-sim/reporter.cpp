@@ -8,7 +8,7 @@ namespace sim
 namespace
 {
 
-/* False at the end. */
+/* False when the reporter is ending. */
 bool wait_for_change(Reporter &reporter)
 {
     std::unique_lock<std::mutex> guard(reporter.lock);
@@ -25,8 +25,8 @@ bool is_ending(Reporter &reporter)
 
 void post_changes(Reporter &reporter, const ReporterWork &work)
 {
-    std::string posted; /* empty: nothing, or nobody knows what */
-    std::string told;
+    std::string posted; /* the state that the server has; empty: none, or unknown after a failure */
+    std::string last_failure;
     while (wait_for_change(reporter)) {
         const std::string state = work.state();
         if (state == posted) {
@@ -34,9 +34,9 @@ void post_changes(Reporter &reporter, const ReporterWork &work)
         }
         const std::string failure = work.post(state);
         posted = failure.empty() ? state : "";
-        if (failure != told && !is_ending(reporter)) {
-            work.tell(failure);
-            told = failure;
+        if (failure != last_failure && !is_ending(reporter)) {
+            work.failure_changed(failure);
+            last_failure = failure;
         }
     }
 }

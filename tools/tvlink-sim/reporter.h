@@ -1,6 +1,6 @@
-/* Posts the state on a thread of its own, at the start and whenever it has changed. Changes that
- * come while a post is under way become one later post of the newest state. What the state is and
- * how it is posted others know. */
+/* Posts the state on a thread of its own, at the start and after each change. Changes during a post
+ * are coalesced into one later post of the newest state. ReporterWork provides state and transport.
+ */
 #ifndef TVLINK_SIM_REPORTER_H
 #define TVLINK_SIM_REPORTER_H
 
@@ -13,16 +13,17 @@
 namespace sim
 {
 
-/* All are called on the reporter's thread, with no lock held. */
+/* Callbacks. All run on the reporter's thread, with no lock held. */
 struct ReporterWork {
-    std::function<std::string()> state; /* the newest; never empty */
-    /* May block. Why it failed; empty when it did not. */
+    std::function<std::string()> state; /* the newest state; never empty */
+    /* May block. Returns the reason of a failure; empty on success. */
     std::function<std::string(const std::string &state)> post;
-    /* When posts begin to fail, fail for another reason, or, with an empty text, work again. */
-    std::function<void(const std::string &failure)> tell;
+    /* Called when posts begin to fail, fail for another reason or, with an empty text, succeed
+     * again. */
+    std::function<void(const std::string &failure)> failure_changed;
 };
 
-/* Lives as long as its thread. */
+/* Must outlive its thread. */
 struct Reporter {
     std::mutex lock;
     std::condition_variable woken;
@@ -31,19 +32,20 @@ struct Reporter {
     bool running = false;
 };
 
-/* Once for each reporter. */
+/* Starts the thread; once for each reporter. */
 void start_reporter(Reporter &reporter, const ReporterWork &work);
 
-/* Any thread, at any time; never waits for a post. */
+/* Requests a post. Any thread, at any time; never waits for a post. */
 void state_changed(Reporter &reporter);
 
-/* The reporter begins no other post and tells nothing any more. A post under way goes on: what
- * blocks in it can neither be woken nor, since its descriptor's number may have gone to somebody
- * else, be shut down from here. */
+/* The reporter begins no further post and no longer calls failure_changed. A post in progress is
+ * not cancelled: its thread may have closed the socket, and the number of the descriptor may have
+ * been reused. */
 void end_reporter(Reporter &reporter);
 
-/* Waits for a reporter that was told to end, or was not started. False when a post is under way
- * still; it ends by itself, or with the process. */
+/* Waits up to `patience` for the end of the thread, after end_reporter() or if it was never
+ * started. False when a post is still in progress; the thread then ends after it, or with the
+ * process. */
 bool reporter_has_ended(Reporter &reporter, std::chrono::milliseconds patience);
 
 } // namespace sim

@@ -5,7 +5,7 @@
 #include "host.h"
 #include "narrate.h"
 #include "printable.h"
-#include "told_state.h"
+#include "state_json.h"
 
 namespace sim
 {
@@ -28,7 +28,7 @@ std::string video_reply(const std::string &words)
 {
     if (words.empty()) {
         return one_line(
-            look([](const Television &tv) { return told_video_values(tv.video_values); }));
+            read_state([](const Television &tv) { return video_values_json(tv.video_values); }));
     }
     const size_t blank = words.find(' ');
     if (blank == std::string::npos) {
@@ -36,9 +36,9 @@ std::string video_reply(const std::string &words)
     }
     const std::string name = words.substr(0, blank);
     const VideoValue value = written_value(words.substr(blank + 1));
-    const int status = perform("vod", {{"name", name}},
-                               [&](Television &tv) { return keep_video_value(tv, name, value); });
-    return status == 0 ? one_line(told_video_values({{name, value}}))
+    const int status = run_operation(
+        "vod", {{"name", name}}, [&](Television &tv) { return keep_video_value(tv, name, value); });
+    return status == 0 ? one_line(video_values_json({{name, value}}))
                        : error_reply("the value was refused");
 }
 
@@ -97,8 +97,8 @@ int answer_rpc(char *buffer, const char *request)
     const std::string reply = reply_to(request);
     const bool fits = reply.size() < IPP_RPC_ANSWER_SIZE;
     answer(buffer, IPP_RPC_ANSWER_SIZE, fits ? reply : error_reply("the answer is too long"));
-    tell("tv_ippRpcFunSet", {{"request", request}},
-         "call " + quoted(request) + " -> " + quoted(buffer), buffer);
+    narrate_call("tv_ippRpcFunSet", {{"request", request}},
+                 "call " + quoted(request) + " -> " + quoted(buffer), buffer);
     return 1;
 }
 

@@ -12,15 +12,15 @@ namespace sim
 namespace
 {
 
-constexpr ScreenSize own_size{1280, 720};
-constexpr ScreenSize least_size{160, 90};
-constexpr ScreenSize greatest_size{1920, 1080};
+constexpr ScreenSize native_size{1280, 720};
+constexpr ScreenSize min_size{160, 90};
+constexpr ScreenSize max_size{1920, 1080};
 
 constexpr Colour white{255, 255, 255};
 constexpr Colour grey{150, 155, 165};
 constexpr Colour black{0, 0, 0};
 constexpr Colour accent{255, 190, 60};
-constexpr Colour stage{24, 26, 34}; /* behind a stream */
+constexpr Colour stage{24, 26, 34}; /* the background of a stream */
 
 constexpr std::array<Colour, 8> channel_colours = {{{38, 84, 160},
                                                     {30, 130, 76},
@@ -31,60 +31,60 @@ constexpr std::array<Colour, 8> channel_colours = {{{38, 84, 160},
                                                     {20, 130, 150},
                                                     {150, 90, 50}}};
 
-/* What the picture modes tint the picture with. */
+/* The tint of each picture mode. */
 constexpr std::array<Colour, 4> mode_tints = {
     {{0, 0, 0}, {255, 80, 200}, {60, 30, 0}, {60, 255, 120}}};
 
-/* A canvas, and the way from places on a screen of own_size to it. */
+/* A canvas that is drawn on in the coordinates of native_size. */
 struct Drawing {
     Canvas canvas;
     const Font *font;
 };
 
-int across(const Drawing &drawing, int x)
+int scaled_x(const Drawing &drawing, int x)
 {
-    return x * drawing.canvas.width / own_size.width;
+    return x * drawing.canvas.width / native_size.width;
 }
 
-int down(const Drawing &drawing, int y)
+int scaled_y(const Drawing &drawing, int y)
 {
-    return y * drawing.canvas.height / own_size.height;
+    return y * drawing.canvas.height / native_size.height;
 }
 
-float scaled(const Drawing &drawing, int size)
+float scaled_height(const Drawing &drawing, int size)
 {
-    const float wide = static_cast<float>(drawing.canvas.width) / own_size.width;
-    const float high = static_cast<float>(drawing.canvas.height) / own_size.height;
+    const float wide = static_cast<float>(drawing.canvas.width) / native_size.width;
+    const float high = static_cast<float>(drawing.canvas.height) / native_size.height;
     return static_cast<float>(size) * std::min(wide, high);
 }
 
 void box(Drawing &drawing, const Rectangle &area, const Colour &colour, int opacity = 255)
 {
-    const int left = across(drawing, area.left);
-    const int top = down(drawing, area.top);
+    const int left = scaled_x(drawing, area.left);
+    const int top = scaled_y(drawing, area.top);
     fill(drawing.canvas,
-         {left, top, across(drawing, area.left + area.width) - left,
-          down(drawing, area.top + area.height) - top},
+         {left, top, scaled_x(drawing, area.left + area.width) - left,
+          scaled_y(drawing, area.top + area.height) - top},
          colour, opacity);
 }
 
 void write(Drawing &drawing, const Rectangle &area, const Colour &colour, const std::string &text)
 {
     draw_text(drawing.canvas, *drawing.font,
-              {across(drawing, area.left), down(drawing, area.top), across(drawing, area.width),
-               scaled(drawing, area.height), colour},
+              {scaled_x(drawing, area.left), scaled_y(drawing, area.top),
+               scaled_x(drawing, area.width), scaled_height(drawing, area.height), colour},
               text);
 }
 
-/* In the middle of the area. */
+/* Centred in the area. */
 void write_centred(Drawing &drawing, const Rectangle &area, const Colour &colour,
                    const std::string &text)
 {
-    const int room = across(drawing, area.width);
-    const int taken = text_width(*drawing.font, text, scaled(drawing, area.height));
+    const int room = scaled_x(drawing, area.width);
+    const int taken = text_width(*drawing.font, text, scaled_height(drawing, area.height));
     draw_text(drawing.canvas, *drawing.font,
-              {across(drawing, area.left) + std::max(0, (room - taken) / 2),
-               down(drawing, area.top), room, scaled(drawing, area.height), colour},
+              {scaled_x(drawing, area.left) + std::max(0, (room - taken) / 2),
+               scaled_y(drawing, area.top), room, scaled_height(drawing, area.height), colour},
               text);
 }
 
@@ -111,7 +111,7 @@ bool shows_stream(const Screen &screen)
     return screen.state != PlayState::Stopped;
 }
 
-/* Darker towards the bottom. */
+/* A background that darkens towards the bottom, and a title in its middle. */
 void draw_picture(Drawing &drawing, const Screen &screen)
 {
     const Colour base =
@@ -195,9 +195,9 @@ ShownProgramme shown(const Programme *programme)
     return {programme->title, programme->start, static_cast<uint32_t>(end_of(*programme))};
 }
 
-int brought_inside(int asked, int own, int least, int greatest)
+int clamped(int asked, int native, int min, int max)
 {
-    return asked == 0 ? own : std::clamp(asked, least, greatest);
+    return asked == 0 ? native : std::clamp(asked, min, max);
 }
 
 } // namespace
@@ -227,8 +227,8 @@ Screen screen_of(const Television &tv, uint32_t time, uint32_t now)
 
 ScreenSize screen_size(int width, int height)
 {
-    return {brought_inside(width, own_size.width, least_size.width, greatest_size.width),
-            brought_inside(height, own_size.height, least_size.height, greatest_size.height)};
+    return {clamped(width, native_size.width, min_size.width, max_size.width),
+            clamped(height, native_size.height, min_size.height, max_size.height)};
 }
 
 Canvas draw_screen(const Screen &screen, const Font &font, const ScreenSize &size)

@@ -1,4 +1,4 @@
-/* What is to be seen on the television. */
+/* The picture on the television's screen. */
 #ifndef TVLINK_SIM_SCREEN_H
 #define TVLINK_SIM_SCREEN_H
 
@@ -14,12 +14,12 @@ namespace sim
 struct Television;
 
 struct ShownProgramme {
-    std::string title; /* empty when the guide knows none */
+    std::string title; /* empty when the guide has no programme */
     uint32_t start = 0;
     uint32_t end = 0;
 };
 
-/* What is drawn, taken from the television at one moment. */
+/* A snapshot of all that is drawn. */
 struct Screen {
     bool on;
     std::string name;
@@ -47,10 +47,10 @@ struct ScreenSize {
     int height;
 };
 
-/* The size for the parameters of a request: 0 is the screen's own, others are brought inside. */
+/* The size for the parameters of a request: 0 is the native size, other values are clamped. */
 ScreenSize screen_size(int width, int height);
 
-/* Standby is black. */
+/* All black in standby. */
 Canvas draw_screen(const Screen &screen, const Font &font, const ScreenSize &size);
 
 } // namespace sim

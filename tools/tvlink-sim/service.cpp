@@ -113,7 +113,7 @@ std::string start_failure(int32_t result)
            "); --diagnostics tells more";
 }
 
-/* Blocked in every thread, so that the signals wait until this thread takes them. */
+/* Blocks the stop signals in this thread and in all that it starts, for sigtimedwait. */
 sigset_t block_stop_signals()
 {
     sigset_t signals;
@@ -134,7 +134,7 @@ timespec time_until(Clock::time_point moment)
     return result;
 }
 
-/* Lets a stream that has come to its end stop. */
+/* Stops a stream that has reached its end. */
 void watch_stream()
 {
     std::vector<Event> events;
@@ -147,7 +147,7 @@ void watch_stream()
     }
 }
 
-/* The demo events that are due. */
+/* The schedule of demo events. */
 struct DemoEvents {
     Clock::duration pause; /* zero: none */
     Clock::time_point next;
@@ -170,13 +170,13 @@ void report_demo_event(DemoEvents &demo)
     }
 }
 
-/* Returns when a stop signal has come; until then does what the clock demands. */
+/* Ends streams and reports demo events in time; returns on a stop signal. */
 void wait_for_stop(const sigset_t &signals, double event_every)
 {
-    constexpr auto look_at_stream = std::chrono::milliseconds(200);
+    constexpr auto stream_check_period = std::chrono::milliseconds(200);
     DemoEvents demo = demo_events(event_every);
     for (;;) {
-        Clock::time_point next = Clock::now() + look_at_stream;
+        Clock::time_point next = Clock::now() + stream_check_period;
         if (demo.pause > Clock::duration::zero()) {
             next = std::min(next, demo.next);
         }
@@ -189,8 +189,8 @@ void wait_for_stop(const sigset_t &signals, double event_every)
     }
 }
 
-/* A post of the state to a server that answers at once takes a second; others are not waited for.
- */
+/* The deadline is long enough for a post of the state to a server that answers at once, which takes
+ * a second; a slower server is not waited for. */
 void stop(const std::string &report_url)
 {
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(1500);
@@ -220,7 +220,7 @@ int run_lineup(const Options &options, const Lineup &lineup, const sigset_t &sig
     start_state_report(options.report_url);
     wait_for_stop(signals, options.event_every);
     stop(options.report_url);
-    narrate_stop(look(summary));
+    narrate_stop(read_state(summary));
     return 0;
 }
 

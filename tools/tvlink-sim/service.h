@@ -1,4 +1,4 @@
-/* The life of the program's service: start, wait, stop. */
+/* Starts the service, waits for a signal, and stops the service. */
 #ifndef TVLINK_SIM_SERVICE_H
 #define TVLINK_SIM_SERVICE_H
 
@@ -25,8 +25,8 @@ struct Options {
 constexpr int status_no_service = 1;
 constexpr int status_bad_file = 3;
 
-/* Runs the television until SIGINT or SIGTERM. The program's exit status: 0, or one of those above
- * when it could not start. */
+/* Runs the television until SIGINT or SIGTERM. Returns the program's exit status: 0, or one of
+ * those above when the television could not start. */
 int run_television(const Options &options);
 
 } // namespace sim

@@ -9,8 +9,8 @@ namespace sim
 namespace
 {
 
-constexpr size_t most_settings = 64;
-constexpr size_t most_name_bytes = 64;
+constexpr size_t max_settings = 64;
+constexpr size_t max_name_bytes = 64;
 
 bool begins_with(const std::string &text, const std::string &beginning)
 {
@@ -36,10 +36,10 @@ Outcome keep_setting(Television &tv, const std::string &name, const std::string 
     const std::string shown =
         kind == 0 ? quoted(value) : "a secret of " + std::to_string(value.size()) + " bytes";
     const std::string request = "setting " + quoted(name) + " -> " + shown;
-    if (name.empty() || name.size() > most_name_bytes) {
-        return refusal(request, "a name has 1 to " + std::to_string(most_name_bytes) + " bytes");
+    if (name.empty() || name.size() > max_name_bytes) {
+        return refusal(request, "a name has 1 to " + std::to_string(max_name_bytes) + " bytes");
     }
-    if (tv.settings.count(name) == 0 && tv.settings.size() == most_settings) {
+    if (tv.settings.count(name) == 0 && tv.settings.size() == max_settings) {
         return refusal(request, "no room");
     }
     Setting &kept = tv.settings[name];

@@ -1,5 +1,5 @@
-/* The settings that phones keep in the television: a name, a value, and a kind. What is of another
- * kind than 0 is secret: it is kept, but neither printed nor told. */
+/* The settings that phones store in the television: a name, a value, and a kind. A setting of any
+ * kind but 0 is secret: it is stored, but neither printed nor sent. */
 #ifndef TVLINK_SIM_SETTINGS_H
 #define TVLINK_SIM_SETTINGS_H
 
@@ -21,17 +21,17 @@ struct Setting {
 
 using Settings = std::map<std::string, Setting>;
 
-/* What a new television has. */
+/* The settings of a new television. */
 Settings delivered_settings();
 
-/* Keeps the value under the name; an empty value only reads. */
+/* Stores the value under the name; an empty value changes nothing. */
 Outcome keep_setting(Television &tv, const std::string &name, const std::string &value,
                      uint8_t kind);
 
-/* The settings whose name is this; all for an empty one. */
+/* The setting of this name, if any; all settings for an empty name. */
 Settings settings_named(const Settings &settings, const std::string &name);
 
-/* How many names begin with the text. */
+/* The number of settings whose name begins with the text. */
 uint32_t count_settings(const Settings &settings, const std::string &beginning);
 
 } // namespace sim

@@ -4,7 +4,7 @@
 #include "host.h"
 #include "narrate.h"
 #include "printable.h"
-#include "told_state.h"
+#include "state_json.h"
 
 namespace sim
 {
@@ -21,26 +21,26 @@ int answer_object(const char *slot, const nlohmann::json &arguments, const std::
     const std::string reply = object.is_null() ? "" : one_line(object);
     const bool fits = reply.size() < answer_size;
     if (reply.empty() || !fits) {
-        tell(slot, arguments, words + (fits ? "nothing" : "too much to tell"), -1);
+        narrate_call(slot, arguments, words + (fits ? "nothing" : "too much to tell"), -1);
         return -1;
     }
     answer(buffer, answer_size, reply);
     const std::string shown =
         object.is_array() ? std::to_string(object.size()) : quoted(object.value("title", ""));
-    tell(slot, arguments, words + shown, object);
+    narrate_call(slot, arguments, words + shown, object);
     return 0;
 }
 
 int set_tv_install_apklist(const char *text, uint32_t number)
 {
-    return perform("set_tv_install_apklist", {{"text", text}, {"number", number}},
-                   [=](Television &tv) { return install_application(tv, text); });
+    return run_operation("set_tv_install_apklist", {{"text", text}, {"number", number}},
+                         [=](Television &tv) { return install_application(tv, text); });
 }
 
 int get_tv_installapklist(uint32_t value, char *buffer)
 {
     const nlohmann::json list =
-        look([](const Television &tv) { return told_applications(tv.applications); });
+        read_state([](const Television &tv) { return applications_json(tv.applications); });
     return answer_object("get_tv_installapklist", {{"value", value}}, "applications? ", list,
                          buffer);
 }
@@ -48,12 +48,12 @@ int get_tv_installapklist(uint32_t value, char *buffer)
 /* The first text is a title. Selector 0 means the programme that is on, 1 a film. */
 int get_tv_metadata(const char *text1, const char *text2, uint8_t selector, char *buffer)
 {
-    const nlohmann::json object = look([=](const Television &tv) -> nlohmann::json {
+    const nlohmann::json object = read_state([=](const Television &tv) -> nlohmann::json {
         switch (selector) {
         case 0:
-            return told_programme(tv, text1, time_now());
+            return programme_json(tv, text1, time_now());
         case 1:
-            return told_film(tv, text1);
+            return film_json(tv, text1);
         default:
             return nullptr;
         }

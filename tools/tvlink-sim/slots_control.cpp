@@ -4,6 +4,7 @@
 
 #include "host.h"
 #include "keys.h"
+#include "narrate.h"
 #include "printable.h"
 
 namespace sim
@@ -17,88 +18,88 @@ constexpr size_t text_size = 256;
 /* A slot that has nothing to keep: it only shows that it was called. */
 int acknowledge(const char *slot, const nlohmann::json &arguments, const std::string &words)
 {
-    tell(slot, arguments, words, 0);
+    narrate_call(slot, arguments, words, 0);
     return 0;
 }
 
 int set_tv_channel(int32_t step)
 {
-    return perform("set_tv_channel", {{"step", step}},
-                   [=](Television &tv) { return step_channel(tv, step); });
+    return run_operation("set_tv_channel", {{"step", step}},
+                         [=](Television &tv) { return step_channel(tv, step); });
 }
 
 int set_tv_volume(int32_t step)
 {
-    return perform("set_tv_volume", {{"step", step}},
-                   [=](Television &tv) { return step_volume(tv, step); });
+    return run_operation("set_tv_volume", {{"step", step}},
+                         [=](Television &tv) { return step_volume(tv, step); });
 }
 
 int set_tv_key(uint32_t key, uint32_t value)
 {
-    return perform("set_tv_key", {{"key", key}, {"value", value}},
-                   [=](Television &tv) { return press_key(tv, key, value); });
+    return run_operation("set_tv_key", {{"key", key}, {"value", value}},
+                         [=](Television &tv) { return press_key(tv, key, value); });
 }
 
 int set_tv_textpair(const char *second, const char *first)
 {
-    return perform("set_tv_textpair", {{"second", second}, {"first", first}},
-                   [=](Television &tv) { return type_text(tv, first, second); });
+    return run_operation("set_tv_textpair", {{"second", second}, {"first", first}},
+                         [=](Television &tv) { return type_text(tv, first, second); });
 }
 
 int get_tv_text(char *buffer)
 {
-    const std::string text = look([](const Television &tv) { return tv.text; });
+    const std::string text = read_state([](const Television &tv) { return tv.text; });
     answer(buffer, text_size, text);
-    tell("get_tv_text", nlohmann::json::object(), "text? " + quoted(text), text);
+    narrate_call("get_tv_text", nlohmann::json::object(), "text? " + quoted(text), text);
     return 0;
 }
 
 int set_tv_mute(uint8_t mute)
 {
-    return perform("set_tv_mute", {{"mute", mute}},
-                   [=](Television &tv) { return set_mute(tv, mute != 0); });
+    return run_operation("set_tv_mute", {{"mute", mute}},
+                         [=](Television &tv) { return set_mute(tv, mute != 0); });
 }
 
 int set_tv_powermode(uint8_t mode)
 {
-    return perform("set_tv_powermode", {{"mode", mode}},
-                   [=](Television &tv) { return set_power(tv, mode != 0); });
+    return run_operation("set_tv_powermode", {{"mode", mode}},
+                         [=](Television &tv) { return set_power(tv, mode != 0); });
 }
 
 int set_tv_mode(uint32_t mode)
 {
-    return perform("set_tv_mode", {{"mode", mode}},
-                   [=](Television &tv) { return set_picture_mode(tv, mode); });
+    return run_operation("set_tv_mode", {{"mode", mode}},
+                         [=](Television &tv) { return set_picture_mode(tv, mode); });
 }
 
 int set_tv_name(const char *name, uint32_t length)
 {
-    return perform("set_tv_name", {{"name", name}, {"length", length}},
-                   [=](Television &tv) { return rename_television(tv, name); });
+    return run_operation("set_tv_name", {{"name", name}, {"length", length}},
+                         [=](Television &tv) { return rename_television(tv, name); });
 }
 
 int set_tv_bind()
 {
-    return perform("set_tv_bind", nlohmann::json::object(), [](Television &tv) {
+    return run_operation("set_tv_bind", nlohmann::json::object(), [](Television &tv) {
         return pair_phone(tv, tv.phone.empty() ? "a phone" : tv.phone);
     });
 }
 
 int set_tv_showphone(const char *text, uint32_t length)
 {
-    return perform("set_tv_showphone", {{"text", text}, {"length", length}},
-                   [=](Television &tv) { return pair_phone(tv, text); });
+    return run_operation("set_tv_showphone", {{"text", text}, {"length", length}},
+                         [=](Television &tv) { return pair_phone(tv, text); });
 }
 
 int set_tv_searchchannel()
 {
-    return perform("set_tv_searchchannel", nlohmann::json::object(), search_channels);
+    return run_operation("set_tv_searchchannel", nlohmann::json::object(), search_channels);
 }
 
 int set_tv_order(uint16_t first, uint16_t second, int kind)
 {
-    return perform("set_tv_order", {{"first", first}, {"second", second}, {"kind", kind}},
-                   [=](Television &tv) { return reorder_channels(tv, first, second, kind); });
+    return run_operation("set_tv_order", {{"first", first}, {"second", second}, {"kind", kind}},
+                         [=](Television &tv) { return reorder_channels(tv, first, second, kind); });
 }
 
 int set_tv_touch(int32_t x, int32_t y)
@@ -156,47 +157,48 @@ int set_tv_code0117(uint32_t value)
 
 /* The single states that phones ask for: here whether the set is on, muted, what it shows, and its
  * picture. */
-int told_state(const char *slot, const nlohmann::json &arguments, const std::string &question,
-               uint32_t state)
+int answer_state(const char *slot, const nlohmann::json &arguments, const std::string &question,
+                 uint32_t state)
 {
-    tell(slot, arguments, question + "? " + std::to_string(state), state);
+    narrate_call(slot, arguments, question + "? " + std::to_string(state), state);
     return static_cast<int>(state);
 }
 
 int get_tv_code0001()
 {
-    const bool on = look([](const Television &tv) { return tv.on; });
-    return told_state("get_tv_code0001", nlohmann::json::object(), "on", on ? 1 : 0);
+    const bool on = read_state([](const Television &tv) { return tv.on; });
+    return answer_state("get_tv_code0001", nlohmann::json::object(), "on", on ? 1 : 0);
 }
 
 int get_tv_code0105()
 {
-    const bool muted = look([](const Television &tv) { return tv.muted; });
-    return told_state("get_tv_code0105", nlohmann::json::object(), "muted", muted ? 1 : 0);
+    const bool muted = read_state([](const Television &tv) { return tv.muted; });
+    return answer_state("get_tv_code0105", nlohmann::json::object(), "muted", muted ? 1 : 0);
 }
 
 int get_tv_code010e(uint8_t selector)
 {
-    const uint32_t state = look([=](const Television &tv) {
+    const uint32_t state = read_state([=](const Television &tv) {
         return selector == 0 ? static_cast<uint32_t>(tv.volume) : tv.picture_mode;
     });
-    return told_state("get_tv_code010e", {{"selector", selector}},
-                      selector == 0 ? "volume" : "picture mode", state);
+    return answer_state("get_tv_code010e", {{"selector", selector}},
+                        selector == 0 ? "volume" : "picture mode", state);
 }
 
 uint32_t get_tv_code2005()
 {
     const uint32_t number =
-        look([](const Television &tv) { return uint32_t{tv.channels[tv.current].number}; });
+        read_state([](const Television &tv) { return uint32_t{tv.channels[tv.current].number}; });
     return static_cast<uint32_t>(
-        told_state("get_tv_code2005", nlohmann::json::object(), "channel", number));
+        answer_state("get_tv_code2005", nlohmann::json::object(), "channel", number));
 }
 
 int get_device_info(char *buffer)
 {
     const std::string text = std::string("tvlink-sim ") + TVLINK_VERSION;
     answer(buffer, text_size, text);
-    tell("get_device_info", nlohmann::json::object(), "device information? " + quoted(text), text);
+    narrate_call("get_device_info", nlohmann::json::object(), "device information? " + quoted(text),
+                 text);
     return 0;
 }
 

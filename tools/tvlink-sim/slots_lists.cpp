@@ -3,6 +3,7 @@
 
 #include "host.h"
 #include "list_blocks.h"
+#include "narrate.h"
 #include "printable.h"
 
 namespace sim
@@ -15,8 +16,8 @@ namespace
 void *send_list(const char *slot, const nlohmann::json &arguments, const std::string &question,
                 const ListBlock &block)
 {
-    tell(slot, arguments, question + "? " + std::to_string(block.entries) + " entries",
-         block.entries);
+    narrate_call(slot, arguments, question + "? " + std::to_string(block.entries) + " entries",
+                 block.entries);
     return sized_block(block.bytes);
 }
 
@@ -33,7 +34,7 @@ void *get_tv_epg(uint16_t *count, uint32_t *, uint8_t selector1, uint32_t select
     query.every_channel = selector1 == 0;
     query.number = selector2;
     query.ends_after = selector3;
-    const ListBlock block = selector1 > 1 ? ListBlock() : look([&](const Television &tv) {
+    const ListBlock block = selector1 > 1 ? ListBlock() : read_state([&](const Television &tv) {
         return guide_entries(tv.channels, tv.guide, query);
     });
     *count = static_cast<uint16_t>(block.entries);
@@ -45,8 +46,8 @@ void *get_tv_epg(uint16_t *count, uint32_t *, uint8_t selector1, uint32_t select
 void *get_tv_epgweek(uint32_t selector, uint32_t *value)
 {
     const GuideQuery query = week_query(selector, time_now());
-    const ListBlock block =
-        look([&](const Television &tv) { return guide_entries(tv.channels, tv.guide, query); });
+    const ListBlock block = read_state(
+        [&](const Television &tv) { return guide_entries(tv.channels, tv.guide, query); });
     *value = block.entries;
     return send_list("get_tv_epgweek", {{"selector", selector}},
                      "guide of the week" + of_channel(selector == 0, selector), block);
@@ -54,7 +55,7 @@ void *get_tv_epgweek(uint32_t selector, uint32_t *value)
 
 void *get_tv_simpleepg(uint16_t *count)
 {
-    const ListBlock block = look(
+    const ListBlock block = read_state(
         [](const Television &tv) { return present_entries(tv.channels, tv.guide, time_now()); });
     *count = static_cast<uint16_t>(block.entries);
     return send_list("get_tv_simpleepg", nlohmann::json::object(), "simple guide", block);
@@ -62,8 +63,8 @@ void *get_tv_simpleepg(uint16_t *count)
 
 void *get_tv_searchsimpleepg(const char *text, uint32_t, uint16_t *count, uint32_t *)
 {
-    const ListBlock block =
-        look([=](const Television &tv) { return matching_entries(tv.channels, tv.guide, text); });
+    const ListBlock block = read_state(
+        [=](const Television &tv) { return matching_entries(tv.channels, tv.guide, text); });
     *count = static_cast<uint16_t>(block.entries);
     return send_list("get_tv_searchsimpleepg", {{"text", text}}, "guide with " + quoted(text),
                      block);
@@ -72,14 +73,15 @@ void *get_tv_searchsimpleepg(const char *text, uint32_t, uint16_t *count, uint32
 void *get_tv_channelcode(uint16_t *count)
 {
     const ListBlock block =
-        look([](const Television &tv) { return channel_cells(tv.channels, ""); });
+        read_state([](const Television &tv) { return channel_cells(tv.channels, ""); });
     *count = static_cast<uint16_t>(block.entries);
     return send_list("get_tv_channelcode", nlohmann::json::object(), "channels", block);
 }
 
 void *get_tv_channelcode2(uint16_t *count)
 {
-    const ListBlock block = look([](const Television &tv) { return short_channels(tv.channels); });
+    const ListBlock block =
+        read_state([](const Television &tv) { return short_channels(tv.channels); });
     *count = static_cast<uint16_t>(block.entries);
     return send_list("get_tv_channelcode2", nlohmann::json::object(), "short channels", block);
 }
@@ -87,7 +89,7 @@ void *get_tv_channelcode2(uint16_t *count)
 void *get_tv_channelcode3(const char *filter, uint16_t *count)
 {
     const ListBlock block =
-        look([=](const Television &tv) { return channel_cells(tv.channels, filter); });
+        read_state([=](const Television &tv) { return channel_cells(tv.channels, filter); });
     *count = static_cast<uint16_t>(block.entries);
     return send_list("get_tv_channelcode3", {{"filter", filter}}, "channels with " + quoted(filter),
                      block);
@@ -95,11 +97,12 @@ void *get_tv_channelcode3(const char *filter, uint16_t *count)
 
 void *get_tv_order(uint16_t *count, uint32_t *length)
 {
-    const std::vector<uint8_t> order = look([](const Television &tv) { return channel_order(tv); });
+    const std::vector<uint8_t> order =
+        read_state([](const Television &tv) { return channel_order(tv); });
     *count = static_cast<uint16_t>(order.size() / 2);
     *length = static_cast<uint32_t>(order.size());
-    tell("get_tv_order", nlohmann::json::object(), "order? " + std::to_string(*count) + " channels",
-         *count);
+    narrate_call("get_tv_order", nlohmann::json::object(),
+                 "order? " + std::to_string(*count) + " channels", *count);
     return heap_bytes(order.data(), order.size());
 }
 

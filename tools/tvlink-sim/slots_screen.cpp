@@ -2,6 +2,7 @@
 #include "slots.h"
 
 #include "host.h"
+#include "narrate.h"
 #include "printable.h"
 #include "screen.h"
 
@@ -32,19 +33,19 @@ void *get_screen_shot2(int16_t width, uint16_t height, uint32_t *length)
     static std::vector<uint8_t> &image = *new std::vector<uint8_t>;
     const nlohmann::json arguments = {{"width", width}, {"height", height}};
     if (font() == nullptr) {
-        tell("get_screen_shot2", arguments,
-             "screen? no picture: " + sim::quoted(font_path()) + " is no font", nullptr);
+        narrate_call("get_screen_shot2", arguments,
+                     "screen? no picture: " + sim::quoted(font_path()) + " is no font", nullptr);
         return nullptr;
     }
     const ScreenSize size = screen_size(width, height);
     const Screen screen =
-        look([](const Television &tv) { return screen_of(tv, time_now(), seconds_now()); });
+        read_state([](const Television &tv) { return screen_of(tv, time_now(), seconds_now()); });
     image = png_of(draw_screen(screen, *font(), size));
     *length = static_cast<uint32_t>(image.size());
-    tell("get_screen_shot2", arguments,
-         "screen? " + std::to_string(size.width) + " x " + std::to_string(size.height) + ", " +
-             std::to_string(image.size()) + " bytes",
-         image.size());
+    narrate_call("get_screen_shot2", arguments,
+                 "screen? " + std::to_string(size.width) + " x " + std::to_string(size.height) +
+                     ", " + std::to_string(image.size()) + " bytes",
+                 image.size());
     return image.empty() ? nullptr : image.data();
 }
 

@@ -7,7 +7,7 @@
 #include "host.h"
 #include "narrate.h"
 #include "printable.h"
-#include "told_state.h"
+#include "state_json.h"
 
 namespace sim
 {
@@ -21,14 +21,14 @@ constexpr size_t version_size = 32;
 
 int set_tv_current_position(const char *text, uint32_t)
 {
-    return perform("set_tv_current_position", {{"text", text}},
-                   [=](Television &tv) { return set_place(tv, text); });
+    return run_operation("set_tv_current_position", {{"text", text}},
+                         [=](Television &tv) { return set_place(tv, text); });
 }
 
 int set_tv_nick_name(const char *text, uint32_t number)
 {
-    return perform("set_tv_nick_name", {{"text", text}, {"number", number}},
-                   [=](Television &tv) { return set_nickname(tv, text); });
+    return run_operation("set_tv_nick_name", {{"text", text}, {"number", number}},
+                         [=](Television &tv) { return set_nickname(tv, text); });
 }
 
 std::string fitting(const nlohmann::json &object)
@@ -46,23 +46,24 @@ int set_tv_setting_mtnadata(const char *value, uint32_t, const char *name, uint3
         shown = nullptr;
     }
     const int status =
-        perform("set_tv_setting_mtnadata", {{"name", name}, {"value", shown}, {"kind", kind}},
-                [=](Television &tv) { return keep_setting(tv, name, value, kind); });
-    answer(answer_buffer, answer_size,
-           fitting(look([=](const Television &tv) { return told_setting(tv.settings, name); })));
+        run_operation("set_tv_setting_mtnadata", {{"name", name}, {"value", shown}, {"kind", kind}},
+                      [=](Television &tv) { return keep_setting(tv, name, value, kind); });
+    answer(answer_buffer, answer_size, fitting(read_state([=](const Television &tv) {
+               return setting_json(tv.settings, name);
+           })));
     return status;
 }
 
 int set_tv_show_phone_connect(const char *text1, const char *text2)
 {
-    return perform("set_tv_show_phone_connect", {{"texts", {text1, text2}}},
-                   [=](Television &tv) { return pair_phone(tv, text1); });
+    return run_operation("set_tv_show_phone_connect", {{"texts", {text1, text2}}},
+                         [=](Television &tv) { return pair_phone(tv, text1); });
 }
 
 int set_tv_shut_down()
 {
-    return perform("set_tv_shut_down", nlohmann::json::object(),
-                   [](Television &tv) { return set_power(tv, false); });
+    return run_operation("set_tv_shut_down", nlohmann::json::object(),
+                         [](Television &tv) { return set_power(tv, false); });
 }
 
 int set_tv_loginfromtv(const char *text1, const char *text2, const char *text3, const char *text4,
@@ -72,32 +73,33 @@ int set_tv_loginfromtv(const char *text1, const char *text2, const char *text3, 
     for (const char *text : {text1, text2, text3, text4, text5}) {
         lengths.push_back(strlen(text));
     }
-    tell("set_tv_loginfromtv", {{"lengths", lengths}},
-         "account with texts of " + one_line(lengths) + " bytes", 0);
+    narrate_call("set_tv_loginfromtv", {{"lengths", lengths}},
+                 "account with texts of " + one_line(lengths) + " bytes", 0);
     return 0;
 }
 
 int set_tv_wifiinfo(const char *text)
 {
     const size_t length = strlen(text);
-    tell("set_tv_wifiinfo", {{"length", length}},
-         "Wi-Fi settings of " + std::to_string(length) + " bytes", 0);
+    narrate_call("set_tv_wifiinfo", {{"length", length}},
+                 "Wi-Fi settings of " + std::to_string(length) + " bytes", 0);
     return 0;
 }
 
 int get_tv_currentposition(char *buffer)
 {
-    const std::string place = look([](const Television &tv) { return tv.place; });
+    const std::string place = read_state([](const Television &tv) { return tv.place; });
     answer(buffer, long_answer_size, place);
-    tell("get_tv_currentposition", nlohmann::json::object(), "place? " + quoted(place), place);
+    narrate_call("get_tv_currentposition", nlohmann::json::object(), "place? " + quoted(place),
+                 place);
     return 0;
 }
 
 int get_europe_version(char *buffer)
 {
     answer(buffer, version_size, TVLINK_VERSION);
-    tell("get_europe_version", nlohmann::json::object(), "version? " TVLINK_VERSION,
-         TVLINK_VERSION);
+    narrate_call("get_europe_version", nlohmann::json::object(), "version? " TVLINK_VERSION,
+                 TVLINK_VERSION);
     return 0;
 }
 
@@ -105,15 +107,15 @@ int answer_query(const char *slot, char *buffer, const char *text, const std::st
                  const std::string &reply)
 {
     answer(buffer, answer_size, reply);
-    tell(slot, {{"text", text}}, words, reply);
+    narrate_call(slot, {{"text", text}}, words, reply);
     return 0;
 }
 
 /* The setting of this name; all for an empty text. */
 int get_tv_code400b(char *buffer, const char *text)
 {
-    const nlohmann::json settings = look(
-        [=](const Television &tv) { return told_settings(settings_named(tv.settings, text)); });
+    const nlohmann::json settings = read_state(
+        [=](const Television &tv) { return settings_json(settings_named(tv.settings, text)); });
     return answer_query("get_tv_code400b", buffer, text,
                         "settings " + quoted(text) + "? " + std::to_string(settings.size()),
                         fitting(settings));
@@ -134,15 +136,17 @@ int get_tv_code400d(char *buffer, const char *text)
 int get_tv_code4015(char *buffer, const char *text)
 {
     return answer_query("get_tv_code4015", buffer, text,
-                        "state " + quoted(text) + "? " + look(summary), fitting(present_state()));
+                        "state " + quoted(text) + "? " + read_state(summary),
+                        fitting(present_state()));
 }
 
 /* How many settings' names begin with the text. */
 int get_tv_code400a(uint32_t *number, const char *text)
 {
-    *number = look([=](const Television &tv) { return count_settings(tv.settings, text); });
-    tell("get_tv_code400a", {{"text", text}},
-         "settings that begin with " + quoted(text) + "? " + std::to_string(*number), *number);
+    *number = read_state([=](const Television &tv) { return count_settings(tv.settings, text); });
+    narrate_call("get_tv_code400a", {{"text", text}},
+                 "settings that begin with " + quoted(text) + "? " + std::to_string(*number),
+                 *number);
     return 0;
 }
 

@@ -3,6 +3,7 @@
 
 #include "films.h"
 #include "host.h"
+#include "narrate.h"
 #include "printable.h"
 #include "voice.h"
 
@@ -20,10 +21,10 @@ char *film_title(const char *slot, const nlohmann::json &arguments, uint8_t sele
 {
     const std::string question = "film " + std::to_string(selector) + "? ";
     if (selector >= shelf.size()) {
-        tell(slot, arguments, question + "none", nullptr);
+        narrate_call(slot, arguments, question + "none", nullptr);
         return nullptr;
     }
-    tell(slot, arguments, question + quoted(shelf[selector].title), shelf[selector].title);
+    narrate_call(slot, arguments, question + quoted(shelf[selector].title), shelf[selector].title);
     return heap_text(shelf[selector].title);
 }
 
@@ -40,11 +41,11 @@ char *get_tv_vodstr2(uint8_t selector, const char *text)
 
 int fill_status(const char *slot, const nlohmann::json &arguments, void *record)
 {
-    const Player player = look([](const Television &tv) { return tv.player; });
+    const Player player = read_state([](const Television &tv) { return tv.player; });
     const std::string status = video_status(player, seconds_now());
     status.copy(static_cast<char *>(record), video_status_size);
-    tell(slot, arguments, std::string("video status? ") + play_state_name(player.state),
-         static_cast<int>(player.state));
+    narrate_call(slot, arguments, std::string("video status? ") + play_state_name(player.state),
+                 static_cast<int>(player.state));
     return 1;
 }
 
@@ -68,7 +69,7 @@ uint32_t *film_lengths(const char *slot, const nlohmann::json &arguments,
     }
     void *array = heap_bytes(lengths.data(), lengths.size() * sizeof(uint32_t));
     *count = array == nullptr ? no_array : static_cast<uint32_t>(lengths.size());
-    tell(slot, arguments, "film lengths? " + std::to_string(lengths.size()), lengths);
+    narrate_call(slot, arguments, "film lengths? " + std::to_string(lengths.size()), lengths);
     return static_cast<uint32_t *>(array);
 }
 
@@ -87,7 +88,7 @@ void *film_titles(const char *slot, const nlohmann::json &arguments, const std::
 {
     const std::string cells = film_cells(shelf);
     *count = static_cast<uint32_t>(shelf.size());
-    tell(slot, arguments, "films? " + std::to_string(shelf.size()), shelf.size());
+    narrate_call(slot, arguments, "films? " + std::to_string(shelf.size()), shelf.size());
     return heap_bytes(cells.data(), cells.size());
 }
 
@@ -103,9 +104,9 @@ void *get_tv_vodarraystring2(const char *text, uint32_t *count)
 
 int player_state(const char *slot, const nlohmann::json &arguments)
 {
-    const PlayState state = look([](const Television &tv) { return tv.player.state; });
-    tell(slot, arguments, std::string("video player? ") + play_state_name(state),
-         static_cast<int>(state));
+    const PlayState state = read_state([](const Television &tv) { return tv.player.state; });
+    narrate_call(slot, arguments, std::string("video player? ") + play_state_name(state),
+                 static_cast<int>(state));
     return static_cast<int>(state);
 }
 
@@ -122,22 +123,22 @@ int get_tv_vodplayer_v2(const char *text)
 /* The title of a film or an address, the title to show, and where to begin. */
 int get_startplayer(const char *text1, const char *text2, const char *text3)
 {
-    return perform("get_startplayer", {{"texts", {text1, text2, text3}}}, [=](Television &tv) {
-        return start_player(tv, text1, text2, text3, seconds_now());
-    });
+    return run_operation(
+        "get_startplayer", {{"texts", {text1, text2, text3}}},
+        [=](Television &tv) { return start_player(tv, text1, text2, text3, seconds_now()); });
 }
 
 int tv_sendvoice(const void *data, uint32_t length)
 {
     const std::string spoken(static_cast<const char *>(data), length);
-    return perform("tv_sendvoice", {{"length", length}},
-                   [=](Television &tv) { return obey_voice(tv, spoken, seconds_now()); });
+    return run_operation("tv_sendvoice", {{"length", length}},
+                         [=](Television &tv) { return obey_voice(tv, spoken, seconds_now()); });
 }
 
 int set_tv_voddetails(const char *text1, uint32_t, const char *text2, uint32_t)
 {
-    return perform("set_tv_voddetails", {{"texts", {text1, text2}}},
-                   [=](Television &tv) { return keep_video_value(tv, text1, text2); });
+    return run_operation("set_tv_voddetails", {{"texts", {text1, text2}}},
+                         [=](Television &tv) { return keep_video_value(tv, text1, text2); });
 }
 
 /* Values that come without a name are kept under their tag. */
@@ -146,27 +147,29 @@ int set_tv_vod(uint8_t tag, uint32_t value, uint32_t low, uint32_t high, const c
     const uint64_t number = value | low | (static_cast<uint64_t>(high) << 32);
     const VideoValue kept =
         text != nullptr ? VideoValue(std::string(text)) : VideoValue(static_cast<int64_t>(number));
-    return perform("set_tv_vod", {{"tag", tag}}, [=](Television &tv) {
+    return run_operation("set_tv_vod", {{"tag", tag}}, [=](Television &tv) {
         return keep_video_value(tv, "tag " + std::to_string(tag), kept);
     });
 }
 
 int set_tv_vod_vt_int(uint8_t selector, const char *text, uint32_t value)
 {
-    return perform("set_tv_vod_vt_int", {{"selector", selector}, {"text", text}, {"value", value}},
-                   [=](Television &tv) { return keep_video_value(tv, text, int64_t{value}); });
+    return run_operation(
+        "set_tv_vod_vt_int", {{"selector", selector}, {"text", text}, {"value", value}},
+        [=](Television &tv) { return keep_video_value(tv, text, int64_t{value}); });
 }
 
 int set_tv_vod_vt_str(uint8_t selector, const char *text1, const char *text2)
 {
-    return perform("set_tv_vod_vt_str", {{"selector", selector}, {"texts", {text1, text2}}},
-                   [=](Television &tv) { return keep_video_value(tv, text1, text2); });
+    return run_operation("set_tv_vod_vt_str", {{"selector", selector}, {"texts", {text1, text2}}},
+                         [=](Television &tv) { return keep_video_value(tv, text1, text2); });
 }
 
 int set_tv_vod_vt_long(uint8_t selector, const char *text, int64_t value)
 {
-    return perform("set_tv_vod_vt_long", {{"selector", selector}, {"text", text}, {"value", value}},
-                   [=](Television &tv) { return keep_video_value(tv, text, value); });
+    return run_operation("set_tv_vod_vt_long",
+                         {{"selector", selector}, {"text", text}, {"value", value}},
+                         [=](Television &tv) { return keep_video_value(tv, text, value); });
 }
 
 } // namespace

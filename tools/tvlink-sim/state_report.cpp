@@ -15,7 +15,7 @@ namespace sim
 namespace
 {
 
-/* Lives until the process ends, as a post may. */
+/* Never destroyed: a post may go on until the process ends. */
 Reporter &reporter()
 {
     static Reporter &reporter = *new Reporter;
@@ -34,7 +34,8 @@ std::string newest_state()
     return one_line(present_state());
 }
 
-/* Any answer with a text will do: the client looks at no status. */
+/* Returns the reason of a failure; empty on success. Any answer with a text is a success, since the
+ * HTTP client ignores the status. */
 std::string post_state(const ReportUrl &url, const std::string &state)
 {
     WebTcpClient client;

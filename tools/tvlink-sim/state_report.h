@@ -8,15 +8,15 @@
 namespace sim
 {
 
-/* Nothing is reported to an empty URL; any other one is one that read_report_url() takes. */
+/* An empty URL disables the report; any other URL must have passed read_report_url(). */
 void start_state_report(const std::string &url);
 
-/* Any thread, at any time, also when nothing is reported. */
+/* Requests a post. Any thread, at any time, also when the report is disabled. */
 void note_state_change();
 
-/* Begins no other post. A post under way may still end. */
+/* Begins no further post; a post in progress is not cancelled. */
 void end_state_report();
-/* Waits for that until then, and says so when it has not. */
+/* Waits for a post in progress until `deadline`, and prints a failure when it goes on. */
 void finish_state_report(const std::string &url, std::chrono::steady_clock::time_point deadline);
 
 } // namespace sim

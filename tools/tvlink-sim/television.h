@@ -1,8 +1,8 @@
-/* The state of a plausible television. What its operations do to it stands in one file for each
- * subject: channels, keys, remote, player, settings, applications, video_values, voice.
+/* The state of a simulated television. Its operations are in one file for each subject: channels,
+ * keys, remote, player, settings, applications, video_values, voice.
  *
- * No clock, no threads and no library: whoever shares a Television among threads locks it, and
- * times are arguments. */
+ * No operation reads a clock, takes a lock or calls the library: times are arguments, and callers
+ * that share a Television among threads lock it. */
 #ifndef TVLINK_SIM_TELEVISION_H
 #define TVLINK_SIM_TELEVISION_H
 
@@ -28,11 +28,11 @@ struct Television {
     int32_t volume = 20; /* 0 to 100 */
     bool muted = false;
     uint32_t picture_mode = 0;
-    std::vector<Channel> channels; /* in the order in which the channel keys walk through them */
-    size_t current = 0;            /* index of the channel that is shown */
+    std::vector<Channel> channels; /* in the order of the channel keys */
+    size_t current = 0;            /* index of the current channel */
     Guide guide;
-    std::string text;       /* what a phone has typed */
-    std::string text_label; /* the second text that came with it */
+    std::string text;       /* typed by a phone */
+    std::string text_label; /* the second text of the same request */
     std::string phone;      /* the paired phone; empty for none */
     uint32_t last_key = 0;
     Player player;
@@ -43,7 +43,7 @@ struct Television {
     std::string place;
 };
 
-/* There must be a channel. */
+/* `channels` must not be empty. */
 Television make_television(const std::string &name, const std::vector<Channel> &channels,
                            const Guide &guide);
 

@@ -12,8 +12,8 @@ namespace sim
 namespace
 {
 
-constexpr size_t most_values = 64;
-constexpr size_t most_name_bytes = 64;
+constexpr size_t max_values = 64;
+constexpr size_t max_name_bytes = 64;
 
 std::string shown(const VideoValue &value)
 {
@@ -26,11 +26,11 @@ std::string shown(const VideoValue &value)
 Outcome keep_video_value(Television &tv, const std::string &name, const VideoValue &value)
 {
     const std::string request = "video value " + quoted(name) + " -> " + shown(value);
-    if (name.empty() || name.size() > most_name_bytes) {
-        return refusal(request, "a name has 1 to " + std::to_string(most_name_bytes) + " bytes");
+    if (name.empty() || name.size() > max_name_bytes) {
+        return refusal(request, "a name has 1 to " + std::to_string(max_name_bytes) + " bytes");
     }
     const auto kept = tv.video_values.find(name);
-    if (kept == tv.video_values.end() && tv.video_values.size() == most_values) {
+    if (kept == tv.video_values.end() && tv.video_values.size() == max_values) {
         return refusal(request, "no room");
     }
     Outcome outcome{0, request, {}};

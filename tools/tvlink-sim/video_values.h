@@ -1,4 +1,4 @@
-/* Values that phones keep in the video-on-demand application: each has a name, and is a number or
+/* Values that phones store in the video-on-demand application: each has a name, and is a number or
  * a text. */
 #ifndef TVLINK_SIM_VIDEO_VALUES_H
 #define TVLINK_SIM_VIDEO_VALUES_H
@@ -20,7 +20,7 @@ using VideoValues = std::map<std::string, VideoValue>;
 
 Outcome keep_video_value(Television &tv, const std::string &name, const VideoValue &value);
 
-/* What a person writes: decimal digits, maybe with a sign, are a number. */
+/* Parses a value: an optional minus sign and decimal digits are a number, anything else a text. */
 VideoValue written_value(const std::string &text);
 
 } // namespace sim

@@ -33,7 +33,7 @@ const Phrase phrases[] = {
 };
 
 /* The number in "channel 3" and "volume 30", whose first word is `word`. */
-std::optional<uint32_t> number_behind(const std::string &word, const std::string &spoken)
+std::optional<uint32_t> number_after(const std::string &word, const std::string &spoken)
 {
     if (!equal_words(spoken.substr(0, word.size()), word)) {
         return std::nullopt;
@@ -48,10 +48,10 @@ Outcome understood(Television &tv, const std::string &spoken, uint32_t now)
             return phrase.action(tv, now);
         }
     }
-    if (const auto number = number_behind("channel ", spoken)) {
+    if (const auto number = number_after("channel ", spoken)) {
         return choose_channel(tv, *number);
     }
-    if (const auto volume = number_behind("volume ", spoken)) {
+    if (const auto volume = number_after("volume ", spoken)) {
         return step_volume(tv, static_cast<int32_t>(*volume) - tv.volume);
     }
     return {-1, "not understood", {}};

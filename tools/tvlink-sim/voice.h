@@ -1,5 +1,5 @@
-/* What a person says to the television, as plain text: "channel 3", "channel up", "volume down",
- * "mute", "sound on", "power off", "play", ... Large and small letters are the same. */
+/* Voice commands as plain text: "channel 3", "channel up", "volume down", "mute", "sound on",
+ * "power off", "play", ... Case does not matter. */
 #ifndef TVLINK_SIM_VOICE_H
 #define TVLINK_SIM_VOICE_H
 

@@ -10,7 +10,7 @@ namespace sim
 namespace
 {
 
-/* What looks like a tag and is none, with what ends it. */
+/* The delimiters of a construct that is no tag, whatever it contains. */
 struct Section {
     const char *begin;
     const char *end;
@@ -18,7 +18,8 @@ struct Section {
 
 const std::array<Section, 3> sections = {{{"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}}};
 
-size_t behind(const std::string &text, const std::string &end, size_t from)
+/* The position after the next `end`; the end of the text when there is none. */
+size_t skip_past(const std::string &text, const std::string &end, size_t from)
 {
     const size_t found = text.find(end, from);
     return found == std::string::npos ? text.size() : found + end.size();
@@ -29,7 +30,7 @@ bool is_blank(char letter)
     return letter == ' ' || letter == '\t' || letter == '\n' || letter == '\r';
 }
 
-/* Nearly every character may stand in a name: only these end it. */
+/* The parser accepts nearly every character in a name: only those of `ends` end it. */
 size_t name_end(const std::string &text, size_t from, const std::string &ends)
 {
     return std::min(text.find_first_of(ends, from), text.size());
@@ -43,7 +44,7 @@ size_t skip_blanks(const std::string &text, size_t at)
     return at;
 }
 
-/* The place behind name="value" and the blanks that follow; the same place when there is none. */
+/* The position after name="value" and the blanks that follow; `at` when there is no attribute. */
 size_t skip_attribute(const std::string &text, size_t at)
 {
     const size_t equals = skip_blanks(text, name_end(text, at, " \t\n\r!/<=>?"));
@@ -54,10 +55,10 @@ size_t skip_attribute(const std::string &text, size_t at)
     if (quote == text.size() || (text[quote] != '"' && text[quote] != '\'')) {
         return at;
     }
-    return skip_blanks(text, behind(text, std::string(1, text[quote]), quote + 1));
+    return skip_blanks(text, skip_past(text, std::string(1, text[quote]), quote + 1));
 }
 
-/* Where name and attributes end: at the tag's > or />, or where the parser gives up. */
+/* The end of name and attributes: the tag's > or />, or the position of a syntax error. */
 size_t tag_end(const std::string &text, size_t from)
 {
     size_t at = skip_blanks(text, name_end(text, from + 1, " \t\n\r/>?"));
@@ -69,8 +70,7 @@ size_t tag_end(const std::string &text, size_t from)
     return at;
 }
 
-/* The place behind a document type, in whose brackets each > and each tag is skipped, or behind any
- * other declaration. */
+/* The position after a declaration. No > inside the brackets of a document type ends it. */
 size_t declaration_end(const std::string &text, size_t from)
 {
     static const std::string doctype = "<!DOCTYPE";
@@ -90,19 +90,19 @@ size_t declaration_end(const std::string &text, size_t from)
     return std::min(at + 1, text.size());
 }
 
-/* The place behind a section that begins here; the same place when none does. */
+/* The position after a section that begins at `at`; `at` when none does. */
 size_t skip_section(const std::string &text, size_t at)
 {
     for (const Section &section : sections) {
         const std::string begin = section.begin;
         if (text.compare(at, begin.size(), begin) == 0) {
-            return behind(text, section.end, at + begin.size());
+            return skip_past(text, section.end, at + begin.size());
         }
     }
     return at;
 }
 
-/* How much deeper the elements lie behind what begins here, and where that ends. */
+/* The change of depth by one tag, section or declaration, and the position of its end. */
 struct Step {
     int deeper;
     size_t end;
@@ -110,9 +110,9 @@ struct Step {
 
 Step step_over(const std::string &text, size_t at)
 {
-    const size_t behind_section = skip_section(text, at);
-    if (behind_section != at) {
-        return {0, behind_section};
+    const size_t section_end = skip_section(text, at);
+    if (section_end != at) {
+        return {0, section_end};
     }
     if (text.compare(at, 2, "<!") == 0) {
         return {0, declaration_end(text, at)};
@@ -127,14 +127,14 @@ Step step_over(const std::string &text, size_t at)
 
 } // namespace
 
-size_t find_too_deep(const std::string &text, size_t most)
+size_t find_too_deep(const std::string &text, size_t max)
 {
     int64_t depth = 0;
     size_t at = text.find('<');
     while (at != std::string::npos) {
         const Step step = step_over(text, at);
         depth = std::max<int64_t>(0, depth + step.deeper);
-        if (depth > static_cast<int64_t>(most)) {
+        if (depth > static_cast<int64_t>(max)) {
             return at;
         }
         at = text.find('<', step.end);

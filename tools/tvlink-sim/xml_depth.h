@@ -1,5 +1,5 @@
-/* How deep the elements of an XML text lie inside each other, found without recursion: the parser
- * calls itself for each level, so a hostile file could otherwise exhaust the stack. */
+/* The nesting depth of an XML text, found without recursion: the parser recurses for each level, so
+ * a hostile file could exhaust the stack. */
 #ifndef TVLINK_SIM_XML_DEPTH_H
 #define TVLINK_SIM_XML_DEPTH_H
 
@@ -9,8 +9,8 @@
 namespace sim
 {
 
-/* The place of the first start tag that lies more than so many levels deep; npos for none. */
-size_t find_too_deep(const std::string &text, size_t most);
+/* The position of the first start tag that is more than `max` levels deep; npos for none. */
+size_t find_too_deep(const std::string &text, size_t max);
 
 } // namespace sim
 

@@ -20,15 +20,15 @@ namespace
 
 using Node = rapidxml::xml_node<char>;
 
-constexpr size_t deepest = 64;
+constexpr size_t max_depth = 64;
 constexpr uint32_t half_an_hour = 1800;
-constexpr uint32_t not_told = 0; /* the duration of a programme without stop, while it is read */
+constexpr uint32_t unknown_duration = 0; /* without stop, until complete_schedule() */
 
-/* The document lies in a copy of the file, place for place: a name in it tells the line. */
+/* The parser works on a copy of the file with equal offsets, so that a node has a line number. */
 struct Reading {
     const std::string *text;
     const char *copy;
-    const std::unordered_set<std::string> *known; /* the guide's names of the channels */
+    const std::unordered_set<std::string> *known; /* the guide_id of every channel */
     ReadGuide result;
     size_t kept = 0;
 };
@@ -39,13 +39,13 @@ size_t line_at(const std::string &text, size_t offset)
     return static_cast<size_t>(std::count(text.begin(), end, '\n')) + 1;
 }
 
-[[noreturn]] void refuse(const Reading &reading, const Node *node, const std::string &reason)
+[[noreturn]] void fail_at(const Reading &reading, const Node *node, const std::string &reason)
 {
     throw InputError(line_at(*reading.text, static_cast<size_t>(node->name() - reading.copy)),
                      reason);
 }
 
-/* Runs of blanks, line ends and control characters become one blank; none at the ends. */
+/* Each run of blanks, line ends and control characters becomes one blank; both ends are trimmed. */
 std::string tidied(const std::string &text)
 {
     std::string tidy;
@@ -84,7 +84,7 @@ std::string element(const Reading &reading, const Node *programme, const char *n
         }
     }
     if (find_malformed(text) != std::string::npos) {
-        refuse(reading, found, std::string("a character that does not exist in ") + name);
+        fail_at(reading, found, std::string("a character that does not exist in ") + name);
     }
     return tidied(text);
 }
@@ -94,25 +94,25 @@ uint32_t time_attribute(const Reading &reading, const Node *programme, const cha
     const std::string text = attribute(programme, name);
     const std::optional<int64_t> time = guide_time(text);
     if (!time || *time < 0 || *time > UINT32_MAX) {
-        refuse(reading, programme,
-               std::string(name) + " is no time such as 20261121201500 +0100: " + quoted(text));
+        fail_at(reading, programme,
+                std::string(name) + " is no time such as 20261121201500 +0100: " + quoted(text));
     }
     return static_cast<uint32_t>(*time);
 }
 
 Programme read_programme(const Reading &reading, const Node *node)
 {
-    Programme programme{time_attribute(reading, node, "start"), not_told, "", "", ""};
+    Programme programme{time_attribute(reading, node, "start"), unknown_duration, "", "", ""};
     if (node->first_attribute("stop") != nullptr) {
         const uint32_t stop = time_attribute(reading, node, "stop");
         if (stop <= programme.start) {
-            refuse(reading, node, "a programme stops before it starts");
+            fail_at(reading, node, "a programme stops before it starts");
         }
         programme.duration = stop - programme.start;
     }
     programme.title = element(reading, node, "title");
     if (programme.title.empty()) {
-        refuse(reading, node, "a programme without a title");
+        fail_at(reading, node, "a programme without a title");
     }
     programme.category = element(reading, node, "category");
     programme.description = element(reading, node, "desc");
@@ -123,12 +123,12 @@ void keep_programme(Reading &reading, const Node *node)
 {
     const std::string channel = attribute(node, "channel");
     if (channel.empty()) {
-        refuse(reading, node, "a programme without a channel");
+        fail_at(reading, node, "a programme without a channel");
     }
     const Programme programme = read_programme(reading, node);
     if (reading.known->count(channel) == 0) {
         reading.result.of_other_channels++;
-    } else if (reading.kept == most_programmes) {
+    } else if (reading.kept == max_programmes) {
         reading.result.left_out++;
     } else {
         reading.result.guide.schedules[channel].push_back(programme);
@@ -136,14 +136,14 @@ void keep_programme(Reading &reading, const Node *node)
     }
 }
 
-/* In the order of their start, and each with a duration. */
-void settle(Schedule &schedule)
+/* Sorts by start and fills in missing durations. */
+void complete_schedule(Schedule &schedule)
 {
     std::stable_sort(schedule.begin(), schedule.end(),
                      [](const Programme &a, const Programme &b) { return a.start < b.start; });
     for (size_t i = 0; i < schedule.size(); i++) {
         Programme &programme = schedule[i];
-        if (programme.duration == not_told) {
+        if (programme.duration == unknown_duration) {
             programme.duration =
                 i + 1 < schedule.size() ? schedule[i + 1].start - programme.start : half_an_hour;
         }
@@ -157,10 +157,10 @@ void check_text(const std::string &text)
     if (bad != std::string::npos) {
         throw InputError(line_at(text, bad), "this is no UTF-8 text");
     }
-    const size_t deep = find_too_deep(text, deepest);
+    const size_t deep = find_too_deep(text, max_depth);
     if (deep != std::string::npos) {
         throw InputError(line_at(text, deep), "elements inside each other more than " +
-                                                  std::to_string(deepest) + " deep");
+                                                  std::to_string(max_depth) + " deep");
     }
 }
 
@@ -199,7 +199,7 @@ ReadGuide parse_guide(const std::string &text, const std::vector<Channel> &chann
         keep_programme(reading, node);
     }
     for (auto &entry : reading.result.guide.schedules) {
-        settle(entry.second);
+        complete_schedule(entry.second);
     }
     return reading.result;
 }

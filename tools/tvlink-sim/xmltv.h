@@ -8,9 +8,8 @@
  *       </programme>
  *     </tv>
  *
- * Of a programme's elements the first of each kind counts; what is not named here is skipped. A
- * programme without stop ends when the next one of its channel starts, the last one after half an
- * hour. */
+ * Of repeated elements the first counts; other elements are skipped. A programme without stop ends
+ * when the next one of its channel starts; the last one takes half an hour. */
 #ifndef TVLINK_SIM_XMLTV_H
 #define TVLINK_SIM_XMLTV_H
 
@@ -26,7 +25,7 @@ namespace sim
 struct ReadGuide {
     Guide guide;
     size_t of_other_channels = 0; /* programmes of channels that the television does not have */
-    size_t left_out = 0;          /* those beyond most_programmes, in the order of the file */
+    size_t left_out = 0;          /* programmes beyond max_programmes, in file order */
 };
 
 /* Throws InputError. */

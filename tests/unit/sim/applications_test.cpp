@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "told_state.h"
+#include "state_json.h"
 #include "unit/sim/sample_television.h"
 
 using namespace sim;
@@ -13,7 +13,7 @@ namespace
 TEST(Applications, AreToldAsJson)
 {
     Television tv = sample_television();
-    EXPECT_EQ(told_applications(tv.applications).dump(),
+    EXPECT_EQ(applications_json(tv.applications).dump(),
               "[{\"name\":\"Weather\",\"package\":\"app.weather\",\"version\":\"2.1\"},"
               "{\"name\":\"Radio\",\"package\":\"app.radio\",\"version\":\"1.4.2\"},"
               "{\"name\":\"Photos\",\"package\":\"app.photos\",\"version\":\"3.0\"}]");

@@ -15,15 +15,14 @@ namespace
 
 using Texts = std::vector<std::string>;
 
-/* A reporter whose posts a test watches, and answers one by one: a post goes on until its answer is
- * there. */
+/* A reporter whose posts block until the test answers them, one by one. */
 class SimReporter : public testing::Test
 {
 protected:
     ~SimReporter() override
     {
         end_reporter(reporter);
-        answer(""); /* a post that still waits */
+        answer(""); /* for a post in progress */
         EXPECT_TRUE(reporter_has_ended(reporter, PATIENCE));
     }
 
@@ -33,7 +32,7 @@ protected:
                                   [this](const std::string &text) { return post(text); },
                                   [this](const std::string &failure) {
                                       const std::lock_guard<std::mutex> guard(lock);
-                                      told.push_back(failure);
+                                      reported.push_back(failure);
                                   }});
     }
 
@@ -46,7 +45,7 @@ protected:
         state_changed(reporter);
     }
 
-    /* Ends a post, the present one or the next: the reason why it failed, or nothing. */
+    /* Ends the present or the next post, with the reason of a failure, or with success. */
     void answer(const std::string &failure)
     {
         const std::lock_guard<std::mutex> guard(lock);
@@ -54,12 +53,12 @@ protected:
         answered.notify_all();
     }
 
-    /* It has asked what the state is, so many times. */
-    bool wait_for_looks(size_t count)
+    /* True once the reporter has read the state so many times. */
+    bool wait_for_reads(size_t count)
     {
         return wait_until([&] {
             const std::lock_guard<std::mutex> guard(lock);
-            return looks == count;
+            return reads == count;
         });
     }
 
@@ -77,7 +76,7 @@ protected:
     Texts failures()
     {
         const std::lock_guard<std::mutex> guard(lock);
-        return told;
+        return reported;
     }
 
     Reporter reporter;
@@ -86,7 +85,7 @@ private:
     std::string state()
     {
         const std::lock_guard<std::mutex> guard(lock);
-        looks++;
+        reads++;
         return newest;
     }
 
@@ -103,10 +102,10 @@ private:
     std::mutex lock;
     std::condition_variable answered;
     std::string newest = "first";
-    size_t looks = 0;
+    size_t reads = 0;
     std::deque<std::string> answers;
     Texts posted;
-    Texts told;
+    Texts reported;
 };
 
 TEST_F(SimReporter, PostsTheStateAtTheStartAndAtEachChange)
@@ -145,9 +144,9 @@ TEST_F(SimReporter, DoesNotPostAStateThatTheServerHas)
     change("second");
     change("first");
     answer("");
-    ASSERT_TRUE(wait_for_looks(2));
+    ASSERT_TRUE(wait_for_reads(2));
     change("first");
-    ASSERT_TRUE(wait_for_looks(3));
+    ASSERT_TRUE(wait_for_reads(3));
     change("third");
     ASSERT_TRUE(wait_for_posts(2));
     EXPECT_EQ(posts(), (Texts{"first", "third"}));
@@ -182,7 +181,7 @@ TEST_F(SimReporter, EndsAtOnceWhenItDoesNotPost)
     ASSERT_TRUE(wait_for_posts(1));
     answer("");
     change("first");
-    ASSERT_TRUE(wait_for_looks(2)); /* now it waits again, or very soon */
+    ASSERT_TRUE(wait_for_reads(2)); /* now it waits again, or very soon */
     end_reporter(reporter);
     EXPECT_TRUE(reporter_has_ended(reporter, std::chrono::hours(1)));
 }

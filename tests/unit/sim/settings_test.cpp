@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "told_state.h"
+#include "state_json.h"
 #include "unit/sim/sample_television.h"
 
 using namespace sim;
@@ -18,7 +18,7 @@ TEST(Settings, AreKeptAndToldWhenTheyChange)
     EXPECT_EQ(outcome.words, "setting \"language\" -> \"fr\"");
     ASSERT_EQ(codes(outcome), Codes{EVENT_SETTING});
     EXPECT_EQ(outcome.events[0].text, "language");
-    EXPECT_EQ(told_setting(tv.settings, "language").dump(),
+    EXPECT_EQ(setting_json(tv.settings, "language").dump(),
               "{\"name\":\"language\",\"value\":\"fr\"}");
     EXPECT_TRUE(keep_setting(tv, "language", "fr", 0).events.empty());
 }
@@ -29,9 +29,9 @@ TEST(Settings, AreOnlyReadWithAnEmptyValue)
     const Outcome outcome = keep_setting(tv, "language", "", 1);
     EXPECT_EQ(outcome.words, "setting \"language\"?");
     EXPECT_TRUE(outcome.events.empty());
-    EXPECT_EQ(told_setting(tv.settings, "language").dump(),
+    EXPECT_EQ(setting_json(tv.settings, "language").dump(),
               "{\"name\":\"language\",\"value\":\"en\"}");
-    EXPECT_EQ(told_setting(tv.settings, "none").dump(), "{\"name\":\"none\",\"value\":null}");
+    EXPECT_EQ(setting_json(tv.settings, "none").dump(), "{\"name\":\"none\",\"value\":null}");
 }
 
 TEST(Settings, OfAnotherKindThanPlainAreNeitherPrintedNorTold)
@@ -43,18 +43,18 @@ TEST(Settings, OfAnotherKindThanPlainAreNeitherPrintedNorTold)
     EXPECT_EQ(outcome.events[0].value, 1u);
     EXPECT_EQ(outcome.events[0].text, "wifi");
     EXPECT_EQ(tv.settings["wifi"].value, "hunter2");
-    EXPECT_EQ(told_setting(tv.settings, "wifi").dump(), "{\"name\":\"wifi\",\"value\":null}");
-    EXPECT_EQ(told_settings(tv.settings).dump().find("hunter2"), std::string::npos);
+    EXPECT_EQ(setting_json(tv.settings, "wifi").dump(), "{\"name\":\"wifi\",\"value\":null}");
+    EXPECT_EQ(settings_json(tv.settings).dump().find("hunter2"), std::string::npos);
     EXPECT_EQ(codes(keep_setting(tv, "wifi", "hunter2", 0)), Codes{EVENT_SETTING});
 }
 
 TEST(Settings, AreFoundByNameAndCountedByItsBeginning)
 {
     const Settings settings = {{"a", {"1", 0}}, {"ab", {"2", 0}}, {"b", {"3", 1}}};
-    EXPECT_EQ(told_settings(settings_named(settings, "")).dump(),
+    EXPECT_EQ(settings_json(settings_named(settings, "")).dump(),
               "{\"a\":\"1\",\"ab\":\"2\",\"b\":null}");
-    EXPECT_EQ(told_settings(settings_named(settings, "ab")).dump(), "{\"ab\":\"2\"}");
-    EXPECT_EQ(told_settings(settings_named(settings, "z")).dump(), "{}");
+    EXPECT_EQ(settings_json(settings_named(settings, "ab")).dump(), "{\"ab\":\"2\"}");
+    EXPECT_EQ(settings_json(settings_named(settings, "z")).dump(), "{}");
     EXPECT_EQ(count_settings(settings, ""), 3u);
     EXPECT_EQ(count_settings(settings, "a"), 2u);
     EXPECT_EQ(count_settings(settings, "abc"), 0u);

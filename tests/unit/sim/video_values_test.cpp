@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "told_state.h"
+#include "state_json.h"
 #include "unit/sim/sample_television.h"
 
 using namespace sim;
@@ -20,7 +20,7 @@ TEST(VideoValues, AreKeptAsNumbersOrTexts)
     EXPECT_EQ(number.events[0].text, "rate");
     EXPECT_EQ(keep_video_value(tv, "genre", std::string("noir")).words,
               "video value \"genre\" -> \"noir\"");
-    EXPECT_EQ(told_video_values(tv.video_values).dump(), "{\"genre\":\"noir\",\"rate\":-5}");
+    EXPECT_EQ(video_values_json(tv.video_values).dump(), "{\"genre\":\"noir\",\"rate\":-5}");
     EXPECT_TRUE(keep_video_value(tv, "rate", int64_t{-5}).events.empty());
     EXPECT_EQ(codes(keep_video_value(tv, "rate", std::string("-5"))), Codes{EVENT_VIDEO});
 }

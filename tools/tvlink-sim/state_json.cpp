@@ -1,4 +1,4 @@
-#include "told_state.h"
+#include "state_json.h"
 
 #include "films.h"
 #include "television.h"
@@ -10,7 +10,7 @@ namespace sim
 namespace
 {
 
-nlohmann::json told_value(const Setting &setting)
+nlohmann::json value_json(const Setting &setting)
 {
     return setting.kind == 0 ? nlohmann::json(setting.value) : nlohmann::json(nullptr);
 }
@@ -33,7 +33,7 @@ nlohmann::json programme_object(const Channel &channel, const Programme &program
 
 } // namespace
 
-nlohmann::json told_state(const Television &tv, uint32_t time, uint32_t now)
+nlohmann::json state_json(const Television &tv, uint32_t time, uint32_t now)
 {
     const Channel &channel = current_channel(tv);
     const Schedule &schedule = schedule_of(tv.guide, channel);
@@ -55,7 +55,7 @@ nlohmann::json told_state(const Television &tv, uint32_t time, uint32_t now)
             {"duration", tv.player.duration}};
 }
 
-nlohmann::json told_applications(const std::vector<Application> &applications)
+nlohmann::json applications_json(const std::vector<Application> &applications)
 {
     nlohmann::json list = nlohmann::json::array();
     for (const Application &entry : applications) {
@@ -65,24 +65,24 @@ nlohmann::json told_applications(const std::vector<Application> &applications)
     return list;
 }
 
-nlohmann::json told_settings(const Settings &settings)
+nlohmann::json settings_json(const Settings &settings)
 {
     nlohmann::json object = nlohmann::json::object();
     for (const auto &[name, setting] : settings) {
-        object[name] = told_value(setting);
+        object[name] = value_json(setting);
     }
     return object;
 }
 
-nlohmann::json told_setting(const Settings &settings, const std::string &name)
+nlohmann::json setting_json(const Settings &settings, const std::string &name)
 {
     const auto found = settings.find(name);
     const nlohmann::json value =
-        found == settings.end() ? nlohmann::json(nullptr) : told_value(found->second);
+        found == settings.end() ? nlohmann::json(nullptr) : value_json(found->second);
     return {{"name", name}, {"value", value}};
 }
 
-nlohmann::json told_video_values(const VideoValues &values)
+nlohmann::json video_values_json(const VideoValues &values)
 {
     nlohmann::json object = nlohmann::json::object();
     for (const auto &[name, value] : values) {
@@ -93,7 +93,7 @@ nlohmann::json told_video_values(const VideoValues &values)
     return object;
 }
 
-nlohmann::json told_programme(const Television &tv, const std::string &title, uint32_t time)
+nlohmann::json programme_json(const Television &tv, const std::string &title, uint32_t time)
 {
     for (const Channel &channel : tv.channels) {
         const Programme *programme = on_at(schedule_of(tv.guide, channel), time);
@@ -107,7 +107,7 @@ nlohmann::json told_programme(const Television &tv, const std::string &title, ui
     return nullptr;
 }
 
-nlohmann::json told_film(const Television &tv, const std::string &title)
+nlohmann::json film_json(const Television &tv, const std::string &title)
 {
     const uint32_t number = title.empty() ? tv.player.film : film_with_title(title);
     if (number == 0) {
