@@ -33,4 +33,8 @@ endif()
 if(TVLINK_PRESET STREQUAL "dev" OR NOT TVLINK_PRESET)
     add_test(NAME ${prefix}layering COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-layers)
     add_test(NAME ${prefix}format COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-format)
+    if(TVLINK_TOOLS)
+        add_test(NAME ${prefix}protocol_page
+            COMMAND ${PROJECT_SOURCE_DIR}/scripts/protocol --check $<TARGET_FILE:tvlink-protocol>)
+    endif()
 endif()

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "narrate.h"
+#include "printable.h"
 #include "state_json.h"
 #include "state_report.h"
 #include "tvlink.h"
@@ -87,6 +88,23 @@ void *heap_bytes(const void *bytes, size_t size)
         memcpy(copy, bytes, size);
     }
     return copy;
+}
+
+int answer_json(const char *slot, const nlohmann::json &arguments, const std::string &words,
+                const nlohmann::json &object, char *buffer)
+{
+    constexpr size_t long_answer_size = 65535;
+    const std::string reply = object.is_null() ? "" : one_line(object);
+    const bool fits = reply.size() < long_answer_size;
+    if (reply.empty() || !fits) {
+        narrate_call(slot, arguments, words + (fits ? "nothing" : "too much to tell"), -1);
+        return -1;
+    }
+    answer(buffer, long_answer_size, reply);
+    const std::string shown =
+        object.is_array() ? std::to_string(object.size()) : quoted(object.value("title", ""));
+    narrate_call(slot, arguments, words + shown, object);
+    return 0;
 }
 
 char *heap_text(const std::string &text)

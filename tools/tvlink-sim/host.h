@@ -50,6 +50,11 @@ uint32_t time_now();
  * boundary if necessary, and always terminated. */
 void answer(char *buffer, size_t size, const std::string &text);
 
+/* The body of a slot that answers with JSON in a buffer of 65,535 bytes: prints the call and
+ * returns 0, or -1 when the object is null or too long. */
+int answer_json(const char *slot, const nlohmann::json &arguments, const std::string &words,
+                const nlohmann::json &object, char *buffer);
+
 /* Copies on the C heap, which the library frees; null when memory runs out. */
 char *heap_text(const std::string &text);
 void *heap_bytes(const void *bytes, size_t size);

@@ -41,13 +41,9 @@ void register_television(const Options &options)
 {
     static TvMethodTable table;
     static const IppGuard guard = IPP_GUARD_RECOMMENDED;
-    fill_application_slots(table);
-    fill_control_slots(table);
-    fill_list_slots(table);
-    fill_player_slots(table);
-    fill_screen_slots(table, options.font);
-    fill_settings_slots(table);
-    fill_video_slots(table);
+#define OPERATION(family, kind, first, last, slot, name, ...) table.name = name;
+#include "protocol/operations.def"
+    set_screen_font(options.font);
     register_tv_method(&table);
     tv_ippRpcFunSet = answer_rpc;
     ipp_set_guard(&guard);

@@ -4,19 +4,20 @@
 #define TVLINK_SIM_SLOTS_H
 
 #include <string>
+#include <type_traits>
 
 #include "tvlink.h"
 
 namespace sim
 {
 
-void fill_application_slots(TvMethodTable &table);
-void fill_control_slots(TvMethodTable &table);
-void fill_list_slots(TvMethodTable &table);
-void fill_player_slots(TvMethodTable &table);
-void fill_screen_slots(TvMethodTable &table, const std::string &font_file);
-void fill_settings_slots(TvMethodTable &table);
-void fill_video_slots(TvMethodTable &table);
+/* A function for every slot: the linker names the one that is missing. */
+#define OPERATION(family, kind, first, last, slot, name, ...)                                      \
+    std::remove_pointer_t<decltype(TvMethodTable::name)> name;
+#include "protocol/operations.def"
+
+/* The file of the font in which get_screen_shot2 draws; read when it is first needed. */
+void set_screen_font(const std::string &file);
 
 /* For tv_ippRpcFunSet. "help" answers with the requests that it knows. */
 int answer_rpc(char *answer, const char *request);

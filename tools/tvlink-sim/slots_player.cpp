@@ -14,19 +14,21 @@ namespace sim
 namespace
 {
 
+uint32_t answer_seconds(const char *slot, const std::string &question, uint32_t seconds)
+{
+    narrate_call(slot, nlohmann::json::object(), question + "? " + std::to_string(seconds) + " s",
+                 seconds);
+    return seconds;
+}
+
+} // namespace
+
 int get_play_status()
 {
     const PlayState state = read_state([](const Television &tv) { return tv.player.state; });
     narrate_call("get_play_status", nlohmann::json::object(),
                  std::string("player? ") + play_state_name(state), static_cast<int>(state));
     return static_cast<int>(state);
-}
-
-uint32_t answer_seconds(const char *slot, const std::string &question, uint32_t seconds)
-{
-    narrate_call(slot, nlohmann::json::object(), question + "? " + std::to_string(seconds) + " s",
-                 seconds);
-    return seconds;
 }
 
 uint32_t get_play_position()
@@ -43,6 +45,18 @@ uint32_t get_play_duration()
                           read_state([](const Television &tv) { return tv.player.duration; }));
 }
 
+int set_play_seek(int32_t position)
+{
+    return run_operation("set_play_seek", {{"position", position}},
+                         [=](Television &tv) { return seek_player(tv, position, seconds_now()); });
+}
+
+int set_play_volume(uint8_t volume)
+{
+    return run_operation("set_play_volume", {{"volume", volume}},
+                         [=](Television &tv) { return set_player_volume(tv, volume); });
+}
+
 /* The address is ours from the call on. */
 int set_play_addr(char *address)
 {
@@ -50,29 +64,6 @@ int set_play_addr(char *address)
     free(address);
     return run_operation("set_play_addr", {{"address", kept}},
                          [&](Television &tv) { return open_stream(tv, kept); });
-}
-
-/* The data are the title to show; option 1 plays at once. */
-int set_play_addr2(const char *address, const void *data, uint32_t length, uint8_t option)
-{
-    constexpr uint32_t max_title = 255;
-    const std::string title(static_cast<const char *>(data), std::min(length, max_title));
-    return run_operation(
-        "set_play_addr2", {{"address", address}, {"length", length}, {"option", option}},
-        [=](Television &tv) {
-            Outcome outcome = option == 1 && *address != '\0'
-                                  ? start_player(tv, address, title, "", seconds_now())
-                                  : open_stream(tv, address, title);
-            outcome.words +=
-                ", " + std::to_string(length) + " bytes of data, option " + std::to_string(option);
-            return outcome;
-        });
-}
-
-int set_play_volume(uint8_t volume)
-{
-    return run_operation("set_play_volume", {{"volume", volume}},
-                         [=](Television &tv) { return set_player_volume(tv, volume); });
 }
 
 int set_play_start()
@@ -93,12 +84,6 @@ int set_play_stop()
                          [](Television &tv) { return stop_player(tv, seconds_now()); });
 }
 
-int set_play_seek(int32_t position)
-{
-    return run_operation("set_play_seek", {{"position", position}},
-                         [=](Television &tv) { return seek_player(tv, position, seconds_now()); });
-}
-
 int set_play_operation(uint32_t code, int32_t value)
 {
     char words[64];
@@ -108,21 +93,21 @@ int set_play_operation(uint32_t code, int32_t value)
     return 0;
 }
 
-} // namespace
-
-void fill_player_slots(TvMethodTable &table)
+/* The data are the title to show; option 1 plays at once. */
+int set_play_addr2(const char *address, const void *data, uint32_t length, uint8_t option)
 {
-    table.get_play_status = get_play_status;
-    table.get_play_position = get_play_position;
-    table.get_play_duration = get_play_duration;
-    table.set_play_addr = set_play_addr;
-    table.set_play_addr2 = set_play_addr2;
-    table.set_play_volume = set_play_volume;
-    table.set_play_start = set_play_start;
-    table.set_play_pause = set_play_pause;
-    table.set_play_stop = set_play_stop;
-    table.set_play_seek = set_play_seek;
-    table.set_play_operation = set_play_operation;
+    constexpr uint32_t max_title = 255;
+    const std::string title(static_cast<const char *>(data), std::min(length, max_title));
+    return run_operation(
+        "set_play_addr2", {{"address", address}, {"length", length}, {"option", option}},
+        [=](Television &tv) {
+            Outcome outcome = option == 1 && *address != '\0'
+                                  ? start_player(tv, address, title, "", seconds_now())
+                                  : open_stream(tv, address, title);
+            outcome.words +=
+                ", " + std::to_string(length) + " bytes of data, option " + std::to_string(option);
+            return outcome;
+        });
 }
 
 } // namespace sim

@@ -26,6 +26,13 @@ const std::shared_ptr<const Font> &font()
     return font;
 }
 
+} // namespace
+
+void set_screen_font(const std::string &file)
+{
+    font_path() = file;
+}
+
 /* The parameters are width and height. The picture stays ours: it lives until the next one is
  * drawn. */
 void *get_screen_shot2(int16_t width, uint16_t height, uint32_t *length)
@@ -47,14 +54,6 @@ void *get_screen_shot2(int16_t width, uint16_t height, uint32_t *length)
                      ", " + std::to_string(image.size()) + " bytes",
                  image.size());
     return image.empty() ? nullptr : image.data();
-}
-
-} // namespace
-
-void fill_screen_slots(TvMethodTable &table, const std::string &font_file)
-{
-    font_path() = font_file;
-    table.get_screen_shot2 = get_screen_shot2;
 }
 
 } // namespace sim

@@ -1,10 +1,11 @@
-/* Video on demand: a shelf of films, the state of the player, and typed values. */
+/* Video on demand: a shelf of films, the state of the player, typed values and metadata. */
 #include "slots.h"
 
 #include "films.h"
 #include "host.h"
 #include "narrate.h"
 #include "printable.h"
+#include "state_json.h"
 #include "voice.h"
 
 namespace sim
@@ -28,17 +29,6 @@ char *film_title(const char *slot, const nlohmann::json &arguments, uint8_t sele
     return heap_text(shelf[selector].title);
 }
 
-char *get_tv_vodstr(uint8_t selector)
-{
-    return film_title("get_tv_vodstr", {{"selector", selector}}, selector, films());
-}
-
-char *get_tv_vodstr2(uint8_t selector, const char *text)
-{
-    return film_title("get_tv_vodstr2", {{"selector", selector}, {"text", text}}, selector,
-                      films_holding(text));
-}
-
 int fill_status(const char *slot, const nlohmann::json &arguments, void *record)
 {
     const Player player = read_state([](const Television &tv) { return tv.player; });
@@ -47,16 +37,6 @@ int fill_status(const char *slot, const nlohmann::json &arguments, void *record)
     narrate_call(slot, arguments, std::string("video status? ") + play_state_name(player.state),
                  static_cast<int>(player.state));
     return 1;
-}
-
-int get_tv_vodstatus(void *record)
-{
-    return fill_status("get_tv_vodstatus", nlohmann::json::object(), record);
-}
-
-int get_tv_vodstatus2(const char *text, void *record)
-{
-    return fill_status("get_tv_vodstatus2", {{"text", text}}, record);
 }
 
 /* The lengths of the films in seconds. */
@@ -73,6 +53,46 @@ uint32_t *film_lengths(const char *slot, const nlohmann::json &arguments,
     return static_cast<uint32_t *>(array);
 }
 
+void *film_titles(const char *slot, const nlohmann::json &arguments, const std::vector<Film> &shelf,
+                  uint32_t *count)
+{
+    const std::string cells = film_cells(shelf);
+    *count = static_cast<uint32_t>(shelf.size());
+    narrate_call(slot, arguments, "films? " + std::to_string(shelf.size()), shelf.size());
+    return heap_bytes(cells.data(), cells.size());
+}
+
+int player_state(const char *slot, const nlohmann::json &arguments)
+{
+    const PlayState state = read_state([](const Television &tv) { return tv.player.state; });
+    narrate_call(slot, arguments, std::string("video player? ") + play_state_name(state),
+                 static_cast<int>(state));
+    return static_cast<int>(state);
+}
+
+} // namespace
+
+char *get_tv_vodstr(uint8_t selector)
+{
+    return film_title("get_tv_vodstr", {{"selector", selector}}, selector, films());
+}
+
+char *get_tv_vodstr2(uint8_t selector, const char *text)
+{
+    return film_title("get_tv_vodstr2", {{"selector", selector}, {"text", text}}, selector,
+                      films_holding(text));
+}
+
+int get_tv_vodstatus(void *record)
+{
+    return fill_status("get_tv_vodstatus", nlohmann::json::object(), record);
+}
+
+int get_tv_vodstatus2(const char *text, void *record)
+{
+    return fill_status("get_tv_vodstatus2", {{"text", text}}, record);
+}
+
 uint32_t *get_tv_vodintarray(uint32_t *count)
 {
     return film_lengths("get_tv_vodintarray", nlohmann::json::object(), films(), count);
@@ -83,15 +103,6 @@ uint32_t *get_tv_vodintarray2(uint32_t *count, const char *text)
     return film_lengths("get_tv_vodintarray2", {{"text", text}}, films_holding(text), count);
 }
 
-void *film_titles(const char *slot, const nlohmann::json &arguments, const std::vector<Film> &shelf,
-                  uint32_t *count)
-{
-    const std::string cells = film_cells(shelf);
-    *count = static_cast<uint32_t>(shelf.size());
-    narrate_call(slot, arguments, "films? " + std::to_string(shelf.size()), shelf.size());
-    return heap_bytes(cells.data(), cells.size());
-}
-
 void *get_tv_vodarraystring(uint32_t *count)
 {
     return film_titles("get_tv_vodarraystring", nlohmann::json::object(), films(), count);
@@ -100,14 +111,6 @@ void *get_tv_vodarraystring(uint32_t *count)
 void *get_tv_vodarraystring2(const char *text, uint32_t *count)
 {
     return film_titles("get_tv_vodarraystring2", {{"text", text}}, films_holding(text), count);
-}
-
-int player_state(const char *slot, const nlohmann::json &arguments)
-{
-    const PlayState state = read_state([](const Television &tv) { return tv.player.state; });
-    narrate_call(slot, arguments, std::string("video player? ") + play_state_name(state),
-                 static_cast<int>(state));
-    return static_cast<int>(state);
 }
 
 int get_tv_vodplayer()
@@ -128,11 +131,22 @@ int get_startplayer(const char *text1, const char *text2, const char *text3)
         [=](Television &tv) { return start_player(tv, text1, text2, text3, seconds_now()); });
 }
 
-int tv_sendvoice(const void *data, uint32_t length)
+/* The first text is a title. Selector 0 means the programme that is on, 1 a film. */
+int get_tv_metadata(const char *text1, const char *text2, uint8_t selector, char *buffer)
 {
-    const std::string spoken(static_cast<const char *>(data), length);
-    return run_operation("tv_sendvoice", {{"length", length}},
-                         [=](Television &tv) { return obey_voice(tv, spoken, seconds_now()); });
+    const nlohmann::json object = read_state([=](const Television &tv) -> nlohmann::json {
+        switch (selector) {
+        case 0:
+            return programme_json(tv, text1, time_now());
+        case 1:
+            return film_json(tv, text1);
+        default:
+            return nullptr;
+        }
+    });
+    return answer_json(
+        "get_tv_metadata", {{"text1", text1}, {"text2", text2}, {"selector", selector}},
+        "metadata of " + quoted(text1) + ", " + quoted(text2) + "? ", object, buffer);
 }
 
 int set_tv_voddetails(const char *text1, uint32_t, const char *text2, uint32_t)
@@ -170,29 +184,6 @@ int set_tv_vod_vt_long(uint8_t selector, const char *text, int64_t value)
     return run_operation("set_tv_vod_vt_long",
                          {{"selector", selector}, {"text", text}, {"value", value}},
                          [=](Television &tv) { return keep_video_value(tv, text, value); });
-}
-
-} // namespace
-
-void fill_video_slots(TvMethodTable &table)
-{
-    table.get_tv_vodplayer = get_tv_vodplayer;
-    table.get_tv_vodarraystring = get_tv_vodarraystring;
-    table.get_tv_vodarraystring2 = get_tv_vodarraystring2;
-    table.set_tv_voddetails = set_tv_voddetails;
-    table.set_tv_vod_vt_int = set_tv_vod_vt_int;
-    table.set_tv_vod_vt_str = set_tv_vod_vt_str;
-    table.set_tv_vod_vt_long = set_tv_vod_vt_long;
-    table.get_tv_vodstr = get_tv_vodstr;
-    table.get_tv_vodstr2 = get_tv_vodstr2;
-    table.get_tv_vodstatus = get_tv_vodstatus;
-    table.get_tv_vodstatus2 = get_tv_vodstatus2;
-    table.get_tv_vodintarray = get_tv_vodintarray;
-    table.get_tv_vodintarray2 = get_tv_vodintarray2;
-    table.set_tv_vod = set_tv_vod;
-    table.get_startplayer = get_startplayer;
-    table.tv_sendvoice = tv_sendvoice;
-    table.get_tv_vodplayer_v2 = get_tv_vodplayer_v2;
 }
 
 } // namespace sim

@@ -26,6 +26,8 @@ std::string of_channel(bool every_channel, uint32_t number)
     return every_channel ? "" : " of channel " + std::to_string(number);
 }
 
+} // namespace
+
 /* 0 asks for every channel, 1 for the one with the number; nothing is known of other selectors. */
 void *get_tv_epg(uint16_t *count, uint32_t *, uint8_t selector1, uint32_t selector2,
                  uint32_t selector3, uint32_t *value)
@@ -43,6 +45,14 @@ void *get_tv_epg(uint16_t *count, uint32_t *, uint8_t selector1, uint32_t select
                      "guide" + of_channel(selector1 != 1, selector2), block);
 }
 
+void *get_tv_simpleepg(uint16_t *count)
+{
+    const ListBlock block = read_state(
+        [](const Television &tv) { return present_entries(tv.channels, tv.guide, time_now()); });
+    *count = static_cast<uint16_t>(block.entries);
+    return send_list("get_tv_simpleepg", nlohmann::json::object(), "simple guide", block);
+}
+
 void *get_tv_epgweek(uint32_t selector, uint32_t *value)
 {
     const GuideQuery query = week_query(selector, time_now());
@@ -51,14 +61,6 @@ void *get_tv_epgweek(uint32_t selector, uint32_t *value)
     *value = block.entries;
     return send_list("get_tv_epgweek", {{"selector", selector}},
                      "guide of the week" + of_channel(selector == 0, selector), block);
-}
-
-void *get_tv_simpleepg(uint16_t *count)
-{
-    const ListBlock block = read_state(
-        [](const Television &tv) { return present_entries(tv.channels, tv.guide, time_now()); });
-    *count = static_cast<uint16_t>(block.entries);
-    return send_list("get_tv_simpleepg", nlohmann::json::object(), "simple guide", block);
 }
 
 void *get_tv_searchsimpleepg(const char *text, uint32_t, uint16_t *count, uint32_t *)
@@ -106,18 +108,10 @@ void *get_tv_order(uint16_t *count, uint32_t *length)
     return heap_bytes(order.data(), order.size());
 }
 
-} // namespace
-
-void fill_list_slots(TvMethodTable &table)
+int set_tv_order(uint16_t first, uint16_t second, int kind)
 {
-    table.get_tv_epg = get_tv_epg;
-    table.get_tv_epgweek = get_tv_epgweek;
-    table.get_tv_order = get_tv_order;
-    table.get_tv_simpleepg = get_tv_simpleepg;
-    table.get_tv_channelcode = get_tv_channelcode;
-    table.get_tv_channelcode2 = get_tv_channelcode2;
-    table.get_tv_channelcode3 = get_tv_channelcode3;
-    table.get_tv_searchsimpleepg = get_tv_searchsimpleepg;
+    return run_operation("set_tv_order", {{"first", first}, {"second", second}, {"kind", kind}},
+                         [=](Television &tv) { return reorder_channels(tv, first, second, kind); });
 }
 
 } // namespace sim
