@@ -33,7 +33,12 @@ TVLINK_BEGIN
 #define TVLINK_VERSION_MAJOR 0
 #define TVLINK_VERSION_MINOR 1
 #define TVLINK_VERSION_PATCH 0
-#define TVLINK_VERSION "0.1.0"
+
+/* The three numbers as a string literal, "0.1.2" for example. */
+#define TVLINK_VERSION                                                                             \
+    TVLINK_DOTTED(TVLINK_VERSION_MAJOR, TVLINK_VERSION_MINOR, TVLINK_VERSION_PATCH)
+#define TVLINK_DOTTED(major, minor, patch) TVLINK_DOTTED_TEXT(major, minor, patch)
+#define TVLINK_DOTTED_TEXT(major, minor, patch) #major "." #minor "." #patch
 
 /* The version of the library that is loaded, in the form of TVLINK_VERSION. Static text; any
  * thread; never blocks. */
