@@ -45,7 +45,7 @@ static HttpAnswer expected_result(const std::string &answer)
 static std::string expected_body(const std::string &answer)
 {
     const size_t blank = answer.find("\r\n\r\n");
-    const size_t most = std::min<size_t>(announced(answer), HTTP_ANSWER_MOST);
+    const size_t most = std::min<size_t>(announced(answer), HTTP_ANSWER_MAX);
     return blank == std::string::npos ? "" : answer.substr(blank + 4, most);
 }
 
@@ -54,7 +54,7 @@ static std::string expected_body(const std::string &answer)
 static void check_body(const std::string &answer, const char *body)
 {
     const std::string text = expected_body(answer);
-    const size_t size = std::min<size_t>(announced(answer), HTTP_ANSWER_MOST) + 1;
+    const size_t size = std::min<size_t>(announced(answer), HTTP_ANSWER_MAX) + 1;
     must(text.size() < size, "the body is no longer than announced, and ends in zero");
     must(memcmp(body, text.data(), text.size()) == 0, "the body is what has arrived");
     const char *padding = body + text.size();

@@ -1,4 +1,4 @@
-/* tvlink: makes a television a device that phones on the local network find and drive.
+/* tvlink: makes a television a device that phones on the local network find and control.
  *
  * A host sets its guard and its method table, starts the service with ipp_init, reports events
  * while it runs, and stops it with ipp_finish:
@@ -12,11 +12,11 @@
  *     if (ipp_init(1, "Living room", "SN-0001") != IPP_OK)
  *         return 1;
  *
- * What else the library exports is declared in the headers under tvlink/, one for each subject.
+ * The other exports of the library are declared in the headers under tvlink/, one for each subject.
  *
  * The service belongs to the process that started it: a child of that process has none of its
  * threads and may only exec, so a host that becomes a daemon starts it afterwards. A thread must
- * not be cancelled while it is inside a call: it would keep the locks that it holds. */
+ * not be cancelled while it is inside a call: its locks would stay locked. */
 #ifndef TVLINK_H
 #define TVLINK_H
 
@@ -33,7 +33,12 @@ TVLINK_BEGIN
 #define TVLINK_VERSION_MAJOR 0
 #define TVLINK_VERSION_MINOR 1
 #define TVLINK_VERSION_PATCH 0
-#define TVLINK_VERSION "0.1.0"
+
+/* The three numbers as a string literal, "0.1.2" for example. */
+#define TVLINK_VERSION                                                                             \
+    TVLINK_DOTTED(TVLINK_VERSION_MAJOR, TVLINK_VERSION_MINOR, TVLINK_VERSION_PATCH)
+#define TVLINK_DOTTED(major, minor, patch) TVLINK_DOTTED_TEXT(major, minor, patch)
+#define TVLINK_DOTTED_TEXT(major, minor, patch) #major "." #minor "." #patch
 
 /* The version of the library that is loaded, in the form of TVLINK_VERSION. Static text; any
  * thread; never blocks. */
@@ -57,13 +62,13 @@ TVLINK_API const char *ipp_version(void);
 
 /* Starts the service: control connections on IPP_CONTROL_PORT, answers to searches, announcements.
  *
- * device_type   its low 16 bits are told to phones that search
- * name, serial  borrowed for the call; at most IPP_TEXT_LIMIT bytes of each are kept. A null one
- *               writes the default's characters over the start of what is there: a longer text of
- *               an earlier call keeps its rest.
+ * device_type   its low 16 bits are sent to phones that search
+ * name, serial  borrowed for the call; at most IPP_TEXT_LIMIT bytes of each are kept. Null writes
+ *               the default's characters over the start of the current text: the rest of a longer
+ *               text of an earlier call stays.
  *
- * IPP_OK when the service runs. When it ran already only name and serial are replaced. Any other
- * result: everything that had been started is stopped again, and the call may be repeated.
+ * IPP_OK when the service runs. When it was running already, only name and serial are replaced. Any
+ * other result: everything that had been started is stopped again, and the call may be repeated.
  *
  * While another process holds the control port the call keeps trying to bind it, without an end
  * unless the guard's bind_wait_ms sets one. Not to be called by two threads at once, nor together
@@ -71,13 +76,13 @@ TVLINK_API const char *ipp_version(void);
  * workers. */
 TVLINK_API int32_t ipp_init(uint32_t device_type, const char *name, const char *serial);
 
-/* Stops the service: the network threads end, every connection is closed. Always 0; harmless when
- * nothing runs, when it is called twice, or after a failed ipp_init.
+/* Stops the service: the network threads end, every connection is closed. Always 0. Idempotent, and
+ * harmless when the service does not run or after a failed ipp_init.
  *
  * Blocks until the network threads have ended, up to 1.5 seconds for the server thread. A request
  * that the worker is running at that moment runs to its end, possibly after this call has returned,
- * and its answer goes nowhere; those still queued are dropped. So the method table stays valid, and
- * slots may still run, after the call. An announcing thread may sleep out its pause, of up to 64
+ * and its reply is discarded; those still queued are dropped. So slots may still run after the
+ * call, and the method table must stay valid. An announcing thread may go on sleeping for up to 64
  * seconds, but announces nothing more. Not to be called by two threads at once, nor from a slot or
  * a callback. */
 TVLINK_API int32_t ipp_finish(void);
@@ -90,10 +95,10 @@ TVLINK_API int32_t ipp_finish(void);
  * text          terminated, or null for an empty one; borrowed for the call
  * data          data_length bytes, null only when data_length is 0; borrowed for the call
  *
- * 0, also when nobody is connected, before the start and after the stop; -1 when the event would
- * not fit a frame or memory ran out, and then nothing is sent. Any thread, also from inside a slot.
- * May block while a connection's buffers are full; the guard's send_stall_ms bounds that for each
- * connection. */
+ * 0, also when no control point is connected, before the start and after the stop; -1 when the
+ * event would not fit a frame or memory ran out, and then nothing is sent. Any thread, also from
+ * inside a slot. May block while a connection's buffers are full; the guard's send_stall_ms bounds
+ * that for each connection. */
 TVLINK_API int32_t ipp_report_dev_event(int32_t code, uint32_t value, const char *text,
                                         const void *data, uint32_t data_length);
 
@@ -104,13 +109,14 @@ TVLINK_API int32_t ipp_report_dev_event2(int32_t code, uint32_t value, const cha
 /* ---- The method table ---- */
 
 /* The television's operations: one slot for each, in a fixed order. The host fills a record and
- * gives it to register_tv_method; each request of a phone becomes a call of one slot.
+ * passes it to register_tv_method; each request of a phone becomes a call of one slot.
  *
  * How slots are called, unless the slot's own comment says otherwise:
  *
  * - Thread. [worker]: the library's request worker, one call at a time, in the order in which
  *   requests arrived. [caller]: no method code leads there; the slot runs on the thread on which
- *   the host calls the handler of the same name (tvlink/handlers.h), maybe beside the worker.
+ *   the host calls the handler of the same name (tvlink/handlers.h), possibly beside the
+ *   worker.
  * - Locks. None is held; a slot may call ipp_report_dev_event.
  * - Blocking. It may block, but every later request of every phone waits behind it.
  * - Texts (const char *) end in zero and are borrowed: valid until the slot returns. Their greatest
@@ -121,18 +127,18 @@ TVLINK_API int32_t ipp_report_dev_event2(int32_t code, uint32_t value, const cha
  *   alone.
  * - Data results belong to the library from the return on: made with malloc or calloc, released
  *   with free once sent.
- * - A null slot is never called; the phone is told of a failure, or nothing where the slot's
+ * - A null slot is never called; the phone gets a failure reply, or no reply where the slot's
  *   comment says "silent".
  *
- * Words in the comments:
+ * Terms in the comments:
  *
- * - "status": the low 8 bits are sent as the result byte, so -128 to 127 arrive whole and -1 as
- *   0xFF. 0 is success, negative failure; other values mean what host and phone have agreed.
- * - "empty reply": an answer without a value; it tells the phone that the slot failed.
+ * - "status": the low 8 bits are sent as the result byte, so -128 to 127 are preserved and -1
+ *   arrives as 0xFF. 0 is success, negative failure; other values mean what host and phone agree.
+ * - "empty reply": a reply without a value; it means that the slot failed.
  * - "sized block": see below.
  * - "get 0x2000", "set 0x0109": kind and method code of the request that reaches the slot.
  *
- * A sized block is what slots return whose data travels compressed: on the C heap, two uint32_t
+ * A sized block is returned by slots whose data is sent compressed: on the C heap, two uint32_t
  * words, element size and element count, and right behind them the data, whose address is returned.
  * The library releases it by freeing the address of the two words. The data is as long as the count
  * says, so use elements of one byte. mem_alloc (tvlink/sized_block.h) makes such a block; without
@@ -150,7 +156,7 @@ TVLINK_API int32_t ipp_report_dev_event2(int32_t code, uint32_t value, const cha
  *         return header + 2;
  *     }
  *
- * A null result or a count of 0 means that there is nothing to send: the empty reply. */
+ * A null result or a count of 0 means that there is no data: the empty reply. */
 typedef struct TvMethodTable {
     /* -- unnamed switches; an empty argument is answered with 0 and does not reach the slot -- */
 
@@ -315,9 +321,9 @@ typedef struct TvMethodTable {
     uint32_t *(*get_tv_vodintarray)(uint32_t *count);
     /* 50: the same with a text, up to 2,559 bytes. [worker] get 0x401C. */
     uint32_t *(*get_tv_vodintarray2)(uint32_t *count, const char *text);
-    /* 51: a value of the type that tag tells: 1 to 6, 9 and 32 bring value; 18 brings low and high,
-     * the halves of 64 bits; 7 and 8 bring text, up to 1,023 bytes, and its length. What a tag does
-     * not bring is 0 or null. Result: status; failure: negative. [caller] no code. */
+    /* 51: a value whose type is given by tag: 1 to 6, 9 and 32 set value; 18 sets low and high, the
+     * halves of 64 bits; 7 and 8 set text, up to 1,023 bytes, and its length. Arguments that a tag
+     * does not set are 0 or null. Result: status; failure: negative. [caller] no code. */
     int (*set_tv_vod)(uint8_t tag, uint32_t value, uint32_t low, uint32_t high, const char *text,
                       uint32_t length);
     /* 52: reserved; may be null, never called. */
@@ -424,12 +430,12 @@ typedef struct TvMethodTable {
     /* 85: seeks to a position in the host's unit. Result: status; failure: negative.
      * [worker] set 0x1502. */
     int (*set_play_seek)(int32_t position);
-    /* 86: an operation of the player, told by its method code, and its value. Result: status;
+    /* 86: an operation of the player, identified by its method code, and its value. Result: status;
      * failure: negative. [worker] set 0x1510 to 0x1516. */
     int (*set_play_operation)(uint32_t code, int32_t value);
 } TvMethodTable;
 
-/* Makes table the one whose slots are called and returns it; null takes the present one away.
+/* Makes table the one whose slots are called and returns it; null removes the current one.
  * Nothing is copied: the record stays the host's and must outlive its last use, which may be after
  * ipp_finish (see there). Call it before ipp_init; later calls replace the table from the next
  * request on. Any thread; never blocks. */
@@ -453,57 +459,58 @@ TVLINK_API int tv_finish(void);
 
 /* ---- Guard ---- */
 
-/* What happens to a request whose value tag is not the one that its operation demands. */
+/* What happens to a request whose value tag is not the one that its operation requires. */
 enum {
     IPP_BAD_TAG_END = 0,   /* print the failed check on standard error and end the process */
-    IPP_BAD_TAG_REFUSE = 1 /* print the same line, answer with a failure and live on */
+    IPP_BAD_TAG_REFUSE = 1 /* print the same line, answer with a failure and continue */
 };
 
-/* Bounds that the host sets on what the network may ask of it. All zero is the plain service,
- * without bounds. */
+/* Limits that the host sets on the use of its resources by the network. All zero: no limits. */
 typedef struct IppGuard {
     /* IPP_BAD_TAG_END or IPP_BAD_TAG_REFUSE. */
     int on_bad_tag;
     /* Bytes, header and checksum included: a connection that announces a longer frame is dropped.
-     * No request has fewer than 72. 0: no bound. */
+     * Every request has at least 72. 0: no limit. */
     uint32_t max_frame_length;
-    /* At most so many connections at a time; further ones are closed at once. 0: no bound. */
+    /* At most so many connections at a time; further ones are closed at once. 0: no limit. */
     uint32_t max_ctrlpoints;
-    /* Milliseconds. A connection that takes no byte for this long or longer while something is sent
-     * to it is dropped; one that fetches a capture within twice as long. Several for which
-     * nothing more fits at the same event delay it together, not one after the other. 0: never. */
+    /* Milliseconds. A connection that accepts no byte for this long while something is sent to it
+     * is dropped; one that fetches a capture is dropped after twice this time at the latest.
+     * Several connections that stall during the same event delay it together, not one after the
+     * other. 0: never. */
     uint32_t send_stall_ms;
-    /* Milliseconds that a screen capture waits for its phone, at most; then also only the address
-     * that asked for it is served. 0: for ever, and anybody, whom admit would refuse included. */
+    /* Milliseconds that a screen capture waits for its phone, at most; with a limit it also serves
+     * only the address that requested it. 0: no limit, and any address is served, also one that
+     * admit refuses. */
     uint32_t bulk_accept_ms;
-    /* At most so many screen captures at a time that wait for their phone or are on their way; who
-     * asks for one more is told port 0. 0: no bound. */
+    /* At most so many screen captures at a time that wait for their phone or are being sent; a
+     * further request is answered with port 0. 0: no limit. */
     uint32_t max_captures;
     /* Milliseconds after which ipp_init, which tries every 10, fails when the control port is still
      * taken. 0: never. */
     uint32_t bind_wait_ms;
-    /* Who may connect to the control port and whose search is answered: non-zero admits. Null
-     * admits everybody. peer_addr is in network byte order. Called on the server thread or the
-     * discovery thread, maybe on both at once, with no lock held; while it blocks, that thread
-     * serves nobody. */
+    /* Decides whether a peer may connect to the control port and have its searches answered:
+     * non-zero admits. Null admits every peer. peer_addr is in network byte order. Called on the
+     * server thread or the discovery thread, possibly on both at once, with no lock held; while it
+     * blocks, that thread serves no peer. */
     int (*admit)(uint32_t peer_addr, void *context);
     /* Passed to admit. A call may be under way while the guard changes, so both must stay valid
      * until ipp_finish has returned. */
     void *admit_context;
 } IppGuard;
 
-/* What a television that is sold should use; add an admit function where the owner decides who may
- * connect. */
+/* Limits for a television in production; add an admit function where the owner decides which peers
+ * may connect. */
 #define IPP_GUARD_RECOMMENDED                                                                      \
     {                                                                                              \
         IPP_BAD_TAG_REFUSE, 1048576u, 64u, 2000u, 15000u, 8u, 2000u, NULL, NULL                    \
     }
 
-/* Sets the guard: the record is copied; null restores the plain service. 0, or -1 for an unknown
- * on_bad_tag, and then nothing changes. Call it before ipp_init. A later call holds at once, with
- * these exceptions: who is connected stays connected, a capture that has been asked for keeps its
- * bulk_accept_ms and send_stall_ms, and an ipp_init that is waiting its bind_wait_ms. Any thread,
- * also inside admit; never blocks. */
+/* Sets the guard: the record is copied; null removes all limits. 0, or -1 for an unknown
+ * on_bad_tag, and then nothing changes. Call it before ipp_init. A later call takes effect at once,
+ * with these exceptions: existing connections stay, a capture that has been requested keeps its
+ * bulk_accept_ms and send_stall_ms, and a waiting ipp_init keeps its bind_wait_ms. Any thread, also
+ * inside admit; never blocks. */
 TVLINK_API int ipp_set_guard(const IppGuard *guard);
 
 /* ---- Diagnostics ---- */
@@ -513,26 +520,26 @@ enum {
     IPP_LOG_ERR = 2  /* what goes to standard error */
 };
 
-/* Bytes of lines that wait in one thread while it holds a lock; what comes on top is left out. */
-#define IPP_LOG_WAITING_MOST 1048576
+/* Bytes of lines that one thread keeps back while it holds a lock; further lines are dropped. */
+#define IPP_LOG_BACKLOG_MAX 1048576
 
 /* Takes the library's diagnostic lines. text is exactly what would have gone to the stream, newline
  * included, and is borrowed for the call. Called on any thread of the library or the host, possibly
- * on several at once, never with a lock held that the library took: lines that arise under one
- * arrive once it is released, at most IPP_LOG_WAITING_MOST bytes of them. */
+ * on several at once, never with a lock of the library held: lines from under a lock are kept back
+ * until it is released, at most IPP_LOG_BACKLOG_MAX bytes of them. */
 typedef void (*IppLogSink)(int stream, const char *text, void *context);
 
-/* Sends the diagnostic lines to sink; null sends them to the standard streams, as at first. context
+/* Sends the diagnostic lines to sink; null sends them to the standard streams, the default. context
  * is passed on and must stay valid while the sink is set; a call of the former sink may still be
  * running when this returns. Any thread; never blocks.
  *
- * The standard streams are for trying things out. Whoever is in reach of the network makes lines
- * arise, at least one for each datagram and for each frame that a full queue drops; a stream that
- * nobody reads holds up the thread that writes, with its locks; and where the host has closed its
- * descriptors 0 to 2 without opening them again, the lines may go to a phone. */
+ * The standard streams are for development only. Every peer on the network can cause lines, at
+ * least one for each datagram and for each frame that a full queue drops; a stream that is not read
+ * blocks the thread that writes, with its locks held; and where the host has closed its descriptors
+ * 0 to 2 without reopening them, the lines may go to a phone. */
 TVLINK_API void ipp_set_log_sink(IppLogSink sink, void *context);
 
-/* Turns dumps of messages in the diagnostics on (non-zero) or off (0, as at first). Any thread;
+/* Turns dumps of messages in the diagnostics on (non-zero) or off (0, the default). Any thread;
  * never blocks. */
 TVLINK_API void ipp_set_log_dumps(int on);
 

@@ -1,4 +1,4 @@
-/* Announcements: the television makes itself known without being asked. */
+/* Announcements: unsolicited packets with the address of the television. */
 #ifndef TVLINK_ANNOUNCE_H
 #define TVLINK_ANNOUNCE_H
 
@@ -10,7 +10,7 @@ TVLINK_BEGIN
  * stops, which is noticed at the end of a pause. Returns what soc_close returned: 1 or -1. */
 TVLINK_API int notify_cp_multicast(void);
 
-/* The thread body around it. Its argument is null, or the number of the run that it belongs to. */
+/* The body of the announcing thread. Its argument is null, or the number of its run. */
 TVLINK_API void *udp_multicastthread(void *argument);
 
 TVLINK_END

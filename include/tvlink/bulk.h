@@ -1,5 +1,5 @@
 /* Bulk transfers: data that is too large for a reply is fetched from a socket of its own, which
- * lives for one connection. What travels is a 4-byte length, little-endian, and the data. */
+ * serves one connection. It sends a 4-byte length, little-endian, and the data. */
 #ifndef TVLINK_BULK_H
 #define TVLINK_BULK_H
 
@@ -9,15 +9,16 @@
 
 TVLINK_BEGIN
 
-/* What a bulk thread is given; it frees buffer and record and closes the socket. */
+/* The argument of a bulk thread, which frees buffer and record and closes the socket. */
 typedef struct BulkJob {
     int listener;       /* listening socket */
     uint8_t *data;      /* length field and data, malloc'ed */
     uint32_t length;    /* of both */
-    uint32_t peer;      /* IPv4, network byte order: who asked; 0: not known, anybody is served */
-    uint32_t accept_ms; /* how long to wait for a connection, and only peer's counts; 0: for ever,
-                           and anybody's */
-    uint32_t stall_ms;  /* give up when the connection takes no byte for so long; 0: never */
+    uint32_t peer;      /* the requester's IPv4 address in network byte order; 0: unknown, and any
+                           address is served */
+    uint32_t accept_ms; /* limit on the wait for a connection, which must come from peer; 0: no
+                           limit, and any address is served */
+    uint32_t stall_ms;  /* give up when no byte can be sent for this time; 0: never */
 } BulkJob;
 
 /* Opens a listening socket on a port that the system chooses and writes the port, in host order.

@@ -10,10 +10,10 @@
 TVLINK_BEGIN
 
 /* The library makes one zeroed record for each connection that it accepts and owns it: the record
- * is freed when the connection ends and its last user has let go. A host that is lent one may keep
- * it only for the call.
+ * is freed when the connection has ended and the last reference to it is released. A host that is
+ * passed a record may use it only during the call.
  *
- * A host may also make a record itself, for a socket of its own that handlers shall answer on: it
+ * A host may also make a record itself, for a socket of its own to which handlers reply: it
  * zeroes the whole record, sets `fd` and initialises `send_lock`; the record and the socket stay
  * the host's.
  *
@@ -21,7 +21,7 @@ TVLINK_BEGIN
 typedef struct CtrlPoint {
     int32_t fd;                /* the connected stream socket; the registry's key */
     uint32_t peer_addr;        /* the peer's IPv4 address in network byte order */
-    uint8_t *rx_buf;           /* receive buffer, the record's own; null until bytes have arrived */
+    uint8_t *rx_buf;           /* receive buffer, owned by the record; null until bytes arrive */
     uint32_t rx_cap;           /* size of rx_buf in bytes; rx_pos <= rx_fill <= rx_cap */
     uint32_t rx_fill;          /* end of the valid bytes in rx_buf */
     uint32_t rx_pos;           /* start of the bytes that are not consumed yet */

@@ -16,11 +16,12 @@ TVLINK_API extern pthread_t g_multicast_tid; /* the latest announcing thread, de
 TVLINK_API extern pthread_t g_addgroup_tid;  /* the latest group-membership thread, detached */
 
 /* Starts the discovery thread and the announcing thread. Returns 0, or -4 after a line when one of
- * them cannot be created; the first goes on without the second. ipp_init calls it. */
+ * them cannot be created; the discovery thread runs on without the announcing thread. ipp_init
+ * calls it. */
 TVLINK_API int start_udp_serv_thread(void);
 
 /* The thread body: makes the socket, starts the group-membership thread and answers searches while
- * g_thread_run is not 0. The result is -1, -4 or 0 as a pointer; nobody reads it. */
+ * g_thread_run is not 0. The result is -1, -4 or 0 as a pointer; the library does not read it. */
 TVLINK_API void *udp_thread(void *argument);
 
 /* Answers the phone at this address, port 9988, after 0.1 to 0.35 s. Null does nothing. */

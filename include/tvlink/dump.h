@@ -1,4 +1,4 @@
-/* Dumps of buffers, for those who look for a fault. */
+/* Dumps of buffers, for debugging. */
 #ifndef TVLINK_DUMP_H
 #define TVLINK_DUMP_H
 

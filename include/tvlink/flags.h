@@ -17,7 +17,7 @@ TVLINK_API extern uint16_t g_dev_type;  /* the device type given to ipp_init */
 /* Kept for the public interface: nothing reads or writes it. */
 TVLINK_API extern int32_t gIsInited;
 
-/* Nothing takes it. */
+/* Kept for the public interface: never locked. */
 TVLINK_API extern pthread_mutex_t mouseLok;
 
 TVLINK_END

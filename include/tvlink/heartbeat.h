@@ -1,4 +1,4 @@
-/* Who is still there. */
+/* Heartbeats and the idle time-out. */
 #ifndef TVLINK_HEARTBEAT_H
 #define TVLINK_HEARTBEAT_H
 
@@ -15,8 +15,8 @@ TVLINK_API int device_heartbeat(CtrlPoint *cp);
  * after every pass. */
 TVLINK_API int check_ctrlpoint_timeout(void);
 
-/* Sends a heartbeat to every control point that got none from here for 6 seconds or more. Returns
- * 0. For the host, on any thread; blocks as a broadcast does. */
+/* Sends a heartbeat to every control point to which this function has sent none for 6 seconds or
+ * more. Returns 0. For the host, on any thread; blocks as a broadcast does. */
 TVLINK_API int check_ctrlpoint_heart(void);
 
 TVLINK_END

@@ -1,4 +1,4 @@
-/* The singly linked list that the registry is. */
+/* The singly linked list of the registry. */
 #ifndef TVLINK_LIST_H
 #define TVLINK_LIST_H
 
@@ -13,7 +13,7 @@ typedef struct ListNode {
     struct ListNode *next;
 } ListNode;
 
-/* Singly linked, elements in order of arrival. */
+/* Elements in order of arrival. */
 typedef struct CtrlPointList {
     uint32_t count;
     ListNode *head;
@@ -38,7 +38,7 @@ TVLINK_API int list_find(CtrlPointList *list, ListComparator matches, void *key)
 /* The first element that matches; null when there is none. */
 TVLINK_API void *list_get(CtrlPointList *list, ListComparator matches, void *key);
 
-/* Takes the element (the same pointer) out and calls `release` on it. Returns 0, also when the
+/* Removes the element (the same pointer) and calls `release` on it. Returns 0, also when the
  * element is not in the list and nothing happens; -1 for a null list or element. */
 TVLINK_API int list_remove(CtrlPointList *list, void *element, ListFree release);
 

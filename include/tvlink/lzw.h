@@ -16,13 +16,13 @@ TVLINK_BEGIN
 
 /* Compresses with codes of up to max_bits bits: above 16 counts as 16, below 9 as 12. The result
  * has element size 2 and the compressed length as its count, so it is twice as large as its bytes.
- * With 16 the code counter wraps after 65,278 codes; what is longer no decoder reads, so use 9
- * to 15. Null when there is no input, or memory is out. */
+ * With 16 the code counter wraps after 65,278 codes, and no decoder can expand a longer result, so
+ * use 9 to 15. Null when there is no input, or memory is out. */
 TVLINK_API void *lzw_encode(const void *in, int max_bits);
 
-/* Expands. A stream that breaks off gives what it held, with a line on standard error. Null when
- * the stream is bad (a line on standard error says how), when its content is longer than a block
- * can be, or when memory is out. The result may be much larger than the input. */
+/* Expands. The result for a truncated stream is the content up to its end, with a line on standard
+ * error. Null when the stream is bad (a line on standard error says how), when its content
+ * exceeds a block, or when memory is out. The result may be much larger than the input. */
 TVLINK_API void *lzw_decode(const void *in);
 
 /* All zero; kept for hosts that link to it. Neither direction uses it. */

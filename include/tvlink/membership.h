@@ -6,9 +6,8 @@
 
 TVLINK_BEGIN
 
-/* The thread body: joins g_udp_sock to the search group, once a second until the network lets it or
- * the service stops, then prints a line. Its argument is null, or the number of the run that it
- * belongs to. */
+/* The thread body: tries once a second to join g_udp_sock to the search group until it succeeds or
+ * the service stops, then prints a line. Its argument is null, or the number of its run. */
 TVLINK_API void *udp_addgroupthread(void *argument);
 
 TVLINK_END

@@ -10,8 +10,8 @@ TVLINK_BEGIN
 
 /* Holds capacity - 1 elements at most; `items` has capacity + 1 entries, of which the last stays
  * unused. Empty when front == rear. The queue neither copies nor frees what its elements point to:
- * whoever dequeues an element owns it. It takes no lock: one producer and one consumer at a
- * time. */
+ * the consumer that dequeues an element owns it. It takes no lock: one producer and one consumer
+ * at a time. */
 typedef struct Queue {
     void **items;
     int32_t capacity;

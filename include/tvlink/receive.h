@@ -1,4 +1,4 @@
-/* From bytes on a connection to queued items. The server thread's work. */
+/* Receiving: turns the bytes of a connection into queued items, on the server thread. */
 #ifndef TVLINK_RECEIVE_H
 #define TVLINK_RECEIVE_H
 
@@ -7,16 +7,16 @@
 
 TVLINK_BEGIN
 
-/* Reads all bytes that wait on the record's socket into its buffer, which grows to just their
- * number, and splits the buffer. With the guard's max_frame_length that goes by portions, so that
- * the buffer holds no more than the longest frame; a length of 0 then drops all that waited. A
+/* Reads all available bytes of the record's socket into its buffer, which grows to exactly their
+ * number, and splits the buffer. With the guard's max_frame_length it reads in portions, so that
+ * the buffer holds no more than the longest frame; a length of 0 then drops all available bytes. A
  * connection that announces a longer frame is dropped. One thread at a time for a record;
  * g_cp_list_mutex not held. */
 TVLINK_API void receive_ctrlpoint_packet(CtrlPoint *record);
 
 /* Cuts the buffer into frames and queues each: heartbeats for the heartbeat worker, all others for
  * the request worker. A frame without its magic or shorter than a frame can be is skipped by its
- * own length, a length of 0 drops what is there, a part of a frame stays. A full queue drops the
+ * own length, a length of 0 drops the whole buffer, a part of a frame stays. A full queue drops the
  * frame; a frame above the guard's max_frame_length ends the splitting. A host that calls it with a
  * record of its own keeps that record's socket open until its items are done. */
 TVLINK_API void handle_ctrlpoint_request(CtrlPoint *record);

@@ -18,18 +18,19 @@ TVLINK_API extern CtrlPointList g_cp_list;
 TVLINK_API extern pthread_mutex_t g_cp_list_mutex;
 
 /* Registers a new connection. g_cp_list_mutex is held. Returns 0; -1 when memory is out: the socket
- * stays open, nobody watches it. */
+ * stays open and is not watched. */
 TVLINK_API int check_and_insert(int32_t fd, uint32_t peer_addr);
 
-/* Writes down who is connected now: fills at most so many references, and returns how many control
- * points there are; 0 when the service does not run. A reference is the host's, like any other
- * variable. It names its connection also after that has ended, and then nobody. Any thread that
- * does not hold g_cp_list_mutex; may wait while an event is being sent. */
+/* Takes a snapshot of the connected control points: fills at most `most` weak references and
+ * returns the number of control points; 0 when the service does not run. A weak reference is a
+ * variable of the host. It does not keep its connection open, and stands for no connection once
+ * that has ended. Any thread that does not hold g_cp_list_mutex; may block while an event is being
+ * sent. */
 TVLINK_API uint32_t ipp_connected_ctrlpoints(CtrlPoint *references, uint32_t most);
 
 /* Ends a record: frees its buffer, closes its socket, destroys its send lock, frees it. While a
- * send, a queued request or a push still uses the record the connection is only shut down, and the
- * last user does the rest. Call it with the record out of the list, once. */
+ * send, a queued request or a push still refers to the record, the connection is only shut down,
+ * and the last release does the rest. Call it once, with the record out of the list. */
 TVLINK_API void ctrlpoint_free(void *record);
 
 /* Comparators: by the address that the key (uint32_t, network byte order) points to, ... */

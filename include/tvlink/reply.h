@@ -1,4 +1,4 @@
-/* Everything that goes out on a control connection. */
+/* Sends on control connections. */
 #ifndef TVLINK_REPLY_H
 #define TVLINK_REPLY_H
 
@@ -20,16 +20,16 @@ TVLINK_BEGIN
  * point is dropped. Any thread, g_cp_list_mutex not held. Frames of several threads never
  * interleave.
  *
- * Blocks while the connection takes no bytes; the guard's send_stall_ms bounds that, and stopping
- * the service ends it. A host's own record is not affected by a stop, and is bounded only when its
- * socket does not block or has a send time-out. */
+ * Blocks while the send buffer of the connection is full; the guard's send_stall_ms bounds that,
+ * and stopping the service ends it. A host's own record is not affected by a stop, and is bounded
+ * only when its socket does not block or has a send time-out. */
 TVLINK_API int tcp_sendback(CtrlPoint *cp, int type, const void *payload, int32_t length);
 
 /* The same for a caller that holds g_cp_list_mutex, with two more diagnostic lines. */
 TVLINK_API int tcp_sendbackall(CtrlPoint *cp, int type, const void *payload, int32_t length);
 
 /* Sends the payload to every connected control point, in order of connection, holding
- * g_cp_list_mutex meanwhile. A null payload or a length below 1 sends nothing. Any thread. */
+ * g_cp_list_mutex throughout. A null payload or a length below 1 sends nothing. Any thread. */
 TVLINK_API void sendto_all_ctrlpoint(int type, const void *payload, int32_t length);
 
 TVLINK_END

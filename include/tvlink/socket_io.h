@@ -1,4 +1,4 @@
-/* Options of a socket and a send that gives up only on a real error. */
+/* Options of a socket, and a send that ends early only on a hard error. */
 #ifndef TVLINK_SOCKET_IO_H
 #define TVLINK_SOCKET_IO_H
 
@@ -15,10 +15,10 @@ TVLINK_API int set_socket_noblock(int fd);
  * setsockopt() recv timeout fail" or "err: setsockopt() send timeout fail". */
 TVLINK_API int set_socket_timeout(int fd, int ms);
 
-/* Sends all bytes; a full buffer or a signal is tried again every 10 ms without limit, so it may
- * block for as long as the peer takes nothing. Returns 0; -1 for a negative descriptor, null data
+/* Sends all bytes; retries every 10 ms without limit after a full buffer or a signal, so it may
+ * block for as long as the peer reads nothing. Returns 0; -1 for a negative descriptor, null data
  * or a length below 1, and on a hard error after a line with errno. A closed peer raises no signal.
- * Serialising the sends on one socket is the caller's business. */
+ * The caller serialises the sends on one socket. */
 TVLINK_API int socket_send(int fd, const void *data, int length);
 
 TVLINK_END

@@ -1,4 +1,4 @@
-/* The control port and the one thread that serves it. */
+/* The control port and the thread that serves it. */
 #ifndef TVLINK_TCP_SERVER_H
 #define TVLINK_TCP_SERVER_H
 
@@ -20,7 +20,7 @@ TVLINK_API int start_tcp_thread(void);
 /* A listening socket on all local addresses: non-blocking, time-outs of 1 ms (connections inherit
  * them), backlog 20. Tries to bind every 10 ms while g_thread_run is 1 and the guard's bind_wait_ms
  * allows. Returns the socket; -1 for a port outside 1 to 65535; -3 after lines when a call fails,
- * without a line when the port did not come free. */
+ * without a line when the port did not become free. */
 TVLINK_API int tcp_sock_init(int32_t port);
 
 /* The thread body: serves g_tcp_sock and every registered connection while g_thread_run is not 0,

@@ -10,10 +10,10 @@
 
 TVLINK_BEGIN
 
-enum { WORK_QUEUE_CAPACITY = 50 }; /* so 49 items wait at most */
+enum { WORK_QUEUE_CAPACITY = 50 }; /* 49 items at most */
 
 /* Request items: copies of a CtrlPoint whose rx_buf and rx_cap are one frame body and its length,
- * both on the heap and owned by the worker once it has taken them. The producer locks
+ * both on the heap and owned by the worker that dequeues them. The producer locks
  * devCallBackMutex, the consumer heartBeatFeedbackMutex. The semaphore counts items. */
 TVLINK_API extern Queue *devCallBackQueue;
 TVLINK_API extern sem_t devCallBackSem;

@@ -1,4 +1,4 @@
-/* The two worker threads, which carry requests and heartbeats out of the server thread. */
+/* The two worker threads, for requests and for heartbeats. */
 #ifndef TVLINK_WORKERS_H
 #define TVLINK_WORKERS_H
 
@@ -13,7 +13,7 @@ TVLINK_API extern pthread_t devCallBackTid;       /* the request worker */
 TVLINK_API extern pthread_t heartBeatFeedbackTid; /* the heartbeat worker */
 
 /* Make queue and semaphore and start the worker. A worker lives as long as the process: later calls
- * find it running and change nothing. Return 0, -1 when the queue cannot be made, -4 when the
+ * have no effect. Return 0, -1 when the queue cannot be made, -4 when the
  * thread cannot be created, each after a line. ipp_init calls them; not from two threads at
  * once. */
 TVLINK_API int startDevCallBackThread(void);

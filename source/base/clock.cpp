@@ -4,8 +4,8 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-/* Where time_t has 32 bits, gettimeofday fails from 2038 on. The system itself still knows the
- * time, and its seconds as ours fit 32 bits without a sign until 2106. */
+/* Where time_t has 32 bits, gettimeofday fails from 2038 on. The system call with 64 bits goes on
+ * working, and its seconds fit an unsigned 32-bit number until 2106. */
 static uint32_t seconds_beyond_time_t()
 {
     int64_t now[2] = {}; /* seconds, nanoseconds */

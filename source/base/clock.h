@@ -1,7 +1,7 @@
-/* Time that no one can set. */
+/* The time of day, and a monotonic clock. */
 #pragma once
 
 #include "tvlink/clock.h"
 
-/* Milliseconds since some fixed moment. */
+/* Milliseconds of the monotonic clock; setting the time of day does not affect it. */
 uint64_t clock_elapsed_ms(void);

@@ -1,4 +1,4 @@
-/* Threads that nobody waits for. */
+/* Detached threads. */
 #pragma once
 
 #include <pthread.h>

@@ -8,7 +8,7 @@
 
 static const size_t ITEM_LENGTH = 5; /* "0x%02x " */
 
-/* Null when memory is out or cannot hold so much. */
+/* Null when memory is out or the size of the text overflows. */
 static char *format_dump(const uint8_t *bytes, size_t length)
 {
     if (length > (SIZE_MAX - 1) / ITEM_LENGTH) {

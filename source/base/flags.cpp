@@ -39,7 +39,7 @@ uint32_t flags_run_number()
     return __atomic_load_n(&run_number, __ATOMIC_ACQUIRE);
 }
 
-bool flags_run_goes_on(uint32_t run)
+bool flags_run_is_current(uint32_t run)
 {
     return flags_running() && flags_run_number() == run;
 }

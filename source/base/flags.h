@@ -1,4 +1,7 @@
-/* How the flags are read and written while threads run, and which run of the service this is. */
+/* Atomic access to the service-wide flags.
+ *
+ * A run lasts from one start of the service to its stop. Its number is the generation by which a
+ * detached thread that outlives its run recognises that a later run has begun. */
 #pragma once
 
 #include "tvlink/flags.h"
@@ -9,15 +12,14 @@ void flags_set_inited(bool inited);
 bool flags_running(void);
 void flags_stop_running(void);
 
-/* Lets the network threads run and begins a new run. */
+/* Sets the running flag and begins the next run. */
 void flags_start_run(void);
 
-/* The number of the present run, 1 for the first: a thread that outlives its run must not take the
- * next one for its own. */
+/* The number of the latest run; 1 for the first, 0 before it. */
 uint32_t flags_run_number(void);
 
-/* May a thread that belongs to this run go on? */
-bool flags_run_goes_on(uint32_t run);
+/* True while this run is the latest one and has not been stopped. */
+bool flags_run_is_current(uint32_t run);
 
 uint16_t flags_device_type(void);
 void flags_set_device_type(uint16_t type);

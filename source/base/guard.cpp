@@ -3,7 +3,7 @@
 #include <pthread.h>
 
 /* The numbers are atomic, so that the request path takes no lock for them; the lock keeps the
- * callback and its context together. */
+ * callback and its context consistent with each other. */
 static pthread_mutex_t guard_lock = PTHREAD_MUTEX_INITIALIZER;
 static IppGuard guard = {};
 

@@ -15,7 +15,7 @@ static void set_text(char *buffer, const char *text, const char *fallback)
     pthread_mutex_lock(&identity_lock);
     const char *from = text != nullptr ? text : fallback;
     const size_t length = strnlen(from, IDENTITY_SIZE - 1);
-    memmove(buffer, from, length); /* a host may hand the buffer itself back */
+    memmove(buffer, from, length); /* the text may be the buffer itself */
     if (text != nullptr) {
         memset(buffer + length, 0, IDENTITY_SIZE - length);
     }

@@ -1,10 +1,10 @@
-/* The television's name and serial number, changed and copied whole. */
+/* The television's name and serial number, changed and copied under a lock. */
 #pragma once
 
 #include "tvlink/identity.h"
 
-/* Given texts replace the whole buffer, cut at 255 bytes; a null one writes the default's
- * characters over the buffer's start and leaves the rest. */
+/* A text replaces the whole buffer, cut at 255 bytes. Null writes the default's characters over the
+ * start of the buffer and leaves the rest. */
 void identity_set_serial(const char *serial);
 void identity_set_name(const char *name);
 

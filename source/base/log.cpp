@@ -16,22 +16,24 @@ struct Sink {
     void *context;
 };
 
-/* Lines of one thread that wait for log_release(): a stream byte and a terminated text each. */
-struct Waiting {
+/* The lines of one thread that log_release() will deliver: a stream byte and a terminated text
+ * each. */
+struct Backlog {
     uint32_t depth;
     char *bytes;
     size_t used;
     size_t size;
 };
 
-/* A stalled broadcast prints a line every 10 ms; what waits is bounded, the rest is left out. */
-const size_t WAITING_MOST = IPP_LOG_WAITING_MOST;
-const size_t WAITING_FIRST = 4096;
+/* A stalled broadcast prints a line every 10 ms, so the backlog is bounded: lines beyond the
+ * maximum are dropped. */
+const size_t BACKLOG_MAX = IPP_LOG_BACKLOG_MAX;
+const size_t BACKLOG_INITIAL = 4096;
 
 pthread_mutex_t sink_lock = PTHREAD_MUTEX_INITIALIZER;
 Sink sink = {nullptr, nullptr};
 int dumps_wanted = 0;
-__thread Waiting waiting = {0, nullptr, 0, 0};
+__thread Backlog backlog = {0, nullptr, 0, 0};
 
 } // namespace
 
@@ -43,36 +45,36 @@ static Sink current_sink()
     return copy;
 }
 
-static bool has_room(size_t size)
+static bool reserve(size_t size)
 {
-    if (size <= waiting.size - waiting.used) {
+    if (size <= backlog.size - backlog.used) {
         return true;
     }
-    if (size > WAITING_MOST - waiting.used) {
+    if (size > BACKLOG_MAX - backlog.used) {
         return false;
     }
-    const size_t doubled = waiting.size == 0 ? WAITING_FIRST : waiting.size * 2;
-    const size_t wanted = doubled - waiting.used < size ? waiting.used + size : doubled;
-    char *grown = static_cast<char *>(realloc(waiting.bytes, wanted));
+    const size_t doubled = backlog.size == 0 ? BACKLOG_INITIAL : backlog.size * 2;
+    const size_t wanted = doubled - backlog.used < size ? backlog.used + size : doubled;
+    char *grown = static_cast<char *>(realloc(backlog.bytes, wanted));
     if (grown == nullptr) {
         return false;
     }
-    waiting.bytes = grown;
-    waiting.size = wanted;
+    backlog.bytes = grown;
+    backlog.size = wanted;
     return true;
 }
 
-static void keep_waiting(int stream, const char *text)
+static void append_to_backlog(int stream, const char *text)
 {
     const size_t size = strlen(text) + 2;
-    if (has_room(size)) {
-        waiting.bytes[waiting.used] = static_cast<char>(stream);
-        memcpy(waiting.bytes + waiting.used + 1, text, size - 1);
-        waiting.used += size;
+    if (reserve(size)) {
+        backlog.bytes[backlog.used] = static_cast<char>(stream);
+        memcpy(backlog.bytes + backlog.used + 1, text, size - 1);
+        backlog.used += size;
     }
 }
 
-/* The sink may have been taken away while the line waited. */
+/* The host may have removed the sink since the line was formatted. */
 static void deliver(const Sink *to, int stream, const char *text)
 {
     if (to->function != nullptr) {
@@ -82,15 +84,15 @@ static void deliver(const Sink *to, int stream, const char *text)
     }
 }
 
-__attribute__((format(printf, 3, 0))) static void give_to_sink(const Sink *to, int stream,
-                                                               const char *format, va_list values)
+__attribute__((format(printf, 3, 0))) static void write_to_sink(const Sink *to, int stream,
+                                                                const char *format, va_list values)
 {
     char *text = nullptr;
     if (vasprintf(&text, format, values) < 0) {
         return;
     }
-    if (waiting.depth > 0) {
-        keep_waiting(stream, text);
+    if (backlog.depth > 0) {
+        append_to_backlog(stream, text);
     } else {
         deliver(to, stream, text);
     }
@@ -103,7 +105,7 @@ __attribute__((format(printf, 2, 0))) static void write_line(int stream, const c
     const int saved = errno;
     const Sink to = current_sink();
     if (to.function != nullptr) {
-        give_to_sink(&to, stream, format, values);
+        write_to_sink(&to, stream, format, values);
     } else {
         vfprintf(stream == IPP_LOG_ERR ? stderr : stdout, format, values);
     }
@@ -144,20 +146,20 @@ void log_trace(const char *function, int line)
 
 void log_hold()
 {
-    waiting.depth++;
+    backlog.depth++;
 }
 
 void log_release()
 {
-    if (--waiting.depth > 0 || waiting.bytes == nullptr) {
+    if (--backlog.depth > 0 || backlog.bytes == nullptr) {
         return;
     }
     const int saved = errno;
-    char *bytes = waiting.bytes;
-    const size_t used = waiting.used;
-    waiting.bytes = nullptr; /* the sink may call back into the library and print */
-    waiting.used = 0;
-    waiting.size = 0;
+    char *bytes = backlog.bytes;
+    const size_t used = backlog.used;
+    backlog.bytes = nullptr; /* the sink may call the library, which may print */
+    backlog.used = 0;
+    backlog.size = 0;
     const Sink to = current_sink();
     for (size_t at = 0; at < used; at += strlen(bytes + at + 1) + 2) {
         deliver(&to, bytes[at], bytes + at + 1);

@@ -18,7 +18,7 @@ static BlockHeader *header_of(void *block)
     return static_cast<BlockHeader *>(block) - 1;
 }
 
-/* The bytes of header and elements, 0 when 32 bits cannot say them. */
+/* The size of header and elements in bytes; 0 when it exceeds 32 bits. */
 static uint32_t whole_size(uint32_t size, uint32_t count)
 {
     const uint64_t bytes = static_cast<uint64_t>(size) * count;

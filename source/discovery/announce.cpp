@@ -33,16 +33,16 @@ static void send_and_pause(int fd, const Announcement *what, uint32_t multiplier
     log_out("groupcast notfit 9988 \n");
     sendto(fd, what->packet, sizeof what->packet, 0,
            reinterpret_cast<const struct sockaddr *>(&what->to), sizeof what->to);
-    const int reason = errno; /* the next round looks at it */
+    const int reason = errno; /* announce_on() examines it */
     usleep(FIRST_PAUSE_MS * multiplier * 1000);
     errno = reason;
 }
 
-/* False when a broken socket asks for a new cycle. */
+/* False when the socket is broken and a new one is needed. */
 static bool announce_on(int fd, const Announcement *what)
 {
     for (uint32_t multiplier = 1;; multiplier *= 2) {
-        if (!flags_run_goes_on(what->run) || multiplier == LAST_MULTIPLIER) {
+        if (!flags_run_is_current(what->run) || multiplier == LAST_MULTIPLIER) {
             log_trace(NAME, 175);
             return true;
         }
@@ -59,7 +59,7 @@ static int announce(uint32_t run)
     Announcement what = {run, {}, {}};
     answer_packet_build(what.packet);
     for (;;) {
-        errno = 0; /* a broken pipe of the cycle before must not end this one */
+        errno = 0; /* a broken pipe of the previous socket must not count */
         const int fd = soc_create(AF_INET, SOCK_DGRAM, 0, 0, 0);
         what.to = answer_destination(inet_addr(ANNOUNCEMENT_GROUP));
         log_trace(NAME, 149);

@@ -1,4 +1,4 @@
-/* The packet that tells a phone where the television is: answer and announcement are the same. */
+/* The packet with the address of the television, which answers and announcements share. */
 #pragma once
 
 #include <netinet/in.h>
@@ -8,5 +8,5 @@ enum { ANSWER_SIZE = 12 };
 
 void answer_packet_build(uint8_t packet[ANSWER_SIZE]);
 
-/* An address on the port on which phones listen. */
+/* An address (network byte order) with the port on which phones listen. */
 struct sockaddr_in answer_destination(uint32_t address);

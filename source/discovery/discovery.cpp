@@ -75,8 +75,8 @@ static const char *dotted(const struct sockaddr_in *address, char text[INET_ADDR
     return inet_ntop(AF_INET, &address->sin_addr, text, INET_ADDRSTRLEN);
 }
 
-/* Many televisions hear the same search: each waits a time of its own before it answers. */
-static void wait_a_while()
+/* Several televisions receive the same search: a random delay spreads their answers. */
+static void wait_random_delay()
 {
     srand(static_cast<unsigned>(time(nullptr)));
     usleep(ANSWER_DELAY_US + static_cast<useconds_t>(rand() % ANSWER_SPREAD_US));
@@ -90,7 +90,7 @@ void response_cp_search(const struct sockaddr_in *from)
     uint8_t packet[ANSWER_SIZE];
     answer_packet_build(packet);
     const struct sockaddr_in to = answer_destination(from->sin_addr.s_addr);
-    wait_a_while();
+    wait_random_delay();
     char text[INET_ADDRSTRLEN];
     log_out("response_cp_search %s \n", dotted(&to, text));
     discovery_socket_send(packet, sizeof packet, &to);
@@ -114,7 +114,7 @@ static void receive_one()
     uint8_t packet[RECEIVE_SIZE] = {};
     struct sockaddr_in from = {};
     socklen_t size = sizeof from;
-    const ssize_t length = recvfrom(discovery_socket_number(), packet, sizeof packet, 0,
+    const ssize_t length = recvfrom(discovery_socket_fd(), packet, sizeof packet, 0,
                                     reinterpret_cast<struct sockaddr *>(&from), &size);
     if (length <= 0) {
         usleep(PAUSE_US);
@@ -128,7 +128,7 @@ static void receive_one()
 void *udp_thread(void *)
 {
     discovery_socket_open();
-    if (discovery_socket_number() < 0) {
+    if (discovery_socket_fd() < 0) {
         log_out("err: udp_init() fail\n");
         return reinterpret_cast<void *>(-1);
     }

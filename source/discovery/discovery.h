@@ -1,7 +1,7 @@
-/* Start and end of the discovery. */
+/* Start and end of the discovery thread. */
 #pragma once
 
 #include "tvlink/discovery.h"
 
-/* Waits until the discovery thread has ended, if one is running. */
+/* Joins the discovery thread, if one is running. */
 void discovery_join(void);

@@ -2,7 +2,7 @@
 
 #include "base/flags.h"
 #include "base/log.h"
-#include "net/patient_bind.h"
+#include "net/bind_with_retries.h"
 #include "net/socket_io.h"
 #include "tvlink.h"
 
@@ -12,18 +12,18 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-/* Not the group that was joined: a deliberate no-op; membership ends with the socket. */
-static const char *const GROUP_LEFT = "235.200.201.202";
+/* Deliberately not the group that was joined: membership ends with the socket. */
+static const char *const DROPPED_GROUP = "235.200.201.202";
 
 static const int RECEIVE_TIMEOUT_MS = 5;
 static const uint32_t NO_LIMIT = 0;
 
 int32_t g_udp_sock = -1;
 
-/* Holds the discovery socket open while its number is used by others than the discovery thread. */
+/* Keeps the discovery socket open while other threads than the discovery thread use it. */
 static pthread_mutex_t socket_lock = PTHREAD_MUTEX_INITIALIZER;
 static bool socket_closed = false;
-static int32_t left_open = -1; /* by a thread that could not start its helper */
+static int32_t unclosed = -1; /* left by a discovery thread that could not start its helper */
 
 static bool prepare_socket(int fd, uint16_t port)
 {
@@ -34,9 +34,9 @@ static bool prepare_socket(int fd, uint16_t port)
         return false;
     }
     if (set_socket_timeout(fd, RECEIVE_TIMEOUT_MS) != 0) {
-        set_socket_noblock(fd); /* a receive may not last longer than the run */
+        set_socket_noblock(fd); /* a receive must not outlast the run */
     }
-    return patient_bind(fd, port, NO_LIMIT);
+    return bind_with_retries(fd, port, NO_LIMIT);
 }
 
 int udp_sock_init(int32_t port)
@@ -56,7 +56,7 @@ int udp_sock_init(int32_t port)
     return fd;
 }
 
-int32_t discovery_socket_number()
+int32_t discovery_socket_fd()
 {
     return __atomic_load_n(&g_udp_sock, __ATOMIC_ACQUIRE);
 }
@@ -65,10 +65,10 @@ void discovery_socket_open()
 {
     const int32_t fd = udp_sock_init(IPP_SEARCH_PORT);
     pthread_mutex_lock(&socket_lock);
-    if (left_open >= 0) {
-        close(left_open);
+    if (unclosed >= 0) {
+        close(unclosed);
     }
-    left_open = fd;
+    unclosed = fd;
     __atomic_store_n(&g_udp_sock, fd, __ATOMIC_RELEASE);
     socket_closed = false;
     pthread_mutex_unlock(&socket_lock);
@@ -77,8 +77,8 @@ void discovery_socket_open()
 void discovery_socket_close()
 {
     pthread_mutex_lock(&socket_lock);
-    close(discovery_socket_number());
-    left_open = -1;
+    close(discovery_socket_fd());
+    unclosed = -1;
     socket_closed = true;
     pthread_mutex_unlock(&socket_lock);
 }
@@ -90,22 +90,21 @@ bool discovery_join_group(const char *group, uint32_t run)
     request.imr_interface.s_addr = htonl(INADDR_ANY);
     bool joined = false;
     pthread_mutex_lock(&socket_lock);
-    if (socket_closed || !flags_run_goes_on(run)) {
+    if (socket_closed || !flags_run_is_current(run)) {
         errno = EBADF;
     } else {
-        joined = setsockopt(discovery_socket_number(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &request,
+        joined = setsockopt(discovery_socket_fd(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &request,
                             sizeof request) == 0;
     }
     pthread_mutex_unlock(&socket_lock);
     return joined;
 }
 
-/* Not on a number that has been closed and may be someone else's. */
 void discovery_socket_send(const uint8_t *packet, size_t size, const struct sockaddr_in *to)
 {
     pthread_mutex_lock(&socket_lock);
     if (!socket_closed) {
-        sendto(discovery_socket_number(), packet, size, 0,
+        sendto(discovery_socket_fd(), packet, size, 0,
                reinterpret_cast<const struct sockaddr *>(to), sizeof *to);
     }
     pthread_mutex_unlock(&socket_lock);
@@ -115,8 +114,8 @@ void discovery_leave_group()
 {
     struct ip_mreq request = {};
     request.imr_interface.s_addr = htonl(INADDR_ANY);
-    if (inet_aton(GROUP_LEFT, &request.imr_multiaddr) < 0) {
+    if (inet_aton(DROPPED_GROUP, &request.imr_multiaddr) < 0) {
         log_perror("inet_aton");
     }
-    setsockopt(discovery_socket_number(), IPPROTO_IP, IP_DROP_MEMBERSHIP, &request, sizeof request);
+    setsockopt(discovery_socket_fd(), IPPROTO_IP, IP_DROP_MEMBERSHIP, &request, sizeof request);
 }

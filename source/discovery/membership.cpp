@@ -16,7 +16,7 @@ void *udp_addgroupthread(void *argument)
     const uint32_t run = run_thread_number(argument);
     errno = 0;
     /* The television may be started before its network is up. */
-    while (flags_run_goes_on(run) && !discovery_join_group(SEARCH_GROUP, run)) {
+    while (flags_run_is_current(run) && !discovery_join_group(SEARCH_GROUP, run)) {
         usleep(RETRY_PAUSE_US);
     }
     log_out("%m IP_ADD_MEMBERSHIP g_thread_run %d  \n", static_cast<int>(flags_running()));

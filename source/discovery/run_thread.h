@@ -1,11 +1,12 @@
-/* Threads that belong to one run of the service and that nobody waits for. */
+/* Detached threads that belong to one run of the service. */
 #pragma once
 
 #include <pthread.h>
 #include <stdint.h>
 
-/* Starts a detached thread that is told the run's number. Returns what pthread_create returns. */
+/* Starts a detached thread and passes it the number of the run. Returns what pthread_create
+ * returns. */
 int run_thread_start(pthread_t *thread, void *(*body)(void *), uint32_t run);
 
-/* The run that such a thread belongs to; the present one when the body was called by hand. */
+/* The number of the run from the argument of such a thread; for null the latest run. */
 uint32_t run_thread_number(void *argument);

@@ -6,7 +6,7 @@
 namespace
 {
 
-/* Part of an answer, borrowed. */
+/* A part of the answer, borrowed. */
 struct Span {
     const char *bytes;
     size_t size;
@@ -14,15 +14,15 @@ struct Span {
 
 } // namespace
 
-static const size_t VALUE_MOST = 9; /* characters; no number of so many overflows */
+static const size_t VALUE_MAX = 9; /* characters; a number of nine digits does not overflow */
 
-/* Where the text begins in the span; null when it does not. */
+/* The first occurrence of the text in the span; null when there is none. */
 static const char *find(Span in, const char *text)
 {
     return static_cast<const char *>(memmem(in.bytes, in.size, text, strlen(text)));
 }
 
-/* What follows the first such text. False when there is none. */
+/* Stores what follows the first occurrence of the text. False when there is none. */
 static bool skip_past(Span in, const char *text, Span *rest)
 {
     const char *found = find(in, text);
@@ -34,7 +34,7 @@ static bool skip_past(Span in, const char *text, Span *rest)
     return true;
 }
 
-/* 0 when there is no length that can be used. */
+/* The Content-Length; 0 when it is missing or unusable. */
 static uint32_t announced_length(Span answer)
 {
     Span rest = {};
@@ -42,10 +42,10 @@ static uint32_t announced_length(Span answer)
         return 0;
     }
     const char *line_end = find(rest, "\r\n");
-    if (line_end == nullptr || static_cast<size_t>(line_end - rest.bytes) > VALUE_MOST) {
+    if (line_end == nullptr || static_cast<size_t>(line_end - rest.bytes) > VALUE_MAX) {
         return 0;
     }
-    char value[VALUE_MOST + 1] = {};
+    char value[VALUE_MAX + 1] = {};
     memcpy(value, rest.bytes, static_cast<size_t>(line_end - rest.bytes));
     const int number = atoi(value);
     return number > 0 ? static_cast<uint32_t>(number) : 0;
@@ -59,8 +59,8 @@ HttpAnswer http_answer_body(const char *bytes, uint32_t length, char **body)
     if (announced == 0) {
         return HTTP_ANSWER_NO_LENGTH;
     }
-    const size_t most = announced < HTTP_ANSWER_MOST ? announced : HTTP_ANSWER_MOST;
-    *body = static_cast<char *>(calloc(1, most + 1));
+    const size_t size = announced < HTTP_ANSWER_MAX ? announced : HTTP_ANSWER_MAX;
+    *body = static_cast<char *>(calloc(1, size + 1));
     if (*body == nullptr) {
         return HTTP_ANSWER_NO_MEMORY;
     }
@@ -68,6 +68,6 @@ HttpAnswer http_answer_body(const char *bytes, uint32_t length, char **body)
     if (!skip_past(answer, "\r\n\r\n", &arrived)) {
         return HTTP_ANSWER_NO_BODY;
     }
-    memcpy(*body, arrived.bytes, arrived.size < most ? arrived.size : most);
+    memcpy(*body, arrived.bytes, arrived.size < size ? arrived.size : size);
     return HTTP_ANSWER_WHOLE;
 }

@@ -1,11 +1,11 @@
-/* The body in the bytes of an HTTP answer. No socket, no lines, nothing kept: any bytes have an
- * answer. What stands behind a zero byte is not seen. */
+/* Extracts the body from the bytes of an HTTP answer. Pure: no socket, no lines, no state. Any
+ * input is valid; a zero byte ends it. */
 #pragma once
 
 #include <stdint.h>
 
-/* No more of an answer is received, so no body is longer. */
-const uint32_t HTTP_ANSWER_MOST = 1048576;
+/* The most bytes of an answer that are received; no body is longer. */
+const uint32_t HTTP_ANSWER_MAX = 1048576;
 
 enum HttpAnswer {
     HTTP_ANSWER_WHOLE,
@@ -14,8 +14,9 @@ enum HttpAnswer {
     HTTP_ANSWER_NO_BODY /* no blank line */
 };
 
-/* Writes the body as a text that the caller frees: as much as arrived of what Content-Length
- * announces, and zeros up to its end. Without a blank line there are only zeros; in the other two
- * cases the body is null. The first Content-Length counts wherever it stands, even behind the blank
- * line; one of more than nine characters counts as none. The status is not looked at. */
+/* Stores the body as a text that the caller frees. Its size is the Content-Length, at most
+ * HTTP_ANSWER_MAX; bytes that have not arrived are zero, without a blank line (HTTP_ANSWER_NO_BODY)
+ * all of them. For HTTP_ANSWER_NO_LENGTH and HTTP_ANSWER_NO_MEMORY the body is null. The first
+ * Content-Length counts wherever it stands, even behind the blank line; one of more than nine
+ * characters counts as none. The status is ignored. */
 HttpAnswer http_answer_body(const char *bytes, uint32_t length, char **body);

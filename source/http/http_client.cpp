@@ -25,7 +25,7 @@ static const int ATTEMPTS = 3;
 static const useconds_t CONNECT_PAUSE_US = 1000000;
 static const useconds_t RECEIVE_PAUSE_US = 1000;
 
-/* Stands in the padding of the socket address once the descriptor is closed. */
+/* Written into the padding of the socket address once the descriptor is closed. */
 static const char CLOSED[] = "closed";
 
 static void mark_closed(WebTcpClient *client)
@@ -34,14 +34,14 @@ static void mark_closed(WebTcpClient *client)
     memcpy(client->server.sin_zero, CLOSED, sizeof CLOSED);
 }
 
-/* -1, on which every call fails, once it is closed: the number may be somebody else's. */
+/* -1, on which every call fails, once the descriptor is closed: its number may be in use again. */
 static int descriptor_of(const WebTcpClient *client)
 {
     return memcmp(client->server.sin_zero, CLOSED, sizeof CLOSED) == 0 ? -1 : client->fd;
 }
 
-/* False when there is no address or it does not fit. */
-static bool name_server(WebTcpClient *client, const char *address, int port)
+/* False when the address is null or too long. */
+static bool set_server(WebTcpClient *client, const char *address, int port)
 {
     const size_t size = address == nullptr ? 0 : strlen(address) + 1;
     if (size == 0 || size > sizeof client->address) {
@@ -62,9 +62,9 @@ int web_tcpclient_create(WebTcpClient *client, const char *address, int port)
     }
     WebTcpClient fresh = {};
     fresh.fd = -1;
-    const bool named = name_server(&fresh, address, port);
-    *client = fresh; /* not before: the address may be the record's own */
-    if (!named) {
+    const bool valid = set_server(&fresh, address, port);
+    *client = fresh; /* last: the address may point into the record */
+    if (!valid) {
         return -1;
     }
     client->fd = soc_create(AF_INET, SOCK_STREAM, 0, SEND_SECONDS, RECEIVE_SECONDS);
@@ -75,7 +75,7 @@ int web_tcpclient_create(WebTcpClient *client, const char *address, int port)
     return 0;
 }
 
-static bool connect_patiently(const WebTcpClient *client)
+static bool connect_with_retries(const WebTcpClient *client)
 {
     const struct sockaddr *server = reinterpret_cast<const struct sockaddr *>(&client->server);
     bool connected = false;
@@ -94,7 +94,7 @@ int web_tcpclient_conn(WebTcpClient *client)
     if (client->connected != 0) {
         return 1;
     }
-    if (!connect_patiently(client)) {
+    if (!connect_with_retries(client)) {
         log_trace("web_tcpclient_conn", 52);
         close(descriptor_of(client));
         mark_closed(client);
@@ -125,8 +125,8 @@ int web_tcpclient_send(WebTcpClient *client, const void *data, int length)
 static uint32_t receive_all(int fd, char *buffer)
 {
     uint32_t used = 0;
-    while (used < HTTP_ANSWER_MOST) {
-        const ssize_t arrived = recv(fd, buffer + used, HTTP_ANSWER_MOST - used, 0);
+    while (used < HTTP_ANSWER_MAX) {
+        const ssize_t arrived = recv(fd, buffer + used, HTTP_ANSWER_MAX - used, 0);
         if (arrived < 1) {
             break;
         }
@@ -145,7 +145,7 @@ int web_tcpclient_recv(WebTcpClient *client, char **out, int)
     if (client == nullptr) {
         return -1;
     }
-    char *buffer = static_cast<char *>(malloc(HTTP_ANSWER_MOST + 1));
+    char *buffer = static_cast<char *>(malloc(HTTP_ANSWER_MAX + 1));
     if (buffer == nullptr) {
         return 0;
     }

@@ -11,13 +11,13 @@
 namespace
 {
 
-/* All that is sent, the zero byte behind the body included. */
+/* The whole request, including the zero byte behind the body. */
 struct Request {
-    char *text; /* null: it could not be made */
+    char *text; /* null: an argument is invalid, or memory is out */
     int length;
 };
 
-/* The lines in front of the body that are not always the same. */
+/* The header lines that differ between requests. */
 struct RequestLines {
     char request[300];
     char host[100];
@@ -26,7 +26,7 @@ struct RequestLines {
 
 enum Step { STEP_CONNECT, STEP_SEND, STEP_RECEIVE, NO_STEP };
 
-/* Where the network failed, or what the answer was. */
+/* The step that failed, and otherwise the result for the answer. */
 struct Outcome {
     Step failed;
     HttpAnswer answer;
@@ -36,8 +36,8 @@ struct Outcome {
 
 static const char CONSTANT_LINES[] = "Content-Type: application/json\r\nAccept: */*\r\n";
 
-/* What is sent is counted in an int. */
-static const size_t BODY_MOST = INT_MAX - sizeof(RequestLines) - sizeof CONSTANT_LINES;
+/* An int holds the size of a request. */
+static const size_t BODY_MAX = INT_MAX - sizeof(RequestLines) - sizeof CONSTANT_LINES;
 
 static bool fits(int length, size_t size)
 {
@@ -49,8 +49,8 @@ static bool write_lines(RequestLines *lines, const WebTcpClient *client, const c
 {
     const int request =
         snprintf(lines->request, sizeof lines->request, "POST %s HTTP/1.0\r\n", path);
-    const int most = sizeof client->address; /* it may have no end */
-    const int host = snprintf(lines->host, sizeof lines->host, "HOST: %.*s:%d\r\n", most,
+    const int size = sizeof client->address; /* the host may have overwritten the terminator */
+    const int host = snprintf(lines->host, sizeof lines->host, "HOST: %.*s:%d\r\n", size,
                               client->address, client->port);
     snprintf(lines->length, sizeof lines->length, "Content-Length: %d\r\n\r\n",
              static_cast<int>(length));
@@ -65,7 +65,7 @@ static Request make_request(const WebTcpClient *client, const char *path, const 
     }
     RequestLines lines = {};
     const size_t body_length = strlen(body);
-    if (body_length > BODY_MOST || !write_lines(&lines, client, path, body_length)) {
+    if (body_length > BODY_MAX || !write_lines(&lines, client, path, body_length)) {
         return none;
     }
     const size_t size = strlen(lines.request) + strlen(lines.host) + strlen(CONSTANT_LINES) +
@@ -99,7 +99,7 @@ static Outcome receive_answer(WebTcpClient *client, char **body)
     return outcome;
 }
 
-/* Releases the request. */
+/* Frees the text of the request. */
 static Outcome exchange(WebTcpClient *client, const Request *request, char **body)
 {
     const Step failed = send_request(client, request);

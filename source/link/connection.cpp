@@ -7,33 +7,33 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-/* Of a live record */
+/* The reserved words of a live record. */
 enum {
-    WORD_USERS = 0,
+    WORD_REFERENCES = 0,
     WORD_WATCHED = 1,
-    WORD_UNSENT = 2,
+    WORD_UNACKNOWLEDGED = 2,
     WORD_IDENTITY = 3,
 };
 
-/* Of a copy that the library made */
+/* The reserved words of a copy that the library made. */
 enum {
-    WORD_MARK = 0,
-    WORD_LIVE_RECORD = 1, /* one word or two, aligned so that leak checkers see the address */
+    WORD_GENERATION = 0,
+    WORD_LIVE_RECORD = 1, /* one word or two, aligned so that leak checkers find the address */
 };
 
-/* In the word that counts users: the record is out of the list, and the last user ends it. */
+/* Flag in the reference count: the record is out of the list, and the last release frees it. */
 static const uint32_t DROPPED = 0x80000000U;
 
-/* In the same word of a copy, beside the low bits of the number of its run. */
+/* The same word of a copy: a flag, and the low bits of the generation. */
 static const uint32_t COPY = 0x40000000U;
-static const uint32_t RUN_BITS = 0x3FFFFFFFU;
+static const uint32_t GENERATION_BITS = 0x3FFFFFFFU;
 
 static uint32_t last_identity = 0;
-static uint32_t runs_ended = 0;
+static uint32_t generation = 0;
 
-/* ---- Use of a record */
+/* ---- The reference count of a record */
 
-static void end_record(CtrlPoint *record)
+static void free_record(CtrlPoint *record)
 {
     free(record->rx_buf);
     record->rx_buf = nullptr;
@@ -44,26 +44,26 @@ static void end_record(CtrlPoint *record)
 
 void connection_hold(CtrlPoint *record)
 {
-    __atomic_add_fetch(&record->reserved[WORD_USERS], 1, __ATOMIC_ACQ_REL);
+    __atomic_add_fetch(&record->reserved[WORD_REFERENCES], 1, __ATOMIC_ACQ_REL);
 }
 
 void connection_release(CtrlPoint *record)
 {
-    if (__atomic_sub_fetch(&record->reserved[WORD_USERS], 1, __ATOMIC_ACQ_REL) == DROPPED) {
-        end_record(record);
+    if (__atomic_sub_fetch(&record->reserved[WORD_REFERENCES], 1, __ATOMIC_ACQ_REL) == DROPPED) {
+        free_record(record);
     }
 }
 
 void connection_drop(CtrlPoint *record)
 {
-    shutdown(record->fd, SHUT_RDWR); /* before the last user may close it */
-    if (__atomic_fetch_or(&record->reserved[WORD_USERS], DROPPED, __ATOMIC_ACQ_REL) == 0) {
-        end_record(record);
+    shutdown(record->fd, SHUT_RDWR); /* before the last release can close it */
+    if (__atomic_fetch_or(&record->reserved[WORD_REFERENCES], DROPPED, __ATOMIC_ACQ_REL) == 0) {
+        free_record(record);
     }
 }
 
 /* Needs the registry lock. */
-static void identify(CtrlPoint *record)
+static void assign_identity(CtrlPoint *record)
 {
     if (record->reserved[WORD_IDENTITY] == 0) {
         last_identity += last_identity == UINT32_MAX ? 2 : 1;
@@ -74,7 +74,7 @@ static void identify(CtrlPoint *record)
 void connection_watch(CtrlPoint *record)
 {
     record->reserved[WORD_WATCHED] = 1;
-    identify(record);
+    assign_identity(record);
 }
 
 bool connection_watched(const CtrlPoint *record)
@@ -82,28 +82,30 @@ bool connection_watched(const CtrlPoint *record)
     return record->reserved[WORD_WATCHED] != 0;
 }
 
-static uint32_t unsent_bytes(int fd)
+static uint32_t unacknowledged_bytes(int fd)
 {
     int count = 0;
     return ioctl(fd, SIOCOUTQ, &count) == 0 && count > 0 ? static_cast<uint32_t>(count) : 0;
 }
 
-void connection_note_unsent(CtrlPoint *record)
+void connection_snapshot_unacknowledged(CtrlPoint *record)
 {
-    __atomic_store_n(&record->reserved[WORD_UNSENT], unsent_bytes(record->fd), __ATOMIC_RELAXED);
+    __atomic_store_n(&record->reserved[WORD_UNACKNOWLEDGED], unacknowledged_bytes(record->fd),
+                     __ATOMIC_RELAXED);
 }
 
-void connection_count_sent(CtrlPoint *record, uint32_t added)
+void connection_add_unacknowledged(CtrlPoint *record, uint32_t added)
 {
-    if (__atomic_load_n(&record->reserved[WORD_UNSENT], __ATOMIC_RELAXED) != 0) {
-        __atomic_add_fetch(&record->reserved[WORD_UNSENT], added, __ATOMIC_RELAXED);
+    if (__atomic_load_n(&record->reserved[WORD_UNACKNOWLEDGED], __ATOMIC_RELAXED) != 0) {
+        __atomic_add_fetch(&record->reserved[WORD_UNACKNOWLEDGED], added, __ATOMIC_RELAXED);
     }
 }
 
-bool connection_took_nothing(const CtrlPoint *record)
+bool connection_acknowledged_nothing(const CtrlPoint *record)
 {
-    const uint32_t owed = __atomic_load_n(&record->reserved[WORD_UNSENT], __ATOMIC_RELAXED);
-    return owed != 0 && unsent_bytes(record->fd) == owed;
+    const uint32_t outstanding =
+        __atomic_load_n(&record->reserved[WORD_UNACKNOWLEDGED], __ATOMIC_RELAXED);
+    return outstanding != 0 && unacknowledged_bytes(record->fd) == outstanding;
 }
 
 /* ---- References and copies */
@@ -113,9 +115,9 @@ uint32_t connection_identity(const CtrlPoint *cp)
     return cp->reserved[WORD_IDENTITY];
 }
 
-bool connection_is_used(const CtrlPoint *record)
+bool connection_is_referenced(const CtrlPoint *record)
 {
-    return __atomic_load_n(&record->reserved[WORD_USERS], __ATOMIC_ACQUIRE) != 0;
+    return __atomic_load_n(&record->reserved[WORD_REFERENCES], __ATOMIC_ACQUIRE) != 0;
 }
 
 void connection_copy_constants(CtrlPoint *copy, const CtrlPoint *record)
@@ -126,32 +128,33 @@ void connection_copy_constants(CtrlPoint *copy, const CtrlPoint *record)
     copy->connect_time = record->connect_time;
 }
 
-void connection_name(CtrlPoint *record, CtrlPoint *reference)
+void connection_make_weak(CtrlPoint *record, CtrlPoint *reference)
 {
-    identify(record);
+    assign_identity(record);
     connection_copy_constants(reference, record);
     reference->reserved[WORD_IDENTITY] = record->reserved[WORD_IDENTITY];
 }
 
-void connection_bind_copy(CtrlPoint *copy, CtrlPoint *record)
+void connection_make_strong(CtrlPoint *copy, CtrlPoint *record)
 {
     connection_hold(record);
-    identify(record);
-    copy->reserved[WORD_MARK] = COPY | (__atomic_load_n(&runs_ended, __ATOMIC_ACQUIRE) & RUN_BITS);
+    assign_identity(record);
+    copy->reserved[WORD_GENERATION] =
+        COPY | (__atomic_load_n(&generation, __ATOMIC_ACQUIRE) & GENERATION_BITS);
     copy->reserved[WORD_IDENTITY] = record->reserved[WORD_IDENTITY];
     memcpy(&copy->reserved[WORD_LIVE_RECORD], &record, sizeof record);
 }
 
-static bool is_bound(const CtrlPoint *copy)
+static bool is_strong(const CtrlPoint *copy)
 {
-    return (copy->reserved[WORD_MARK] & ~RUN_BITS) == COPY;
+    return (copy->reserved[WORD_GENERATION] & ~GENERATION_BITS) == COPY;
 }
 
-/* Null for a copy that keeps nothing in use. */
+/* The record to which the copy holds a strong reference; null when it holds none. */
 static CtrlPoint *live_record_of(const CtrlPoint *copy)
 {
     CtrlPoint *record = nullptr;
-    if (is_bound(copy)) {
+    if (is_strong(copy)) {
         memcpy(&record, &copy->reserved[WORD_LIVE_RECORD], sizeof record);
     }
     return record;
@@ -166,13 +169,13 @@ void connection_free_copy(CtrlPoint *copy)
     free(copy);
 }
 
-void connection_end_run()
+void connection_next_generation()
 {
-    __atomic_add_fetch(&runs_ended, 1, __ATOMIC_ACQ_REL);
+    __atomic_add_fetch(&generation, 1, __ATOMIC_ACQ_REL);
 }
 
-bool connection_is_of_past_run(const CtrlPoint *copy)
+bool connection_is_stale(const CtrlPoint *copy)
 {
-    const uint32_t present = __atomic_load_n(&runs_ended, __ATOMIC_ACQUIRE) & RUN_BITS;
-    return is_bound(copy) && (copy->reserved[WORD_MARK] & RUN_BITS) != present;
+    const uint32_t current = __atomic_load_n(&generation, __ATOMIC_ACQUIRE) & GENERATION_BITS;
+    return is_strong(copy) && (copy->reserved[WORD_GENERATION] & GENERATION_BITS) != current;
 }

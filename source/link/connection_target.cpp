@@ -20,32 +20,34 @@ static bool is_listed(const CtrlPoint *cp)
     return false;
 }
 
-/* Is it the library's? A host's own record has no users and is in no list. */
+/* True for a record of the library. A record that the host made itself is neither referenced nor
+ * listed. */
 static bool is_owned(const CtrlPoint *record)
 {
-    return connection_is_used(record) || is_listed(record);
+    return connection_is_referenced(record) || is_listed(record);
 }
 
-/* All of the record but its reserved words, of which other threads change some meanwhile. */
+/* Copies all of the record but its reserved words, which other threads may be changing. */
 static void copy_fields(CtrlPoint *copy, const CtrlPoint *record)
 {
     const size_t before = offsetof(CtrlPoint, reserved);
-    const size_t behind = offsetof(CtrlPoint, send_lock);
+    const size_t after = offsetof(CtrlPoint, send_lock);
     memset(copy, 0, sizeof *copy);
     memcpy(copy, record, before);
-    memcpy(&copy->send_lock, &record->send_lock, sizeof *record - behind);
+    memcpy(&copy->send_lock, &record->send_lock, sizeof *record - after);
 }
 
-/* False when it would keep nothing in use, and so be taken for a copy of a host's own record. */
+/* False when the copy could not become a strong reference: it would pass for a copy of a host's own
+ * record. */
 static bool fill_copy(CtrlPoint *copy, CtrlPoint *record, FillFields fill)
 {
     const bool open = registry_lock();
     fill(copy, record);
     if (!open) {
-        return !connection_is_used(record);
+        return !connection_is_referenced(record);
     }
     if (is_owned(record)) {
-        connection_bind_copy(copy, record);
+        connection_make_strong(copy, record);
     }
     registry_unlock();
     return true;
@@ -71,15 +73,15 @@ CtrlPoint *connection_bare_copy(CtrlPoint *record)
     return new_copy(record, connection_copy_constants);
 }
 
-/* ---- Where a send goes */
+/* ---- The target of a send */
 
-/* Does the record that somebody filled by hand mean this listed one? Its descriptor says so, unless
- * it was copied from an earlier connection with the same number. */
-static bool same_connection(const CtrlPoint *by_hand, const CtrlPoint *listed)
+/* True when a record that the host filled itself stands for the listed one: their descriptors are
+ * equal, and it was not copied from an earlier connection with the same descriptor. */
+static bool same_connection(const CtrlPoint *by_host, const CtrlPoint *listed)
 {
-    return by_hand->fd == listed->fd &&
-           (by_hand->connect_time == 0 || (by_hand->connect_time == listed->connect_time &&
-                                           by_hand->peer_addr == listed->peer_addr));
+    return by_host->fd == listed->fd &&
+           (by_host->connect_time == 0 || (by_host->connect_time == listed->connect_time &&
+                                           by_host->peer_addr == listed->peer_addr));
 }
 
 static bool listed_as(const CtrlPoint *listed, const CtrlPoint *copy)
@@ -90,25 +92,25 @@ static bool listed_as(const CtrlPoint *listed, const CtrlPoint *copy)
 
 static ConnectionTarget find_unlisted(CtrlPoint *cp)
 {
-    bool number_taken = false;
+    bool fd_listed = false;
     for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
         CtrlPoint *listed = static_cast<CtrlPoint *>(node->data);
         if (listed_as(listed, cp)) {
             return {CONNECTION_LISTED, listed};
         }
-        number_taken = number_taken || listed->fd == cp->fd;
+        fd_listed = fd_listed || listed->fd == cp->fd;
     }
-    const bool foreign = connection_identity(cp) == 0 && !number_taken;
+    const bool foreign = connection_identity(cp) == 0 && !fd_listed;
     return {foreign ? CONNECTION_FOREIGN : CONNECTION_GONE, foreign ? cp : nullptr};
 }
 
 ConnectionTarget connection_find(CtrlPoint *cp)
 {
-    /* A pointer that is listed needs no look at what it points to. */
+    /* A listed pointer is compared without dereferencing it. */
     return is_listed(cp) ? ConnectionTarget{CONNECTION_LISTED, cp} : find_unlisted(cp);
 }
 
-ConnectionTarget connection_reach(CtrlPoint *cp)
+ConnectionTarget connection_acquire_target(CtrlPoint *cp)
 {
     if (!registry_lock()) {
         const bool foreign = connection_identity(cp) == 0;

@@ -20,7 +20,7 @@ int check_ctrlpoint_timeout()
     if (!registry_lock()) {
         return 0;
     }
-    int32_t limit = 300; /* the test has its own bounds */
+    int32_t limit = 300; /* ignored by ctrlpoint_is_idle */
     void *idle = list_get(&g_cp_list, ctrlpoint_is_idle, &limit);
     if (idle != nullptr) {
         list_remove(&g_cp_list, idle, ctrlpoint_free);
@@ -34,7 +34,7 @@ static void heartbeat_if_due(CtrlPoint *record)
 {
     const uint32_t now = get_current_time();
     if (now - record->last_heartbeat >= HEARTBEAT_EVERY_S) {
-        record->last_heartbeat = now; /* before the send, which may end the record */
+        record->last_heartbeat = now; /* before the send, which may free the record */
         reply_send_locked(record, FRAME_HEARTBEAT, HEART, sizeof HEART);
     }
 }
@@ -44,14 +44,14 @@ int check_ctrlpoint_heart()
     if (!registry_lock()) {
         return 0;
     }
-    reply_begin_round();
+    reply_begin_broadcast();
     const ListNode *node = g_cp_list.head;
     while (node != nullptr) {
         CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
-        node = node->next; /* a failed send removes the present node */
+        node = node->next; /* a failed send removes the current node */
         heartbeat_if_due(record);
     }
-    reply_end_round();
+    reply_end_broadcast();
     registry_unlock();
     return 0;
 }

@@ -5,9 +5,9 @@
 #include <stdint.h>
 #include <stdlib.h>
 
-/* Producer and consumer may run side by side without a common lock (the request queue's two sides
- * hold different mutexes): the producer alone stores `rear`, the consumer alone stores `front`,
- * each after the slot that it stands for. */
+/* One producer and one consumer may run concurrently without a common lock (the two sides of the
+ * request queue hold different mutexes): only the producer stores `rear`, only the consumer stores
+ * `front`, each after its access to the element. */
 
 static int32_t load_index(const int32_t *index)
 {

@@ -20,10 +20,10 @@
 namespace
 {
 
-/* All that waits on a socket at once, in however many portions it is read. */
+/* The bytes that a socket has ready at one moment, read in one or more portions. */
 struct Arrival {
-    uint32_t most; /* the guard's max_frame_length at its beginning: the host may change it */
-    bool lost;     /* a length of 0 was met, and the rest is dropped */
+    uint32_t max_frame; /* snapshot of the guard's max_frame_length, which the host may change */
+    bool out_of_sync;   /* a length of 0 was read: the rest of the bytes is dropped */
 };
 
 } // namespace
@@ -53,7 +53,7 @@ static void move_to_start(CtrlPoint *record)
     record->rx_fill = unread;
 }
 
-/* Makes room for just that many bytes behind the unread ones, which then start at 0. */
+/* Makes room for exactly this many bytes behind the unread ones, which it moves to the start. */
 static bool make_room(CtrlPoint *record, uint32_t arriving)
 {
     const uint32_t unread = unread_bytes(record);
@@ -72,12 +72,12 @@ static bool make_room(CtrlPoint *record, uint32_t arriving)
     return true;
 }
 
-/* One attempt; false when no more will come. */
+/* One receive; false when another one would not bring more. */
 static bool read_some(CtrlPoint *record, uint32_t wanted, uint32_t *got)
 {
     const ssize_t count = recv(record->fd, record->rx_buf + record->rx_fill, wanted - *got, 0);
     const int reason = errno;
-    set_option_in_vain(record->fd, TCP_QUICKACK);
+    set_option_without_effect(record->fd, TCP_QUICKACK);
     if (count > 0) {
         *got += static_cast<uint32_t>(count);
         record->rx_fill += static_cast<uint32_t>(count);
@@ -89,7 +89,7 @@ static bool read_some(CtrlPoint *record, uint32_t wanted, uint32_t *got)
     return count < 0 && (reason == EAGAIN || reason == EINTR) && !registry_retries_stopped();
 }
 
-/* False when fewer came. */
+/* False when fewer bytes than wanted were received. */
 static bool read_all(CtrlPoint *record, uint32_t wanted)
 {
     uint32_t got = 0;
@@ -143,7 +143,7 @@ static void queue_frame(CtrlPoint *record, const uint8_t *frame, uint32_t size)
     }
 }
 
-/* The length that the buffer starts with; false while that is not complete. */
+/* Stores the length of the next frame; false while its length field is incomplete. */
 static bool announced_length(const CtrlPoint *record, uint32_t *length)
 {
     if (unread_bytes(record) < FRAME_LENGTH_END) {
@@ -153,31 +153,30 @@ static bool announced_length(const CtrlPoint *record, uint32_t *length)
     return true;
 }
 
-static bool is_allowed(uint32_t length, uint32_t most)
+static bool is_allowed(uint32_t length, uint32_t max_frame)
 {
-    return most == 0 || length <= most;
+    return max_frame == 0 || length <= max_frame;
 }
 
-/* Does the buffer start with a length that the host does not allow? Nothing after it can be told
- * apart. */
-static bool too_long(const CtrlPoint *record, uint32_t most)
+/* True when the next frame is longer than the host allows: the frames after it cannot be found. */
+static bool exceeds_limit(const CtrlPoint *record, uint32_t max_frame)
 {
     uint32_t length = 0;
-    return announced_length(record, &length) && !is_allowed(length, most);
+    return announced_length(record, &length) && !is_allowed(length, max_frame);
 }
 
-/* Is there no telling where the next frame begins? */
-static bool has_lost_its_place(const CtrlPoint *record)
+/* True when the next frame has a length of 0, so that the start of the one after it is unknown. */
+static bool needs_resync(const CtrlPoint *record)
 {
     uint32_t length = 0;
     return announced_length(record, &length) && length == 0;
 }
 
-static bool take_frame(CtrlPoint *record, uint32_t most)
+static bool take_frame(CtrlPoint *record, uint32_t max_frame)
 {
     uint32_t size = 0;
     if (!announced_length(record, &size) || size == 0 || size > unread_bytes(record) ||
-        !is_allowed(size, most)) {
+        !is_allowed(size, max_frame)) {
         return false;
     }
     queue_frame(record, record->rx_buf + record->rx_pos, size);
@@ -190,12 +189,12 @@ static void drop_unread(CtrlPoint *record)
     record->rx_pos = record->rx_fill;
 }
 
-/* False when a length of 0 was met. */
-static bool split(CtrlPoint *record, uint32_t most)
+/* False when a length of 0 made it drop the unread bytes. */
+static bool split(CtrlPoint *record, uint32_t max_frame)
 {
-    while (take_frame(record, most)) {
+    while (take_frame(record, max_frame)) {
     }
-    if (has_lost_its_place(record)) {
+    if (needs_resync(record)) {
         drop_unread(record);
         return false;
     }
@@ -207,33 +206,34 @@ void handle_ctrlpoint_request(CtrlPoint *record)
     split(record, guard_max_frame_length());
 }
 
-/* How many of them to read at once. Where the host bounds frames, the buffer never holds more than
- * the longest one, however much the system has kept. */
-static uint32_t portion_of(uint32_t arriving, const CtrlPoint *record, uint32_t most)
+/* The number of the arriving bytes to read at once. With a limit on frames, the buffer never holds
+ * more than the longest frame, however much the system has buffered. */
+static uint32_t portion_of(uint32_t arriving, const CtrlPoint *record, uint32_t max_frame)
 {
-    if (most == 0) {
+    if (max_frame == 0) {
         return arriving;
     }
     const uint32_t unread = unread_bytes(record);
-    const uint32_t longest = most < FRAME_LENGTH_END ? uint32_t{FRAME_LENGTH_END} : most;
-    const uint32_t room = unread < longest ? longest - unread : 1; /* the bound may be a new one */
+    const uint32_t longest = max_frame < FRAME_LENGTH_END ? uint32_t{FRAME_LENGTH_END} : max_frame;
+    /* The host may have lowered the limit below what is unread. */
+    const uint32_t room = unread < longest ? longest - unread : 1;
     return arriving < room ? arriving : room;
 }
 
-/* False when that is all for now. */
+/* False when the rest has to wait for another pass, or the connection was dropped. */
 static bool receive_portion(CtrlPoint *record, uint32_t size, Arrival *arrival)
 {
     if (!make_room(record, size)) {
-        usleep(PAUSE_US); /* the socket stays ready, and the server would spin */
+        usleep(PAUSE_US); /* without the pause the server would spin: the socket stays ready */
         return false;
     }
     const bool complete = read_all(record, size);
-    if (arrival->lost) {
+    if (arrival->out_of_sync) {
         drop_unread(record);
         return complete;
     }
-    arrival->lost = !split(record, arrival->most);
-    if (too_long(record, arrival->most)) {
+    arrival->out_of_sync = !split(record, arrival->max_frame);
+    if (exceeds_limit(record, arrival->max_frame)) {
         connection_unlist(record);
         return false;
     }
@@ -246,7 +246,7 @@ void receive_arriving(CtrlPoint *record, uint32_t arriving)
     uint32_t size = 0;
     do {
         arriving -= size;
-        size = portion_of(arriving, record, arrival.most);
+        size = portion_of(arriving, record, arrival.max_frame);
     } while (receive_portion(record, size, &arrival) && size < arriving);
 }
 

@@ -1,9 +1,9 @@
-/* Receiving for a caller that knows how much there is. */
+/* Receiving for a caller that knows the number of bytes. */
 #pragma once
 
 #include "tvlink/receive.h"
 
-/* How many bytes wait on the socket; 0 also when it cannot be asked. */
+/* The number of bytes that can be read from the socket; 0 also when the query fails. */
 uint32_t bytes_arriving(int fd);
 
 /* receive_ctrlpoint_packet for that many bytes, at least 1. */

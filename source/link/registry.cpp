@@ -6,51 +6,51 @@
 
 #include <stdlib.h>
 
-/* The idle band: a silent control point is caught on the first look after its 31st second. A clock
- * that jumps ahead puts everybody beyond the band, and nobody is dropped for it. */
+/* A control point is idle when it has been silent for a time within this band. When the clock jumps
+ * ahead, all control points are beyond the band, and none is dropped. */
 static const int32_t IDLE_FROM_S = 31;
 static const int32_t IDLE_BEFORE_S = 300;
 
-static const int32_t IDLE_LIMIT_S = 30; /* written into new records; nothing reads it */
+static const int32_t IDLE_LIMIT_S = 30; /* stored in new records, never read */
 
 CtrlPointList g_cp_list = {0, nullptr, nullptr};
 pthread_mutex_t g_cp_list_mutex = PTHREAD_MUTEX_INITIALIZER;
 
 /* ---- The gate */
 
-/* One word, so that to enter and to leave cost one atomic operation each: how many are inside, and
- * two flags. Open before the first start, when the registry lock is the static one. */
+/* One word, so that entering and leaving cost one atomic operation each: the number of threads
+ * inside, and two flags. Open before the first start, when the registry lock is the static one. */
 static const uint32_t CLOSED = 0x80000000U;   /* there is no registry */
-static const uint32_t STOPPING = 0x40000000U; /* sends give up instead of trying again */
+static const uint32_t STOPPING = 0x40000000U; /* sends are not retried */
 static const uint32_t COUNT = 0x3FFFFFFFU;
 
 static uint32_t gate = 0;
 
-/* Where registry_close() waits for the last one inside. */
-static pthread_mutex_t leave_lock = PTHREAD_MUTEX_INITIALIZER;
-static pthread_cond_t everybody_left = PTHREAD_COND_INITIALIZER;
+/* Signal that the gate has drained. */
+static pthread_mutex_t drain_lock = PTHREAD_MUTEX_INITIALIZER;
+static pthread_cond_t drained = PTHREAD_COND_INITIALIZER;
 
-static void leave()
+static void leave_gate()
 {
     if (__atomic_sub_fetch(&gate, 1, __ATOMIC_ACQ_REL) << 2 == 0 && registry_retries_stopped()) {
-        pthread_mutex_lock(&leave_lock);
-        pthread_cond_broadcast(&everybody_left);
-        pthread_mutex_unlock(&leave_lock);
+        pthread_mutex_lock(&drain_lock);
+        pthread_cond_broadcast(&drained);
+        pthread_mutex_unlock(&drain_lock);
     }
 }
 
-static bool enter()
+static bool enter_gate()
 {
     if ((__atomic_fetch_add(&gate, 1, __ATOMIC_ACQ_REL) & CLOSED) == 0) {
         return true;
     }
-    leave();
+    leave_gate();
     return false;
 }
 
 bool registry_lock()
 {
-    if (!enter()) {
+    if (!enter_gate()) {
         return false;
     }
     log_hold();
@@ -61,7 +61,7 @@ bool registry_lock()
 void registry_unlock()
 {
     pthread_mutex_unlock(&g_cp_list_mutex);
-    leave();
+    leave_gate();
     log_release();
 }
 
@@ -75,21 +75,21 @@ bool registry_retries_stopped()
     return (__atomic_load_n(&gate, __ATOMIC_ACQUIRE) & (STOPPING | CLOSED)) != 0;
 }
 
-/* False when it was closed already. */
-static bool close_gate()
+/* Closes the gate and waits until it has drained. False when it was closed already. */
+static bool drain_gate()
 {
     const bool was_open = (__atomic_fetch_or(&gate, CLOSED, __ATOMIC_ACQ_REL) & CLOSED) == 0;
-    pthread_mutex_lock(&leave_lock);
+    pthread_mutex_lock(&drain_lock);
     while ((__atomic_load_n(&gate, __ATOMIC_ACQUIRE) & COUNT) != 0) {
-        pthread_cond_wait(&everybody_left, &leave_lock);
+        pthread_cond_wait(&drained, &drain_lock);
     }
-    pthread_mutex_unlock(&leave_lock);
+    pthread_mutex_unlock(&drain_lock);
     return was_open;
 }
 
 void registry_open()
 {
-    close_gate(); /* a host thread may be reporting an event before the first start */
+    drain_gate(); /* a host thread may be reporting an event before the first start */
     pthread_mutex_init(&g_cp_list_mutex, nullptr);
     list_init(&g_cp_list);
     __atomic_and_fetch(&gate, COUNT, __ATOMIC_ACQ_REL);
@@ -97,14 +97,14 @@ void registry_open()
 
 void registry_close()
 {
-    if (!close_gate()) {
+    if (!drain_gate()) {
         return;
     }
     pthread_mutex_lock(&g_cp_list_mutex);
     list_clean(&g_cp_list, ctrlpoint_free);
     pthread_mutex_unlock(&g_cp_list_mutex);
     pthread_mutex_destroy(&g_cp_list_mutex);
-    connection_end_run();
+    connection_next_generation();
 }
 
 /* ---- Records */
@@ -137,7 +137,7 @@ uint32_t ipp_connected_ctrlpoints(CtrlPoint *references, uint32_t most)
     uint32_t count = 0;
     for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
         if (count < most) {
-            connection_name(static_cast<CtrlPoint *>(node->data), &references[count]);
+            connection_make_weak(static_cast<CtrlPoint *>(node->data), &references[count]);
         }
         count++;
     }

@@ -1,22 +1,22 @@
-/* The registry lock lives from ipp_init to ipp_finish; its users do not know when that is. A static
- * gate stands before it, which counts them, lets nobody in once the service has stopped, and is
- * waited for before the lock is destroyed. */
+/* The lifetime of the registry lock is that of the service, but threads may want the lock at any
+ * moment. A static gate in front of it counts the threads inside and is closed when the service
+ * stops; the lock is destroyed once the gate has drained. */
 #pragma once
 
 #include "tvlink/registry.h"
 
-/* Takes g_cp_list_mutex. False, and nothing taken, once the service has stopped: the registry then
- * counts as empty. The log waits while it is held. */
+/* Locks g_cp_list_mutex. False, without the lock, once the service has stopped: the registry then
+ * counts as empty. Diagnostic lines for the sink are held back while the lock is held. */
 bool registry_lock(void);
 void registry_unlock(void);
 
-/* ipp_init: a new lock, an empty list, the gate open. */
+/* For ipp_init: makes the lock, empties the list, opens the gate. */
 void registry_open(void);
 
-/* ipp_finish, first: no send to a registered connection is tried again from now on, so that nobody
- * who holds the lock can keep it. */
+/* For ipp_finish, first: sends to registered connections are not retried any more, so that a
+ * stalled one cannot hold the lock. */
 void registry_stop_retries(void);
 bool registry_retries_stopped(void);
 
-/* ipp_finish, last: waits until everybody has left, drops every connection, destroys the lock. */
+/* For ipp_finish, last: drains the gate, drops every connection, destroys the lock. Idempotent. */
 void registry_close(void);

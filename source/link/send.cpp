@@ -17,7 +17,7 @@
 namespace
 {
 
-/* The diagnostic lines of a send, which name the operation that the caller knows. */
+/* The diagnostic lines of a send: they name the exported function. */
 struct SendTrace {
     const char *function;
     int progress_line; /* 0: no line for each send */
@@ -28,14 +28,14 @@ struct Frame {
     const uint8_t *bytes;
     uint32_t size;
     uint32_t sent;
-    uint64_t attempt_ms;     /* when the last attempt began */
-    uint64_t waits_since_ms; /* since when the connection takes no byte; 0: it does */
+    uint64_t attempt_ms;       /* start of the latest attempt */
+    uint64_t stalled_since_ms; /* since when no byte could be sent; 0: not stalled */
     bool under_registry_lock;
 };
 
-struct Round {
-    bool going_on;
-    uint64_t noted_ms; /* when it was noted what phones had not taken yet; 0: not yet */
+struct Broadcast {
+    bool active;
+    uint64_t snapshot_ms; /* time of the snapshot of unacknowledged bytes; 0: none was taken */
 };
 
 const SendTrace SENDBACK = {"tcp_sendback", 0, 244};
@@ -44,47 +44,47 @@ const useconds_t RETRY_PAUSE_US = 10000;
 
 } // namespace
 
-static Round round_state = {false, 0}; /* guarded by the registry lock */
+static Broadcast broadcast = {false, 0}; /* guarded by the registry lock */
 
-/* ---- Rounds */
+/* ---- Broadcasts */
 
-void reply_begin_round()
+void reply_begin_broadcast()
 {
-    round_state = {true, 0};
+    broadcast = {true, 0};
 }
 
-void reply_end_round()
+void reply_end_broadcast()
 {
-    round_state = {false, 0};
+    broadcast = {false, 0};
 }
 
-static void note_unsent(uint64_t now_ms)
+static void snapshot_unacknowledged(uint64_t now_ms)
 {
     for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
-        connection_note_unsent(static_cast<CtrlPoint *>(node->data));
+        connection_snapshot_unacknowledged(static_cast<CtrlPoint *>(node->data));
     }
-    round_state.noted_ms = now_ms;
+    broadcast.snapshot_ms = now_ms;
 }
 
-/* Since when the phone takes nothing. What the system still keeps for it the phone has not taken.
- */
-static uint64_t stalls_since(const ConnectionTarget *target, const Frame *frame)
+/* The start of a stall. During a broadcast that is the time of the snapshot when the peer has
+ * acknowledged nothing since. */
+static uint64_t stall_start(const ConnectionTarget *target, const Frame *frame)
 {
-    if (!frame->under_registry_lock || !round_state.going_on) {
+    if (!frame->under_registry_lock || !broadcast.active) {
         return frame->attempt_ms;
     }
-    if (round_state.noted_ms == 0) {
-        note_unsent(frame->attempt_ms);
+    if (broadcast.snapshot_ms == 0) {
+        snapshot_unacknowledged(frame->attempt_ms);
     }
-    const bool idle = connection_took_nothing(target->record);
-    return idle ? round_state.noted_ms : frame->attempt_ms;
+    const bool silent = connection_acknowledged_nothing(target->record);
+    return silent ? broadcast.snapshot_ms : frame->attempt_ms;
 }
 
-/* A host's own record is none of the registry's. */
-static void count_sent(const ConnectionTarget *target, uint32_t added)
+/* A host's own record has no such count. */
+static void add_unacknowledged(const ConnectionTarget *target, uint32_t added)
 {
     if (target->kind == CONNECTION_LISTED) {
-        connection_count_sent(target->record, added);
+        connection_add_unacknowledged(target->record, added);
     }
 }
 
@@ -93,7 +93,7 @@ static void count_sent(const ConnectionTarget *target, uint32_t added)
 static ssize_t send_some(int fd, Frame *frame, const SendTrace *trace)
 {
     frame->attempt_ms = clock_elapsed_ms();
-    set_option_in_vain(fd, TCP_CORK);
+    set_option_without_effect(fd, TCP_CORK);
     const ssize_t taken =
         send(fd, frame->bytes + frame->sent, frame->size - frame->sent, MSG_NOSIGNAL);
     if (trace->progress_line != 0) {
@@ -103,19 +103,18 @@ static ssize_t send_some(int fd, Frame *frame, const SendTrace *trace)
     return taken;
 }
 
-/* Has the connection taken nothing for so long that the host wants it dropped? By the time at which
- * the attempt began: when the process is suspended in it, the phone may have made room meanwhile.
- */
-static bool stalled(const ConnectionTarget *target, Frame *frame)
+/* True when the connection has been stalled for the guard's send_stall_ms. Measured at the start of
+ * the attempt: the peer may have made room while the process was suspended during it. */
+static bool has_timed_out(const ConnectionTarget *target, Frame *frame)
 {
     const uint32_t limit = guard_send_stall_ms();
-    if (frame->waits_since_ms == 0) {
-        frame->waits_since_ms = limit == 0 ? frame->attempt_ms : stalls_since(target, frame);
+    if (frame->stalled_since_ms == 0) {
+        frame->stalled_since_ms = limit == 0 ? frame->attempt_ms : stall_start(target, frame);
     }
-    return limit != 0 && frame->attempt_ms - frame->waits_since_ms >= limit;
+    return limit != 0 && frame->attempt_ms - frame->stalled_since_ms >= limit;
 }
 
-/* Waits before the next attempt; false, and the reason in errno, when there is none. */
+/* Pauses before the next attempt; false, with the reason in errno, when the send must end. */
 static bool wait_for_room(const ConnectionTarget *target, Frame *frame)
 {
     if (!send_worth_retrying()) {
@@ -125,7 +124,7 @@ static bool wait_for_room(const ConnectionTarget *target, Frame *frame)
         errno = ESHUTDOWN;
         return false;
     }
-    if (stalled(target, frame)) {
+    if (has_timed_out(target, frame)) {
         errno = ETIMEDOUT;
         return false;
     }
@@ -140,8 +139,8 @@ static bool send_frame(const ConnectionTarget *target, Frame *frame, const SendT
         const ssize_t taken = send_some(fd, frame, trace);
         if (taken > 0) {
             frame->sent += static_cast<uint32_t>(taken);
-            frame->waits_since_ms = 0;
-            count_sent(target, static_cast<uint32_t>(taken));
+            frame->stalled_since_ms = 0;
+            add_unacknowledged(target, static_cast<uint32_t>(taken));
         } else if (taken == -1 && !wait_for_room(target, frame)) {
             log_out("err:socket_send(): %s:%d,errno=%d\n", trace->function, trace->error_line,
                     errno);
@@ -151,7 +150,7 @@ static bool send_frame(const ConnectionTarget *target, Frame *frame, const SendT
     return true;
 }
 
-/* The whole frame under the send lock of the connection, so that no other frame gets in between. */
+/* Sends the whole frame under the send lock of the connection, so that frames do not interleave. */
 static bool send_whole(const ConnectionTarget *target, const uint8_t *bytes, uint32_t size,
                        const SendTrace *trace, bool under_registry_lock)
 {
@@ -175,7 +174,7 @@ int tcp_sendback(CtrlPoint *cp, int type, const void *payload, int32_t length)
     if (frame == nullptr) {
         return -1;
     }
-    const ConnectionTarget target = connection_reach(cp);
+    const ConnectionTarget target = connection_acquire_target(cp);
     const bool sent =
         target.kind != CONNECTION_GONE && send_whole(&target, frame, size, &SENDBACK, false);
     if (!sent && target.kind == CONNECTION_LISTED) {
@@ -219,8 +218,8 @@ int tcp_sendbackall(CtrlPoint *cp, int type, const void *payload, int32_t length
     return send_locked(cp, type, payload, length, &SENDBACKALL);
 }
 
-/* The next node is taken first: a failed send removes the present one. */
-static void broadcast(int type, const void *payload, int32_t length)
+/* Reads the next node before each send: a failed send removes the current one. */
+static void send_to_all(int type, const void *payload, int32_t length)
 {
     const ListNode *node = g_cp_list.head;
     for (int number = 0; node != nullptr;) {
@@ -238,8 +237,8 @@ void sendto_all_ctrlpoint(int type, const void *payload, int32_t length)
     if (payload == nullptr || length < 1 || !registry_lock()) {
         return;
     }
-    reply_begin_round();
-    broadcast(type, payload, length);
-    reply_end_round();
+    reply_begin_broadcast();
+    send_to_all(type, payload, length);
+    reply_end_broadcast();
     registry_unlock();
 }

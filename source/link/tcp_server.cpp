@@ -7,8 +7,8 @@
 #include "link/connection_target.h"
 #include "link/receive.h"
 #include "link/registry.h"
+#include "net/bind_with_retries.h"
 #include "net/descriptor_set.h"
-#include "net/patient_bind.h"
 #include "net/socket_io.h"
 #include "tvlink/heartbeat.h"
 
@@ -51,7 +51,7 @@ int start_tcp_thread()
     }
     if (pthread_create(&g_tcp_tid, nullptr, tcp_thread, nullptr) != 0) {
         log_out("err: pthread_create() fail\n");
-        close(listening_socket()); /* the next start would wait for the port for ever */
+        close(listening_socket()); /* otherwise the next start could not bind the port */
         set_listening_socket(-1);
         return -4;
     }
@@ -98,7 +98,7 @@ static bool prepare_listener(int fd, uint16_t port)
     }
     set_socket_noblock(fd);
     set_socket_timeout(fd, LISTENER_TIMEOUT_MS);
-    return patient_bind(fd, port, guard_bind_wait_ms()) && listen_on(fd);
+    return bind_with_retries(fd, port, guard_bind_wait_ms()) && listen_on(fd);
 }
 
 int tcp_sock_init(int32_t port)
@@ -121,14 +121,14 @@ int tcp_sock_init(int32_t port)
 
 /* ---- New connections */
 
-/* False when the host wants no more connections. */
+/* False when the guard's max_ctrlpoints is reached or the service has stopped. */
 static bool register_connection(int fd, uint32_t peer_addr)
 {
-    const uint32_t most = guard_max_ctrlpoints();
+    const uint32_t limit = guard_max_ctrlpoints();
     if (!registry_lock()) {
         return false;
     }
-    const bool room = most == 0 || g_cp_list.count < most;
+    const bool room = limit == 0 || g_cp_list.count < limit;
     if (room) {
         check_and_insert(fd, peer_addr);
     }
@@ -136,7 +136,7 @@ static bool register_connection(int fd, uint32_t peer_addr)
     return room;
 }
 
-static bool has_time_out(int fd)
+static bool has_send_timeout(int fd)
 {
     struct timeval limit = {};
     socklen_t size = sizeof limit;
@@ -148,21 +148,22 @@ static void admit_connection(int fd, uint32_t peer_addr)
 {
     const int on = 1;
     setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    if (!has_time_out(fd)) {
-        set_socket_noblock(fd); /* a send may not last longer than the service */
+    if (!has_send_timeout(fd)) {
+        set_socket_noblock(fd); /* a send must not outlast the service */
     }
     if (!guard_admits(peer_addr) || !register_connection(fd, peer_addr)) {
         close(fd);
     }
 }
 
-/* Was nobody there, or has gone meanwhile? After any other failure the socket may stay ready. */
-static bool nobody_waits(int reason)
+/* True when accept failed because no connection was pending, or the pending one was closed. After
+ * any other failure the socket may stay ready. */
+static bool none_was_pending(int reason)
 {
     return reason == EAGAIN || reason == ECONNABORTED;
 }
 
-/* False when there was none. */
+/* False when no connection was accepted. */
 static bool accept_connection(int listener)
 {
     struct sockaddr_in peer = {};
@@ -173,29 +174,30 @@ static bool accept_connection(int listener)
         admit_connection(fd, peer.sin_addr.s_addr);
         return true;
     }
-    if (!nobody_waits(errno)) {
-        usleep(PAUSE_US); /* or the loop would spin */
+    if (!none_was_pending(errno)) {
+        usleep(PAUSE_US); /* without the pause the server would spin */
     }
     return false;
 }
 
-static bool is_waiting(int listener)
+static bool is_pending(int listener)
 {
     struct pollfd entry = {listener, POLLIN, 0};
     return poll(&entry, 1, 0) > 0;
 }
 
-/* All that the kernel has kept, which is one more than the backlog: with many connections a pass
- * takes long, and whoever finds no room tries again only after a second. */
-static void accept_waiting(int listener)
+/* Accepts all pending connections; the system holds one more than the backlog. With many
+ * connections a pass takes long, and a peer that finds the backlog full retries only after a
+ * second. */
+static void accept_pending(int listener)
 {
-    for (int i = 0; i <= BACKLOG && accept_connection(listener) && is_waiting(listener); i++) {
+    for (int i = 0; i <= BACKLOG && accept_connection(listener) && is_pending(listener); i++) {
     }
 }
 
 /* ---- One pass */
 
-static void watch_everything(DescriptorSet *set)
+static void watch_all(DescriptorSet *set)
 {
     descriptor_set_clear(set);
     descriptor_set_add(set, listening_socket());
@@ -210,8 +212,9 @@ static void watch_everything(DescriptorSet *set)
     registry_unlock();
 }
 
-/* The record whose ready bit this is, in use. The number may have changed hands since the pass
- * began: then it is no record's, or that of one that this pass did not watch. */
+/* The record to which a ready descriptor belongs, held; null when there is none. The descriptor may
+ * have been closed, and its number reused, since the pass began: then no record has it, or one that
+ * this pass does not watch. */
 static CtrlPoint *hold_ready(int fd)
 {
     if (!registry_lock()) {
@@ -249,7 +252,7 @@ static void serve_all_ready(const DescriptorSet *set)
     const int listener = listening_socket();
     for (int fd = descriptor_set_next(set, 0); fd >= 0; fd = descriptor_set_next(set, fd + 1)) {
         if (fd == listener) {
-            accept_waiting(listener);
+            accept_pending(listener);
         } else {
             serve_ready(fd);
         }
@@ -258,7 +261,7 @@ static void serve_all_ready(const DescriptorSet *set)
 
 static void serve_one_pass(DescriptorSet *set)
 {
-    watch_everything(set);
+    watch_all(set);
     const int ready = descriptor_set_select(set, PASS_TIME);
     if (ready == -1) {
         log_out("err: select() fail\n");

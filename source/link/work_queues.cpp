@@ -10,8 +10,8 @@ Queue *heartBeatFeedbackQueue = nullptr;
 sem_t heartBeatFeedbackSem;
 pthread_mutex_t heartBeatFeedbackMutex = PTHREAD_MUTEX_INITIALIZER;
 
-/* The request queue's two sides hold different locks: one producer and one consumer need no common
- * one. */
+/* The two sides of the request queue hold different locks: one producer and one consumer need no
+ * common lock. */
 const WorkQueue REQUEST_QUEUE = {&devCallBackQueue, &devCallBackSem, &devCallBackMutex,
                                  &heartBeatFeedbackMutex};
 const WorkQueue HEARTBEAT_QUEUE = {&heartBeatFeedbackQueue, &heartBeatFeedbackSem,

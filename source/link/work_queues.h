@@ -1,4 +1,4 @@
-/* One queue between the server thread and a worker, with what guards and counts it. */
+/* A queue between the server thread and a worker, with its locks and its semaphore. */
 #pragma once
 
 #include "tvlink/work_queues.h"
@@ -13,7 +13,7 @@ struct WorkQueue {
 extern const WorkQueue REQUEST_QUEUE;
 extern const WorkQueue HEARTBEAT_QUEUE;
 
-/* False when the queue is full or not there: the item stays the caller's. */
+/* False when the queue is full or does not exist: the item stays the caller's. */
 bool work_queue_post(const WorkQueue *work, void *item);
 
 /* Waits for an item; null when the wait ended without one. */

@@ -1,6 +1,6 @@
-/* A string of the table is never stored: it is a stretch of what has been written before. The table
- * knows where each begins. A string reaches one byte further than the one that was written there,
- * into the one behind it, where the string of the next code begins. */
+/* The strings of the table are not stored: each is a part of the output, and the table holds where
+ * it starts. The string of a code is the one that was written there plus one byte, the first of the
+ * string written next, at which the string of the next code starts. */
 #include "base/block_header.h"
 #include "base/log.h"
 #include "lzw/lzw_codes.h"
@@ -14,26 +14,26 @@
 namespace
 {
 
-/* Few strings are longer than one step, so copying takes no turn that depends on the data. The last
- * step reaches over the end. */
+/* Bytes that one step of a copy takes. Few strings are longer, so the loop's branch is well
+ * predicted. The last step writes beyond the end of the string. */
 const uint32_t COPY_STEP = 32;
-const uint32_t MOST_OUTPUT = UINT32_MAX - 8; /* the elements of the largest block */
+const uint32_t MAX_OUTPUT = UINT32_MAX - 8; /* the elements of the largest block */
 
 enum Outcome {
     GO_ON,
     TABLE_FULL,  /* codes of this width are used up */
-    OUTPUT_FULL, /* for the string of the next code */
+    OUTPUT_FULL, /* no room for the string of the next code */
     CLEARED,
     ENDED,
-    NO_END, /* the input has run out */
+    NO_END, /* the input ends without the end code */
     BAD_SEQUENCE,
     TOO_MANY_BITS,
     NO_MEMORY
 };
 
-/* Where codes became wider. */
+/* The state at the latest widening of codes. */
 struct Widening {
-    uint32_t former_width; /* 0: they have not, since the table was cleared */
+    uint32_t former_width; /* 0: none since the table was cleared */
     uint64_t at;
     uint32_t written;
 };
@@ -41,23 +41,23 @@ struct Widening {
 struct Input {
     const uint8_t *bytes;
     uint64_t bits;
-    uint64_t easy; /* before this bit, a whole word can be read */
+    uint64_t easy; /* at every bit before this one, a whole word can be read */
 };
 
 struct Decoder {
     Input in;
     uint64_t at; /* bits of the input that have been read */
     uint8_t *out;
-    uint32_t room; /* for strings; the last step of a copy has COPY_STEP bytes more */
+    uint32_t room; /* for strings; COPY_STEP more bytes follow for the last step of a copy */
     uint32_t written;
     uint32_t *starts; /* of strings in the output, by code; 0 for those of one byte */
     uint32_t width;
-    uint32_t next; /* the code that the next new string gets */
-    uint32_t full; /* when `next` gets here, codes of this width are used up */
+    uint32_t next; /* the code of the next new string */
+    uint32_t full; /* when `next` reaches it, all codes of this width are in use */
     Widening widening;
 };
 
-/* The strings of one byte, which do not stand in the output. */
+/* The strings of one byte, which are not in the output. */
 struct SingleBytes {
     uint8_t bytes[256 + COPY_STEP];
 };
@@ -81,7 +81,7 @@ static inline uint32_t word_at(const uint8_t *bytes)
            static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
 }
 
-/* The word at a byte near the end of the input, behind which zeros follow. */
+/* The word at a byte near the end of the input, filled up with zeros. */
 __attribute__((noinline)) static uint32_t last_word(const Input *in, uint64_t byte)
 {
     uint8_t bytes[4] = {0};
@@ -128,7 +128,7 @@ static inline void copy_string(uint8_t *to, const uint8_t *from, uint32_t length
     } while (done < length);
 }
 
-/* Until something else is to be done than to write strings. */
+/* Writes strings until something else is to be done. */
 __attribute__((noinline)) static Outcome decode_run(Decoder *decoder)
 {
     const Input in = decoder->in;
@@ -166,7 +166,7 @@ __attribute__((noinline)) static Outcome decode_run(Decoder *decoder)
         uint8_t *to = out + written;
         copy_string(to, code < LZW_CLEAR ? SINGLE.bytes + code : out + starts[code], length);
         if (code + 1 == next) {
-            to[length - 1] = to[0]; /* the string was not yet whole when it was copied */
+            to[length - 1] = to[0]; /* the last byte was not yet written when it was copied */
         }
         written += length;
         at += width;
@@ -180,13 +180,14 @@ __attribute__((noinline)) static Outcome decode_run(Decoder *decoder)
 
 static Outcome widen(Decoder *decoder)
 {
-    decoder->next = static_cast<uint16_t>(decoder->next); /* it wraps, and no code is below it */
+    decoder->next =
+        static_cast<uint16_t>(decoder->next); /* wraps to 0: then no string has a valid code */
     if (decoder->next != decoder->full) {
         return GO_ON;
     }
     decoder->widening = {decoder->width, decoder->at, decoder->written};
     decoder->width++;
-    if (decoder->width > LZW_WIDEST) {
+    if (decoder->width > LZW_MAX_WIDTH) {
         return TOO_MANY_BITS;
     }
     decoder->full *= 2;
@@ -203,9 +204,9 @@ static Outcome enlarge_output(Decoder *decoder)
     const uint32_t code = code_at(&decoder->in, decoder->at, decoder->width);
     const uint64_t least =
         uint64_t{decoder->written} + string_length(decoder->starts, code) + COPY_STEP;
-    const uint64_t wanted = least * 2 < MOST_OUTPUT ? least * 2 : MOST_OUTPUT;
+    const uint64_t wanted = least * 2 < MAX_OUTPUT ? least * 2 : MAX_OUTPUT;
     void *larger = nullptr;
-    if (least <= MOST_OUTPUT) {
+    if (least <= MAX_OUTPUT) {
         larger = mem_extend(decoder->out, static_cast<uint32_t>(wanted));
     }
     if (larger == nullptr) {
@@ -240,8 +241,8 @@ static Outcome decode_all(Decoder *decoder)
     return outcome;
 }
 
-/* An encoder makes no string of the last code, so it does not widen after it, and its end is one
- * bit narrower than is looked for. */
+/* True when the stream ends right at the latest widening. An encoder adds no string after the last
+ * code and so does not widen: its end code is one bit narrower than the decoder expects. */
 static bool ended_at_widening(Decoder *decoder)
 {
     const Widening *widening = &decoder->widening;
@@ -257,7 +258,7 @@ static bool ended_at_widening(Decoder *decoder)
     return true;
 }
 
-/* Says what is wrong, when something is. Does what has been written count? */
+/* True when the output is a result. Prints a line when the stream is bad. */
 static bool is_usable(Decoder *decoder, Outcome outcome)
 {
     if (outcome == NO_MEMORY) {

@@ -10,28 +10,28 @@
 namespace
 {
 
-const int USUAL_BITS = 12;
+const int DEFAULT_BITS = 12;
 const uint32_t EXTRA_CODES = 16; /* room for the codes around those of a run, and for a word */
 const uint32_t WRAPPED_RUN = 1u << 16;
 
-/* Codes on their way into a block. A word is written for each code; zeros follow its bits. */
+/* Packs codes into a block. Each code is written as a word, with zeros behind its bits. */
 struct CodeWriter {
     uint8_t *at;
-    uint32_t held; /* the lowest `bits`, less than a byte, stand at `at` and are not yet done */
+    uint32_t held; /* its lowest `bits`, fewer than 8, are at `at` and not complete */
     uint32_t bits;
 };
 
 struct Encoder {
-    const uint8_t *in; /* what is left of the input */
+    const uint8_t *in; /* the rest of the input */
     const uint8_t *end;
     StringTable table;
     uint8_t *out;
     CodeWriter writer;
     uint32_t max_bits;
     uint32_t width;
-    uint32_t next; /* the code that the next new string gets */
-    uint32_t full; /* when `next` gets here, codes of this width are used up */
-    uint32_t code; /* of the string that the input is in */
+    uint32_t next; /* the code of the next new string */
+    uint32_t full; /* when `next` reaches it, all codes of this width are in use */
+    uint32_t code; /* of the longest known string that ends at `in` */
 };
 
 } // namespace
@@ -44,7 +44,7 @@ static inline void write_word(uint8_t *to, uint32_t word)
     to[3] = static_cast<uint8_t>(word);
 }
 
-/* No branch: it would depend on the data, and be foreseen badly. */
+/* Without a branch, which would depend on the data and be predicted badly. */
 static inline void write_code(CodeWriter *writer, uint32_t code, uint32_t width)
 {
     writer->held = writer->held << width | code;
@@ -56,10 +56,10 @@ static inline void write_code(CodeWriter *writer, uint32_t code, uint32_t width)
 
 static uint32_t clamped(int max_bits)
 {
-    if (max_bits > static_cast<int>(LZW_WIDEST)) {
-        return LZW_WIDEST;
+    if (max_bits > static_cast<int>(LZW_MAX_WIDTH)) {
+        return LZW_MAX_WIDTH;
     }
-    return static_cast<uint32_t>(max_bits < static_cast<int>(LZW_FIRST_WIDTH) ? USUAL_BITS
+    return static_cast<uint32_t>(max_bits < static_cast<int>(LZW_FIRST_WIDTH) ? DEFAULT_BITS
                                                                               : max_bits);
 }
 
@@ -70,8 +70,8 @@ static void begin_table(Encoder *encoder)
     encoder->full = 1u << LZW_FIRST_WIDTH;
 }
 
-/* Room for so many codes and what may follow them. A block of this element size has room for twice
- * its count of bytes, so it grows by doubling. */
+/* Makes room for this many codes and what may follow them. A block of element size 2 has room for
+ * twice its count of bytes, so the room doubles each time. */
 static bool reserve(Encoder *encoder, uint32_t codes)
 {
     const size_t written = static_cast<size_t>(encoder->writer.at - encoder->out);
@@ -91,14 +91,14 @@ static bool reserve(Encoder *encoder, uint32_t codes)
     return true;
 }
 
-/* No more codes than bytes are left, and no more than this. */
-static uint32_t codes_to_come(const Encoder *encoder, uint32_t most)
+/* An upper bound of the codes to come: one for each remaining byte, at most this many. */
+static uint32_t codes_to_come(const Encoder *encoder, uint32_t limit)
 {
     const size_t left = static_cast<size_t>(encoder->end - encoder->in);
-    return left < most ? static_cast<uint32_t>(left) : most;
+    return left < limit ? static_cast<uint32_t>(left) : limit;
 }
 
-/* Until codes of this width are used up, or the input is. */
+/* Encodes until all codes of this width are in use, or the input ends. */
 static void encode_run(Encoder *encoder)
 {
     const uint8_t *in = encoder->in;
@@ -155,9 +155,9 @@ static void encode_wrapped_run(Encoder *encoder, uint16_t *longer, uint32_t byte
     }
 }
 
-/* The counter of codes has 16 bits. When it wraps, codes get no wider and the table is not cleared:
- * codes that stand for something get more strings, for which the table has no place. From here on
- * there is one for every byte behind every code. Nobody can read the result. */
+/* The code counter has 16 bits. When it wraps, codes do not get wider and the table is not cleared:
+ * codes in use are assigned to further strings, for which the table has no room. From there on a
+ * larger table has an entry for every pair of code and byte. No decoder can expand the result. */
 static bool encode_wrapped(Encoder *encoder)
 {
     uint16_t *longer = static_cast<uint16_t *>(calloc(1u << 24, sizeof *longer));
@@ -177,8 +177,8 @@ static bool encode_wrapped(Encoder *encoder)
     return bytes == 0;
 }
 
-/* The bits that do not fill a byte are written as a code of their own, which brings them out. What
- * is then left is lost. */
+/* Bits that do not fill a byte are written once more, as a code, which completes the byte. The bits
+ * that remain after it are dropped. */
 static void finish(Encoder *encoder)
 {
     CodeWriter *writer = &encoder->writer;

@@ -1,14 +1,14 @@
-/* The encoder's dictionary: the code of a string from the code of all but its last byte, and that
- * byte.
+/* The encoder's dictionary: maps the code of a prefix and the byte that follows it to the code of
+ * the longer string.
  *
- * The encoder asks once for every byte of its input, and starts the table anew every few kilobytes.
- * A table with a place for every byte behind every string would answer at once, but is too large
- * for a small cache, and slow to wipe. This one takes 12 bytes a code. It is a hash table of lists,
- * in which most answers need a single look:
- * - a string knows the kinds of bytes that follow it, of 16 kinds: a new one is seldom looked for;
- * - the oldest string of a list, the one most often asked for, stays the first.
- * A list holds 256 strings at the most, because the strings that end in one byte are in different
- * lists. */
+ * The encoder looks up every byte of its input and clears the table every few kilobytes. An array
+ * indexed by prefix and byte would need one access, but is too large for a small cache and slow to
+ * clear. This table takes 12 bytes for each code. It is a hash table with chained entries, in which
+ * most lookups need one access:
+ * - a string has a bit for each of 16 classes of following bytes, so that most failing lookups end
+ *   there;
+ * - the oldest string of a list, the one looked up most often, stays its head.
+ * A list has at most 256 strings: those that end in the same byte are in different lists. */
 #pragma once
 
 #include <stdint.h>
@@ -16,7 +16,7 @@
 struct KnownString {
     uint32_t key;       /* from string_key() */
     uint16_t other;     /* the next string in the list, by its code; 0 ends it */
-    uint16_t followers; /* a bit for each kind of byte, from string_follower() */
+    uint16_t followers; /* a bit for each class of following bytes, from string_follower() */
 };
 
 struct StringTable {
@@ -27,7 +27,7 @@ struct StringTable {
 
 /* False when memory is out. */
 bool string_table_make(StringTable *table, uint32_t max_bits);
-/* Leaves the strings of one byte, with none behind them. */
+/* Leaves only the strings of one byte. */
 void string_table_clear(StringTable *table);
 void string_table_free(StringTable *table);
 
@@ -36,8 +36,8 @@ static inline uint32_t string_key(uint32_t code, uint32_t byte)
     return code << 8 | byte;
 }
 
-/* There are twice as many lists as codes, so the code of any string is in range and stays so. It
- * comes in last, because it is what the encoder waits for. */
+/* The list for this prefix and byte. There are twice as many lists as codes, so the index is in
+ * range. The code is combined last, because it becomes known last. */
 static inline uint16_t *string_list(const StringTable *table, uint32_t code, uint32_t byte)
 {
     const uint32_t scattered = byte * 0x9E3779B1u >> (32 - table->hash_bits);
@@ -49,7 +49,7 @@ static inline uint32_t string_follower(uint32_t byte)
     return 1u << byte % 16;
 }
 
-/* The code of the string with this byte behind it, 0 when there is none. */
+/* The code of the string followed by this byte; 0 when it is not in the table. */
 static inline uint32_t string_find(const StringTable *table, uint32_t code, uint32_t byte)
 {
     if ((table->strings[code].followers & string_follower(byte)) == 0) {
@@ -62,7 +62,7 @@ static inline uint32_t string_find(const StringTable *table, uint32_t code, uint
     return found;
 }
 
-/* The new string comes second in its list. */
+/* Inserts the new string as the second of its list. */
 static inline void string_add(const StringTable *table, uint32_t code, uint32_t byte, uint32_t next)
 {
     uint16_t *place = string_list(table, code, byte);

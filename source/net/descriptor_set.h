@@ -1,5 +1,5 @@
-/* What select watches: room for every descriptor that the process may hold, not only for the first
- * 1,024, beyond which the system's own macros must not be used. */
+/* A set of descriptors for select without the limit of fd_set, whose macros must not be used for
+ * descriptors of 1,024 and above. */
 #pragma once
 
 #include <sys/select.h>
@@ -13,12 +13,12 @@ struct DescriptorSet {
 void descriptor_set_clear(DescriptorSet *set);
 void descriptor_set_free(DescriptorSet *set);
 
-/* A descriptor for which there is no memory is left out. */
+/* Leaves the descriptor out when memory is out. */
 void descriptor_set_add(DescriptorSet *set, int fd);
 
 /* The lowest member at or above `from`; -1 when there is none. */
 int descriptor_set_next(const DescriptorSet *set, int from);
 
-/* Waits until a member can be read or the time is over; only readable members stay. Result and
+/* Waits until a member is readable or the time is over, and removes all other members. Result and
  * errno are those of select. */
 int descriptor_set_select(DescriptorSet *set, struct timeval limit);

@@ -5,7 +5,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
-/* The size of an entry differs between 32-bit and 64-bit systems; the list's does not. */
+/* In bytes. The size of an entry differs between 32-bit and 64-bit systems, that of the list does
+ * not. */
 enum { INTERFACE_LIST_SIZE = 512 };
 
 struct InterfaceList {
@@ -13,7 +14,7 @@ struct InterfaceList {
     size_t count;
 };
 
-/* Asks by way of the socket. False, and an empty list, when the system does not tell. */
+/* Queries the system through the socket. False, and an empty list, when the query fails. */
 bool interface_list_read(int fd, struct InterfaceList *list);
 
 /* The address in an entry, network byte order. */

@@ -10,7 +10,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-/* The library itself never reads it. */
+/* For debuggers: the library never reads it. */
 static int last_accepted = -1;
 
 const char *soc_getFormatError()

@@ -7,21 +7,21 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-/* The flags are asked for only to be reported when they cannot be read. */
-static void look_at_flags(int fd, struct ifreq entry)
+/* Prints a line when the flags of the interface cannot be read; nothing else uses them. */
+static void check_flags(int fd, struct ifreq entry)
 {
     if (ioctl(fd, SIOCGIFFLAGS, &entry) < 0) {
         log_perror("SIOCGIFFLAGS");
     }
 }
 
-/* The last interface comes first. */
+/* In reverse order: the last interface comes first. */
 static int collect_addresses(int fd, const InterfaceList *list, uint32_t *addresses)
 {
     int found = 0;
     for (size_t left = list->count; left > 0; left--) {
         struct ifreq entry = list->entries[left - 1];
-        look_at_flags(fd, entry);
+        check_flags(fd, entry);
         if (ioctl(fd, SIOCGIFADDR, &entry) == 0) {
             addresses[found++] = interface_address(&entry);
         }
@@ -40,5 +40,5 @@ int net_getipaddress(uint32_t *addresses, int *count)
         *count = collect_addresses(fd, &list, addresses);
     }
     log_trace("net_getipaddress", 517);
-    return close(fd); /* also when there is none: the result says so */
+    return close(fd); /* -1 when there is no socket */
 }

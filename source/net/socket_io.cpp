@@ -46,7 +46,7 @@ bool send_worth_retrying()
     return errno == EAGAIN || errno == EINTR;
 }
 
-void set_option_in_vain(int fd, int option)
+void set_option_without_effect(int fd, int option)
 {
     setsockopt(fd, IPPROTO_TCP, option, reinterpret_cast<const void *>(1), 0);
 }

@@ -1,13 +1,12 @@
-/* Socket calls that the connections share. */
+/* Socket calls for connections. */
 #pragma once
 
 #include "tvlink/socket_io.h"
 
-/* Was the last failed send a full buffer or a signal, so that it is worth another attempt? Reads
- * errno. */
+/* True when errno says that the last send failed because of a full buffer or a signal. */
 bool send_worth_retrying(void);
 
-/* Sets a TCP option with the integer 1 where the address of its value belongs: the call fails and
- * the option is never in force. The length is 0, so that the system refuses before it looks at the
- * address, which would cost more than the send that follows. */
-void set_option_in_vain(int fd, int option);
+/* Calls setsockopt for a TCP option with the integer 1 in place of the address of a value: the call
+ * fails and the option never takes effect. The length is 0, so that the system rejects the call
+ * before it reads the address, which would cost more than the send that follows. */
+void set_option_without_effect(int fd, int option);

@@ -46,7 +46,7 @@ int socket_recv(int fd, void *buffer, int length, int flags)
     return static_cast<int>(recv(fd, buffer, static_cast<size_t>(length), flags));
 }
 
-/* The last chunk may lead beyond the total, and the total may be the largest number. */
+/* The last chunk may exceed the total, which may be INT_MAX. */
 static int as_int(int64_t count)
 {
     return count > INT_MAX ? INT_MAX : static_cast<int>(count);

@@ -10,12 +10,12 @@
 namespace
 {
 
-const size_t TEXTS_MOST = 2;
+const size_t TEXTS_MAX = 2;
 const uint8_t FIELDS_WITHOUT_TEXTS = 3; /* a count is one more than the values that follow it */
 const uint64_t FIXED_SIZE = 11; /* code, count, value with its tag, tag and length of the data */
 const uint64_t TEXT_FIXED_SIZE = 5; /* tag and length of a text */
 
-/* Measured once: the host may change what it points to. */
+/* The length is a snapshot: the host may be changing the text. */
 struct Text {
     const char *bytes;
     size_t length;
@@ -24,7 +24,7 @@ struct Text {
 struct Event {
     int32_t code;
     uint32_t value;
-    Text texts[TEXTS_MOST];
+    Text texts[TEXTS_MAX];
     size_t text_count;
     const void *data;
     uint32_t data_length;

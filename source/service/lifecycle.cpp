@@ -13,7 +13,7 @@ namespace
 struct StartStep {
     int (*start)(void);
     const char *error;
-    int32_t fixed_result; /* of a failure; 0: the step's own */
+    int32_t fixed_result; /* returned when the step fails; 0: the result of the step */
 };
 
 const StartStep START_STEPS[] = {

@@ -32,7 +32,7 @@ Worker heartbeat_worker = {&HEARTBEAT_QUEUE, "new heartBeatFeedbackQueue error.\
 static int make_queue(const Worker *worker)
 {
     if (*worker->work->queue != nullptr) {
-        return 0; /* an earlier start got this far */
+        return 0; /* made by an earlier start that failed later */
     }
     Queue *queue = newQueue(WORK_QUEUE_CAPACITY);
     if (queue == nullptr) {
@@ -72,7 +72,7 @@ int startHeartBeatFeedbackThread()
 
 static void run_request(CtrlPoint *item)
 {
-    if (!connection_is_of_past_run(item)) {
+    if (!connection_is_stale(item)) {
         response_ctrlpoint_request(item, item->rx_buf, static_cast<int32_t>(item->rx_cap));
     }
     free(item->rx_buf);

@@ -93,7 +93,7 @@ static bool wait_for_connection(int listener, uint64_t deadline)
     return false;
 }
 
-/* A listener that does not block is asked again only where something is waited for in between. */
+/* EAGAIN is retryable only with a deadline: the loop then waits for a connection in between. */
 static bool accept_worth_retrying(const BulkJob *job)
 {
     return errno == EINTR || errno == ECONNABORTED || (errno == EAGAIN && job->accept_ms != 0);
@@ -104,12 +104,12 @@ static bool is_expected(const BulkJob *job, const struct sockaddr_in *peer)
     return job->accept_ms == 0 || job->peer == 0 || peer->sin_addr.s_addr == job->peer;
 }
 
-/* The connection to serve; -1 when there is none. */
+/* The accepted connection; -1 when there is none. */
 static int accept_one(const BulkJob *job)
 {
     const uint64_t deadline = clock_elapsed_ms() + job->accept_ms;
     if (job->accept_ms != 0) {
-        set_socket_noblock(job->listener); /* who was seen may be gone before it is accepted */
+        set_socket_noblock(job->listener); /* a pending connection may be closed before accept */
     }
     while (job->accept_ms == 0 || wait_for_connection(job->listener, deadline)) {
         struct sockaddr_in peer = {};
@@ -128,7 +128,7 @@ static int accept_one(const BulkJob *job)
     return -1;
 }
 
-/* With a limit, a send that has taken nothing in that time fails with EAGAIN. */
+/* A send that can send nothing for this time fails with EAGAIN. */
 static void limit_stall(int fd, uint32_t stall_ms)
 {
     struct timeval limit = {};
@@ -178,40 +178,40 @@ void *big_data_thread(void *record)
     return nullptr;
 }
 
-/* ---- How many at a time */
+/* ---- The limit on concurrent transfers */
 
-/* Offers that wait for their phone or are on their way. */
-static uint32_t under_way = 0;
+/* Transfers that are waiting for their connection or sending. */
+static uint32_t active_transfers = 0;
 
-static bool take_place()
+static bool acquire_transfer()
 {
-    const uint32_t most = guard_max_captures();
-    uint32_t taken = __atomic_load_n(&under_way, __ATOMIC_RELAXED);
+    const uint32_t limit = guard_max_captures();
+    uint32_t active = __atomic_load_n(&active_transfers, __ATOMIC_RELAXED);
     do {
-        if (most != 0 && taken >= most) {
+        if (limit != 0 && active >= limit) {
             return false;
         }
-    } while (!__atomic_compare_exchange_n(&under_way, &taken, taken + 1, true, __ATOMIC_RELAXED,
-                                          __ATOMIC_RELAXED));
+    } while (!__atomic_compare_exchange_n(&active_transfers, &active, active + 1, true,
+                                          __ATOMIC_RELAXED, __ATOMIC_RELAXED));
     return true;
 }
 
-static void leave_place()
+static void release_transfer()
 {
-    __atomic_sub_fetch(&under_way, 1, __ATOMIC_RELAXED);
+    __atomic_sub_fetch(&active_transfers, 1, __ATOMIC_RELAXED);
 }
 
 static void *serve_offer(void *job)
 {
     void *result = big_data_thread(job);
-    leave_place();
+    release_transfer();
     return result;
 }
 
 /* ---- Offering data */
 
-/* Jobs whose thread could not be started: their ports have been told, so they stay open, the last
- * few of them. */
+/* Keeps a job whose thread could not be started, because the phone gets its port all the same. Ends
+ * the oldest one when there are more than a few. */
 static void keep_unserved(BulkJob *job)
 {
     static BulkJob *unserved[8];
@@ -253,7 +253,7 @@ static BulkJob *new_job(const CtrlPoint *cp, const void *data, uint32_t size)
     return job;
 }
 
-/* A job that listens on that port; null and port 0 when there is none. */
+/* A job with a listening socket, and its port; null and port 0 when it could not be made. */
 static BulkJob *listening_job(const CtrlPoint *cp, const void *data, uint32_t size, uint16_t *port)
 {
     BulkJob *job = new_job(cp, data, size);
@@ -273,19 +273,19 @@ bool bulk_offer(const CtrlPoint *cp, const void *data, uint32_t size, const char
                 uint16_t *port)
 {
     *port = 0;
-    if (!take_place()) {
+    if (!acquire_transfer()) {
         return false;
     }
     BulkJob *job = listening_job(cp, data, size, port);
     if (job == nullptr) {
-        leave_place();
+        release_transfer();
         return false;
     }
     pthread_t thread;
     if (detached_thread_start(&thread, serve_offer, job) != 0) {
         log_out("err:ptread_create():%s:%d\n", handler, 231);
         keep_unserved(job);
-        leave_place();
+        release_transfer();
     }
     return true;
 }

@@ -1,12 +1,12 @@
-/* Handing data over on a socket of its own. */
+/* Bulk transfers: offering data on a socket of its own. */
 #pragma once
 
 #include "tvlink/bulk.h"
 #include "tvlink/ctrlpoint.h"
 
-/* Copies the data behind its length and starts a thread that serves it to one connection. Writes
- * the port to connect to. False, and port 0, when nothing could be set up or as many
- * as the guard allows are under way. The caller is the
- * handler whose name stands in the line of a failed start. */
+/* Copies the data, preceded by its length, and starts a thread that sends it to one connection.
+ * Stores the port to connect to. False, and port 0, when the socket cannot be made, memory is out
+ * or the guard's max_captures is reached. `handler` names the caller in the line about a thread
+ * that could not be started. */
 bool bulk_offer(const CtrlPoint *cp, const void *data, uint32_t size, const char *handler,
                 uint16_t *port);

@@ -8,7 +8,7 @@
 
 #include <stdlib.h>
 
-/* The thread that was started last; nothing reads it. */
+/* The latest push thread; for debuggers, never read. */
 static pthread_t egp_tid;
 
 static void free_push(PushRecord *push)
@@ -19,10 +19,10 @@ static void free_push(PushRecord *push)
     free(push);
 }
 
-/* Keeps the connection in use until the push is done. False when memory is out. */
-static bool aim(PushRecord *push, CtrlPoint *cp)
+/* Makes the push hold a strong reference to a listed connection. False when memory is out. */
+static bool set_target(PushRecord *push, CtrlPoint *cp)
 {
-    const ConnectionTarget target = connection_reach(cp);
+    const ConnectionTarget target = connection_acquire_target(cp);
     if (target.kind == CONNECTION_LISTED) {
         push->held = connection_bare_copy(target.record);
         push->control_point = push->held;
@@ -36,7 +36,7 @@ static bool aim(PushRecord *push, CtrlPoint *cp)
 static PushRecord *new_push(CtrlPoint *cp, void *data, uint32_t length)
 {
     PushRecord *push = static_cast<PushRecord *>(calloc(1, sizeof *push));
-    if (push != nullptr && !aim(push, cp)) {
+    if (push != nullptr && !set_target(push, cp)) {
         free_push(push);
         return nullptr;
     }

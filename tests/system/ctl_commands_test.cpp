@@ -39,15 +39,15 @@ TEST_F(CtlCommands, InfoShowsTheDeviceInformation)
                             "serial: SN-0001\n"
                             "registered: 1\n"
                             "state: 1\n"
-                            "host text: tvlink-sim 0.1.0\n"
+                            "host text: tvlink-sim " TVLINK_VERSION "\n"
                             "value 0x2015: 1024\n"
                             "value 0x2016: 600\n");
     expect_output({"info", "--json"},
                   "{\"name\":\"Living room\",\"serial\":\"SN-0001\",\"registered\":1,\"state\":1,"
-                  "\"host_text\":\"tvlink-sim 0.1.0\",\"value_0x2015\":1024,"
+                  "\"host_text\":\"tvlink-sim " TVLINK_VERSION "\",\"value_0x2015\":1024,"
                   "\"value_0x2016\":600}\n");
-    expect_calls("device information? \"tvlink-sim 0.1.0\"\n"
-                 "device information? \"tvlink-sim 0.1.0\"\n");
+    expect_calls("device information? \"tvlink-sim " TVLINK_VERSION "\"\n"
+                 "device information? \"tvlink-sim " TVLINK_VERSION "\"\n");
 }
 
 TEST_F(CtlCommands, NameShowsTheName)

@@ -3,6 +3,8 @@
 
 #include "support/program.h"
 
+#include "tvlink.h"
+
 #include <gtest/gtest.h>
 
 #include <memory>

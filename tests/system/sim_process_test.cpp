@@ -72,7 +72,7 @@ TEST(SimProcess, PrintsOneJsonObjectForEachThingThatHappens)
               "{\"addresses\":[{\"address\":\"127.0.0.1\",\"interface\":\"lo\"}],"
               "\"channels\":8,\"device_type\":9,\"name\":\"TV\",\"port\":8801,"
               "\"programmes\":190,\"remarks\":[],\"serial\":\"S\","
-              "\"type\":\"start\",\"version\":\"0.1.0\"}\n"
+              "\"type\":\"start\",\"version\":\"" TVLINK_VERSION "\"}\n"
               "{\"arguments\":{\"step\":1},\"result\":0,\"slot\":\"set_tv_channel\","
               "\"type\":\"call\",\"words\":\"channel +1 -> 2 (Sport)\"}\n"
               "{\"code\":28673,\"data\":[],\"name\":\"channel\",\"text\":\"Sport\","
@@ -144,7 +144,7 @@ TEST(SimProcess, TellsItsVersionAndItsOptions)
 {
     const Finished version = run_program(TVLINK_SIM_PATH, {"--version"});
     EXPECT_EQ(version.status, 0);
-    EXPECT_EQ(version.out, "tvlink-sim 0.1.0\n");
+    EXPECT_EQ(version.out, "tvlink-sim " TVLINK_VERSION "\n");
     const Finished help = run_program(TVLINK_SIM_PATH, {"--help"});
     EXPECT_EQ(help.status, 0);
     for (const char *part :

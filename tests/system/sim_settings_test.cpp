@@ -47,14 +47,14 @@ TEST_F(SimSettings, AreNeverShownWhenTheyAreSecret)
 TEST_F(SimSettings, ComeWithVersionEchoAndState)
 {
     EXPECT_EQ(get(phone, "01 0C 40 01 08 08 00 00"),
-              text_reply("0C 40", "{\"name\":\"tvlink-sim\",\"version\":\"0.1.0\"}"));
+              text_reply("0C 40", "{\"name\":\"tvlink-sim\",\"version\":\"" TVLINK_VERSION "\"}"));
     EXPECT_EQ(get(phone, "01 0D 40 01 08 08 02 00 'hi'"), text_reply("0D 40", "hi"));
     const Bytes state = bytes(get(phone, "01 15 40 01 08 08 00 00"));
     ASSERT_GT(state.size(), 6u);
     EXPECT_EQ(std::string(state.begin() + 6, state.end()), call(phone, "state"));
     EXPECT_EQ(std::string(state.begin() + 6, state.begin() + 39),
               "{\"channel\":1,\"channel_name\":\"News");
-    EXPECT_EQ(get(phone, "01 24 40 00"), text_reply("24 40", "0.1.0"));
+    EXPECT_EQ(get(phone, "01 24 40 00"), text_reply("24 40", TVLINK_VERSION));
     EXPECT_EQ(get(phone, "01 02 40 00 00"), "01 02 40 08 00 00");
 }
 

@@ -1,4 +1,4 @@
-/* A small HTTP/1.0 client: posts a JSON text to a server and brings the body of the answer.
+/* A small HTTP/1.0 client: posts a JSON text to a server and returns the body of the answer.
  *
  * One post is one connection and one record:
  *
@@ -12,9 +12,9 @@
  *         web_tcpclient_close(&client);
  *     }
  *
- * For the next post the record is created again. A record is the caller's, is used by one thread at
- * a time and is not copied while it is in use; different records share nothing, so any number of
- * threads may post at once. Every call but web_tcpclient_create and web_tcpclient_close blocks.
+ * For the next post the record is created again. A record is owned by the caller, is used by one
+ * thread at a time and is not copied while in use; different records share nothing, so any number
+ * of threads may post at once. Every call but web_tcpclient_create and web_tcpclient_close blocks.
  * Lines about what happened go to standard output or the log sink. */
 #ifndef TVLINK_HOST_HTTP_CLIENT_H
 #define TVLINK_HOST_HTTP_CLIENT_H
@@ -27,13 +27,12 @@ TVLINK_BEGIN
 
 /* Filled by web_tcpclient_create. A client whose descriptor has been closed (after an answer was
  * received, after a failed connect, by web_tcpclient_close) keeps the number but never uses it
- * again, as it may be somebody else's by then: whatever is tried fails as on a closed descriptor.
- */
+ * again, because the system may have reused it: every call fails as on a closed descriptor. */
 typedef struct WebTcpClient {
     int fd;
     int port;
     char address[16];          /* dotted IPv4 text */
-    struct sockaddr_in server; /* its padding is the library's */
+    struct sockaddr_in server; /* its padding is reserved for the library */
     int connected;             /* 1 after a successful connect, 0 after web_tcpclient_close */
 } WebTcpClient;
 
@@ -45,8 +44,8 @@ typedef struct WebTcpClient {
  * port     its low 16 bits are connected to
  *
  * 0; -1 without a record or an address, or when the address is too long; -3 when no socket could be
- * made. After a failure nothing needs to be closed. What the record held before is forgotten, so
- * close it first. Does not block. */
+ * made. After a failure nothing needs to be closed. The record is overwritten without being
+ * closed: close a client in use first. Does not block. */
 TVLINK_API int web_tcpclient_create(WebTcpClient *client, const char *address, int port);
 
 /* Connects. Tries three times and sleeps a second after each attempt, the successful one too; one
@@ -56,7 +55,7 @@ TVLINK_API int web_tcpclient_create(WebTcpClient *client, const char *address, i
 TVLINK_API int web_tcpclient_conn(WebTcpClient *client);
 
 /* Sends all bytes. Returns their number, or -1 at the first failure, which may come after a part of
- * them: when the server takes nothing for a second, or is gone (no signal is raised). */
+ * them: when nothing can be sent for a second, or the server has closed (no signal is raised). */
 TVLINK_API int web_tcpclient_send(WebTcpClient *client, const void *data, int length);
 
 /* Receives until the server closes the connection, nothing came for 10 seconds, the connection
@@ -75,7 +74,7 @@ TVLINK_API int web_tcpclient_recv(WebTcpClient *client, char **out, int unused);
  * without a record. Does not block. */
 TVLINK_API int web_tcpclient_close(WebTcpClient *client);
 
-/* Posts a JSON text and brings the JSON object that the server answers. Connects first when the
+/* Posts a JSON text and returns the JSON object that the server answers. Connects first when the
  * record is not connected.
  *
  * path, body  borrowed texts. The path is sent as it is; with it the request line may have 299
@@ -86,13 +85,13 @@ TVLINK_API int web_tcpclient_close(WebTcpClient *client);
  * is found before anything was sent); when the server cannot be reached, does not take the request
  * or does not answer, after a line; when the answer announces no length above 0 (Content-Length,
  * written like this, of at most nine characters), has no blank line, or has a body that does not
- * begin with "{". Its status is not looked at: a 404 with an object is a success. A body that is
- * shorter than announced is taken as it is, a longer one is cut, and a zero byte ends it. More than
+ * begin with "{". Its status is ignored: a 404 with an object is a success. A body that is
+ * shorter than announced is accepted, a longer one is cut, and a zero byte ends it. More than
  * 1 MiB of an answer is not read.
  *
- * Blocks for 1 to 6 seconds to connect, and then as long as the server sends: it is done when
- * the server closes the connection, or after 10 seconds of silence. The request ends with a zero
- * byte behind the body. The record is not closed; what was received through it was its last. */
+ * Blocks for 1 to 6 seconds to connect, and then until the server closes the connection or has been
+ * silent for 10 seconds. The request ends with a zero byte behind the body. The record is not
+ * closed, but nothing more can be received through it. */
 TVLINK_API int http_post(WebTcpClient *client, const char *path, const char *body, char **out);
 
 /* As http_post, for an answer of any text: 1 for success. `out` is null from the beginning. Prints

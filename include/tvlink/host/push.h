@@ -10,26 +10,26 @@
 
 TVLINK_BEGIN
 
-/* What a push thread is given; it frees the record and the data. */
+/* The argument of a push thread, which frees the record and the data. */
 typedef struct PushRecord {
-    CtrlPoint *control_point; /* null: nobody to send to */
+    CtrlPoint *control_point; /* null: nothing is sent */
     void *data;               /* malloc'ed */
     uint32_t length;
-    CtrlPoint *held; /* the library's copy that keeps the connection in use; null: none */
+    CtrlPoint *held; /* a strong reference of the library; null: none */
 } PushRecord;
 
 /* Starts a detached thread that sends data as the payload of one get reply (frame type 6) to the
- * control point that *cp refers to when the call is made. Its frame never mixes with others of the
- * connection; when that ends meanwhile nothing is sent, and nobody is told.
+ * control point that *cp refers to at the time of the call. Its frame never interleaves with others
+ * of the connection. When the connection ends first, nothing is sent and no error is reported.
  *
- * cp      a word that holds a reference (ipp_connected_ctrlpoints), a request item, a listed record
- *         (which may end at any moment on the server thread), or a host's own record. Read during
- *         the call only, but for a host's own record, which must outlive the push.
+ * cp      points to a pointer to a weak reference (ipp_connected_ctrlpoints), a request item, a
+ *         listed record (which the server thread may free at any moment), or a host's own record.
+ *         Read during the call only, except for a host's own record, which must outlive the push.
  * data    length bytes from malloc; the library's from a successful call on, otherwise still the
  *         caller's; null only when length is 0.
  *
- * 0, or -1 when memory is out or no thread could be made. Pushes are not bounded in number, and two
- * to the same control point may arrive in either order. Any thread, with no lock held; the call
+ * 0, or -1 when memory is out or no thread could be made. The number of pushes is not limited, and
+ * two to the same control point may arrive in either order. Any thread, with no lock held; the call
  * does not wait for the network. */
 TVLINK_API int start_egp_thread(CtrlPoint **cp, void *data, uint32_t length);
 

@@ -1,7 +1,7 @@
 /* A thin layer over IPv4 sockets. Success values differ from one operation to the next.
  *
- * Every operation may be called on any thread. Sends on one socket from several threads mix: to
- * serialise them is the caller's business. Unless a function says so it prints nothing and does not
+ * Every operation may be called on any thread. Sends on one socket from several threads interleave
+ * unless the caller serialises them. Unless a function says so it prints nothing and does not
  * block. */
 #ifndef TVLINK_HOST_SOCKET_H
 #define TVLINK_HOST_SOCKET_H
@@ -12,7 +12,7 @@
 
 TVLINK_BEGIN
 
-/* The text for the resolver error of this thread (h_errno). It is the system's and is never
+/* The text for the resolver error of this thread (h_errno). It is owned by the system and never
  * released. */
 TVLINK_API const char *soc_getFormatError(void);
 
@@ -42,13 +42,13 @@ TVLINK_API int socket_listen(int fd, int backlog);
 /* Accepts an IPv4 connection. The buffer, which may be null, gets the peer's dotted address: at
  * most 15 characters and a terminating zero, so it has room for 16 bytes; it is left alone on
  * failure. Returns the descriptor, close-on-exec and the caller's, or -1 and errno. Blocks until
- * somebody connects, unless the socket is non-blocking or has a receive time-out. */
+ * a peer connects, unless the socket is non-blocking or has a receive time-out. */
 TVLINK_API int soc_accept(int fd, char *address);
 
-/* Sends all bytes with these flags. A full buffer, a send time-out or a signal is tried again every
- * 10 microseconds without limit, so it may block for as long as the peer takes nothing. Returns the
- * length; 0 for a length below 1; -1 for null data with a length, and after a line when a send
- * fails or takes nothing. A closed peer raises no signal. */
+/* Sends all bytes with these flags. Retries every 10 microseconds without limit after a full
+ * buffer, a send time-out or a signal, so it may block for as long as the peer reads nothing.
+ * Returns the length; 0 for a length below 1; -1 for null data with a length, and after a line when
+ * a send fails or sends no byte. A closed peer raises no signal. */
 TVLINK_API int soc_send(int fd, const void *data, int length, int flags);
 
 /* One recv with these flags, which may block. Returns the number of bytes, 0 when the peer has
@@ -63,9 +63,9 @@ TVLINK_API int socket_send_pack(int fd, const void *data, int total, int chunk);
 
 /* Repeats socket_recv of up to one chunk until at least the total has arrived: the buffer has room
  * for the total and one byte less than a chunk. Returns the bytes received, which may be more than
- * the total; less when a receive failed; 0 for a total or a chunk below 1. It does not end when the
- * peer closes early but goes on asking without a pause: use it only on a stream that will deliver
- * the total. May block. */
+ * the total; less when a receive failed; 0 for a total or a chunk below 1. When the peer closes
+ * early it repeats the receive endlessly, without a pause: use it only on a stream that will
+ * deliver the total. May block. */
 TVLINK_API int socket_recv_pack(int fd, void *buffer, int total, int chunk);
 
 /* Closes the descriptor after a trace line. Returns 1, or -1. */
@@ -77,8 +77,8 @@ TVLINK_API int soc_setNoBlock(int fd, int mode);
 
 /* Keep-alive of a TCP socket, from four borrowed values: on or off, seconds of silence before the
  * first probe, seconds between probes, and the number of unanswered probes that end the connection.
- * Set in this order; the first that fails prints a line, and those before it stay. Returns 0 or -1;
- * -1 for null. */
+ * Set in this order; the first failure prints a line and ends the call, and earlier ones stay.
+ * Returns 0 or -1; -1 for null. */
 TVLINK_API int soc_keepLive(int fd, const int *values);
 
 /* Stores the IPv4 addresses (network byte order) of all interfaces, the loopback included, the last

@@ -61,14 +61,14 @@ TEST_F(Flags, TellOneRunFromTheNext)
     flags_start_run();
     const uint32_t first = flags_run_number();
     EXPECT_NE(first, 0u);
-    EXPECT_TRUE(flags_run_goes_on(first));
+    EXPECT_TRUE(flags_run_is_current(first));
     flags_stop_running();
     EXPECT_EQ(flags_run_number(), first);
-    EXPECT_FALSE(flags_run_goes_on(first));
+    EXPECT_FALSE(flags_run_is_current(first));
     flags_start_run();
     EXPECT_EQ(flags_run_number(), first + 1);
-    EXPECT_FALSE(flags_run_goes_on(first)) << "a thread of the run before goes on";
-    EXPECT_TRUE(flags_run_goes_on(first + 1));
+    EXPECT_FALSE(flags_run_is_current(first)) << "a thread of the run before goes on";
+    EXPECT_TRUE(flags_run_is_current(first + 1));
 }
 
 TEST_F(Flags, FollowAHostThatWritesTheGlobals)
@@ -99,7 +99,7 @@ TEST_F(Flags, MayBeReadWhileTheyAreWritten)
     flags_start_run();
     const uint32_t run = flags_run_number();
     std::thread reader([run] {
-        while (flags_run_goes_on(run)) {
+        while (flags_run_is_current(run)) {
             (void)flags_inited();
             (void)flags_device_type();
         }

@@ -233,8 +233,8 @@ TEST_F(Log, BoundsWhatWaits)
         log_out("%s", text.c_str());
     }
     log_release();
-    EXPECT_EQ(lines.count(text), IPP_LOG_WAITING_MOST / 1025u);
-    EXPECT_EQ(lines.all().size(), IPP_LOG_WAITING_MOST / 1025u) << "a line is cut";
+    EXPECT_EQ(lines.count(text), IPP_LOG_BACKLOG_MAX / 1025u);
+    EXPECT_EQ(lines.all().size(), IPP_LOG_BACKLOG_MAX / 1025u) << "a line is cut";
     log_hold();
     log_out("afterwards\n");
     log_release();
@@ -244,7 +244,7 @@ TEST_F(Log, BoundsWhatWaits)
 TEST_F(Log, LeavesOutALineThatIsTooLongToWaitButNoOther)
 {
     const CapturedLines lines;
-    const std::string most(IPP_LOG_WAITING_MOST - 2, 'x');
+    const std::string most(IPP_LOG_BACKLOG_MAX - 2, 'x');
     log_hold();
     log_out("%s", most.c_str());
     log_release();

@@ -196,16 +196,16 @@ TEST(HttpAnswer, IsNotSeenBehindAZeroByte)
 
 TEST(HttpAnswer, GivesNoMoreRoomThanAnAnswerCanFill)
 {
-    const std::string most(HTTP_ANSWER_MOST - 1, 'b');
+    const std::string most(HTTP_ANSWER_MAX - 1, 'b');
     expect_body(with_length("1048575", most), most);
     expect_body(with_length("1048576", most), most + zeros(1));
     for (const char *announced : {"1048576", "1048577", "999999999"}) {
         const Found found = look(with_length(announced, most + "xyz"));
-        EXPECT_EQ(whole(found, HTTP_ANSWER_MOST), most + "x" + zeros(1));
-        EXPECT_LT(malloc_usable_size(found.body.get()), 2 * HTTP_ANSWER_MOST);
+        EXPECT_EQ(whole(found, HTTP_ANSWER_MAX), most + "x" + zeros(1));
+        EXPECT_LT(malloc_usable_size(found.body.get()), 2 * HTTP_ANSWER_MAX);
     }
-    expect_body(with_length("999999999"), "{}" + zeros(HTTP_ANSWER_MOST - 2));
-    expect_zeros("Content-Length: 999999999\r\n", HTTP_ANSWER_MOST);
+    expect_body(with_length("999999999"), "{}" + zeros(HTTP_ANSWER_MAX - 2));
+    expect_zeros("Content-Length: 999999999\r\n", HTTP_ANSWER_MAX);
 }
 
 TEST(HttpAnswer, IsNullWhenMemoryIsOut)

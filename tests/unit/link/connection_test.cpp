@@ -241,15 +241,15 @@ TEST_F(Connection, CopiesOfARunThatHasEndedAreTold)
 {
     const ListedConnection before;
     const Copy old = copy_of(before);
-    EXPECT_FALSE(connection_is_of_past_run(old.get()));
+    EXPECT_FALSE(connection_is_stale(old.get()));
     registry_close();
-    EXPECT_TRUE(connection_is_of_past_run(old.get()));
+    EXPECT_TRUE(connection_is_stale(old.get()));
     registry_open();
     const ListedConnection after;
     const Copy fresh = copy_of(after);
-    EXPECT_TRUE(connection_is_of_past_run(old.get()));
-    EXPECT_FALSE(connection_is_of_past_run(fresh.get()));
-    EXPECT_FALSE(connection_is_of_past_run(std::make_unique<HandMadeRecord>(5).get()));
+    EXPECT_TRUE(connection_is_stale(old.get()));
+    EXPECT_FALSE(connection_is_stale(fresh.get()));
+    EXPECT_FALSE(connection_is_stale(std::make_unique<HandMadeRecord>(5).get()));
 }
 
 /* ---- Whose record it is */
@@ -365,13 +365,13 @@ TEST_F(Connection, OfAHostIsCopiedWithoutBeingCounted)
     EXPECT_EQ(find(copy.get()).record, copy.get());
     EXPECT_EQ(find(&record).kind, CONNECTION_FOREIGN);
     EXPECT_EQ(hex(record.reserved, sizeof record.reserved), hex(Bytes(sizeof record.reserved)));
-    EXPECT_FALSE(connection_is_of_past_run(copy.get()));
+    EXPECT_FALSE(connection_is_stale(copy.get()));
 }
 
 TEST_F(Connection, IsHeldWhileItIsReached)
 {
     const ListedConnection connection;
-    const ConnectionTarget target = connection_reach(connection.record);
+    const ConnectionTarget target = connection_acquire_target(connection.record);
     ASSERT_EQ(target.kind, CONNECTION_LISTED);
     connection_unlist(connection.record);
     EXPECT_TRUE(is_open(connection.number));
@@ -385,8 +385,8 @@ TEST_F(Connection, IsReachedByCopyRecordAndNumberOnceTheServiceHasStopped)
     const Copy copy = copy_of(connection);
     HandMadeRecord own(local_pair().near.get());
     registry_close();
-    EXPECT_EQ(connection_reach(copy.get()).kind, CONNECTION_GONE);
-    const ConnectionTarget target = connection_reach(&own);
+    EXPECT_EQ(connection_acquire_target(copy.get()).kind, CONNECTION_GONE);
+    const ConnectionTarget target = connection_acquire_target(&own);
     EXPECT_EQ(target.kind, CONNECTION_FOREIGN);
     EXPECT_EQ(target.record, &own);
     connection_release_target(&target);

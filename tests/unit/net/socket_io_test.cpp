@@ -139,7 +139,7 @@ TEST(SocketIo, PutsNoOptionInForceThatIsSetInVain)
 {
     const ConnectedPair pair = tcp_pair();
     for (const int option : {TCP_CORK, TCP_NODELAY}) {
-        set_option_in_vain(pair.near.get(), option);
+        set_option_without_effect(pair.near.get(), option);
         int value = -1;
         socklen_t size = sizeof value;
         ASSERT_EQ(getsockopt(pair.near.get(), IPPROTO_TCP, option, &value, &size), 0);

@@ -52,15 +52,6 @@ TEST(Lifecycle, BeginsWithNothing)
     EXPECT_EQ(initial.tail, nullptr);
 }
 
-TEST(Lifecycle, HasAVersion)
-{
-    const std::string parts = std::to_string(TVLINK_VERSION_MAJOR) + "." +
-                              std::to_string(TVLINK_VERSION_MINOR) + "." +
-                              std::to_string(TVLINK_VERSION_PATCH);
-    EXPECT_EQ(ipp_version(), parts);
-    EXPECT_STREQ(ipp_version(), TVLINK_VERSION);
-}
-
 /* ---- Start */
 
 TEST(Lifecycle, StartsWithItsDefaults)

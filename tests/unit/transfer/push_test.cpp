@@ -385,7 +385,7 @@ CtrlPoint name_of(const Phone &phone)
 {
     CtrlPoint name = {};
     look_at(phone, [&](const CtrlPoint &record) {
-        connection_name(const_cast<CtrlPoint *>(&record), &name);
+        connection_make_weak(const_cast<CtrlPoint *>(&record), &name);
     });
     return name;
 }

@@ -1,4 +1,4 @@
-#include "net/patient_bind.h"
+#include "net/bind_with_retries.h"
 
 #include "base/clock.h"
 #include "base/flags.h"
@@ -9,7 +9,7 @@
 
 static const useconds_t PAUSE_US = 10000;
 
-bool patient_bind(int fd, uint16_t port, uint32_t limit_ms)
+bool bind_with_retries(int fd, uint16_t port, uint32_t limit_ms)
 {
     struct sockaddr_in address = {};
     address.sin_family = AF_INET;

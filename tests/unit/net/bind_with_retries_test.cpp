@@ -1,4 +1,4 @@
-#include "net/patient_bind.h"
+#include "net/bind_with_retries.h"
 
 #include "base/clock.h"
 #include "base/flags.h"
@@ -15,7 +15,7 @@ namespace
 
 constexpr uint32_t NO_LIMIT = 0;
 
-class PatientBind : public testing::Test
+class BindWithRetries : public testing::Test
 {
 protected:
     void SetUp() override
@@ -45,22 +45,22 @@ sockaddr_in bound_to(int fd)
     return address;
 }
 
-TEST_F(PatientBind, TakesAFreePortOnAllInterfacesAtOnce)
+TEST_F(BindWithRetries, TakesAFreePortOnAllInterfacesAtOnce)
 {
     const uint16_t port = free_port();
-    EXPECT_TRUE(patient_bind(socket_.get(), port, NO_LIMIT));
+    EXPECT_TRUE(bind_with_retries(socket_.get(), port, NO_LIMIT));
     const sockaddr_in address = bound_to(socket_.get());
     EXPECT_EQ(ntohs(address.sin_port), port);
     EXPECT_EQ(address.sin_addr.s_addr, htonl(INADDR_ANY));
 }
 
-TEST_F(PatientBind, TakesAFreePortAlsoWhenTheServiceIsStopped)
+TEST_F(BindWithRetries, TakesAFreePortAlsoWhenTheServiceIsStopped)
 {
     flags_stop_running();
-    EXPECT_TRUE(patient_bind(socket_.get(), free_port(), NO_LIMIT));
+    EXPECT_TRUE(bind_with_retries(socket_.get(), free_port(), NO_LIMIT));
 }
 
-TEST_F(PatientBind, DoesNotWaitWhenTheServiceIsStopped)
+TEST_F(BindWithRetries, DoesNotWaitWhenTheServiceIsStopped)
 {
     const Descriptor holder = listening_on();
     flags_stop_running();
@@ -69,11 +69,11 @@ TEST_F(PatientBind, DoesNotWaitWhenTheServiceIsStopped)
         pauses++;
         return 0;
     });
-    EXPECT_FALSE(patient_bind(socket_.get(), port_of(holder.get()), NO_LIMIT));
+    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT));
     EXPECT_EQ(pauses, 0);
 }
 
-TEST_F(PatientBind, TriesEveryTenMillisecondsUntilThePortIsFree)
+TEST_F(BindWithRetries, TriesEveryTenMillisecondsUntilThePortIsFree)
 {
     Descriptor holder = listening_on();
     const uint16_t port = port_of(holder.get());
@@ -85,12 +85,12 @@ TEST_F(PatientBind, TriesEveryTenMillisecondsUntilThePortIsFree)
         }
         return 0;
     });
-    EXPECT_TRUE(patient_bind(socket_.get(), port, NO_LIMIT));
+    EXPECT_TRUE(bind_with_retries(socket_.get(), port, NO_LIMIT));
     EXPECT_EQ(pauses, std::vector<useconds_t>(300, 10000));
     EXPECT_EQ(port_of(socket_.get()), port);
 }
 
-TEST_F(PatientBind, EndsWhenTheServiceStops)
+TEST_F(BindWithRetries, EndsWhenTheServiceStops)
 {
     const Descriptor holder = listening_on();
     int pauses = 0;
@@ -100,19 +100,19 @@ TEST_F(PatientBind, EndsWhenTheServiceStops)
         }
         return 0;
     });
-    EXPECT_FALSE(patient_bind(socket_.get(), port_of(holder.get()), NO_LIMIT));
+    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT));
     EXPECT_EQ(pauses, 300);
 }
 
-TEST_F(PatientBind, EndsWhenItsTimeIsOver)
+TEST_F(BindWithRetries, EndsWhenItsTimeIsOver)
 {
     const Descriptor holder = listening_on();
     const uint64_t start = clock_elapsed_ms();
-    EXPECT_FALSE(patient_bind(socket_.get(), port_of(holder.get()), 60));
+    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), 60));
     EXPECT_GE(clock_elapsed_ms() - start, 60u);
 }
 
-TEST_F(PatientBind, TakesAPortThatBecomesFreeInTime)
+TEST_F(BindWithRetries, TakesAPortThatBecomesFreeInTime)
 {
     Descriptor holder = listening_on();
     const uint16_t port = port_of(holder.get());
@@ -120,7 +120,7 @@ TEST_F(PatientBind, TakesAPortThatBecomesFreeInTime)
         holder.close();
         return 0;
     });
-    EXPECT_TRUE(patient_bind(socket_.get(), port, UINT32_MAX));
+    EXPECT_TRUE(bind_with_retries(socket_.get(), port, UINT32_MAX));
 }
 
 } // namespace

@@ -1,0 +1,8 @@
+/* Binding a port that another process or an earlier run may still hold. */
+#pragma once
+
+#include <stdint.h>
+
+/* Binds the socket to the port on all interfaces. Tries every 10 ms until it succeeds, the service
+ * stops or limit_ms milliseconds have passed; 0 is no limit. */
+bool bind_with_retries(int fd, uint16_t port, uint32_t limit_ms);
