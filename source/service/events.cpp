@@ -73,7 +73,7 @@ static int32_t report(const Event *event, const EventTrace *trace)
     log_out("%s %d str_len %d \n", trace->function, trace->first_line,
             static_cast<int>(event->texts[0].length));
     const uint64_t size = payload_size(event);
-    if ((event->data == nullptr && event->data_length > 0) || size > PAYLOAD_MOST) {
+    if ((event->data == nullptr && event->data_length > 0) || size > PAYLOAD_MAX) {
         return -1;
     }
     const PayloadBuilder payload = payload_of(event, size);

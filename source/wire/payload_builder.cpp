@@ -8,7 +8,7 @@
 PayloadBuilder payload_begin(uint64_t size)
 {
     PayloadBuilder payload = {nullptr, 0, 0};
-    if (size <= PAYLOAD_MOST) {
+    if (size <= PAYLOAD_MAX) {
         payload.bytes = static_cast<uint8_t *>(calloc(1, static_cast<size_t>(size)));
         payload.size = static_cast<uint32_t>(size);
     }

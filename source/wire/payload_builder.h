@@ -13,9 +13,9 @@ struct PayloadBuilder {
 };
 
 /* The longest payload that a frame holds. */
-const uint32_t PAYLOAD_MOST = INT32_MAX - FRAME_OVERHEAD;
+const uint32_t PAYLOAD_MAX = INT32_MAX - FRAME_OVERHEAD;
 
-/* Makes room for `size` bytes, all zero; none above PAYLOAD_MOST. */
+/* Makes room for `size` bytes, all zero; none above PAYLOAD_MAX. */
 PayloadBuilder payload_begin(uint64_t size);
 
 /* Builds in the caller's bytes, which are zeroed; there is nothing to free. */
