@@ -9,7 +9,7 @@
 namespace protocol
 {
 
-enum Kind { KIND_GET, KIND_SET, KIND_STRING, KIND_INFO, KIND_DIRECT };
+enum Kind : uint16_t { KIND_GET, KIND_SET, KIND_STRING, KIND_INFO, KIND_DIRECT };
 
 /* ---- Arguments */
 
@@ -68,7 +68,7 @@ struct Reply {
     uint8_t max_bits;      /* of a code of a list's compression */
 };
 
-enum Refusal {
+enum Refusal : uint16_t {
     REFUSED_FF,         /* method code, FF */
     REFUSED_ZERO,       /* method code, 00, as in success */
     REFUSED_EMPTY,      /* 01, method code */
@@ -93,7 +93,7 @@ struct Lends {
     uint32_t size; /* of a buffer */
 };
 
-const int NO_SLOT_NUMBER = -1;
+const int16_t NO_SLOT_NUMBER = -1;
 
 /* ---- The list */
 
@@ -102,7 +102,7 @@ struct Operation {
     Kind kind;
     uint16_t first_code; /* 0: no method code */
     uint16_t last_code;
-    int slot; /* or NO_SLOT_NUMBER */
+    int16_t slot; /* or NO_SLOT_NUMBER */
     const char *name;
     Lends lends;
     ArgumentList arguments;

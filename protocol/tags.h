@@ -2,6 +2,6 @@
 #pragma once
 
 enum ValueTag {
-#define VALUE_TAG(value, name, form) TAG_##name = value,
+#define VALUE_TAG(value, name, form) TAG_##name = (value),
 #include "protocol/operations.def"
 };

@@ -1,31 +1,31 @@
 #include "forms.h"
 
-using nlohmann::ordered_json;
+#include <regex>
+#include <sstream>
 
-static std::string lua_value(const ordered_json &value, const std::string &indent);
-
-static std::string lua_table(const ordered_json &container, const std::string &indent)
+/* One line of indented JSON as Lua: only brackets and keys are written in another way, as no text
+ * here holds more than ASCII. */
+static std::string lua_line(const std::string &json)
 {
-    const std::string inner = indent + "  ";
-    std::string text = "{\n";
-    for (const auto &[key, value] : container.items()) {
-        const std::string name = container.is_object() ? key + " = " : "";
-        text += inner;
-        text += name;
-        text += lua_value(value, inner);
-        text += ",\n";
+    static const std::regex LINE_FORM(R"re(( *)(?:"(\w+)": )?(.*))re");
+    std::smatch parts;
+    std::regex_match(json, parts, LINE_FORM);
+    std::string value = parts[3];
+    const size_t bracket = value[0] == '"' ? std::string::npos : value.find_first_of("[]");
+    if (bracket != std::string::npos) {
+        value = std::regex_replace(std::regex_replace(value, std::regex("\\["), "{"),
+                                   std::regex("\\]"), "}");
     }
-    return text + indent + "}";
-}
-
-/* Strings, numbers and booleans are written alike in both languages: no text here has more than
- * ASCII in it. */
-static std::string lua_value(const ordered_json &value, const std::string &indent)
-{
-    return value.is_structured() ? lua_table(value, indent) : value.dump();
+    const std::string key = parts[2].matched ? parts[2].str() + " = " : "";
+    return parts[1].str() + key + value + "\n";
 }
 
 std::string lua_form()
 {
-    return "return " + lua_value(json_form(), "") + "\n";
+    std::istringstream lines(json_form().dump(2));
+    std::string text = "return ";
+    for (std::string line; std::getline(lines, line);) {
+        text += lua_line(line);
+    }
+    return text;
 }

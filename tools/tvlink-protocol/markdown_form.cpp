@@ -69,7 +69,7 @@ static bool is_not_looked_at(protocol::ArgumentType type)
 
 static std::string value_words(const Argument &argument)
 {
-    const std::string name = argument.name;
+    std::string name = argument.name;
     const std::string bytes = std::to_string(width_of(argument.type)) +
                               (width_of(argument.type) == 1 ? " byte" : " bytes");
     switch (argument.type) {
@@ -127,15 +127,13 @@ static std::string arguments_words(const Operation &operation)
 
 static std::string tag_words(const protocol::Reply &reply)
 {
-    for (const ValueTagRow &row : value_tag_rows) {
-        if (row.value == reply.tag) {
-            const std::string name = row.name;
-            const bool described = row.value == TAG_STRING || reply.max_bits != 0;
-            const std::string form = row.value == TAG_STRING ? "text" : "list";
-            return hex_digits(row.value, 2) + ", " + (described ? form : row.form);
+    std::string form = reply.tag == TAG_STRING ? "text" : "list";
+    for (const ValueTagRow &row : VALUE_TAG_ROWS) {
+        if (row.value == reply.tag && reply.tag != TAG_STRING && reply.max_bits == 0) {
+            form = row.form;
         }
     }
-    return "";
+    return hex_digits(reply.tag, 2) + ", " + form;
 }
 
 static std::string reply_words(const Operation &operation)
@@ -213,7 +211,7 @@ static std::string family_table(const FamilyRow &family, protocol::Kind kind)
 static std::string operations_of(protocol::Kind kind)
 {
     std::string text;
-    for (const FamilyRow &family : family_rows) {
+    for (const FamilyRow &family : FAMILY_ROWS) {
         text += family_table(family, kind);
     }
     return text + "\n";
@@ -224,7 +222,7 @@ static std::string operations_of(protocol::Kind kind)
 static std::string frame_types()
 {
     std::string text = table_head({"Type", "Direction", "Meaning", "Answered by"});
-    for (const FrameTypeRow &row : frame_type_rows) {
+    for (const FrameTypeRow &row : FRAME_TYPE_ROWS) {
         text += table_row({hex_digits(row.value, 2), row.direction, row.meaning, row.answer});
     }
     return text;
@@ -233,7 +231,7 @@ static std::string frame_types()
 static std::string value_tags()
 {
     std::string text = table_head({"Tag", "Name", "Value"});
-    for (const ValueTagRow &row : value_tag_rows) {
+    for (const ValueTagRow &row : VALUE_TAG_ROWS) {
         text +=
             table_row({hex_digits(row.value, 2), std::string("`TAG_") + row.name + "`", row.form});
     }
@@ -243,7 +241,7 @@ static std::string value_tags()
 static std::string reply_forms()
 {
     std::string text = table_head({"Reply", "Frame type", "Payload"});
-    for (const ReplyFormRow &row : reply_form_rows) {
+    for (const ReplyFormRow &row : REPLY_FORM_ROWS) {
         std::string name = row.name;
         for (char &letter : name) {
             letter = letter == '_' ? ' ' : static_cast<char>(std::tolower(letter));
@@ -272,7 +270,7 @@ static std::string lists()
 static std::string events()
 {
     std::string text = table_head({"Reported by", "Third byte", "Values behind it"});
-    for (const EventRow &row : event_rows) {
+    for (const EventRow &row : EVENT_ROWS) {
         text += table_row(
             {std::string("`") + row.name + "`", hex_digits(row.third_byte, 2), row.values});
     }
@@ -282,7 +280,7 @@ static std::string events()
 static std::string attributes()
 {
     std::string text = table_head({"Id", "Tag", "Value"});
-    for (const AttributeRow &row : attribute_rows) {
+    for (const AttributeRow &row : ATTRIBUTE_ROWS) {
         text += table_row({hex_digits(row.id, 4), hex_digits(row.tag, 2), row.value});
     }
     return text;

@@ -41,38 +41,38 @@ struct FamilyRow {
     const char *title;
 };
 
-constexpr FrameTypeRow frame_type_rows[] = {
+constexpr FrameTypeRow FRAME_TYPE_ROWS[] = {
 #define FRAME_TYPE(value, name, direction, meaning, answer)                                        \
     {value, #name, direction, meaning, answer},
 #include "protocol/operations.def"
 };
 
-constexpr ValueTagRow value_tag_rows[] = {
+constexpr ValueTagRow VALUE_TAG_ROWS[] = {
 #define VALUE_TAG(value, name, form) {value, #name, form},
 #include "protocol/operations.def"
 };
 
-constexpr ReplyFormRow reply_form_rows[] = {
+constexpr ReplyFormRow REPLY_FORM_ROWS[] = {
 #define REPLY_FORM(name, frame_type, payload) {#name, frame_type, payload},
 #include "protocol/operations.def"
 };
 
-constexpr EventRow event_rows[] = {
+constexpr EventRow EVENT_ROWS[] = {
 #define EVENT(name, third_byte, values) {#name, third_byte, values},
 #include "protocol/operations.def"
 };
 
-constexpr AttributeRow attribute_rows[] = {
+constexpr AttributeRow ATTRIBUTE_ROWS[] = {
 #define ATTRIBUTE(id, tag, value) {id, TAG_##tag, value},
 #include "protocol/operations.def"
 };
 
-constexpr FamilyRow family_rows[] = {
+constexpr FamilyRow FAMILY_ROWS[] = {
 #define FAMILY(name, title) {#name, title},
 #include "protocol/operations.def"
 };
 
-constexpr unsigned reserved_slots[] = {
+constexpr unsigned RESERVED_SLOTS[] = {
 #define RESERVED(slot) slot,
 #include "protocol/operations.def"
 };
