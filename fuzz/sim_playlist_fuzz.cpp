@@ -2,7 +2,7 @@
  * lists that the simulator makes of them can be read by the control point.
  *
  * Under test: tools/tvlink-sim/playlist.cpp tools/tvlink-sim/list_blocks.cpp
- * tools/tvlink-sim/utf8.cpp */
+ * tools/common/utf8.cpp */
 #include "support/fuzz_input.h"
 
 #include "controlpoint_lists.h"

@@ -14,11 +14,6 @@ namespace
 
 using ChannelNames = std::map<uint16_t, std::string>;
 
-std::string text_of(CpBytes text)
-{
-    return {text.data, text.data + text.size};
-}
-
 uint32_t start_of(const GuideOptions &options)
 {
     return options.from.empty() ? 0 : parse_time(options.from, time(nullptr));

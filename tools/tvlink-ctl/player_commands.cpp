@@ -82,7 +82,7 @@ void play_operation(const Settings &settings, const std::string &operation,
                     const std::string &value)
 {
     Request request;
-    const auto number = static_cast<int32_t>(parse_signed(value).number);
+    const auto number = parse_signed(value);
     require_built(cp_build_play_operation(&request.buffer, parse_number(operation, 6), number), "");
     carry_out(settings, request, "play operation " + operation);
 }

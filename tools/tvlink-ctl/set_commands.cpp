@@ -2,15 +2,16 @@
 #include "arguments.h"
 #include "commands.h"
 #include "exchange.h"
+#include "key_names.h"
 #include "output.h"
 
 namespace ctl
 {
 void list_keys(const Settings &settings)
 {
-    for (const KeyName &key : key_names) {
-        print_line(settings, std::string(key.name) + " " + std::to_string(key.number),
-                   {{"name", std::string(key.name)}, {"number", int64_t{key.number}}});
+    for (const tools::KeyName &key : tools::key_names) {
+        print_line(settings, std::string(key.name) + " " + std::to_string(key.code),
+                   {{"name", std::string(key.name)}, {"number", int64_t{key.code}}});
     }
 }
 

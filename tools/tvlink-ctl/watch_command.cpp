@@ -53,10 +53,10 @@ void print_event(const Watch &watch, CpBytes payload)
                    {"value", int64_t{event.value}}};
     add_text(facts, "text", event.text);
     std::string line = "event " + hex_code(event.code) + " value " + std::to_string(event.value) +
-                       " text " + quoted(event.text);
+                       " text \"" + printable(event.text) + "\"";
     if (event.has_second_text) {
         add_text(facts, "second_text", event.second_text);
-        line += " second text " + quoted(event.second_text);
+        line += " second text \"" + printable(event.second_text) + "\"";
     }
     facts.emplace_back("data", hex(event.data, ""));
     if (event.data.size > 0) {
