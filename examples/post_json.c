@@ -5,7 +5,7 @@
 #include <stdlib.h>
 
 #include <tvlink.h>
-#include <tvlink/http_client.h>
+#include <tvlink/host/http_client.h>
 
 /* By default diagnostics go to standard output, which is for the answer here. */
 static void print_to_standard_error(int stream, const char *text, void *context)

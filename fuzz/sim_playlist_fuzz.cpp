@@ -2,7 +2,7 @@
  * decode the lists that the simulator makes of them.
  *
  * Under test: tools/tvlink-sim/playlist.cpp tools/tvlink-sim/list_blocks.cpp
- * tools/tvlink-sim/utf8.cpp */
+ * tools/common/utf8.cpp */
 #include "support/fuzz_input.h"
 
 #include "controlpoint_lists.h"

@@ -141,8 +141,8 @@ TVLINK_API int32_t ipp_report_dev_event2(int32_t code, uint32_t value, const cha
  * A sized block is returned by slots whose data is sent compressed: on the C heap, two uint32_t
  * words, element size and element count, and right behind them the data, whose address is returned.
  * The library releases it by freeing the address of the two words. The data is as long as the count
- * says, so use elements of one byte. mem_alloc (tvlink/sized_block.h) makes such a block; without
- * it:
+ * says, so use elements of one byte. mem_alloc (tvlink/host/sized_block.h) makes such a block;
+ * without it:
  *
  *     static void *guide(uint16_t *entries)
  *     {

@@ -298,4 +298,16 @@ constexpr Operation ALL_OPERATIONS[] = {
 };
 #undef ARGUMENTS
 
+/* An operation without a method code cannot reply with its own. */
+constexpr bool own_codes_exist()
+{
+    for (const Operation &operation : ALL_OPERATIONS) {
+        if (operation.reply.code == OWN_CODE && operation.first_code == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(own_codes_exist(), "OWN_CODE needs a method code");
+
 } // namespace protocol

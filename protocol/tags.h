@@ -1,4 +1,4 @@
-/* Value tags: the byte in front of a value tells its form. */
+/* Value tags: the byte in front of a value that names its form. */
 #pragma once
 
 enum ValueTag {

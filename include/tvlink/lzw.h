@@ -1,9 +1,9 @@
 /* Lempel-Ziv-Welch coding of large replies.
  *
  * Codes are packed most significant bit first and begin at 9 bits; 256 clears the table of strings,
- * 257 ends the data. Input and result are sized blocks (tvlink/sized_block.h): a length is the
+ * 257 ends the data. Input and result are sized blocks (tvlink/host/sized_block.h): a length is the
  * count word of its block, whatever the element size. Inputs are borrowed; a result is the
- * caller's, who releases it by free((uint32_t *)block - 2). No state outside the call, no locks,
+ * caller's to release with free((uint32_t *)block - 2). No state outside the call, no locks,
  * any thread. */
 #ifndef TVLINK_LZW_H
 #define TVLINK_LZW_H

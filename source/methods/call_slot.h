@@ -7,15 +7,11 @@
 enum { NO_SLOT = -1 };
 
 /* The slot that a handler may call; null when the host has left it null, when no table is
- * registered, and when the request was bad. */
+ * registered, and when the request was bad. Looked up once for each request: the host may replace
+ * its table meanwhile. */
 template <typename Slot> Slot slot_of(const RequestReader *args, Slot TvMethodTable::*slot)
 {
     return host_methods(args)->*slot;
-}
-
-template <typename Slot> bool has_slot(const RequestReader *args, Slot TvMethodTable::*slot)
-{
-    return slot_of(args, slot) != nullptr;
 }
 
 /* The slot's result, or `otherwise` when there is no slot to call. */

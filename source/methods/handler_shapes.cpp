@@ -19,11 +19,11 @@ int set_u8(CtrlPoint *cp, uint8_t *request, int32_t length, const TagCheck &tag,
 int reply_set_text(CtrlPoint *cp, RequestReader *args, HeapText text, uint32_t number,
                    TextNumberSlot TvMethodTable::*slot)
 {
-    if (!has_slot(args, slot)) {
+    const TextNumberSlot set = slot_of(args, slot);
+    if (set == nullptr) {
         return reply_empty(cp, args);
     }
-    const int result = call_slot(args, slot, NO_SLOT, text.chars, number);
-    return reply_u32(cp, args, static_cast<uint32_t>(result));
+    return reply_u32(cp, args, static_cast<uint32_t>(set(text.chars, number)));
 }
 
 int set_text_and_number(CtrlPoint *cp, uint8_t *request, int32_t length,
@@ -38,21 +38,22 @@ int set_text_and_number(CtrlPoint *cp, uint8_t *request, int32_t length,
 int get_state_u8(CtrlPoint *cp, uint16_t code, int (*TvMethodTable::*slot)(void))
 {
     RequestReader args = unread_request(code);
-    return has_slot(&args, slot) ? reply_u8(cp, &args, call_slot(&args, slot, 0))
-                                 : reply_silence(&args);
+    int (*const get)(void) = slot_of(&args, slot);
+    return get != nullptr ? reply_u8(cp, &args, get()) : reply_silence(&args);
 }
 
 int get_state_u32(CtrlPoint *cp, uint16_t code, uint32_t (*TvMethodTable::*slot)(void))
 {
     RequestReader args = unread_request(code);
-    return has_slot(&args, slot) ? reply_u32(cp, &args, call_slot(&args, slot, 0U))
-                                 : reply_silence(&args);
+    uint32_t (*const get)(void) = slot_of(&args, slot);
+    return get != nullptr ? reply_u32(cp, &args, get()) : reply_silence(&args);
 }
 
 int get_buffer_text(CtrlPoint *cp, uint8_t *request, int32_t length, uint16_t code, uint32_t size,
                     int (*TvMethodTable::*slot)(char *buffer))
 {
     RequestReader args = get_request(request, length, 4, code);
-    char *answer = lend_buffer(&args, size);
-    return reply_answer(cp, &args, call_slot(&args, slot, NO_SLOT, answer), answer);
+    int (*const get)(char *) = slot_of(&args, slot);
+    char *answer = get != nullptr ? lend_buffer(&args, size) : nullptr;
+    return reply_answer(cp, &args, answer != nullptr ? get(answer) : NO_SLOT, answer);
 }

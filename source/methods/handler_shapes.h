@@ -19,6 +19,7 @@ constexpr ReplyCodes REPLY_CODE = {
 #define OPERATION(family, kind, first, last, slot, name, ...) REPLY_CODE_OF(name)
 #define SLOTLESS(family, kind, first, last, name, ...) REPLY_CODE_OF(name)
 #include "protocol/operations.def"
+#undef REPLY_CODE_OF
 };
 
 /* A setter without an argument. */
@@ -29,15 +30,17 @@ int set_without_argument(CtrlPoint *cp, uint8_t *request, int32_t length,
 int set_u8(CtrlPoint *cp, uint8_t *request, int32_t length, const TagCheck &tag,
            const char *handler, int (*TvMethodTable::*slot)(uint8_t value));
 
-/* A setter of a text and, right behind it, a number. The reply is that of a get handler: the slot's
- * whole result. */
+/* A slot that takes a text and a number. The reply is that of a get handler: the slot's whole
+ * result. */
 typedef int (*TextNumberSlot)(const char *text, uint32_t number);
-int set_text_and_number(CtrlPoint *cp, uint8_t *request, int32_t length,
-                        TextNumberSlot TvMethodTable::*slot);
 int reply_set_text(CtrlPoint *cp, RequestReader *args, HeapText text, uint32_t number,
                    TextNumberSlot TvMethodTable::*slot);
 
-/* A state that is asked for without an argument: its low 8 bits, or all 32. Silent without slot. */
+/* A setter of a text and, right behind it, a number. */
+int set_text_and_number(CtrlPoint *cp, uint8_t *request, int32_t length,
+                        TextNumberSlot TvMethodTable::*slot);
+
+/* A state that is requested without an argument: its low 8 bits, or all 32. Silent without slot. */
 int get_state_u8(CtrlPoint *cp, uint16_t code, int (*TvMethodTable::*slot)(void));
 int get_state_u32(CtrlPoint *cp, uint16_t code, uint32_t (*TvMethodTable::*slot)(void));
 

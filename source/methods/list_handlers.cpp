@@ -23,14 +23,15 @@ int handle_get_tv_epg(CtrlPoint *cp, uint8_t *request, int32_t length)
     const uint32_t selector2 = read_u32(&args);
     skip(&args, 1);
     const uint32_t selector3 = read_u32(&args);
-    if (host_methods()->get_tv_epg == nullptr) {
+    const auto get = host_methods()->get_tv_epg;
+    if (get == nullptr) {
         return reply_silence(&args);
     }
     uint16_t count = 0;
     uint32_t unsent = 0;
     uint32_t value = 0;
-    void *block = call_slot(&args, &TvMethodTable::get_tv_epg, nullptr, &count, &unsent, selector1,
-                            selector2, selector3, &value);
+    void *block =
+        args.failed ? nullptr : get(&count, &unsent, selector1, selector2, selector3, &value);
     return reply_list(cp, &args, EPG, count | value << 16, block);
 }
 
@@ -65,7 +66,7 @@ int handle_get_tv_channelcode3(CtrlPoint *cp, uint8_t *request, int32_t length)
     return reply_list(cp, &args, CHANNELS3, count, block);
 }
 
-/* ---- Lists that are asked for without an argument */
+/* ---- Lists that are requested without an argument */
 
 static int get_plain_list(CtrlPoint *cp, uint16_t code, ListForm form,
                           void *(*TvMethodTable::*slot)(uint16_t *count))
@@ -100,12 +101,13 @@ int handle_get_tv_order(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
     RequestReader args = get_request(request, length, 3);
     check_tag(&args, {0, 1, "frame_data[0] == 1", 599}, __func__);
-    if (!has_slot(&args, &TvMethodTable::get_tv_order)) {
+    const auto get = slot_of(&args, &TvMethodTable::get_tv_order);
+    if (get == nullptr) {
         return reply_empty(cp, &args);
     }
     uint16_t count = 0;
     uint32_t size = 0;
-    void *data = call_slot(&args, &TvMethodTable::get_tv_order, nullptr, &count, &size);
+    void *data = get(&count, &size);
     return reply_host_list(cp, &args, count, data, size);
 }
 

@@ -57,10 +57,9 @@ int handle_set_tv_loginfromtv(CtrlPoint *cp, uint8_t *request, int32_t length)
         read_text_into(&args, text, sizeof text);
         skip(&args, 1);
     }
-    if (has_slot(&args, &TvMethodTable::set_tv_loginfromtv)) {
-        request[3] =
-            static_cast<uint8_t>(call_slot(&args, &TvMethodTable::set_tv_loginfromtv, NO_SLOT,
-                                           texts[0], texts[1], texts[2], texts[3], texts[4]));
+    const auto log_in = slot_of(&args, &TvMethodTable::set_tv_loginfromtv);
+    if (log_in != nullptr) {
+        request[3] = static_cast<uint8_t>(log_in(texts[0], texts[1], texts[2], texts[3], texts[4]));
     }
     return reply_zero(cp, &args);
 }

@@ -71,12 +71,16 @@ int handle_set_play_addr(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
     RequestReader args = set_request(request, length, 3);
     check_tag(&args, {2, TAG_STRING, "frame_data[2]==0x08", 2459}, __func__);
+    int (*const play)(char *) = slot_of(&args, &TvMethodTable::set_play_addr);
+    if (play == nullptr) {
+        skip_text(&args);
+        return reply_result(cp, &args, NO_SLOT);
+    }
     read_text(&args);
     if (args.out_of_memory) {
         return reply_silence(&args);
     }
-    int (*const play)(char *) = slot_of(&args, &TvMethodTable::set_play_addr);
-    return reply_result(cp, &args, play != nullptr ? play(give_copy(&args)) : NO_SLOT);
+    return reply_result(cp, &args, args.failed ? NO_SLOT : play(give_copy(&args)));
 }
 
 int handle_set_play_addr2(CtrlPoint *cp, uint8_t *request, int32_t length)

@@ -60,11 +60,12 @@ int handle_set_tv_textpair(CtrlPoint *cp, uint8_t *request, int32_t length)
 int handle_get_tv_text(CtrlPoint *cp, uint8_t *, int32_t)
 {
     RequestReader args = unread_request(REPLY_CODE.get_tv_text);
-    if (!has_slot(&args, &TvMethodTable::get_tv_text)) {
+    int (*const get)(char *) = slot_of(&args, &TvMethodTable::get_tv_text);
+    if (get == nullptr) {
         return reply_silence(&args);
     }
     char text[TEXT_SIZE + 1] = {}; /* ends in zero, however much the host writes */
-    call_slot(&args, &TvMethodTable::get_tv_text, 0, text);
+    get(text);
     return reply_text(cp, &args, text);
 }
 

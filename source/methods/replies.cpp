@@ -111,6 +111,10 @@ int reply_payload(CtrlPoint *cp, PayloadBuilder *payload, uint8_t frame_type)
 int reply_payload_or_empty(CtrlPoint *cp, RequestReader *args, PayloadBuilder *payload)
 {
     request_release(args);
+    if (!args->has_code) {
+        free(payload->bytes);
+        return -1;
+    }
     return reply_payload(cp, payload, FRAME_GET_REPLY) == 0 ? 0 : reply_empty(cp, args);
 }
 
@@ -125,7 +129,10 @@ int reply_text(CtrlPoint *cp, RequestReader *args, const char *text)
 char *lend_buffer(RequestReader *args, uint32_t size)
 {
     char *buffer = args->failed ? nullptr : static_cast<char *>(calloc(1, size_t{size} + 1));
-    args->failed = buffer == nullptr;
+    if (buffer == nullptr && !args->failed) {
+        args->failed = true;
+        args->out_of_memory = true;
+    }
     return buffer;
 }
 

@@ -1,6 +1,6 @@
-/* The replies of the handlers. Each function ends a request: it releases the reader's copies, and
- * sends at most one frame, with the reader's method code. A request that ended before its method
- * code is never answered. */
+/* The replies of the handlers. Each function that takes a reader but lend_buffer() ends the
+ * request: it releases the reader's copies, and sends at most one frame, with the reader's method
+ * code. A request that ended before its method code is never answered. */
 #pragma once
 
 #include "tvlink/ctrlpoint.h"
@@ -33,9 +33,9 @@ int reply_u32(CtrlPoint *cp, RequestReader *args, uint32_t value);
 
 int reply_text(CtrlPoint *cp, RequestReader *args, const char *text);
 
-/* A zeroed buffer for a host that is told `size`: it is one byte longer, and so ends in zero
- * however much the host writes. Null, and the reader failed, when memory is out; null for a failed
- * reader. */
+/* A zeroed buffer for a slot that may write `size` bytes: it is one byte longer, and so ends in
+ * zero however much the host writes. Null, and the reader failed, when memory is out; null for a
+ * failed reader. */
 char *lend_buffer(RequestReader *args, uint32_t size);
 
 /* The text that the host wrote into the lent buffer, which is freed; the empty reply for a negative

@@ -17,12 +17,12 @@ int handle_get_screen_shot2(CtrlPoint *cp, uint8_t *request, int32_t length)
     const int16_t parameter1 = read_i16(&args);
     skip(&args, 1);
     const uint16_t parameter2 = read_u16(&args);
-    if (host_methods()->get_screen_shot2 == nullptr) {
+    const auto capture = host_methods()->get_screen_shot2;
+    if (capture == nullptr) {
         return reply_silence(&args);
     }
     uint32_t size = 0;
-    const void *image =
-        call_slot(&args, &TvMethodTable::get_screen_shot2, nullptr, parameter1, parameter2, &size);
+    const void *image = args.failed ? nullptr : capture(parameter1, parameter2, &size);
     uint16_t port = 0;
     if (image == nullptr || !bulk_offer(cp, image, size, __func__, &port)) {
         return reply_no_capture(cp, &args);

@@ -13,9 +13,9 @@ int handle_get_tv_installapklist(CtrlPoint *cp, uint8_t *request, int32_t length
 {
     RequestReader args = get_request(request, length, 5, REPLY_CODE.get_tv_installapklist);
     const uint32_t value = read_u32(&args);
-    char *answer = lend_buffer(&args, LONG_TEXT_SIZE);
-    const int result =
-        call_slot(&args, &TvMethodTable::get_tv_installapklist, NO_SLOT, value, answer);
+    const auto get = slot_of(&args, &TvMethodTable::get_tv_installapklist);
+    char *answer = get != nullptr ? lend_buffer(&args, LONG_TEXT_SIZE) : nullptr;
+    const int result = answer != nullptr ? get(value, answer) : NO_SLOT;
     return reply_answer(cp, &args, result, answer);
 }
 
@@ -47,10 +47,12 @@ static int answer_query(CtrlPoint *cp, uint8_t *request, int32_t length, uint16_
     char text[QUERY_SIZE];
     RequestReader args = get_request(request, length, 6, code);
     read_text_into(&args, text, sizeof text);
-    char *answer = lend_buffer(&args, QUERY_SIZE);
-    const int result = has_slot(&args, slot) ? 0 : NO_SLOT;
-    call_slot(&args, slot, NO_SLOT, answer, text);
-    return reply_answer(cp, &args, result, answer);
+    int (*const query)(char *, const char *) = slot_of(&args, slot);
+    char *answer = query != nullptr ? lend_buffer(&args, QUERY_SIZE) : nullptr;
+    if (answer != nullptr) {
+        query(answer, text);
+    }
+    return reply_answer(cp, &args, 0, answer);
 }
 
 int handle_get_tv_code400b(CtrlPoint *cp, uint8_t *request, int32_t length)
@@ -82,11 +84,12 @@ int handle_get_tv_code400a(CtrlPoint *cp, uint8_t *request, int32_t length)
     char text[QUERY_SIZE];
     RequestReader args = get_request(request, length, 6, REPLY_CODE.get_tv_code400a);
     read_text_into(&args, text, sizeof text);
-    if (!has_slot(&args, &TvMethodTable::get_tv_code400a)) {
+    const auto query = slot_of(&args, &TvMethodTable::get_tv_code400a);
+    if (query == nullptr) {
         return reply_empty(cp, &args);
     }
     uint32_t answer = 0;
-    call_slot(&args, &TvMethodTable::get_tv_code400a, NO_SLOT, &answer, text);
+    query(&answer, text);
     return reply_u32(cp, &args, answer);
 }
 
@@ -101,11 +104,12 @@ int handle_set_tv_setting_mtnadata(CtrlPoint *cp, uint8_t *request, int32_t leng
     const uint32_t second_length = read_text_into(&args, second, sizeof second);
     skip(&args, 1);
     const uint8_t value = read_u8(&args);
-    char *answer = lend_buffer(&args, QUERY_SIZE);
-    const int result = has_slot(&args, &TvMethodTable::set_tv_setting_mtnadata) ? 0 : NO_SLOT;
-    call_slot(&args, &TvMethodTable::set_tv_setting_mtnadata, NO_SLOT, second, second_length,
-              first.chars, first.length, value, answer);
-    return reply_answer(cp, &args, result, answer);
+    const auto set = slot_of(&args, &TvMethodTable::set_tv_setting_mtnadata);
+    char *answer = set != nullptr ? lend_buffer(&args, QUERY_SIZE) : nullptr;
+    if (answer != nullptr) {
+        set(second, second_length, first.chars, first.length, value, answer);
+    }
+    return reply_answer(cp, &args, 0, answer);
 }
 
 int handle_set_tv_wifiinfo(CtrlPoint *cp, uint8_t *request, int32_t length)

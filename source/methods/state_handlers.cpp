@@ -47,12 +47,14 @@ static int send_info(CtrlPoint *cp, const char *name, const char *serial, const 
 /* Sent without the host's text when the slot is null, and not at all without a table. */
 int handle_get_device_info(CtrlPoint *cp)
 {
-    if (registered_methods() == nullptr) {
+    const TvMethodTable *tv = registered_methods();
+    if (tv == nullptr) {
         return -1;
     }
-    const RequestReader no_request = {};
     char host_text[TEXT_SIZE + 1] = {};
-    call_slot(&no_request, &TvMethodTable::get_device_info, 0, host_text);
+    if (tv->get_device_info != nullptr) {
+        tv->get_device_info(host_text);
+    }
     char name[IDENTITY_SIZE];
     char serial[IDENTITY_SIZE];
     identity_copy_name(name);
@@ -60,7 +62,7 @@ int handle_get_device_info(CtrlPoint *cp)
     return send_info(cp, name, serial, host_text);
 }
 
-/* ---- The name, the version */
+/* ---- Name and version */
 
 int handle_get_tv_name(CtrlPoint *cp, uint8_t *, int32_t)
 {
@@ -107,10 +109,8 @@ int handle_get_tv_code010e(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
     RequestReader args = get_request(request, length, 5, REPLY_CODE.get_tv_code010e);
     const uint8_t selector = read_u8(&args);
-    if (!has_slot(&args, &TvMethodTable::get_tv_code010e)) {
-        return reply_silence(&args);
-    }
-    return reply_u8(cp, &args, call_slot(&args, &TvMethodTable::get_tv_code010e, 0, selector));
+    int (*const get)(uint8_t) = slot_of(&args, &TvMethodTable::get_tv_code010e);
+    return get != nullptr ? reply_u8(cp, &args, get(selector)) : reply_silence(&args);
 }
 
 int handle_get_tv_code2005(CtrlPoint *cp, uint8_t *, int32_t)

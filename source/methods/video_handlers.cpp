@@ -75,11 +75,12 @@ int handle_get_tv_vodstatus2(CtrlPoint *cp, uint8_t *request, int32_t length)
 int handle_get_tv_vodintarray(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
     RequestReader args = get_request(request, length, 3);
-    if (!has_slot(&args, &TvMethodTable::get_tv_vodintarray)) {
+    const auto get = slot_of(&args, &TvMethodTable::get_tv_vodintarray);
+    if (get == nullptr) {
         return reply_empty(cp, &args);
     }
     uint32_t count = 0;
-    void *integers = call_slot(&args, &TvMethodTable::get_tv_vodintarray, nullptr, &count);
+    void *integers = get(&count);
     return reply_host_block(cp, &args, integers, count, sizeof(uint32_t), INTEGERS_LABEL);
 }
 
@@ -88,22 +89,24 @@ int handle_get_tv_vodintarray2(CtrlPoint *cp, uint8_t *request, int32_t length)
     char text[QUERY_SIZE];
     RequestReader args = get_request(request, length, 5);
     read_text_into(&args, text, sizeof text);
-    if (!has_slot(&args, &TvMethodTable::get_tv_vodintarray2)) {
+    const auto get = slot_of(&args, &TvMethodTable::get_tv_vodintarray2);
+    if (get == nullptr) {
         return reply_empty(cp, &args);
     }
     uint32_t count = 0;
-    void *integers = call_slot(&args, &TvMethodTable::get_tv_vodintarray2, nullptr, &count, text);
+    void *integers = get(&count, text);
     return reply_host_block(cp, &args, integers, count, sizeof(uint32_t), INTEGERS_LABEL);
 }
 
 int handle_get_tv_vodarraystring(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
     RequestReader args = get_request(request, length, 3, REPLY_CODE.get_tv_vodarraystring);
-    if (!has_slot(&args, &TvMethodTable::get_tv_vodarraystring)) {
+    const auto get = slot_of(&args, &TvMethodTable::get_tv_vodarraystring);
+    if (get == nullptr) {
         return reply_empty(cp, &args);
     }
     uint32_t count = 0;
-    void *cells = call_slot(&args, &TvMethodTable::get_tv_vodarraystring, nullptr, &count);
+    void *cells = get(&count);
     return reply_host_block(cp, &args, cells, count, CELL_SIZE, nullptr);
 }
 
@@ -111,24 +114,25 @@ int handle_get_tv_vodarraystring2(CtrlPoint *cp, uint8_t *request, int32_t lengt
 {
     RequestReader args = get_request(request, length, 4);
     const HeapText text = read_text(&args);
-    if (!has_slot(&args, &TvMethodTable::get_tv_vodarraystring2)) {
+    const auto get = slot_of(&args, &TvMethodTable::get_tv_vodarraystring2);
+    if (get == nullptr) {
         return reply_empty(cp, &args);
     }
     uint32_t count = 0;
-    void *cells =
-        call_slot(&args, &TvMethodTable::get_tv_vodarraystring2, nullptr, text.chars, &count);
+    void *cells = get(text.chars, &count);
     return reply_host_block(cp, &args, cells, count, CELL_SIZE, nullptr);
 }
 
-/* ---- Its player */
+/* ---- The player of video on demand */
 
 int handle_get_tv_vodplayer(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
     RequestReader args = get_request(request, length, 3, REPLY_CODE.get_tv_vodplayer);
-    if (!has_slot(&args, &TvMethodTable::get_tv_vodplayer)) {
+    const auto get = slot_of(&args, &TvMethodTable::get_tv_vodplayer);
+    if (get == nullptr) {
         return reply_empty(cp, &args);
     }
-    const int state = call_slot(&args, &TvMethodTable::get_tv_vodplayer, 0);
+    const int state = get();
     return reply_u32(cp, &args, static_cast<uint32_t>(state));
 }
 
@@ -136,10 +140,11 @@ int handle_get_tv_vodplayer_v2(CtrlPoint *cp, uint8_t *request, int32_t length)
 {
     RequestReader args = get_request(request, length, 5, REPLY_CODE.get_tv_vodplayer_v2);
     const HeapText text = read_text(&args);
-    if (!has_slot(&args, &TvMethodTable::get_tv_vodplayer_v2)) {
+    const auto get = slot_of(&args, &TvMethodTable::get_tv_vodplayer_v2);
+    if (get == nullptr) {
         return reply_empty(cp, &args);
     }
-    const int state = call_slot(&args, &TvMethodTable::get_tv_vodplayer_v2, 0, text.chars);
+    const int state = get(text.chars);
     return reply_u32(cp, &args, static_cast<uint32_t>(state));
 }
 
@@ -168,9 +173,10 @@ int handle_get_tv_metadata(CtrlPoint *cp, uint8_t *request, int32_t length)
     skip(&args, 1);
     const HeapText first = read_text(&args);
     const HeapText second = read_text(&args);
-    char *answer = lend_buffer(&args, LONG_TEXT_SIZE);
-    const int result = call_slot(&args, &TvMethodTable::get_tv_metadata, NO_SLOT, first.chars,
-                                 second.chars, selector, answer);
+    const auto get = slot_of(&args, &TvMethodTable::get_tv_metadata);
+    char *answer = get != nullptr ? lend_buffer(&args, LONG_TEXT_SIZE) : nullptr;
+    const int result =
+        answer != nullptr ? get(first.chars, second.chars, selector, answer) : NO_SLOT;
     const int sent = reply_answer(cp, &args, result, answer);
     printTime("end time--- ");
     return sent;

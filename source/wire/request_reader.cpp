@@ -8,6 +8,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+/* A part of the printed line, which is fixed. */
 static const char *const SOURCE_NAME = "../source/tv/tv";
 
 static RequestReader open_request(const uint8_t *request, int32_t length, uint32_t code_at,
@@ -175,6 +176,11 @@ HeapText read_bytes(RequestReader *r, uint32_t length)
 HeapText read_text(RequestReader *r)
 {
     return read_bytes(r, read_u16(r));
+}
+
+void skip_text(RequestReader *r)
+{
+    take(r, read_u16(r));
 }
 
 char *give_copy(RequestReader *r)

@@ -73,5 +73,8 @@ struct HeapText {
 HeapText read_text(RequestReader *r);
 HeapText read_bytes(RequestReader *r, uint32_t length);
 
+/* The same as read_text without a copy: only the length is checked. */
+void skip_text(RequestReader *r);
+
 /* The latest copy, from now on the caller's to free. There is one: the reader has not failed. */
 char *give_copy(RequestReader *r);

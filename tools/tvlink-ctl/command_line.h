@@ -2,47 +2,60 @@
 #ifndef TVLINK_CTL_COMMAND_LINE_H
 #define TVLINK_CTL_COMMAND_LINE_H
 
-#include "commands.h"
+#include "failure.h"
+#include "settings.h"
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace ctl
 {
 
-/* What is on the command line. A command's parser leaves in `action` what is to be done. */
+/* Prints its results, and throws a Failure. */
+using Action = std::function<void(const Settings &)>;
+
 struct CommandLine {
     Settings settings;
-    std::function<void()> action;
+    Action action;                   /* of the command that was given */
     ExitStatus status = STATUS_DONE; /* of an action that ends well but finds something wrong */
-    std::string first, second, third;
-    bool flag = false, second_flag = false;
-    FilmOptions film;
-    GuideOptions guide;
-    ChannelOptions channels;
-    CaptureOptions capture;
-    WatchOptions watch;
-    RawRequest raw;
+    std::vector<std::shared_ptr<void>> options; /* of all families */
 };
 
-/* Adds a command that is done by `run`. */
-CLI::App *add_command(CLI::App &app, CommandLine &line, const char *name, const char *help,
-                      std::function<void()> run);
+/* The options of a family. They live as long as the command line. */
+template <typename Options> Options &new_options(CommandLine &line)
+{
+    const auto options = std::make_shared<Options>();
+    line.options.push_back(options);
+    return *options;
+}
 
-/* Adds a command that consists of others, of which one is to be chosen. */
+/* Adds a command, which performs the action. */
+CLI::App *add_command(CLI::App &app, CommandLine &line, const char *name, const char *help,
+                      Action action);
+
+/* Adds a command with subcommands, of which one is to be chosen. */
 CLI::App *add_group(CLI::App &app, const char *name, const char *help);
 
-/* The families of commands. */
-void add_finding_commands(CLI::App &app, CommandLine &line);
-void add_show_commands(CLI::App &app, CommandLine &line);
-void add_set_commands(CLI::App &app, CommandLine &line);
-void add_text_commands(CLI::App &app, CommandLine &line);
+/* The families of commands, a source file each. Two of them add theirs in two steps, since --help
+ * lists the commands in the order in which they are added. */
+void add_discover_command(CLI::App &app, CommandLine &line);
+void add_doctor_command(CLI::App &app, CommandLine &line);
+void add_identity_commands(CLI::App &app, CommandLine &line); /* state */
+void add_order_command(CLI::App &app, CommandLine &line);     /* list */
+void add_remote_commands(CLI::App &app, CommandLine &line);
+void add_rpc_command(CLI::App &app, CommandLine &line);
+void add_player_commands(CLI::App &app, CommandLine &line);
+void add_video_commands(CLI::App &app, CommandLine &line);
+void add_list_commands(CLI::App &app, CommandLine &line);
+void add_state_commands(CLI::App &app, CommandLine &line);
+void add_setting_commands(CLI::App &app, CommandLine &line);
+void add_phone_commands(CLI::App &app, CommandLine &line);
+void add_screen_commands(CLI::App &app, CommandLine &line);
 void add_watch_commands(CLI::App &app, CommandLine &line);
 void add_raw_commands(CLI::App &app, CommandLine &line);
-void add_play_commands(CLI::App &app, CommandLine &line);
-void add_film_commands(CLI::App &app, CommandLine &line);
-void add_guide_commands(CLI::App &app, CommandLine &line);
-void add_setting_commands(CLI::App &app, CommandLine &line);
 
 } // namespace ctl
 

@@ -1,4 +1,4 @@
-#include "commands.h"
+#include "command_line.h"
 #include "output.h"
 #include "session.h"
 #include "stop_signals.h"
@@ -16,7 +16,12 @@ namespace ctl
 namespace
 {
 
-constexpr size_t most_televisions = 256;
+struct DiscoverOptions {
+    bool announcements = false;
+    bool listen = false;
+};
+
+constexpr size_t max_televisions = 256;
 
 std::string in_words(const CpTelevision &television)
 {
@@ -119,13 +124,11 @@ void hear(Ear &ear, const StopSignals &stop)
                   "discover\" asks those that have been running for longer");
 }
 
-} // namespace
-
 void discover(const Settings &settings, bool hear_announcements)
 {
     const char *host = settings.host.empty() ? nullptr : settings.host.c_str();
     const CpSearch search = {host, hear_announcements, to_milliseconds(settings.timeout), 0, 0};
-    std::vector<CpTelevision> list(most_televisions);
+    std::vector<CpTelevision> list(max_televisions);
     size_t found = 0;
     const CpStatus status = cp_discover(&search, list.data(), list.size(), &found);
     if (status != CP_OK) {
@@ -153,6 +156,28 @@ void listen_for_televisions(const Settings &settings)
     if (ear.heard == 0) {
         nothing_heard(settings);
     }
+}
+
+} // namespace
+
+void add_discover_command(CLI::App &app, CommandLine &line)
+{
+    DiscoverOptions &options = new_options<DiscoverOptions>(line);
+    CLI::App *command =
+        add_command(app, line, "discover", "List the televisions that answer a search",
+                    [&](const Settings &settings) {
+                        if (options.listen) {
+                            listen_for_televisions(settings);
+                        } else {
+                            discover(settings, options.announcements);
+                        }
+                    });
+    CLI::Option *both = command->add_flag("--announcements", options.announcements,
+                                          "Also list those that announce themselves meanwhile");
+    command
+        ->add_flag("--listen", options.listen,
+                   "Do not search; show announcements as they arrive, until --timeout or Ctrl-C")
+        ->excludes(both);
 }
 
 } // namespace ctl

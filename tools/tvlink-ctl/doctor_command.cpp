@@ -1,5 +1,5 @@
 /* Why a television cannot be found. */
-#include "commands.h"
+#include "command_line.h"
 #include "doctor_collect.h"
 #include "doctor_report.h"
 #include "doctor_verdict.h"
@@ -8,6 +8,20 @@ namespace ctl
 {
 namespace
 {
+
+constexpr char footer[] =
+    "Looks at this machine's interfaces, its route for multicast, groups and ports, searches and\n"
+    "connects; with --host it also asks that television alone. It takes twice the time-out at "
+    "most\n"
+    "and ends with what is wrong first, and what to try next.\n"
+    "\n"
+    "Exit status:\n"
+    "  0  a television can be found and driven\n"
+    "  1  this machine or the television on it is set up wrongly\n"
+    "  3  no television is found, or it tells an address that cannot be reached\n"
+    "  4  the connection was refused\n"
+    "  5  no connection or no answer in time\n"
+    "  6  what answers there is no television";
 
 DoctorFacts examine_machine()
 {
@@ -22,8 +36,6 @@ DoctorFacts examine_machine()
     return facts;
 }
 
-} // namespace
-
 ExitStatus examine_network(const Settings &settings)
 {
     DoctorFacts facts = examine_machine();
@@ -34,6 +46,15 @@ ExitStatus examine_network(const Settings &settings)
     const DoctorVerdict verdict = doctor_verdict(facts);
     report_verdict(settings, verdict);
     return verdict.status;
+}
+
+} // namespace
+
+void add_doctor_command(CLI::App &app, CommandLine &line)
+{
+    add_command(app, line, "doctor", "Find out why a television cannot be found",
+                [&line](const Settings &settings) { line.status = examine_network(settings); })
+        ->footer(footer);
 }
 
 } // namespace ctl

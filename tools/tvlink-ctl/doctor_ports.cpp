@@ -1,39 +1,19 @@
 /* Which ports of this machine are held, and by whom. */
 #include "doctor_collect.h"
+#include "system.h"
 
-#include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <netinet/in.h>
 #include <sstream>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace ctl
 {
 namespace
 {
-
-/* A server may be started again while its old connections die away, which the option allows. */
-int bind_error(int type, uint16_t port)
-{
-    const int descriptor = socket(AF_INET, type | SOCK_CLOEXEC, 0);
-    if (descriptor < 0) {
-        return errno;
-    }
-    const int on = type == SOCK_STREAM ? 1 : 0;
-    setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
-    const int result = bind(descriptor, reinterpret_cast<sockaddr *>(&address), sizeof address);
-    const int error = result == 0 ? 0 : errno;
-    close(descriptor);
-    return error;
-}
 
 /* A socket in one of the system's tables. */
 struct Holder {
@@ -125,7 +105,7 @@ DoctorPort examine(const char *protocol, int type, uint16_t number)
     DoctorPort port;
     port.protocol = protocol;
     port.number = number;
-    port.error = bind_error(type, number);
+    port.error = tools::bind_error(type, number);
     if (port.error != EADDRINUSE) {
         return port;
     }

@@ -1,6 +1,7 @@
 #include "doctor_report.h"
 
 #include "output.h"
+#include "session.h"
 
 #include <cerrno>
 
@@ -28,7 +29,7 @@ Facts finding(const char *kind, Facts facts)
 void report_interface(const Settings &settings, const DoctorInterface &interface)
 {
     const bool has_address = interface.address != 0;
-    const std::string address = has_address ? doctor_address(interface.address) : "";
+    const std::string address = has_address ? address_text(interface.address) : "";
     std::string line = "interface " + interface.name + ": ";
     line += !interface.up ? "down" : interface.has_link ? "up" : "up, no link";
     line += interface.loopback ? ", loopback" : "";
@@ -141,8 +142,8 @@ void report_contact(const Settings &settings, const DoctorContact &contact)
 void report_television(const Settings &settings, const DoctorTelevision &television)
 {
     const CpTelevision &told = television.told;
-    const std::string address = doctor_address(told.address);
-    const std::string source = doctor_address(told.source);
+    const std::string address = address_text(told.address);
+    const std::string source = address_text(told.source);
     print_line(settings,
                "television: tells " + address + ":" + std::to_string(told.port) + ", device type " +
                    std::to_string(told.device_type) + "; answered from " + source,

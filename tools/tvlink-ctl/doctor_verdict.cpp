@@ -1,5 +1,7 @@
 #include "doctor_verdict.h"
 
+#include "session.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
@@ -188,7 +190,7 @@ const DoctorInterface *told_interface(const DoctorFacts &facts)
 
 std::string what_is_told(const DoctorInterface &interface)
 {
-    return "the television on this machine tells phones " + doctor_address(interface.address);
+    return "the television on this machine tells phones " + address_text(interface.address);
 }
 
 Verdict loopback_told(const DoctorFacts &facts)
@@ -259,7 +261,7 @@ Verdict search_not_sent(const DoctorFacts &facts)
 DoctorVerdict told_no_address(const DoctorTelevision &television)
 {
     return {"told-no-address", STATUS_NOT_FOUND,
-            "the television at " + doctor_address(television.told.source) +
+            "the television at " + address_text(television.told.source) +
                 " tells phones the address 0.0.0.0: it knows of no network interface",
             "give an interface of the television an address; it looks anew for each answer, for "
             "announcements only when it starts"};
@@ -268,17 +270,17 @@ DoctorVerdict told_no_address(const DoctorTelevision &television)
 DoctorVerdict told_loopback(const DoctorTelevision &television)
 {
     return {"told-loopback", STATUS_NOT_FOUND,
-            "the television at " + doctor_address(television.told.source) + " tells phones " +
-                doctor_address(television.told.address) + ", where each finds only itself",
+            "the television at " + address_text(television.told.source) + " tells phones " +
+                address_text(television.told.address) + ", where each finds only itself",
             "take that address from the television's loopback interface"};
 }
 
 DoctorVerdict told_other_address(const DoctorTelevision &television)
 {
-    const std::string source = doctor_address(television.told.source);
+    const std::string source = address_text(television.told.source);
     return {"told-address-unreachable", STATUS_NOT_FOUND,
             "the television at " + source + " tells phones " +
-                doctor_address(television.told.address) + ", which cannot be reached from here",
+                address_text(television.told.address) + ", which cannot be reached from here",
             "have the television's interface on this network come first in its list; until then "
             "use --host " +
                 source};
@@ -325,7 +327,7 @@ DoctorVerdict not_in_order(const DoctorContact &contact)
 bool is_the_host(const DoctorTelevision &television, const DoctorHost &host)
 {
     return television.by_host || host.contact.host == television.contact.host ||
-           host.contact.host == doctor_address(television.told.source);
+           host.contact.host == address_text(television.told.source);
 }
 
 /* With --host, no other counts. */
@@ -540,13 +542,6 @@ std::string doctor_holder(const DoctorPort &port)
 bool doctor_television_here(const DoctorFacts &facts)
 {
     return facts.control_port.error == EADDRINUSE && facts.search_port.error == EADDRINUSE;
-}
-
-std::string doctor_address(uint32_t address)
-{
-    char text[16];
-    cp_address_text(address, text);
-    return text;
 }
 
 } // namespace ctl

@@ -23,9 +23,6 @@ std::string doctor_holder(const DoctorPort &port);
 /* Whether a television's two ports are held. */
 bool doctor_television_here(const DoctorFacts &facts);
 
-/* "10.77.0.1", from a number in network byte order. */
-std::string doctor_address(uint32_t address);
-
 } // namespace ctl
 
 #endif

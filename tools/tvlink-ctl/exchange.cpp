@@ -40,14 +40,34 @@ int8_t order(const Session &session, const Request &request, const std::string &
     return static_cast<int8_t>(reply.result);
 }
 
-void carry_out(const Settings &settings, const Request &request, const std::string &asked)
+void report_result(const Settings &settings, int8_t result, const std::string &asked)
 {
-    const Session session(settings);
-    const int8_t result = order(session, request, asked);
     print_facts(settings, {{"result", int64_t{result}}});
     if (result == -1) {
         television_failed(asked);
     }
+}
+
+void carry_out(const Settings &settings, const Request &request, const std::string &asked)
+{
+    const Session session(settings);
+    report_result(settings, order(session, request, asked), asked);
+}
+
+void show_text(const Settings &settings, const Request &request, const std::string &name,
+               const std::string &asked)
+{
+    const Session session(settings);
+    Facts facts;
+    add_text(facts, name, ask(session, request, CP_TAG_STRING, asked).bytes);
+    print_facts(settings, facts);
+}
+
+void show_json(const Settings &settings, const Request &request, const std::string &name,
+               const std::string &asked)
+{
+    const Session session(settings);
+    print_json_text(settings, name, ask(session, request, CP_TAG_STRING, asked).bytes);
 }
 
 } // namespace ctl

@@ -1,6 +1,6 @@
-/* One question and its answer: what commands share when they talk to the television. Each function
- * throws a Failure unless the answer is there and of the right kind. `asked` names what was asked
- * for, such as "its name". What is returned is borrowed until the session's next exchange. */
+/* Requests and their answers, as most commands make them. Each function throws a Failure unless the
+ * answer arrives and is of the right kind. `asked` names what was asked for, such as "its name".
+ * What is returned is valid until the session's next exchange. */
 #ifndef TVLINK_CTL_EXCHANGE_H
 #define TVLINK_CTL_EXCHANGE_H
 
@@ -15,13 +15,24 @@ CpValue ask(const Session &session, const Request &request, uint8_t tag, const s
 /* The same for a request that has no values. */
 CpValue ask_code(const Session &session, uint16_t code, uint8_t tag, const std::string &asked);
 
-/* Sends a set request, gives its result. A failure of the television is not thrown. */
+/* Prints the text that answers the request, under this name. */
+void show_text(const Settings &settings, const Request &request, const std::string &name,
+               const std::string &asked);
+
+/* The same for a text that is JSON. */
+void show_json(const Settings &settings, const Request &request, const std::string &name,
+               const std::string &asked);
+
+/* Sends a set request and returns its result, even the television's "failed". */
 int8_t order(const Session &session, const Request &request, const std::string &asked);
 
-/* Sends a set request and prints its result. */
+/* Prints the result of a set request; throws for the television's "failed". */
+void report_result(const Settings &settings, int8_t result, const std::string &asked);
+
+/* Sends a set request and reports its result. */
 void carry_out(const Settings &settings, const Request &request, const std::string &asked);
 
-/* Throws the Failure for an answer that does not hold what belongs there. */
+/* Throws the Failure for an answer that is not what was asked for. */
 [[noreturn]] void answered_wrongly(const Session &session, const std::string &how);
 
 inline constexpr char text_hint[] = "a text has at most 65535 bytes";

@@ -2,9 +2,10 @@
 #ifndef TVLINK_CTL_FAILURE_H
 #define TVLINK_CTL_FAILURE_H
 
+#include "system.h"
+
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <utility>
 
 namespace ctl
@@ -33,11 +34,7 @@ struct Failure : std::runtime_error {
     std::string hint; /* what to do next; may be empty */
 };
 
-/* What the system says about an errno. */
-inline std::string system_text(int error)
-{
-    return std::system_category().message(error);
-}
+using tools::system_text;
 
 } // namespace ctl
 

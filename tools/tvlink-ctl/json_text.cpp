@@ -1,8 +1,8 @@
 /* What a television tells in JSON of its own: its host decides what stands in there. */
 #include "output.h"
+#include "system.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -30,15 +30,10 @@ std::optional<Json> parse(CpBytes text)
     return value;
 }
 
-std::string dumped(const Json &value)
-{
-    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 /* A text without its quotes, anything else as it is written. */
 std::string in_words(const Json &value)
 {
-    return printable(value.is_string() ? value.get<std::string>() : dumped(value));
+    return printable(value.is_string() ? value.get<std::string>() : tools::one_line(value));
 }
 
 /* The name of a member as people read it. */
@@ -127,9 +122,8 @@ void print_json_text(const Settings &settings, const std::string &name, CpBytes 
         print_facts(settings, facts);
         return;
     }
-    const std::string told = settings.json ? dumped(Json{{name, *value}}) + "\n" : lines_of(*value);
-    printf("%s", told.c_str());
-    fflush(stdout);
+    tools::print(stdout,
+                 settings.json ? tools::one_line(Json{{name, *value}}) + "\n" : lines_of(*value));
 }
 
 } // namespace ctl

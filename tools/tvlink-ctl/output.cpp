@@ -1,7 +1,9 @@
 #include "output.h"
 
+#include "system.h"
+#include "utf8.h"
+
 #include <algorithm>
-#include <cinttypes>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
@@ -11,51 +13,6 @@ namespace
 {
 
 using Json = nlohmann::ordered_json;
-
-/* Bytes of the UTF-8 character at `at`, or 0 when what stands there is none. */
-size_t utf8_length(CpBytes text, size_t at)
-{
-    static const struct {
-        uint8_t mask, lead;
-        uint32_t least; /* below this the character has a shorter form */
-    } forms[] = {{0x80, 0x00, 0}, {0xE0, 0xC0, 0x80}, {0xF0, 0xE0, 0x800}, {0xF8, 0xF0, 0x10000}};
-    for (size_t length = 1; length <= 4; length++) {
-        const auto &form = forms[length - 1];
-        if ((text.data[at] & form.mask) != form.lead || length > text.size - at) {
-            continue;
-        }
-        uint32_t character = text.data[at] & static_cast<uint8_t>(~form.mask);
-        bool whole = true;
-        for (size_t i = 1; i < length; i++) {
-            whole = whole && (text.data[at + i] & 0xC0) == 0x80;
-            character = character << 6 | (text.data[at + i] & 0x3F);
-        }
-        const bool surrogate = character >= 0xD800 && character < 0xE000;
-        return whole && character >= form.least && character < 0x110000 && !surrogate ? length : 0;
-    }
-    return 0;
-}
-
-bool is_utf8(CpBytes text)
-{
-    size_t at = 0;
-    while (at < text.size) {
-        const size_t length = utf8_length(text, at);
-        if (length == 0) {
-            return false;
-        }
-        at += length;
-    }
-    return true;
-}
-
-/* The control characters: below the blank, delete, and the second block (0x80 to 0x9F). */
-bool is_control(CpBytes text, size_t at, size_t length)
-{
-    const uint8_t first = text.data[at];
-    return (length == 1 && (first < 0x20 || first == 0x7F)) ||
-           (length == 2 && first == 0xC2 && text.data[at + 1] < 0xA0);
-}
 
 std::string in_words(const Fact &fact)
 {
@@ -80,10 +37,9 @@ std::string in_words(const Fact &fact)
     return list;
 }
 
-void put_line(const std::string &line)
+void print_line(const std::string &line)
 {
-    printf("%s\n", line.c_str());
-    fflush(stdout);
+    tools::print(stdout, line + "\n");
 }
 
 Json json_of(const Facts &facts)
@@ -95,17 +51,12 @@ Json json_of(const Facts &facts)
     return object;
 }
 
-void put_json(const Json &object)
-{
-    put_line(object.dump(-1, ' ', false, Json::error_handler_t::replace));
-}
-
 } // namespace
 
 void add_text(Facts &facts, const std::string &name, CpBytes text)
 {
-    facts.emplace_back(name, std::string(text.data, text.data + text.size));
-    if (!is_utf8(text)) {
+    facts.emplace_back(name, text_of(text));
+    if (tools::find_malformed(text_of(text)) != std::string::npos) {
         facts.emplace_back(name + "_hex", hex(text, ""));
     }
 }
@@ -118,23 +69,28 @@ void add_number(Facts &facts, const std::string &name, int64_t number)
 void print_facts(const Settings &settings, const Facts &facts)
 {
     if (settings.json) {
-        put_json(json_of(facts));
+        print_line(tools::one_line(json_of(facts)));
         return;
     }
     for (const auto &[name, fact] : facts) {
         std::string words = name;
         std::replace(words.begin(), words.end(), '_', ' ');
-        put_line(words + ": " + in_words(fact));
+        print_line(words + ": " + in_words(fact));
     }
 }
 
 void print_line(const Settings &settings, const std::string &line, const Facts &facts)
 {
     if (settings.json) {
-        put_json(json_of(facts));
+        print_line(tools::one_line(json_of(facts)));
     } else {
-        put_line(line);
+        print_line(line);
     }
+}
+
+std::string text_of(CpBytes text)
+{
+    return {text.data, text.data + text.size};
 }
 
 CpBytes bytes_of(const std::string &text)
@@ -146,43 +102,19 @@ void print_list(const Settings &settings, const Table &table, const std::string 
                 const std::vector<Facts> &entries)
 {
     if (!settings.json) {
-        printf("%s",
-               table.rows.empty() ? ("no " + things + "\n").c_str() : table_text(table).c_str());
-        fflush(stdout);
+        tools::print(stdout, table.rows.empty() ? "no " + things + "\n" : table_text(table));
         return;
     }
     Json list = Json::array();
     for (const Facts &entry : entries) {
         list.push_back(json_of(entry));
     }
-    put_json({{"count", entries.size()}, {things, list}});
+    print_line(tools::one_line(Json{{"count", entries.size()}, {things, list}}));
 }
 
 std::string printable(CpBytes text)
 {
-    std::string safe;
-    size_t at = 0;
-    while (at < text.size) {
-        const size_t length = utf8_length(text, at);
-        if (length == 0 || is_control(text, at, length)) {
-            safe += "\\x" + hex({text.data + at, 1}, "");
-            at += 1;
-        } else {
-            safe.append(text.data + at, text.data + at + length);
-            at += length;
-        }
-    }
-    return safe;
-}
-
-std::string printable(const std::string &text)
-{
-    return printable(bytes_of(text));
-}
-
-std::string quoted(CpBytes text)
-{
-    return "\"" + printable(text) + "\"";
+    return tools::printable(text_of(text));
 }
 
 std::string hex(CpBytes bytes, const char *separator)

@@ -3,6 +3,7 @@
 #define TVLINK_CTL_OUTPUT_H
 
 #include "controlpoint.h"
+#include "printable.h"
 #include "settings.h"
 #include "table.h"
 
@@ -37,11 +38,12 @@ void print_list(const Settings &settings, const Table &table, const std::string 
  * with this name for it. A text that is no JSON is told as it is. */
 void print_json_text(const Settings &settings, const std::string &name, CpBytes text);
 
-/* Text that is safe on a terminal: control characters and what is not UTF-8 become \xNN. */
-std::string printable(CpBytes text);
+std::string text_of(CpBytes text);
 CpBytes bytes_of(const std::string &text);
-std::string printable(const std::string &text);
-std::string quoted(CpBytes text);
+
+/* The text as it is shown on a terminal. */
+using tools::printable;
+std::string printable(CpBytes text);
 
 /* "0x0112" */
 std::string hex_code(uint16_t code);

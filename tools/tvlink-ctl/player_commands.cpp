@@ -1,6 +1,6 @@
-/* The television's media player. */
+/* The media player. */
 #include "arguments.h"
-#include "commands.h"
+#include "command_line.h"
 #include "exchange.h"
 #include "output.h"
 #include "player_state.h"
@@ -10,27 +10,15 @@ namespace ctl
 namespace
 {
 
-/* For operations that have no values. */
-void play_order(const Settings &settings, uint16_t code, const std::string &asked)
-{
-    Request request;
-    require_built(cp_build_set(&request.buffer, code, CP_LAYOUT_SINGLE, nullptr, 0), "");
-    carry_out(settings, request, asked);
-}
-
-void require_success(const Settings &settings, int8_t result, const std::string &asked)
-{
-    if (result == -1) {
-        print_facts(settings, {{"result", int64_t{result}}});
-        television_failed(asked);
-    }
-}
-
-} // namespace
+struct PlayerOptions {
+    std::string address;
+    std::string operation;
+    std::string value; /* the position, the volume or the value of the operation */
+};
 
 void play_address(const Settings &settings, const std::string &address)
 {
-    if (address.find_first_of(":/.") == std::string::npos) { /* a word that is misspelt, rather */
+    if (address.find_first_of(":/.") == std::string::npos) { /* rather a misspelt command */
         misunderstood(address, "an address is needed here, such as http://192.168.1.9/film.mp4, or "
                                "one of the words that \"tvlink-ctl play --help\" lists");
     }
@@ -40,26 +28,11 @@ void play_address(const Settings &settings, const std::string &address)
     require_built(
         cp_build_set(&start_request.buffer, CP_CODE_PLAY_START, CP_LAYOUT_SINGLE, nullptr, 0), "");
     const Session session(settings);
-    require_success(settings, order(session, address_request, "the address to play"),
-                    "the address to play");
-    const int8_t result = order(session, start_request, "play start");
-    require_success(settings, result, "play start");
-    print_facts(settings, {{"result", int64_t{result}}});
-}
-
-void play_start(const Settings &settings)
-{
-    play_order(settings, CP_CODE_PLAY_START, "play start");
-}
-
-void play_pause(const Settings &settings)
-{
-    play_order(settings, CP_CODE_PLAY_PAUSE, "play pause");
-}
-
-void play_stop(const Settings &settings)
-{
-    play_order(settings, CP_CODE_PLAY_STOP, "play stop");
+    const int8_t result = order(session, address_request, "the address to play");
+    if (result == -1) {
+        report_result(settings, result, "the address to play");
+    }
+    report_result(settings, order(session, start_request, "play start"), "play start");
 }
 
 void play_seek(const Settings &settings, const std::string &position)
@@ -82,7 +55,7 @@ void play_operation(const Settings &settings, const std::string &operation,
                     const std::string &value)
 {
     Request request;
-    const auto number = static_cast<int32_t>(parse_signed(value).number);
+    const auto number = parse_signed(value);
     require_built(cp_build_play_operation(&request.buffer, parse_number(operation, 6), number), "");
     carry_out(settings, request, "play operation " + operation);
 }
@@ -101,6 +74,60 @@ void show_play_status(const Settings &settings)
     add_duration(facts, settings, "position", position);
     add_duration(facts, settings, "duration", duration);
     print_facts(settings, facts);
+}
+
+void add_order(CLI::App &play, CommandLine &line, const char *name, const char *help, uint16_t code)
+{
+    add_command(play, line, name, help, [=](const Settings &settings) {
+        Request request;
+        require_built(cp_build_set(&request.buffer, code, CP_LAYOUT_SINGLE, nullptr, 0), "");
+        carry_out(settings, request, std::string("play ") + name);
+    });
+}
+
+/* "play" with an address is a command, with a word a group of commands. */
+CLI::App *add_play(CLI::App &app, CommandLine &line, PlayerOptions &options)
+{
+    CLI::App *play = add_group(app, "play", "Play a stream, or drive the player");
+    play->add_option("URL", options.address,
+                     "Address to play; one of the words below drives the player");
+    play->callback([play, &line, &options] {
+        if (play->get_option("URL")->count() == 0) {
+            return;
+        }
+        if (!play->get_subcommands().empty()) {
+            throw CLI::ValidationError("either an address is played or a word is obeyed");
+        }
+        line.action = [&](const Settings &settings) { play_address(settings, options.address); };
+    });
+    return play;
+}
+
+} // namespace
+
+void add_player_commands(CLI::App &app, CommandLine &line)
+{
+    PlayerOptions &options = new_options<PlayerOptions>(line);
+    CLI::App &play = *add_play(app, line, options);
+    add_order(play, line, "start", "Start, or go on", CP_CODE_PLAY_START);
+    add_order(play, line, "pause", "Pause", CP_CODE_PLAY_PAUSE);
+    add_order(play, line, "stop", "Stop", CP_CODE_PLAY_STOP);
+    add_command(play, line, "status", "Show state, position and duration", show_play_status);
+    add_command(play, line, "seek", "Go to a position",
+                [&](const Settings &settings) { play_seek(settings, options.value); })
+        ->add_option("POSITION", options.value, "Seconds, M:SS or H:MM:SS")
+        ->required();
+    add_command(play, line, "volume", "Set the player's volume",
+                [&](const Settings &settings) { play_volume(settings, options.value); })
+        ->add_option("VOLUME", options.value, "0 to 255")
+        ->required();
+    CLI::App *operation =
+        add_command(play, line, "operation", "One of the television's own operations",
+                    [&](const Settings &settings) {
+                        play_operation(settings, options.operation, options.value);
+                    });
+    operation->add_option("NUMBER", options.operation, "0 to 6")->required();
+    operation->add_option("VALUE", options.value, "Its value, a signed number")->required();
 }
 
 } // namespace ctl

@@ -1,17 +1,31 @@
 /* Any request, and its reply byte for byte. */
 #include "arguments.h"
-#include "commands.h"
+#include "command_line.h"
 #include "output.h"
 #include "session.h"
-
-#include <deque>
 
 namespace ctl
 {
 namespace
 {
 
-constexpr char encoding_hint[] = "at most 255 arguments, and at most 65535 bytes in a text";
+struct RawOptions {
+    std::string code;
+    std::vector<std::string> arguments;
+    bool single = false; /* set: the layout is chosen by hand */
+    bool list = false;
+};
+
+constexpr char footer[] =
+    "CODE is decimal or hexadecimal (0x0112). Each ARG is one of\n"
+    "  u8:5  u16:7  port:8801  u32:0x10  i32:-3    numbers, decimal or hexadecimal\n"
+    "  f32:1.5                                     a float: its four bytes, tagged as a u32\n"
+    "  str:text                                    a text with a 2-byte length\n"
+    "  blob:0a0b                                   bytes with a 4-byte length\n"
+    "  point:1,2,3                                 three 2-byte numbers\n"
+    "  hex:aabb                                    bytes as they are: no tag, no length\n"
+    "get sends the number of arguments before them, rpc does not. set does when there is not\n"
+    "exactly one; --single and --list choose by hand.";
 
 void add_value(Facts &facts, const CpValue &value)
 {
@@ -130,22 +144,35 @@ void print_reply(const Settings &settings, const CpFrame &frame, const std::stri
     }
 }
 
-/* The values of the arguments, together with what they borrow. */
-struct Values {
-    explicit Values(const std::vector<std::string> &texts)
-    {
-        for (const std::string &text : texts) {
-            arguments.push_back(parse_argument(text));
-            list.push_back(value_of(arguments.back()));
-        }
-    }
-
-    std::deque<Argument> arguments; /* a deque: its elements stay where they are */
-    std::vector<CpValue> list;
-};
-
-void exchange(const Settings &settings, uint8_t type, const Request &request, uint16_t code)
+CpStatus build(CpBuffer *buffer, uint8_t type, uint16_t code, const RawOptions &options,
+               const std::vector<CpValue> &values)
 {
+    const bool single = options.single || (!options.list && values.size() == 1);
+    switch (type) {
+    case CP_FRAME_GET:
+        return cp_build_get(buffer, code, values.data(), values.size());
+    case CP_FRAME_SET:
+        return cp_build_set(buffer, code, single ? CP_LAYOUT_SINGLE : CP_LAYOUT_LIST, values.data(),
+                            values.size());
+    default:
+        return cp_build_rpc(buffer, code, values.data(), values.size());
+    }
+}
+
+void exchange(const Settings &settings, uint8_t type, const RawOptions &options)
+{
+    const uint16_t code = parse_code(options.code);
+    std::vector<Argument> arguments;
+    for (const std::string &text : options.arguments) {
+        arguments.push_back(parse_argument(text));
+    }
+    std::vector<CpValue> values;
+    for (const Argument &argument : arguments) {
+        values.push_back(value_of(argument));
+    }
+    Request request;
+    require_built(build(&request.buffer, type, code, options, values),
+                  "at most 255 arguments, and at most 65535 bytes in a text");
     const Session session(settings);
     const std::string asked = hex_code(code);
     CpFrame reply = {};
@@ -155,38 +182,31 @@ void exchange(const Settings &settings, uint8_t type, const Request &request, ui
     print_reply(settings, reply, asked);
 }
 
+CLI::App *add_raw(CLI::App &raw, CommandLine &line, RawOptions &options, uint8_t type,
+                  const char *name, const char *help)
+{
+    CLI::App *command =
+        add_command(raw, line, name, help, [&options, type](const Settings &settings) {
+            exchange(settings, type, options);
+        });
+    command->add_option("CODE", options.code, "Method code")->required();
+    command->add_option("ARG", options.arguments, "Typed arguments");
+    command->footer(footer);
+    return command;
+}
+
 } // namespace
 
-void raw_get(const Settings &settings, const RawRequest &raw)
+void add_raw_commands(CLI::App &app, CommandLine &line)
 {
-    const uint16_t code = parse_code(raw.code);
-    const Values values(raw.arguments);
-    Request request;
-    require_built(cp_build_get(&request.buffer, code, values.list.data(), values.list.size()),
-                  encoding_hint);
-    exchange(settings, CP_FRAME_GET, request, code);
-}
-
-void raw_set(const Settings &settings, const RawRequest &raw)
-{
-    const uint16_t code = parse_code(raw.code);
-    const Values values(raw.arguments);
-    const bool single = raw.single || (!raw.list && values.list.size() == 1);
-    Request request;
-    require_built(cp_build_set(&request.buffer, code, single ? CP_LAYOUT_SINGLE : CP_LAYOUT_LIST,
-                               values.list.data(), values.list.size()),
-                  encoding_hint);
-    exchange(settings, CP_FRAME_SET, request, code);
-}
-
-void raw_rpc(const Settings &settings, const RawRequest &raw)
-{
-    const uint16_t code = parse_code(raw.code);
-    const Values values(raw.arguments);
-    Request request;
-    require_built(cp_build_rpc(&request.buffer, code, values.list.data(), values.list.size()),
-                  encoding_hint);
-    exchange(settings, CP_FRAME_RPC, request, code);
+    RawOptions &options = new_options<RawOptions>(line);
+    CLI::App *raw = add_group(app, "raw", "Send any request, show the reply byte for byte");
+    raw->footer(footer);
+    add_raw(*raw, line, options, CP_FRAME_GET, "get", "Ask for a value");
+    add_raw(*raw, line, options, CP_FRAME_RPC, "rpc", "Call a remote procedure");
+    CLI::App *set = add_raw(*raw, line, options, CP_FRAME_SET, "set", "Have something done");
+    CLI::Option *single = set->add_flag("--single", options.single, "Send no count of arguments");
+    set->add_flag("--list", options.list, "Send the count, even of one argument")->excludes(single);
 }
 
 } // namespace ctl

@@ -5,7 +5,6 @@
 #include "failure.h"
 
 #include <cerrno>
-#include <csignal>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -16,11 +15,7 @@ namespace ctl
 struct StopSignals {
     StopSignals()
     {
-        sigset_t signals;
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGINT);
-        sigaddset(&signals, SIGTERM);
-        pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+        const sigset_t signals = tools::block_stop_signals();
         descriptor = signalfd(-1, &signals, SFD_CLOEXEC);
         if (descriptor < 0) {
             throw Failure(STATUS_OTHER, "signalfd: " + system_text(errno), "");

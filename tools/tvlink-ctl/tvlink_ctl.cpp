@@ -43,6 +43,15 @@ constexpr char see_help[] =
     "\"tvlink-ctl --help\" lists the commands, \"tvlink-ctl COMMAND --help\" "
     "says what one of them takes";
 
+/* In the order of --help. */
+constexpr void (*families[])(CLI::App &, CommandLine &) = {
+    ctl::add_discover_command, ctl::add_doctor_command,   ctl::add_identity_commands,
+    ctl::add_order_command,    ctl::add_remote_commands,  ctl::add_rpc_command,
+    ctl::add_player_commands,  ctl::add_video_commands,   ctl::add_list_commands,
+    ctl::add_state_commands,   ctl::add_setting_commands, ctl::add_phone_commands,
+    ctl::add_screen_commands,  ctl::add_watch_commands,   ctl::add_raw_commands,
+};
+
 void add_options(CLI::App &app, CommandLine &line)
 {
     Settings &settings = line.settings;
@@ -74,16 +83,9 @@ int run(int argc, char **argv)
     app.require_subcommand(0, 1);
     app.footer(command_footer); /* the commands take it over */
     add_options(app, line);
-    ctl::add_finding_commands(app, line);
-    ctl::add_show_commands(app, line);
-    ctl::add_set_commands(app, line);
-    ctl::add_text_commands(app, line);
-    ctl::add_play_commands(app, line);
-    ctl::add_film_commands(app, line);
-    ctl::add_guide_commands(app, line);
-    ctl::add_setting_commands(app, line);
-    ctl::add_watch_commands(app, line);
-    ctl::add_raw_commands(app, line);
+    for (const auto add_commands : families) {
+        add_commands(app, line);
+    }
     app.footer(footer);
     try {
         app.parse(argc, argv);
@@ -99,7 +101,7 @@ int run(int argc, char **argv)
         complain("a command is missing", see_help);
         return ctl::STATUS_USAGE;
     }
-    line.action();
+    line.action(line.settings);
     return line.status;
 }
 

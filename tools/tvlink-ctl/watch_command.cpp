@@ -1,6 +1,5 @@
 /* Stays connected, tells what the television pushes, and keeps the connection alive. */
-#include "commands.h"
-#include "failure.h"
+#include "command_line.h"
 #include "list_reader.h"
 #include "output.h"
 #include "stop_signals.h"
@@ -16,6 +15,12 @@ namespace
 {
 
 using Clock = std::chrono::steady_clock;
+
+struct WatchOptions {
+    double interval = 10;    /* seconds between heartbeats */
+    uint32_t events = 0;     /* end after that many; 0: do not */
+    uint32_t heartbeats = 0; /* end after that many answers; 0: do not */
+};
 
 struct Watch {
     const Settings &settings;
@@ -53,10 +58,10 @@ void print_event(const Watch &watch, CpBytes payload)
                    {"value", int64_t{event.value}}};
     add_text(facts, "text", event.text);
     std::string line = "event " + hex_code(event.code) + " value " + std::to_string(event.value) +
-                       " text " + quoted(event.text);
+                       " text \"" + printable(event.text) + "\"";
     if (event.has_second_text) {
         add_text(facts, "second_text", event.second_text);
-        line += " second text " + quoted(event.second_text);
+        line += " second text \"" + printable(event.second_text) + "\"";
     }
     facts.emplace_back("data", hex(event.data, ""));
     if (event.data.size > 0) {
@@ -170,8 +175,6 @@ bool wait_for_something(const Watch &watch, const StopSignals &stop)
     return watched[0].revents != 0;
 }
 
-} // namespace
-
 void watch(const Settings &settings, const WatchOptions &options)
 {
     const StopSignals stop;
@@ -186,6 +189,35 @@ void watch(const Settings &settings, const WatchOptions &options)
         }
         take_frames(watch);
     } while (!is_done(watch));
+}
+
+void send_heartbeat(const Settings &settings)
+{
+    const Session session(settings);
+    const auto begin = std::chrono::steady_clock::now();
+    require_answer(session, cp_heartbeat(session.connection, session.timeout_ms), "a heartbeat");
+    const std::chrono::duration<double, std::milli> passed =
+        std::chrono::steady_clock::now() - begin;
+    print_facts(settings, {{"heartbeat", std::string("answered")}, {"ms", passed.count()}});
+}
+
+} // namespace
+
+void add_watch_commands(CLI::App &app, CommandLine &line)
+{
+    WatchOptions &options = new_options<WatchOptions>(line);
+    CLI::App *command = add_command(app, line, "watch",
+                                    "Show events until interrupted, keeping the connection alive",
+                                    [&](const Settings &settings) { watch(settings, options); });
+    command->add_option("--interval", options.interval, "Seconds between heartbeats (10)")
+        ->option_text("SECONDS")
+        ->check(CLI::Range(0.01, 86400.0));
+    command->add_option("--count", options.events, "End after that many events")->option_text("N");
+    command
+        ->add_option("--heartbeats", options.heartbeats,
+                     "End after that many answers to heartbeats")
+        ->option_text("N");
+    add_command(app, line, "heartbeat", "Send one heartbeat, wait for its answer", send_heartbeat);
 }
 
 } // namespace ctl

@@ -54,8 +54,13 @@ static ordered_json reply_form(const Operation &operation)
     const Reply &reply = operation.reply;
     ordered_json form = {{"form", REPLY_FORM_ROWS[reply.form].name},
                          {"frame_type", REPLY_FORM_ROWS[reply.form].frame_type}};
-    const unsigned own = reply.success_code != 0 ? reply.success_code : reply_code(operation);
-    form["code"] = own == 0 ? ordered_json("echoed") : ordered_json(own);
+    if (operation.kind != protocol::KIND_INFO) {
+        const unsigned own = reply_code(operation);
+        form["code"] = own == 0 ? ordered_json("echoed") : ordered_json(own);
+    }
+    if (reply.success_code != 0) {
+        form["success_code"] = reply.success_code;
+    }
     if (reply.tag != 0) {
         form["tag"] = reply.tag;
     }

@@ -142,7 +142,7 @@ static std::string reply_words(const Operation &operation)
     std::string words;
     switch (reply.form) {
     case protocol::REPLY_VALUE:
-        words = (operation.kind == protocol::KIND_GET ? "" : "06: ") + tag_words(reply);
+        words = (operation.kind == protocol::KIND_GET ? "" : "get reply: ") + tag_words(reply);
         break;
     case protocol::REPLY_RESULT:
         words = "result";
@@ -162,9 +162,11 @@ static std::string reply_words(const Operation &operation)
                                                        : words + "; code " + hex_digits(other, 4);
 }
 
-static std::string without_slot_words(const Operation &operation)
+static const char *refusal_words(protocol::Refusal refusal)
 {
-    return operation.without_slot == protocol::REFUSED_SILENTLY ? "silence" : "failure";
+    static const char *const WORDS[] = {"result FF", "result 0", "empty", "empty list",
+                                        "port 0",    "silence",  ""};
+    return WORDS[refusal];
 }
 
 static std::string codes_words(const Operation &operation)
@@ -183,7 +185,7 @@ static std::vector<std::string> operation_cells(const Operation &operation)
                                       arguments_words(operation), reply_words(operation)};
     if (operation.kind != protocol::KIND_DIRECT) {
         cells.insert(cells.begin(), codes_words(operation));
-        cells.push_back(protocol::has_slot(operation) ? without_slot_words(operation) : "");
+        cells.push_back(refusal_words(operation.without_slot));
     }
     return cells;
 }

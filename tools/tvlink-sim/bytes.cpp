@@ -24,14 +24,14 @@ void append_u32(std::string &bytes, uint32_t value)
 
 void append_field(std::string &bytes, const std::string &text, size_t size)
 {
-    const std::string kept = cut_text(text, size - 1);
+    const std::string kept = tools::cut_text(text, size - 1);
     bytes += kept;
     bytes.append(size - kept.size(), '\0');
 }
 
 void append_text(std::string &bytes, const std::string &text, size_t max)
 {
-    const std::string kept = cut_text(text, max);
+    const std::string kept = tools::cut_text(text, max);
     append_u16(bytes, static_cast<uint16_t>(kept.size()));
     bytes += kept;
 }

@@ -46,7 +46,7 @@ std::optional<uint32_t> digits(const std::string &text, size_t &at, size_t count
     if (text.size() - at < count) {
         return std::nullopt;
     }
-    const std::optional<uint32_t> number = decimal(text.substr(at, count), max);
+    const std::optional<uint32_t> number = tools::decimal(text.substr(at, count), max);
     at += count;
     return number;
 }

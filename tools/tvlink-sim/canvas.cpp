@@ -44,8 +44,8 @@ std::vector<uint32_t> characters_of(const std::string &text)
     std::vector<uint32_t> characters;
     size_t at = 0;
     while (at < text.size()) {
-        const size_t length = character_length(text, at);
-        characters.push_back(length == 0 ? unknown_character : code_point(text, at, length));
+        const size_t length = tools::character_length(text, at);
+        characters.push_back(length == 0 ? unknown_character : tools::code_point(text, at, length));
         at += std::max<size_t>(length, 1);
     }
     return characters;

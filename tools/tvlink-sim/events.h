@@ -6,8 +6,15 @@
 #include <string>
 #include <vector>
 
+/* The functions of tools/common are called without their namespace. */
+namespace tools
+{
+}
+
 namespace sim
 {
+
+using namespace tools;
 
 /* event_kinds() lists the meanings. */
 enum EventCode : int32_t {

@@ -1,14 +1,14 @@
 #include "font.h"
 
-#include <cstdio>
-
 #include <stb/stb_truetype.h>
+
+#include "system.h"
 
 namespace sim
 {
 
 struct Font {
-    std::vector<uint8_t> file;
+    std::string file;
     stbtt_fontinfo info;
 };
 
@@ -18,22 +18,14 @@ namespace
 constexpr size_t min_file_bytes = 12; /* the header of the table directory */
 constexpr size_t max_file_bytes = 67108864;
 
-std::vector<uint8_t> read_bytes(const std::string &path)
+/* Empty when the file cannot be read or is too large. */
+std::string font_file(const std::string &path)
 {
-    std::vector<uint8_t> bytes;
-    FILE *file = fopen(path.c_str(), "rbe");
-    if (file == nullptr) {
-        return bytes;
+    try {
+        return tools::read_file(path, max_file_bytes);
+    } catch (const tools::FileError &) {
+        return "";
     }
-    std::vector<uint8_t> piece(65536);
-    size_t count = 0;
-    while (bytes.size() <= max_file_bytes &&
-           (count = fread(piece.data(), 1, piece.size(), file)) > 0) {
-        bytes.insert(bytes.end(), piece.begin(),
-                     piece.begin() + static_cast<std::ptrdiff_t>(count));
-    }
-    fclose(file);
-    return bytes;
 }
 
 } // namespace
@@ -41,12 +33,13 @@ std::vector<uint8_t> read_bytes(const std::string &path)
 std::shared_ptr<const Font> load_font(const std::string &path)
 {
     auto font = std::make_shared<Font>();
-    font->file = read_bytes(path);
-    if (font->file.size() < min_file_bytes || font->file.size() > max_file_bytes) {
+    font->file = font_file(path);
+    if (font->file.size() < min_file_bytes) {
         return nullptr;
     }
-    const int offset = stbtt_GetFontOffsetForIndex(font->file.data(), 0);
-    if (offset < 0 || stbtt_InitFont(&font->info, font->file.data(), offset) == 0) {
+    const auto *data = reinterpret_cast<const unsigned char *>(font->file.data());
+    const int offset = stbtt_GetFontOffsetForIndex(data, 0);
+    if (offset < 0 || stbtt_InitFont(&font->info, data, offset) == 0) {
         return nullptr;
     }
     return font;

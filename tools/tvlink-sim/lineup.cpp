@@ -2,13 +2,9 @@
 
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <memory>
-#include <system_error>
-
 #include "input_error.h"
 #include "playlist.h"
+#include "system.h"
 #include "xmltv.h"
 
 namespace sim
@@ -18,36 +14,6 @@ namespace
 {
 
 constexpr size_t max_file_bytes = 67108864;
-
-struct CloseFile {
-    void operator()(FILE *file) const
-    {
-        fclose(file);
-    }
-};
-
-using File = std::unique_ptr<FILE, CloseFile>;
-
-std::string read_file(const std::string &path)
-{
-    const File file(fopen(path.c_str(), "rbe"));
-    if (file == nullptr) {
-        throw LineupError(path + ": " + std::generic_category().message(errno));
-    }
-    std::string text;
-    std::vector<char> piece(65536);
-    size_t count = 0;
-    while ((count = fread(piece.data(), 1, piece.size(), file.get())) > 0) {
-        text.append(piece.data(), count);
-        if (text.size() > max_file_bytes) {
-            throw LineupError(path + ": longer than " + std::to_string(max_file_bytes) + " bytes");
-        }
-    }
-    if (ferror(file.get()) != 0) {
-        throw LineupError(path + ": " + std::generic_category().message(errno));
-    }
-    return text;
-}
 
 /* The folder of the program itself; empty when it cannot be determined. */
 std::string program_folder()
@@ -76,9 +42,11 @@ std::string sample(const std::string &name)
 template <typename Parse> auto parse_file(const std::string &path, const Parse &parse)
 {
     try {
-        return parse(read_file(path));
+        return parse(tools::read_file(path, max_file_bytes));
     } catch (const InputError &error) {
         throw LineupError(path + ":" + std::to_string(error.line) + ": " + error.what());
+    } catch (const tools::FileError &error) {
+        throw LineupError(error.what());
     }
 }
 

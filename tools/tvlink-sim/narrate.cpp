@@ -1,8 +1,7 @@
 #include "narrate.h"
 
-#include <cstdio>
-
 #include "printable.h"
+#include "system.h"
 #include "tvlink.h"
 
 namespace sim
@@ -13,12 +12,9 @@ namespace
 
 bool as_json = false;
 
-/* One stdio call for each line, so that lines of several threads do not interleave. */
 void print_line(FILE *to, const std::string &line)
 {
-    const std::string whole = line + "\n";
-    fwrite(whole.data(), 1, whole.size(), to);
-    fflush(to);
+    print(to, line + "\n");
 }
 
 void print_object(const nlohmann::json &object)
@@ -55,7 +51,7 @@ void introduce(const Introduction &self)
 
 std::string one_line(const nlohmann::json &value)
 {
-    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    return tools::one_line(value);
 }
 
 void narrate_as_json(bool json)

@@ -40,7 +40,7 @@ std::string mistake_in_path(const std::string &path)
         return "the path has more than " + std::to_string(max_path_bytes) + " bytes";
     }
     if (!std::all_of(path.begin(), path.end(), needs_no_escape)) {
-        return "the path " + quoted(path) + " has characters that must be escaped, as %20";
+        return "the path " + tools::quoted(path) + " has characters that must be escaped, as %20";
     }
     return path.find('#') == std::string::npos ? "" : "a server is not told what follows #";
 }
@@ -55,14 +55,14 @@ std::string read_authority(const std::string &text, ReportUrl &url)
     const size_t colon = text.find(':', bracket == std::string::npos ? 0 : bracket);
     url.address = text.substr(0, colon);
     if (!is_address(url.address)) {
-        return "an IPv4 address is needed, such as 127.0.0.1, not " + quoted(url.address);
+        return "an IPv4 address is needed, such as 127.0.0.1, not " + tools::quoted(url.address);
     }
     if (colon == std::string::npos) {
         return "";
     }
-    const std::optional<uint32_t> port = decimal(text.substr(colon + 1), 65535);
+    const std::optional<uint32_t> port = tools::decimal(text.substr(colon + 1), 65535);
     if (!port || *port == 0) {
-        return "the port is a number from 1 to 65535, not " + quoted(text.substr(colon + 1));
+        return "the port is a number from 1 to 65535, not " + tools::quoted(text.substr(colon + 1));
     }
     url.port = static_cast<uint16_t>(*port);
     return "";

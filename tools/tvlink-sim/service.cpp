@@ -5,7 +5,6 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,6 +17,7 @@
 #include "narrate.h"
 #include "slots.h"
 #include "state_report.h"
+#include "system.h"
 #include "tvlink.h"
 
 namespace sim
@@ -81,43 +81,14 @@ std::vector<InterfaceAddress> own_addresses()
     return others;
 }
 
-bool control_port_is_taken()
-{
-    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (probe < 0) {
-        return false;
-    }
-    const int on = 1;
-    setsockopt(probe, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(IPP_CONTROL_PORT);
-    const void *generic = &address;
-    const bool taken = bind(probe, static_cast<const sockaddr *>(generic), sizeof address) != 0 &&
-                       errno == EADDRINUSE;
-    close(probe);
-    return taken;
-}
-
 std::string start_failure(int32_t result)
 {
-    if (control_port_is_taken()) {
+    if (bind_error(SOCK_STREAM, IPP_CONTROL_PORT) == EADDRINUSE) {
         return "port " + std::to_string(IPP_CONTROL_PORT) +
                " is taken by another program on this machine";
     }
     return "the service did not start (result " + std::to_string(result) +
            "); --diagnostics tells more";
-}
-
-/* Blocks the stop signals in this thread and in all that it starts, for sigtimedwait. */
-sigset_t block_stop_signals()
-{
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    return signals;
 }
 
 timespec time_until(Clock::time_point moment)

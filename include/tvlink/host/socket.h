@@ -77,8 +77,8 @@ TVLINK_API int soc_setNoBlock(int fd, int mode);
 
 /* Keep-alive of a TCP socket, from four borrowed values: on or off, seconds of silence before the
  * first probe, seconds between probes, and the number of unanswered probes that end the connection.
- * Set in this order; the first failure prints a line and ends the call, and earlier ones stay.
- * Returns 0 or -1; -1 for null. */
+ * Set in this order; the first failure prints a line and ends the call, and the options that were
+ * set before it stay set. Returns 0 or -1; -1 for null. */
 TVLINK_API int soc_keepLive(int fd, const int *values);
 
 /* Stores the IPv4 addresses (network byte order) of all interfaces, the loopback included, the last

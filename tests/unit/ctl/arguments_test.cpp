@@ -1,5 +1,6 @@
 #include "../controlpoint/cp_test_bytes.h"
-#include "../tvlink-ctl/arguments.h"
+#include "arguments.h"
+#include "failure.h"
 
 #include <cmath>
 #include <functional>
@@ -73,17 +74,6 @@ TEST(CtlArguments, AreKeysByNameOrNumber)
     EXPECT_EQ(ctl::parse_key("4294967295"), 0xFFFFFFFF);
     for (const char *text : {"", "OK!", "-1", "4294967296"}) {
         expect_usage_failure([=] { ctl::parse_key(text); }, text);
-    }
-}
-
-TEST(CtlArguments, HaveNoKeyNameOrKeyNumberTwice)
-{
-    for (const ctl::KeyName &one : ctl::key_names) {
-        for (const ctl::KeyName &other : ctl::key_names) {
-            const bool same = &one == &other;
-            EXPECT_EQ(std::string(one.name) == other.name, same);
-            EXPECT_EQ(one.number == other.number, same);
-        }
     }
 }
 

@@ -1,4 +1,4 @@
-#include "../tvlink-ctl/table.h"
+#include "table.h"
 
 #include <gtest/gtest.h>
 

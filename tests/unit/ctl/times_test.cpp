@@ -1,4 +1,6 @@
-#include "../tvlink-ctl/times.h"
+#include "times.h"
+
+#include "failure.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>

@@ -1,9 +1,11 @@
+#include "protocol/tags.h"
 #include "support/asked_television.h"
 #include "support/watched_call.h"
 #include "tvlink/dispatch.h"
 #include "tvlink/handlers.h"
 
 #include <cerrno>
+#include <cstdlib>
 
 namespace
 {
@@ -34,6 +36,28 @@ TEST_F(DeviceInfo, IsAListOfSevenAttributes)
                                              " 0A 0B 08 04 00 'host'"
                                              " 15 20 06 00 04 00 00"
                                              " 16 20 06 58 02 00 00"));
+}
+
+/* The rows of the list: an empty text, or the number that stands in the row. */
+TEST_F(DeviceInfo, HasTheAttributesOfTheList)
+{
+    Bytes expected = {0x06, 0};
+    const auto add = [&expected](unsigned id, unsigned tag, const char *value) {
+        const unsigned number = tag == TAG_STRING ? 0 : static_cast<unsigned>(std::atoi(value));
+        const size_t width = tag == TAG_STRING ? 2 : tag == TAG_U8 ? 1 : 4;
+        expected[1]++;
+        for (const unsigned byte : {id & 0xFFU, id >> 8U, tag}) {
+            expected.push_back(static_cast<uint8_t>(byte));
+        }
+        for (size_t i = 0; i < width; i++) {
+            expected.push_back(static_cast<uint8_t>(number >> 8U * i));
+        }
+    };
+#define ATTRIBUTE(id, tag, value) add(id, TAG_##tag, value);
+#include "protocol/operations.def"
+    host_says("");
+    EXPECT_EQ(handle_get_device_info(phone.record()), 0);
+    EXPECT_EQ(phone.received(), frame_around(hex(expected)));
 }
 
 TEST_F(DeviceInfo, IsThirtyEightBytesAndTheTexts)

@@ -21,7 +21,7 @@ std::vector<HandlerRow> state_rows()
          "get_tv_code0001", "06 01 01 00 02 ??", "", "", -1},
 
         {HANDLER(handle_get_tv_code0105), Reached::BY_GET, 7, "01 05 01", 3,
-         "get_tv_code0105", "06 01 05 01 02 ??", "06 01 05 01", "", -1},
+         "get_tv_code0105", "06 01 05 01 02 ??", "", "", -1},
 
         {HANDLER(handle_get_tv_code010e), Reached::BY_GET, 13, "01 0E 01 EE EE 07", 6,
          "get_tv_code010e 7", "06 01 0E 01 02 ??", "", "", -1},
@@ -29,7 +29,7 @@ std::vector<HandlerRow> state_rows()
          "get_tv_code010e 255", "06 01 0E 01 02 ??", "", "", -1},
 
         {HANDLER(handle_get_tv_code2005), Reached::BY_GET, 24, "01 05 20", 3,
-         "get_tv_code2005", "06 01 05 20 06 ????????", "06 01 05 20", "", -1},
+         "get_tv_code2005", "06 01 05 20 06 ????????", "", "", -1},
     };
     /* clang-format on */
 }

@@ -14,6 +14,7 @@
 #include <climits>
 #include <cstring>
 #include <functional>
+#include <map>
 #include <thread>
 
 #include <arpa/inet.h>
@@ -228,6 +229,23 @@ TEST_F(Events, AreRefusedWhenTheyPromiseDataAndHaveNone)
                                   "ipp_report_dev_event2 191 str_len 2 \n"}));
     EXPECT_EQ(ipp_report_dev_event(3, 4, nullptr, nullptr, 0), 0);
     EXPECT_EVENT(phone, "03 00 04 03 04 00 08 00 00 00 00 0C 00 00 00 00");
+}
+
+TEST_F(Events, HaveTheThirdByteOfTheList)
+{
+    const CapturedLines lines;
+    const Descriptor phone = connect_phone();
+    const std::map<std::string, unsigned> third_bytes = {
+#define EVENT(name, third_byte, values) {#name, third_byte},
+#include "protocol/operations.def"
+    };
+    ASSERT_EQ(third_bytes.size(), 2u);
+    ipp_report_dev_event(1, 2, nullptr, nullptr, 0);
+    EXPECT_EVENT(phone, "01 00 0" + std::to_string(third_bytes.at("ipp_report_dev_event")) +
+                            " 03 02 00 08 00 00 00 00 0C 00 00 00 00");
+    ipp_report_dev_event2(1, 2, nullptr, nullptr, nullptr, 0);
+    EXPECT_EVENT(phone, "01 00 0" + std::to_string(third_bytes.at("ipp_report_dev_event2")) +
+                            " 03 02 00 08 00 00 00 00 08 00 00 00 00 0C 00 00 00 00");
 }
 
 TEST_F(Events, AreRefusedWhenTheyFitNoFrame)

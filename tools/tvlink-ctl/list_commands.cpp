@@ -1,6 +1,6 @@
-/* The programme guide and the channels. */
+/* The programme guide, the channels and their order. */
 #include "arguments.h"
-#include "commands.h"
+#include "command_line.h"
 #include "list_reader.h"
 #include "output.h"
 #include "times.h"
@@ -12,12 +12,23 @@ namespace ctl
 namespace
 {
 
-using ChannelNames = std::map<uint16_t, std::string>;
+struct GuideOptions {
+    bool week = false;
+    bool all = false;
+    bool search_given = false;
+    bool descriptions = false;
+    std::string search;
+    std::string channel; /* empty: every one */
+    std::string from;    /* empty: from the beginning */
+};
 
-std::string text_of(CpBytes text)
-{
-    return {text.data, text.data + text.size};
-}
+struct ChannelOptions {
+    bool short_form = false;
+    bool filter_given = false;
+    std::string filter;
+};
+
+using ChannelNames = std::map<uint16_t, std::string>;
 
 uint32_t start_of(const GuideOptions &options)
 {
@@ -102,38 +113,29 @@ void print_guide(const Settings &settings, const GuideOptions &options, const En
     print_list(settings, table, "programmes", programmes);
 }
 
-void print_channels(const Settings &settings, const Entries &entries)
-{
-    Table table = {{{"NO", true}, {"NAME"}, {"GROUP"}, {"GUIDE ID"}, {"ADDRESS"}}, {}, {}};
-    std::vector<Facts> channels;
-    for (const CpChannel &channel : entries.channels) {
-        table.rows.push_back({std::to_string(channel.number), printable(channel.name),
-                              printable(channel.group), printable(channel.guide_id),
-                              printable(channel.address)});
-        Facts facts = {{"number", int64_t{channel.number}}};
-        add_text(facts, "name", channel.name);
-        add_text(facts, "group", channel.group);
-        add_text(facts, "guide_id", channel.guide_id);
-        add_text(facts, "address", channel.address);
-        channels.push_back(facts);
-    }
-    print_list(settings, table, "channels", channels);
-}
-
-void print_short_channels(const Settings &settings, const Entries &entries)
+void print_channels(const Settings &settings, const Entries &entries, bool short_form)
 {
     Table table = {{{"NO", true}, {"NAME"}}, {}, {}};
+    if (!short_form) {
+        table.columns.insert(table.columns.end(), {{"GROUP"}, {"GUIDE ID"}, {"ADDRESS"}});
+    }
     std::vector<Facts> channels;
     for (const CpChannel &channel : entries.channels) {
-        table.rows.push_back({std::to_string(channel.number), printable(channel.name)});
+        const std::pair<const char *, CpBytes> texts[] = {{"name", channel.name},
+                                                          {"group", channel.group},
+                                                          {"guide_id", channel.guide_id},
+                                                          {"address", channel.address}};
+        std::vector<std::string> row = {std::to_string(channel.number)};
         Facts facts = {{"number", int64_t{channel.number}}};
-        add_text(facts, "name", channel.name);
+        for (size_t i = 0; i + 1 < table.columns.size(); i++) {
+            row.push_back(printable(texts[i].second));
+            add_text(facts, texts[i].first, texts[i].second);
+        }
+        table.rows.push_back(row);
         channels.push_back(facts);
     }
     print_list(settings, table, "channels", channels);
 }
-
-} // namespace
 
 void show_guide(const Settings &settings, const GuideOptions &options)
 {
@@ -161,11 +163,78 @@ void show_channels(const Settings &settings, const ChannelOptions &options)
     const Session session(settings);
     Entries entries;
     ask_list(session, request, "its channels", &entries);
-    if (options.short_form) {
-        print_short_channels(settings, entries);
-    } else {
-        print_channels(settings, entries);
+    print_channels(settings, entries, options.short_form);
+}
+
+/* What an entry means is up to the television's host. Those of 2 or 4 bytes are told as numbers. */
+std::vector<int64_t> order_entries(const CpValue &order)
+{
+    std::vector<int64_t> entries;
+    const size_t width = order.count == 0 ? 0 : order.bytes.size / order.count;
+    if ((width != 2 && width != 4) || width * order.count != order.bytes.size) {
+        return entries;
     }
+    for (size_t at = 0; at < order.bytes.size; at += width) {
+        int64_t entry = 0;
+        for (size_t i = width; i > 0; i--) {
+            entry = entry << 8 | order.bytes.data[at + i - 1];
+        }
+        entries.push_back(entry);
+    }
+    return entries;
+}
+
+void show_order(const Settings &settings)
+{
+    const Session session(settings);
+    const CpValue order =
+        ask_code(session, CP_CODE_ORDER, CP_TAG_LIST, "the order of its channels");
+    Facts facts;
+    add_number(facts, "count", order.count);
+    facts.emplace_back("order", order_entries(order));
+    facts.emplace_back("data", hex(order.bytes, ""));
+    print_facts(settings, facts);
+}
+
+} // namespace
+
+void add_order_command(CLI::App &app, CommandLine &line)
+{
+    add_command(app, line, "order", "Show the order of the channels", show_order);
+}
+
+void add_list_commands(CLI::App &app, CommandLine &line)
+{
+    GuideOptions &options = new_options<GuideOptions>(line);
+    CLI::App *guide = add_command(app, line, "guide", "Show what is on now and next",
+                                  [&](const Settings &settings) { show_guide(settings, options); });
+    CLI::Option *week = guide->add_flag("--week", options.week, "Seven days from today on");
+    CLI::Option *all = guide->add_flag("--all", options.all, "All that the television knows");
+    CLI::Option *search = guide->add_option("--search", options.search,
+                                            "What has this text in its title or category");
+    search->option_text("TEXT")->each(
+        [&options](const std::string &) { options.search_given = true; });
+    CLI::Option *channel = guide->add_option("--channel", options.channel, "One channel alone");
+    channel->option_text("NUMBER");
+    CLI::Option *from = guide->add_option(
+        "--from", options.from, "What ends after that: now, 20:15, 2026-11-21, both, or @SECONDS");
+    from->option_text("TIME");
+    guide->add_flag("--descriptions", options.descriptions,
+                    "A line of description below each programme, where there is one");
+    search->excludes(week, all, channel, from);
+    week->excludes(all, from);
+    ChannelOptions &channel_options = new_options<ChannelOptions>(line);
+    CLI::App *channels =
+        add_command(app, line, "channels", "List the channels",
+                    [&](const Settings &settings) { show_channels(settings, channel_options); });
+    CLI::Option *short_form =
+        channels->add_flag("--short", channel_options.short_form, "Their numbers and names alone");
+    channels
+        ->add_option("--filter", channel_options.filter,
+                     "Those that have this text in name or group")
+        ->option_text("TEXT")
+        ->each([&channel_options](const std::string &) { channel_options.filter_given = true; })
+        ->excludes(short_form);
 }
 
 } // namespace ctl

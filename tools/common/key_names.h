@@ -1,20 +1,21 @@
-/* The keys that have a name. This is the only list of them: `tvlink-ctl key --list` prints it. */
-#ifndef TVLINK_CTL_KEY_NAMES_H
-#define TVLINK_CTL_KEY_NAMES_H
+/* The keys that have a name, in the order in which `tvlink-ctl key --list` prints them. */
+#ifndef TVLINK_TOOLS_KEY_NAMES_H
+#define TVLINK_TOOLS_KEY_NAMES_H
 
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
-namespace ctl
+namespace tools
 {
 
 struct KeyName {
     const char *name;
-    uint32_t number;
+    uint32_t code;
 };
 
-/* The numbers of the Linux input subsystem. What a key does is up to the television's host. */
+/* The codes are those of the Linux input subsystem. */
 inline constexpr KeyName key_names[] = {
     {"0", 11},
     {"1", 2},
@@ -54,16 +55,12 @@ inline constexpr KeyName key_names[] = {
     {"blue", 401},
 };
 
-inline std::optional<uint32_t> find_key(const std::string &name)
-{
-    for (const KeyName &key : key_names) {
-        if (name == key.name) {
-            return key.number;
-        }
-    }
-    return std::nullopt;
-}
+/* The code of the key with this name. */
+std::optional<uint32_t> find_key(std::string_view name);
 
-} // namespace ctl
+/* The name of the key with this code, or "unknown". */
+std::string key_name(uint32_t code);
+
+} // namespace tools
 
 #endif

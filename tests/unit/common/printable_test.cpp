@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace sim;
+using namespace tools;
 
 namespace
 {
@@ -23,6 +23,14 @@ TEST(Quoted, KeepsWhatATerminalCanShowAndEscapesTheRest)
     EXPECT_EQ(quoted("\xE0\x80\x80"), "\"\\xe0\\x80\\x80\"");
     EXPECT_EQ(quoted("\xED\xA0\x80"), "\"\\xed\\xa0\\x80\"");
     EXPECT_EQ(quoted("\xC0\xAF"), "\"\\xc0\\xaf\"");
+}
+
+TEST(Printable, IsTheWholeTextWithoutQuotes)
+{
+    EXPECT_EQ(printable(""), "");
+    EXPECT_EQ(printable("say \"a\\b\""), "say \"a\\b\"");
+    EXPECT_EQ(printable(std::string("a\0b\xC2\x9B\xFF", 6)), "a\\x00b\\xc2\\x9b\\xff");
+    EXPECT_EQ(printable(std::string(61, 'x')), std::string(61, 'x'));
 }
 
 TEST(Quoted, CutsLongTextsAndShowsIt)

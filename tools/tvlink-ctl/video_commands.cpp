@@ -1,6 +1,6 @@
 /* Video on demand. */
 #include "arguments.h"
-#include "commands.h"
+#include "command_line.h"
 #include "controlpoint_lists.h"
 #include "exchange.h"
 #include "output.h"
@@ -11,7 +11,15 @@ namespace ctl
 namespace
 {
 
-constexpr uint32_t most_films = 256; /* that can be asked for by number */
+struct FilmOptions {
+    std::string what;   /* a film, an address, or what the television's host makes of it */
+    bool of = false;    /* `what` was given, be it empty */
+    std::string number; /* of a film */
+    std::string title;  /* to show while it plays */
+    std::string at;     /* where to begin */
+};
+
+constexpr uint32_t max_films = 256; /* that have a number of one byte */
 
 /* A question that has a form of its own when it is about a text. */
 struct Question {
@@ -65,8 +73,6 @@ std::vector<uint32_t> ask_lengths(const Session &session, const FilmOptions &opt
     return lengths;
 }
 
-} // namespace
-
 void list_films(const Settings &settings, const FilmOptions &options)
 {
     const Session session(settings);
@@ -118,22 +124,20 @@ void show_film_player(const Settings &settings, const FilmOptions &options)
     print_facts(settings, facts);
 }
 
-void show_film_title(const Settings &settings, const std::string &film, const FilmOptions &options)
+void show_film_title(const Settings &settings, const FilmOptions &options)
 {
     Request request;
-    const uint32_t number = parse_number(film, most_films);
+    const uint32_t number = parse_number(options.number, max_films);
     if (number == 0) {
-        misunderstood(film, "films are numbered from 1; \"tvlink-ctl vod list\" lists them");
+        misunderstood(options.number,
+                      "films are numbered from 1; \"tvlink-ctl vod list\" lists them");
     }
     const auto selector = static_cast<uint8_t>(number - 1); /* which counts from 0 */
     const CpStatus status =
         options.of ? cp_build_film_title_of(&request.buffer, selector, bytes_of(options.what))
                    : cp_build_film_title(&request.buffer, selector);
     require_built(status, text_hint);
-    const Session session(settings);
-    Facts facts;
-    add_text(facts, "title", ask(session, request, CP_TAG_STRING, "film " + film).bytes);
-    print_facts(settings, facts);
+    show_text(settings, request, "title", "film " + options.number);
 }
 
 void start_film(const Settings &settings, const FilmOptions &options)
@@ -148,6 +152,40 @@ void start_film(const Settings &settings, const FilmOptions &options)
     const uint32_t result =
         ask(session, request, CP_TAG_U32, "the film \"" + printable(options.what) + "\"").number;
     print_facts(settings, {{"result", int64_t{static_cast<int32_t>(result)}}});
+}
+
+/* A command whose question has a second form, about a text. */
+CLI::App *add_question(CLI::App &vod, CommandLine &line, FilmOptions &options, const char *name,
+                       const char *help, void (*ask)(const Settings &, const FilmOptions &))
+{
+    CLI::App *command =
+        add_command(vod, line, name, help,
+                    [&options, ask](const Settings &settings) { ask(settings, options); });
+    command->add_option("--of", options.what, "Ask about this text alone")
+        ->option_text("TEXT")
+        ->each([&options](const std::string &) { options.of = true; });
+    return command;
+}
+
+} // namespace
+
+void add_video_commands(CLI::App &app, CommandLine &line)
+{
+    FilmOptions &options = new_options<FilmOptions>(line);
+    CLI::App *vod = add_group(app, "vod", "Video on demand");
+    add_question(*vod, line, options, "list", "List the films", list_films);
+    add_question(*vod, line, options, "status", "Show what plays, and where it is",
+                 show_film_status);
+    add_question(*vod, line, options, "player", "Show the state of the player", show_film_player);
+    add_question(*vod, line, options, "title", "Show a film's title", show_film_title)
+        ->add_option("FILM", options.number, "Its number")
+        ->required();
+    CLI::App *start = add_command(*vod, line, "start", "Play a film or a stream",
+                                  [&](const Settings &settings) { start_film(settings, options); });
+    start->add_option("FILM", options.what, "Title of a film, or an address")->required();
+    start->add_option("--title", options.title, "Title to show meanwhile")->option_text("TEXT");
+    start->add_option("--at", options.at, "Where to begin: seconds, M:SS or H:MM:SS")
+        ->option_text("POSITION");
 }
 
 } // namespace ctl

@@ -1,5 +1,5 @@
 /* An image of the screen, fetched from a port of its own and kept in a file. */
-#include "commands.h"
+#include "command_line.h"
 #include "controlpoint_calls.h"
 #include "exchange.h"
 #include "output.h"
@@ -14,6 +14,12 @@ namespace ctl
 {
 namespace
 {
+
+struct CaptureOptions {
+    std::string file;
+    uint16_t width = 0; /* 0: as it is */
+    uint16_t height = 0;
+};
 
 /* An image is larger than an answer: it may take so many times the time-out. */
 constexpr uint32_t transfer_timeouts = 10;
@@ -137,8 +143,6 @@ void give_name(NewFile &file)
     file.kept = true;
 }
 
-} // namespace
-
 void save_screenshot(const Settings &settings, const CaptureOptions &options)
 {
     Request request;
@@ -155,6 +159,23 @@ void save_screenshot(const Settings &settings, const CaptureOptions &options)
     give_name(file);
     print_line(settings, options.file + ": " + std::to_string(image.buffer.size) + " bytes",
                {{"file", options.file}, {"bytes", static_cast<int64_t>(image.buffer.size)}});
+}
+
+} // namespace
+
+void add_screen_commands(CLI::App &app, CommandLine &line)
+{
+    CaptureOptions &options = new_options<CaptureOptions>(line);
+    CLI::App *screenshot =
+        add_command(app, line, "screenshot", "Save an image of the screen",
+                    [&](const Settings &settings) { save_screenshot(settings, options); });
+    screenshot->add_option("-o,--output", options.file, "Where to; what is there is replaced")
+        ->option_text("FILE")
+        ->required();
+    screenshot->add_option("--width", options.width, "Its width in pixels (as it is)")
+        ->option_text("N");
+    screenshot->add_option("--height", options.height, "Its height in pixels (as it is)")
+        ->option_text("N");
 }
 
 } // namespace ctl

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-using namespace sim;
+using namespace tools;
 
 namespace
 {

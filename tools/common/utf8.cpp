@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
-namespace sim
+namespace tools
 {
 
 namespace
 {
 
-bool continues(const std::string &text, size_t at)
+bool continues(std::string_view text, size_t at)
 {
     return at < text.size() && (static_cast<uint8_t>(text[at]) & 0xC0) == 0x80;
 }
@@ -36,7 +36,7 @@ bool same_letter(char a, char b)
 
 } // namespace
 
-size_t character_length(const std::string &text, size_t at)
+size_t character_length(std::string_view text, size_t at)
 {
     const uint8_t first = static_cast<uint8_t>(text[at]);
     const size_t length = announced_length(first);
@@ -52,7 +52,7 @@ size_t character_length(const std::string &text, size_t at)
     return overlong || no_character ? 0 : length;
 }
 
-size_t find_malformed(const std::string &text)
+size_t find_malformed(std::string_view text)
 {
     size_t at = 0;
     while (at < text.size()) {
@@ -62,19 +62,19 @@ size_t find_malformed(const std::string &text)
         }
         at += length;
     }
-    return std::string::npos;
+    return std::string_view::npos;
 }
 
-std::string cut_text(const std::string &text, size_t most)
+std::string cut_text(std::string_view text, size_t max)
 {
-    size_t end = std::min(text.size(), most);
+    size_t end = std::min(text.size(), max);
     while (end > 0 && continues(text, end)) {
         end--;
     }
-    return text.substr(0, end);
+    return std::string(text.substr(0, end));
 }
 
-uint32_t code_point(const std::string &text, size_t at, size_t length)
+uint32_t code_point(std::string_view text, size_t at, size_t length)
 {
     const uint8_t first = static_cast<uint8_t>(text[at]);
     uint32_t number = length == 1 ? first : first & (0x7FU >> length);
@@ -84,16 +84,16 @@ uint32_t code_point(const std::string &text, size_t at, size_t length)
     return number;
 }
 
-bool holds(const std::string &text, const std::string &part)
+bool holds(std::string_view text, std::string_view part)
 {
     return std::search(text.begin(), text.end(), part.begin(), part.end(), same_letter) !=
                text.end() ||
            part.empty();
 }
 
-bool equal_words(const std::string &a, const std::string &b)
+bool equal_words(std::string_view a, std::string_view b)
 {
     return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), same_letter);
 }
 
-} // namespace sim
+} // namespace tools
