@@ -1,7 +1,7 @@
 #include "methods/replies.h"
 
 #include "support/asked_television.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 
 #include <cerrno>
 
@@ -139,7 +139,7 @@ TEST_F(BuiltReply, MakesNoReplyThatNoFrameCanHold)
 
 TEST_F(BuiltReply, SendsTheEmptyReplyWhenMemoryIsOut)
 {
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM);
     EXPECT_EQ(reply_text(phone.record(), 0x0B01, "KV"), -1);
     EXPECT_EQ(phone.received(), frame_around("06 01 01 0B"));
