@@ -17,6 +17,7 @@
  * source/link/queue.cpp source/methods/router.cpp source/link/work_queues.cpp
  * source/service/workers.cpp */
 #include "support/fuzz_input.h"
+#include "support/quiet_system.h"
 #include "support/session_model.h"
 #include "support/session_phones.h"
 #include "support/session_service.h"
@@ -184,7 +185,7 @@ static void begin()
     session.flags = fuzz_u8(&session.input);
     session.now_s = 1000000;
     session.elapsed_ms = 1000000;
-    system_calls = {};
+    quiet_system();
     prepare_service();
     take_system_calls();
     start_service();
@@ -285,7 +286,7 @@ static void end(const std::vector<int> &before)
             close(connection.end);
         }
     }
-    system_calls = {};
+    restore_system_calls();
     check_rest(before);
     forget_service();
 }

@@ -2,8 +2,5 @@
  * so, steps at which other threads go on, and the input's own time. */
 #pragma once
 
-/* Until system_calls is cleared. */
+/* Until restore_system_calls(). */
 void take_system_calls();
-
-/* For the control port while it is opened. */
-void take_listener_calls(bool taken);
