@@ -10,6 +10,7 @@
 #include "base/identity.h"
 #include "support/fuzz_input.h"
 #include "support/nasty_host.h"
+#include "support/quiet_system.h"
 #include "support/system_calls.h"
 
 #include "controlpoint.h"
@@ -67,7 +68,7 @@ const Handler UNROUTED[] = {
 
 /* ---- The phone */
 
-static ssize_t receive(int, const void *data, size_t size)
+static ssize_t receive(int, const void *data, size_t size, int)
 {
     if ((phone.flags & SENDS_FAIL) != 0) {
         errno = EPIPE;
@@ -81,8 +82,10 @@ static ssize_t receive(int, const void *data, size_t size)
 }
 
 /* The bulk thread is run after its request has been answered. */
-static int keep_thread(void *(*body)(void *), void *argument)
+static int keep_thread(pthread_t *thread, const pthread_attr_t *, void *(*body)(void *),
+                       void *argument)
 {
+    *thread = pthread_self();
     if ((phone.flags & THREADS_FAIL) != 0) {
         return EAGAIN;
     }
@@ -91,7 +94,7 @@ static int keep_thread(void *(*body)(void *), void *argument)
     return 0;
 }
 
-static int connect_for_bulk(sockaddr *)
+static int connect_for_bulk(int, sockaddr *, socklen_t *, int)
 {
     if ((phone.flags & BULK_WITHOUT_PHONE) == 0) {
         return open("/dev/null", O_WRONLY | O_CLOEXEC);
@@ -227,15 +230,15 @@ static void begin(FuzzInput *input)
     }
     tv_ippRpcFunSet = (phone.flags & WITHOUT_RPC) != 0 ? nullptr : nasty_host_rpc;
     ipp_set_log_dumps((phone.flags & WITH_DUMPS) != 0);
-    system_calls = {};
-    system_calls.send = receive;
-    system_calls.accept4 = connect_for_bulk;
-    system_calls.pthread_create = keep_thread;
+    quiet_system();
+    replace<receive>(system_send);
+    replace<connect_for_bulk>(system_accept4);
+    replace<keep_thread>(system_pthread_create);
 }
 
 static void end()
 {
-    system_calls = {};
+    restore_system_calls();
     ipp_set_log_dumps(0);
     tv_ippRpcFunSet = nullptr;
     nasty_host_withdraw();

@@ -7,6 +7,7 @@
  * Under test: source/discovery/discovery.cpp source/discovery/answer_packet.cpp */
 #include "base/flags.h"
 #include "support/fuzz_input.h"
+#include "support/quiet_system.h"
 #include "support/system_calls.h"
 #include "tvlink.h"
 #include "tvlink/discovery.h"
@@ -42,7 +43,7 @@ static int admit(uint32_t peer_addr, void *)
     return (peer_addr & network.refused) == 0;
 }
 
-static ssize_t receive(void *data, size_t size, sockaddr *from)
+static ssize_t receive(int, void *data, size_t size, int, sockaddr *from, socklen_t *)
 {
     if (network.input.left == 0) {
         flags_stop_running();
@@ -63,7 +64,7 @@ static ssize_t receive(void *data, size_t size, sockaddr *from)
     return static_cast<ssize_t>(taken);
 }
 
-static ssize_t answer(const void *data, size_t size, const sockaddr *to)
+static ssize_t answer(int, const void *data, size_t size, int, const sockaddr *to, socklen_t)
 {
     static const uint8_t HEAD[] = {0xA5, 0xA5, 12, 0};
     sockaddr_in phone = {};
@@ -76,8 +77,9 @@ static ssize_t answer(const void *data, size_t size, const sockaddr *to)
 }
 
 /* The group-membership thread is not needed here. */
-static int no_thread(void *(*)(void *), void *)
+static int no_thread(pthread_t *thread, const pthread_attr_t *, void *(*)(void *), void *)
 {
+    *thread = pthread_self();
     return 0;
 }
 
@@ -89,16 +91,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     IppGuard guard = {};
     guard.admit = admit;
     ipp_set_guard(&guard);
-    system_calls = {};
-    system_calls.recvfrom = receive;
-    system_calls.sendto = answer;
-    system_calls.pthread_create = no_thread;
+    quiet_system();
+    replace<receive>(system_recvfrom);
+    replace<answer>(system_sendto);
+    replace<no_thread>(system_pthread_create);
 
     flags_start_run();
     must(udp_thread(nullptr) == nullptr, "the thread ends well");
     must(network.answered == network.expected, "searches are answered, and nothing else is");
 
-    system_calls = {};
+    restore_system_calls();
     ipp_set_guard(nullptr);
     return 0;
 }

@@ -18,6 +18,7 @@
  * source/link/queue.cpp source/methods/router.cpp source/link/work_queues.cpp
  * source/service/workers.cpp */
 #include "support/fuzz_input.h"
+#include "support/quiet_system.h"
 #include "support/session_model.h"
 #include "support/session_phones.h"
 #include "support/session_service.h"
@@ -186,7 +187,7 @@ static void begin()
     session.flags = fuzz_u8(&session.input);
     session.now_s = 1000000;
     session.elapsed_ms = 1000000;
-    system_calls = {};
+    quiet_system();
     prepare_service();
     replace_system_calls();
     start_service();
@@ -288,7 +289,7 @@ static void end(const std::vector<int> &before)
             close(connection.phone_fd);
         }
     }
-    system_calls = {};
+    restore_system_calls();
     check_nothing_left(before);
     reset_service();
 }

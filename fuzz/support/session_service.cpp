@@ -3,7 +3,6 @@
 #include "support/fibers.h"
 #include "support/nasty_host.h"
 #include "support/session_stalls.h"
-#include "support/session_system.h"
 #include "support/system_calls.h"
 
 #include "tvlink.h"
@@ -135,8 +134,10 @@ static void run_host()
 
 /* At the start of the service only the server is run: the workers have lanes already, and discovery
  * is left out. A bulk thread runs at once, and no phone connects to it. */
-static int create_thread(void *(*body)(void *), void *argument)
+static int create_thread(pthread_t *thread, const pthread_attr_t *, void *(*body)(void *),
+                         void *argument)
 {
+    *thread = pthread_self();
     if (body == tcp_thread) {
         server_running = true;
     } else if (!session.starting) {
@@ -147,7 +148,7 @@ static int create_thread(void *(*body)(void *), void *argument)
     return 0;
 }
 
-static int join_threads()
+static int join_threads(pthread_t, void **)
 {
     while (server_running) {
         fiber_wait();
@@ -204,8 +205,8 @@ void prepare_service()
     tv_ippRpcFunSet = echo;
     ipp_set_log_dumps((session.flags & WITH_DUMPS) != 0);
     set_guard();
-    system_calls.pthread_create = create_thread;
-    system_calls.pthread_join = join_threads;
+    replace<create_thread>(system_pthread_create);
+    replace<join_threads>(system_pthread_join);
 }
 
 void reset_service()
@@ -227,9 +228,7 @@ void start_service()
     close(ends[1]);
     session.run++;
     session.starting = true;
-    replace_listener_calls(true);
     must(ipp_init(1, "name", "serial") == IPP_OK, "the service starts");
-    replace_listener_calls(false);
     session.starting = false;
 }
 

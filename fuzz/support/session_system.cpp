@@ -11,7 +11,9 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <netinet/in.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace
@@ -68,7 +70,7 @@ static ssize_t apply_fault(const Fault &fault, size_t *size)
 
 /* ---- Receiving */
 
-static int call_bytes_arriving(int fd, int *count)
+static int bytes_arriving(int fd, int *count)
 {
     model_received();
     step();
@@ -80,7 +82,7 @@ static int call_bytes_arriving(int fd, int *count)
         connection->may_drop = true;
         return static_cast<int>(fail(EIO));
     }
-    const int result = real_bytes_arriving(fd, count);
+    const int result = system_ioctl.real(fd, FIONREAD, count);
     if (fault.set) {
         *count = std::min<int>(*count, fault.value);
     }
@@ -98,7 +100,7 @@ static void note_received(Connection *connection, const Bytes &bytes, size_t por
     }
 }
 
-static ssize_t call_recv(int fd, void *data, size_t size)
+static ssize_t call_recv(int fd, void *data, size_t size, int)
 {
     step();
     Connection *connection = find_connection(fd);
@@ -130,7 +132,7 @@ static ssize_t not_sent(Connection *connection, int reason, uint64_t began_ms)
     return fail(reason);
 }
 
-static ssize_t call_send(int fd, const void *data, size_t size)
+static ssize_t call_send(int fd, const void *data, size_t size, int)
 {
     const uint64_t began_ms = session.elapsed_ms;
     step();
@@ -157,11 +159,24 @@ static ssize_t call_send(int fd, const void *data, size_t size)
 }
 
 /* Bytes that the phone has not read, as TCP counts bytes that are not acknowledged. */
-static int call_bytes_unsent(int fd)
+static int bytes_unsent(int fd)
 {
     const Connection *connection = find_connection(fd);
     must(connection != nullptr, "what a phone has not taken is asked of connections");
     return static_cast<int>(connection->expected.size() - connection->received.size());
+}
+
+static int call_ioctl(int fd, unsigned long request, void *value)
+{
+    switch (request) {
+    case FIONREAD:
+        return bytes_arriving(fd, static_cast<int *>(value));
+    case SIOCOUTQ:
+        *static_cast<int *>(value) = bytes_unsent(fd);
+        return 0;
+    default:
+        return system_ioctl.real(fd, request, value);
+    }
 }
 
 /* ---- The server's calls */
@@ -178,7 +193,7 @@ static int readable_now(int count, unsigned long *words)
 }
 
 /* Waits only when nothing is readable, and only once, as if the time-out had expired then. */
-static int call_select(int count, fd_set *readable)
+static int call_select(int count, fd_set *readable, fd_set *, fd_set *, timeval *)
 {
     model_received();
     must((session.flags & GUARDED) == 0 || registered_count() <= GUARDED_PHONES,
@@ -199,7 +214,7 @@ static int call_select(int count, fd_set *readable)
     return readable_now(count, words);
 }
 
-static int call_accept(sockaddr *from)
+static int call_accept(int, sockaddr *from, socklen_t *, int)
 {
     if (session.transferring) {
         return static_cast<int>(fail(EINVAL));
@@ -228,7 +243,7 @@ static int call_accept(sockaddr *from)
     return connection.service_fd;
 }
 
-static void call_shutdown(int fd)
+static int call_shutdown(int fd, int how)
 {
     Connection *connection = find_connection(fd);
     if (connection != nullptr) {
@@ -239,16 +254,12 @@ static void call_shutdown(int fd)
         connection->registered = false;
         connection->dropped = true;
     }
+    return system_shutdown.real(fd, how);
 }
 
 /* The service refuses a connection, or has finished with it. */
-static void call_close(int fd)
+static void note_closed(Connection *connection)
 {
-    must(fiber_current() == nullptr || fcntl(fd, F_GETFD) >= 0, "nothing is closed twice");
-    Connection *connection = find_connection(fd);
-    if (connection == nullptr) {
-        return;
-    }
     if (!connection->dropped) {
         connection->registered = false;
         must(is_refused(*connection) || session.stopping ||
@@ -260,28 +271,29 @@ static void call_close(int fd)
     connection->service_fd = -1;
 }
 
-/* ---- The rest */
-
-static void call_usleep()
+static int call_close(int fd)
 {
-    if (fiber_current() != nullptr) {
-        fiber_step();
-        fiber_wait();
+    must(fiber_current() == nullptr || fcntl(fd, F_GETFD) >= 0, "nothing is closed twice");
+    Connection *connection = find_connection(fd);
+    if (connection != nullptr) {
+        note_closed(connection);
     }
+    return system_close.real(fd);
 }
 
-static int call_socket()
+/* For the control port while it is opened. */
+static int call_socket(int domain, int type, int protocol)
 {
-    return session.listener;
+    return session.starting ? session.listener : system_socket.real(domain, type, protocol);
 }
 
-static int call_listen()
+static int call_listen(int fd, int backlog)
 {
-    return 0;
+    return session.starting ? 0 : system_listen.real(fd, backlog);
 }
 
 /* The port of a bulk transfer: constant, since replies contain it. */
-static int call_getsockname(sockaddr *name)
+static int call_getsockname(int, sockaddr *name, socklen_t *)
 {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
@@ -290,41 +302,92 @@ static int call_getsockname(sockaddr *name)
     return 0;
 }
 
-static time_t call_seconds()
+/* ---- Waiting */
+
+static int call_usleep(useconds_t)
 {
-    return session.now_s;
+    if (fiber_current() != nullptr) {
+        fiber_step();
+        fiber_wait();
+    }
+    return 0;
 }
 
-static timespec call_elapsed()
+static int call_mutex_lock(pthread_mutex_t *mutex)
 {
-    timespec now = {};
-    now.tv_sec = static_cast<time_t>(session.elapsed_ms / 1000);
-    now.tv_nsec = static_cast<long>(session.elapsed_ms % 1000 * 1000000);
-    return now;
+    int result = pthread_mutex_trylock(mutex);
+    const bool waits = result == EBUSY;
+    while (result == EBUSY) {
+        fiber_wait();
+        result = pthread_mutex_trylock(mutex);
+    }
+    if (waits) {
+        fiber_progressed();
+    }
+    must(result == 0, "a lock that is wanted exists");
+    return result;
+}
+
+static int call_cond_wait(pthread_cond_t *, pthread_mutex_t *mutex)
+{
+    pthread_mutex_unlock(mutex);
+    fiber_wait();
+    return call_mutex_lock(mutex);
+}
+
+static int call_sem_wait(sem_t *items)
+{
+    while (sem_trywait(items) != 0) {
+        fiber_wait();
+    }
+    fiber_progressed();
+    item_taken(items);
+    return 0;
+}
+
+static int call_sem_post(sem_t *items)
+{
+    const int result = system_sem_post.real(items);
+    item_posted(items);
+    return result;
+}
+
+/* ---- Time */
+
+static int call_gettimeofday(timeval *now, void *)
+{
+    *now = {session.now_s, 0};
+    return 0;
+}
+
+/* libFuzzer reads the other clocks. */
+static int call_clock_gettime(clockid_t clock, timespec *now)
+{
+    if (clock != CLOCK_MONOTONIC) {
+        return system_clock_gettime.real(clock, now);
+    }
+    now->tv_sec = static_cast<time_t>(session.elapsed_ms / 1000);
+    now->tv_nsec = static_cast<long>(session.elapsed_ms % 1000 * 1000000);
+    return 0;
 }
 
 void replace_system_calls()
 {
-    system_calls.recv = call_recv;
-    system_calls.send = call_send;
-    system_calls.bytes_arriving = call_bytes_arriving;
-    system_calls.bytes_unsent = call_bytes_unsent;
-    system_calls.select = call_select;
-    system_calls.getsockname = call_getsockname;
-    system_calls.accept4 = call_accept;
-    system_calls.shutdown = call_shutdown;
-    system_calls.close = call_close;
-    system_calls.usleep = call_usleep;
-    system_calls.posted = item_posted;
-    system_calls.taken = item_taken;
-    system_calls.seconds = call_seconds;
-    system_calls.elapsed = call_elapsed;
-    system_calls.wait = fiber_wait;
-    system_calls.go_on = fiber_progressed;
-}
-
-void replace_listener_calls(bool replaced)
-{
-    system_calls.socket = replaced ? call_socket : nullptr;
-    system_calls.listen = replaced ? call_listen : nullptr;
+    replace<call_recv>(system_recv);
+    replace<call_send>(system_send);
+    replace<call_ioctl>(system_ioctl);
+    replace<call_select>(system_select);
+    replace<call_socket>(system_socket);
+    replace<call_listen>(system_listen);
+    replace<call_getsockname>(system_getsockname);
+    replace<call_accept>(system_accept4);
+    replace<call_shutdown>(system_shutdown);
+    replace<call_close>(system_close);
+    replace<call_usleep>(system_usleep);
+    replace<call_mutex_lock>(system_pthread_mutex_lock);
+    replace<call_cond_wait>(system_pthread_cond_wait);
+    replace<call_sem_wait>(system_sem_wait);
+    replace<call_sem_post>(system_sem_post);
+    replace<call_gettimeofday>(system_gettimeofday);
+    replace<call_clock_gettime>(system_clock_gettime);
 }

@@ -2,8 +2,5 @@
  * lanes, and return the time of the input. */
 #pragma once
 
-/* Effective until system_calls is cleared. */
+/* Effective until restore_system_calls(). */
 void replace_system_calls();
-
-/* Replaces socket and listen while the control port is opened. */
-void replace_listener_calls(bool replaced);

@@ -1,323 +1,242 @@
-#include "failing_calls.h"
+/* Lets every call of a system function by the library fail in turn:
+ *
+ *   failing_calls FUNCTION [MOST]
+ *
+ * For the first, second, third ... call there is a process of its own. It runs a whole conversation
+ * in which that call fails, and another one in which from that call on all fail; then everything
+ * must work again. At most MOST places are tried, spread evenly; without it, or with
+ * TVLINK_SOAK=long in the environment, all are. */
+#include "conversation.h"
+
+#include "support/process_state.h"
+#include "support/system_calls.h"
+#include "support/wait_until.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdarg>
-#include <cstdint>
+#include <chrono>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
-#include <dlfcn.h>
-#include <link.h>
-#include <pthread.h>
-#include <semaphore.h>
-#include <sys/select.h>
-#include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
 {
 
-enum Function {
-    MALLOC,
-    CALLOC,
-    REALLOC,
-    PTHREAD_CREATE,
-    SEM_WAIT,
-    SOCKET,
-    SETSOCKOPT,
-    BIND,
-    LISTEN,
-    GETSOCKNAME,
-    ACCEPT,
-    SELECT,
-    IOCTL,
-    RECV,
-    RECVFROM,
-    SEND,
-    SENDTO,
-    FUNCTIONS
-};
+const unsigned LONGEST_S = 10;           /* a conversation that takes longer hangs */
+const size_t WORKERS = 2;                /* they stay when the service stops */
+const useconds_t LONGEST_WAIT_US = 1000; /* of the library */
 
-struct Entry {
-    const char *name;
-    int error; /* errno, or what a pthread function returns */
-    long seen; /* atomically, as all that changes here */
-};
+/* How the process of one case ends. */
+enum class End { WELL = 0, NOT_REACHED = 3, WRONG = 1 };
 
-Entry entries[FUNCTIONS] = {
-    {"malloc", ENOMEM, 0},         {"calloc", ENOMEM, 0},      {"realloc", ENOMEM, 0},
-    {"pthread_create", EAGAIN, 0}, {"sem_wait", EINTR, 0},     {"socket", EMFILE, 0},
-    {"setsockopt", ENOBUFS, 0},    {"bind", EADDRINUSE, 0},    {"listen", EADDRINUSE, 0},
-    {"getsockname", ENOBUFS, 0},   {"accept4", EMFILE, 0},     {"select", ENOMEM, 0},
-    {"ioctl", ENOTTY, 0},          {"recv", ECONNRESET, 0},    {"recvfrom", ENOMEM, 0},
-    {"send", ECONNRESET, 0},       {"sendto", ENETUNREACH, 0},
-};
-
-struct Range {
-    uintptr_t from;
-    uintptr_t to;
-};
-
-const useconds_t LONGEST_WAIT_US = 1000;
-
-Range library = {0, 0};
-int chosen = FUNCTIONS;
-long first_failure = 0;
-bool fails_for_ever = false;
-long failures = 0;
-
-/* The built-ins: what the standard library makes of them is instrumented by sanitizers, and the
- * functions below are called before those are ready. */
-template <typename Value> Value get(const Value *from)
+void drop_line(int, const char *, void *)
 {
-    return __atomic_load_n(from, __ATOMIC_SEQ_CST);
 }
 
-template <typename Value> void set(Value *to, Value value)
+void quiet_service()
 {
-    __atomic_store_n(to, value, __ATOMIC_SEQ_CST);
+    IppGuard guard = IPP_GUARD_RECOMMENDED;
+    guard.bind_wait_ms = 50;    /* a port that is never free would be waited for, ... */
+    guard.bulk_accept_ms = 500; /* ... and a capture whose port never reached the phone */
+    ipp_set_guard(&guard);
+    ipp_set_log_sink(drop_line, nullptr);
 }
 
-long count_one(long *counter)
+/* What the library leaves open on purpose: a socket whose options cannot be set, a connection
+ * without a record, a port that was told to a phone, the discovery socket without its thread. */
+size_t left_open(const std::string &name, bool for_ever)
 {
-    return __atomic_add_fetch(counter, 1, __ATOMIC_SEQ_CST);
+    const bool leaves =
+        name == "malloc" || name == "calloc" || name == "setsockopt" || name == "pthread_create";
+    return leaves ? (for_ever ? 3 : 1) : 0;
 }
 
-bool in_library(const void *caller)
+void complain(const std::string &what)
 {
-    const auto place = reinterpret_cast<uintptr_t>(caller);
-    return place >= library.from && place < library.to;
+    std::printf("    %s\n", what.c_str());
+    std::fflush(stdout);
 }
 
-/* Counts the call; the error with which it is to fail, or 0. */
-int error_for(Function function, const void *caller)
+bool threads_have_ended(size_t before)
 {
-    if (!in_library(caller)) {
+    if (wait_until([&] { return thread_count() <= before + WORKERS; })) {
+        return true;
+    }
+    complain(std::to_string(thread_count() - before) + " threads more than at the start");
+    return false;
+}
+
+/* False, and says so, when there are more descriptors than that. */
+bool descriptors_are_closed(size_t most)
+{
+    const size_t now = open_descriptors().size();
+    if (now > most) {
+        complain(std::to_string(now - most) + " descriptors stay open");
+    }
+    return now <= most;
+}
+
+bool works_again()
+{
+    const std::string missed = hold_conversation(Expect::EVERYTHING);
+    if (!missed.empty()) {
+        complain("the next conversation went without " + missed);
+    }
+    return missed.empty();
+}
+
+/* Returns whether the call was made. */
+bool hold_failing_conversation(SystemFunction &function, long call, bool for_ever)
+{
+    WatchedCall failing(function, Threads::EVERY);
+    failing.fail(function.error, call, for_ever ? LONG_MAX : 1);
+    hold_conversation(Expect::ANYTHING);
+    return failing.calls() >= call;
+}
+
+End try_one(SystemFunction &function, long call, bool for_ever)
+{
+    alarm(LONGEST_S);
+    quiet_service();
+    const size_t threads = thread_count();
+    const size_t descriptors = open_descriptors().size();
+    const bool failed = hold_failing_conversation(function, call, for_ever);
+    if (!threads_have_ended(threads) ||
+        !descriptors_are_closed(descriptors + left_open(function.name, for_ever))) {
+        return End::WRONG;
+    }
+    const size_t left = open_descriptors().size();
+    alarm(LONGEST_S);
+    if (!works_again() || !threads_have_ended(threads) || !descriptors_are_closed(left)) {
+        return End::WRONG;
+    }
+    return failed ? End::WELL : End::NOT_REACHED;
+}
+
+/* In a process of its own, whose end tells the rest: a crash, a hang, a leak. */
+End try_alone(SystemFunction &function, long call, bool for_ever)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        std::exit(static_cast<int>(try_one(function, call, for_ever)));
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (WIFSIGNALED(status)) {
+        complain(WTERMSIG(status) == SIGALRM ? "it hangs" : strsignal(WTERMSIG(status)));
+        return End::WRONG;
+    }
+    const End end = static_cast<End>(WEXITSTATUS(status));
+    return end == End::WELL || end == End::NOT_REACHED ? end : End::WRONG;
+}
+
+/* How often the library calls the function when nothing fails; 0 when the conversation does not
+ * work even so. */
+long count(SystemFunction &function)
+{
+    int ends[2];
+    if (pipe(ends) != 0) {
         return 0;
     }
-    const long call = count_one(&entries[function].seen);
-    const long first = get(&first_failure);
-    if (get(&chosen) != function || call < first || (call > first && !get(&fails_for_ever))) {
-        return 0;
-    }
-    count_one(&failures);
-    return entries[function].error;
-}
-
-bool fails(Function function, const void *caller)
-{
-    const int error = error_for(function, caller);
-    if (error != 0) {
-        errno = error;
-    }
-    return error != 0;
-}
-
-/* No initialisation that takes a lock: these functions are called before any constructor, too. */
-template <typename Signature> struct Real {
-    const char *name;
-    Signature *found; /* null: not looked for yet */
-
-    template <typename... Arguments> auto operator()(Arguments... arguments)
-    {
-        Signature *function = get(&found);
-        if (function == nullptr) {
-            function = reinterpret_cast<Signature *>(dlsym(RTLD_NEXT, name));
-            set(&found, function);
+    const pid_t child = fork();
+    if (child == 0) {
+        quiet_service();
+        const WatchedCall calls(function, Threads::EVERY);
+        const std::string missed = hold_conversation(Expect::EVERYTHING);
+        long seen = calls.calls();
+        if (!missed.empty()) {
+            complain("the conversation in which nothing fails went without " + missed);
+            seen = 0;
         }
-        return function(arguments...);
+        const bool told = write(ends[1], &seen, sizeof seen) == sizeof seen;
+        std::exit(told ? EXIT_SUCCESS : EXIT_FAILURE);
     }
-};
-
-int take_range(dl_phdr_info *info, size_t, void *)
-{
-    if (std::strstr(info->dlpi_name, "libtvlink.so") == nullptr) {
-        return 0;
-    }
-    for (int i = 0; i < info->dlpi_phnum; i++) {
-        const auto &part = info->dlpi_phdr[i];
-        if (part.p_type == PT_LOAD && (part.p_flags & PF_X) != 0) {
-            library.from = static_cast<uintptr_t>(info->dlpi_addr + part.p_vaddr);
-            library.to = library.from + static_cast<uintptr_t>(part.p_memsz);
-        }
-    }
-    return 1;
+    long seen = 0;
+    waitpid(child, nullptr, 0);
+    const bool told = read(ends[0], &seen, sizeof seen) == sizeof seen;
+    close(ends[0]);
+    close(ends[1]);
+    return told ? seen : 0;
 }
 
-void start_counting(int function, long first, bool for_ever)
+/* Where the library looks again and again, a machine that is slow sees more calls. */
+long least_of_three(SystemFunction &function)
 {
-    set(&chosen, static_cast<int>(FUNCTIONS));
-    for (Entry &entry : entries) {
-        set(&entry.seen, 0L);
+    return std::min({count(function), count(function), count(function)});
+}
+
+struct Tally {
+    double longest_s; /* of all cases */
+    long well;
+    long not_reached; /* no two conversations make exactly the same calls */
+    long wrong;
+};
+
+void count_end(Tally *tally, End end)
+{
+    long &which = end == End::WELL    ? tally->well
+                  : end == End::WRONG ? tally->wrong
+                                      : tally->not_reached;
+    which++;
+}
+
+Tally try_all(SystemFunction &function, long calls, long most)
+{
+    const long places = most == 0 || most > calls ? calls : most;
+    Tally tally = {};
+    for (long i = 0; i < places; i++) {
+        const long call = 1 + i * calls / places;
+        for (const bool for_ever : {false, true}) {
+            const auto begin = std::chrono::steady_clock::now();
+            const End end = try_alone(function, call, for_ever);
+            const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
+            tally.longest_s = std::max(tally.longest_s, took.count());
+            if (end == End::WRONG) {
+                std::printf("%s: call %ld failing %s: WRONG\n", function.name, call,
+                            for_ever ? "from then on" : "once");
+            }
+            count_end(&tally, end);
+        }
     }
-    set(&failures, 0L);
-    set(&first_failure, first);
-    set(&fails_for_ever, for_ever);
-    set(&chosen, function);
+    return tally;
+}
+
+long most_places(const char *argument)
+{
+    const char *form = std::getenv("TVLINK_SOAK");
+    const bool all = argument == nullptr || (form != nullptr && std::string(form) == "long");
+    return all ? 0 : std::strtol(argument, nullptr, 10);
 }
 
 } // namespace
 
-std::vector<FailingCall> failing_calls()
+int main(int argc, char **argv)
 {
-    std::vector<FailingCall> calls;
-    for (const Entry &entry : entries) {
-        calls.push_back({entry.name, get(&entry.seen)});
+    SystemFunction *function = argc < 2 ? nullptr : find_system_function(argv[1]);
+    if (function == nullptr || function->error == 0 || !take_calls_of("libtvlink.so")) {
+        std::fprintf(stderr, "usage: failing_calls FUNCTION [MOST]\n");
+        return 2;
     }
-    return calls;
+    const Replaced sleeps(system_usleep, [](useconds_t microseconds) {
+        return system_usleep.real(std::min(microseconds, LONGEST_WAIT_US));
+    });
+    const Replaced passes(system_select, [](int count, fd_set *reading, fd_set *writing,
+                                            fd_set *excepting, timeval *) {
+        timeval limit = {0, LONGEST_WAIT_US};
+        return system_select.real(count, reading, writing, excepting, &limit);
+    });
+    std::setvbuf(stdout, nullptr, _IOLBF, 0); /* nothing is left in it when a child is made */
+    const long calls = least_of_three(*function);
+    if (calls == 0) {
+        std::printf("%s: not one call was seen\n", function->name);
+        return EXIT_FAILURE;
+    }
+    const Tally tally = try_all(*function, calls, most_places(argc > 2 ? argv[2] : nullptr));
+    std::printf("%s: %ld calls in a conversation; failing once and from then on: %ld well, %ld not "
+                "reached, %ld wrong, longest case %.1f s\n",
+                function->name, calls, tally.well, tally.not_reached, tally.wrong, tally.longest_s);
+    return tally.wrong == 0 && tally.well >= tally.not_reached ? EXIT_SUCCESS : EXIT_FAILURE;
 }
-
-bool find_library()
-{
-    return dl_iterate_phdr(take_range, nullptr) == 1 && library.to > library.from;
-}
-
-void count_calls()
-{
-    start_counting(FUNCTIONS, 0, false);
-}
-
-void fail_calls(const std::string &name, long first, bool for_ever)
-{
-    const auto entry = std::find_if(std::begin(entries), std::end(entries),
-                                    [&](const Entry &each) { return name == each.name; });
-    start_counting(static_cast<int>(entry - std::begin(entries)), first, for_ever);
-}
-
-long failed_calls()
-{
-    return get(&failures);
-}
-
-#define CALLER __builtin_return_address(0)
-
-extern "C" {
-
-/* Of AddressSanitizer, where it is: it asks for memory before anything can be looked for. */
-void *__interceptor_malloc(size_t size) __attribute__((weak));
-void *__interceptor_calloc(size_t count, size_t size) __attribute__((weak));
-void *__interceptor_realloc(void *block, size_t size) __attribute__((weak));
-
-void *malloc(size_t size)
-{
-    static Real<void *(size_t)> real = {"malloc", __interceptor_malloc};
-    return fails(MALLOC, CALLER) ? nullptr : real(size);
-}
-
-void *calloc(size_t count, size_t size)
-{
-    static Real<void *(size_t, size_t)> real = {"calloc", __interceptor_calloc};
-    return fails(CALLOC, CALLER) ? nullptr : real(count, size);
-}
-
-void *realloc(void *block, size_t size)
-{
-    static Real<void *(void *, size_t)> real = {"realloc", __interceptor_realloc};
-    return fails(REALLOC, CALLER) ? nullptr : real(block, size);
-}
-
-int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*body)(void *),
-                   void *argument)
-{
-    static Real<int(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *)> real = {
-        "pthread_create", nullptr};
-    const int error = error_for(PTHREAD_CREATE, CALLER);
-    return error != 0 ? error : real(thread, attributes, body, argument);
-}
-
-int sem_wait(sem_t *semaphore)
-{
-    static Real<int(sem_t *)> real = {"sem_wait", nullptr};
-    return fails(SEM_WAIT, CALLER) ? -1 : real(semaphore);
-}
-
-int socket(int domain, int type, int protocol)
-{
-    static Real<int(int, int, int)> real = {"socket", nullptr};
-    return fails(SOCKET, CALLER) ? -1 : real(domain, type, protocol);
-}
-
-int setsockopt(int fd, int level, int option, const void *value, socklen_t size)
-{
-    static Real<int(int, int, int, const void *, socklen_t)> real = {"setsockopt", nullptr};
-    return fails(SETSOCKOPT, CALLER) ? -1 : real(fd, level, option, value, size);
-}
-
-int bind(int fd, const sockaddr *address, socklen_t size)
-{
-    static Real<int(int, const sockaddr *, socklen_t)> real = {"bind", nullptr};
-    return fails(BIND, CALLER) ? -1 : real(fd, address, size);
-}
-
-int listen(int fd, int backlog)
-{
-    static Real<int(int, int)> real = {"listen", nullptr};
-    return fails(LISTEN, CALLER) ? -1 : real(fd, backlog);
-}
-
-int getsockname(int fd, sockaddr *address, socklen_t *size)
-{
-    static Real<int(int, sockaddr *, socklen_t *)> real = {"getsockname", nullptr};
-    return fails(GETSOCKNAME, CALLER) ? -1 : real(fd, address, size);
-}
-
-int accept4(int fd, sockaddr *address, socklen_t *size, int flags)
-{
-    static Real<int(int, sockaddr *, socklen_t *, int)> real = {"accept4", nullptr};
-    return fails(ACCEPT, CALLER) ? -1 : real(fd, address, size, flags);
-}
-
-int select(int count, fd_set *reading, fd_set *writing, fd_set *excepting, timeval *limit)
-{
-    static Real<int(int, fd_set *, fd_set *, fd_set *, timeval *)> real = {"select", nullptr};
-    timeval short_pass = {0, LONGEST_WAIT_US};
-    return fails(SELECT, CALLER)
-               ? -1
-               : real(count, reading, writing, excepting, in_library(CALLER) ? &short_pass : limit);
-}
-
-int ioctl(int fd, unsigned long request, ...)
-{
-    static Real<int(int, unsigned long, void *)> real = {"ioctl", nullptr};
-    va_list values;
-    va_start(values, request);
-    void *value = va_arg(values, void *);
-    va_end(values);
-    return fails(IOCTL, CALLER) ? -1 : real(fd, request, value);
-}
-
-ssize_t recv(int fd, void *data, size_t size, int flags)
-{
-    static Real<ssize_t(int, void *, size_t, int)> real = {"recv", nullptr};
-    return fails(RECV, CALLER) ? -1 : real(fd, data, size, flags);
-}
-
-ssize_t recvfrom(int fd, void *data, size_t size, int flags, sockaddr *from, socklen_t *from_size)
-{
-    static Real<ssize_t(int, void *, size_t, int, sockaddr *, socklen_t *)> real = {"recvfrom",
-                                                                                    nullptr};
-    return fails(RECVFROM, CALLER) ? -1 : real(fd, data, size, flags, from, from_size);
-}
-
-ssize_t send(int fd, const void *data, size_t size, int flags)
-{
-    static Real<ssize_t(int, const void *, size_t, int)> real = {"send", nullptr};
-    return fails(SEND, CALLER) ? -1 : real(fd, data, size, flags);
-}
-
-ssize_t sendto(int fd, const void *data, size_t size, int flags, const sockaddr *to,
-               socklen_t to_size)
-{
-    static Real<ssize_t(int, const void *, size_t, int, const sockaddr *, socklen_t)> real = {
-        "sendto", nullptr};
-    return fails(SENDTO, CALLER) ? -1 : real(fd, data, size, flags, to, to_size);
-}
-
-int usleep(useconds_t microseconds)
-{
-    static Real<int(useconds_t)> real = {"usleep", nullptr};
-    const bool cut = in_library(CALLER) && microseconds > LONGEST_WAIT_US;
-    return real(cut ? LONGEST_WAIT_US : microseconds);
-}
-
-} /* extern "C" */

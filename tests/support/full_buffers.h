@@ -1,7 +1,7 @@
 /* Sends that find no room. */
 #pragma once
 
-#include "support/replaced_call.h"
+#include "support/system_calls.h"
 #include "support/wait_until.h"
 
 #include <atomic>

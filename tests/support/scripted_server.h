@@ -2,7 +2,7 @@
 #pragma once
 
 #include "support/sockets.h"
-#include "support/taken_sleeps.h"
+#include "support/taken_time.h"
 
 #include <string>
 #include <vector>

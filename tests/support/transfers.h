@@ -1,8 +1,8 @@
 /* What tests of sending and receiving have in common. */
 #pragma once
 
-#include "support/replaced_call.h"
 #include "support/sockets.h"
+#include "support/system_calls.h"
 #include "support/wait_until.h"
 
 #include <atomic>
@@ -59,12 +59,11 @@ template <typename Function> Bytes arrived_though_interrupted(size_t size, Funct
     const ConnectedPair pair = local_pair();
     const size_t before = fill_send_buffer(pair.near.get());
     std::atomic<int> interrupted(0);
-    const Replaced<decltype(system_send)> sends(
-        system_send, [&](int fd, const void *data, size_t length, int flags) {
-            const ssize_t sent = system_send.real(fd, data, length, flags);
-            interrupted += sent < 0 && errno == EINTR ? 1 : 0;
-            return sent;
-        });
+    const Replaced sends(system_send, [&](int fd, const void *data, size_t length, int flags) {
+        const ssize_t sent = system_send.real(fd, data, length, flags);
+        interrupted += sent < 0 && errno == EINTR ? 1 : 0;
+        return sent;
+    });
     std::thread sender([&] { send_all(pair.near.get()); });
     EXPECT_TRUE(wait_until([&] {
         signals.raise_on(sender.native_handle());

@@ -3,7 +3,7 @@
 
 #include "support/captured_lines.h"
 #include "support/program.h"
-#include "support/taken_sleeps.h"
+#include "support/taken_time.h"
 #include "support/wait_until.h"
 
 #include <gtest/gtest.h>

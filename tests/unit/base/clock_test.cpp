@@ -1,7 +1,8 @@
 #include "base/clock.h"
 
 #include "support/captured_lines.h"
-#include "support/replaced_call.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 
 #include <gtest/gtest.h>
 

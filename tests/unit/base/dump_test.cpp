@@ -1,7 +1,7 @@
 #include "tvlink/dump.h"
 
 #include "support/captured_lines.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "tvlink.h"
 
 #include <gtest/gtest.h>
@@ -43,7 +43,7 @@ TEST_F(Dump, PrintsNothingByDefaultWhateverItsInput)
 
 TEST_F(Dump, LooksAtNoByteUnlessItIsAsked)
 {
-    WatchedCall memory(CALL_MALLOC);
+    WatchedCall memory(system_malloc);
     LOGBuffer(reinterpret_cast<const void *>(1), INT_MAX, "name");
     EXPECT_EQ(memory.calls(), 0);
 }
@@ -93,7 +93,7 @@ TEST_F(Dump, IsLeftOutWhenMemoryIsOut)
 {
     const CapturedLines lines;
     ipp_set_log_dumps(1);
-    WatchedCall memory(CALL_MALLOC);
+    WatchedCall memory(system_malloc);
     memory.fail(ENOMEM);
     LOGBuffer(SOME, 5, "name");
     EXPECT_EQ(lines.all().size(), 0u);
@@ -107,7 +107,7 @@ TEST_F(Dump, IsLeftOutWhenItsTextFitsNoMemory)
     }
     const CapturedLines lines;
     ipp_set_log_dumps(1);
-    WatchedCall memory(CALL_MALLOC);
+    WatchedCall memory(system_malloc);
     LOGBuffer(SOME, 858993460, "name"); /* five times as much is 4 when 32 bits count it */
     LOGBuffer(SOME, INT_MAX, "name");
     EXPECT_EQ(memory.calls(), 0);

@@ -1,7 +1,7 @@
 #include "base/log.h"
 
 #include "support/captured_lines.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 
 #include <gtest/gtest.h>
 
@@ -274,7 +274,7 @@ TEST_F(Log, KeepsLinesOfAllLengthsWaiting)
 TEST_F(Log, LosesWaitingLinesAndNothingElseWhenMemoryIsOut)
 {
     const CapturedLines lines;
-    WatchedCall memory(CALL_REALLOC);
+    WatchedCall memory(system_realloc);
     memory.fail(ENOMEM);
     const std::string large(10000, 'x');
     log_hold();

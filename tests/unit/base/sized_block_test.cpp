@@ -1,6 +1,6 @@
 #include "tvlink/host/sized_block.h"
 
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "support/wire.h"
 
 #include <gtest/gtest.h>
@@ -134,7 +134,7 @@ TEST(SizedBlock, IsClearedWholeAndNotBeyond)
 
 TEST(SizedBlock, IsNotMadeWhenItsSizeDoesNotFit32Bits)
 {
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM, 1, 100);
     EXPECT_EQ(mem_alloc(0x10000, 0x10000), nullptr);
     EXPECT_EQ(mem_alloc(UINT32_MAX, UINT32_MAX), nullptr);
@@ -149,7 +149,7 @@ TEST(SizedBlock, IsNotMadeWhenItsSizeDoesNotFit32Bits)
 
 TEST(SizedBlock, IsWholeWhenItCannotGrowSoFar)
 {
-    WatchedCall memory(CALL_REALLOC);
+    WatchedCall memory(system_realloc);
     memory.fail(ENOMEM, 1, 100);
     void *block = block_of(4, 10, 0xAB);
     for (const uint32_t count : {0x40000000u, 0x80000000u, UINT32_MAX, MOST / 4 + 1}) {
@@ -166,11 +166,11 @@ TEST(SizedBlock, IsWholeWhenItCannotGrowSoFar)
 
 TEST(SizedBlock, IsNullOrWholeWhenMemoryIsOut)
 {
-    WatchedCall making(CALL_CALLOC);
+    WatchedCall making(system_calloc);
     making.fail(ENOMEM);
     EXPECT_EQ(mem_alloc(4, 10), nullptr);
     void *block = block_of(4, 10, 0xAB);
-    WatchedCall growing(CALL_REALLOC);
+    WatchedCall growing(system_realloc);
     growing.fail(ENOMEM, 1, 2);
     EXPECT_EQ(mem_extend(block, 25), nullptr);
     EXPECT_EQ(mem_extend(block, 5), nullptr);

@@ -1,6 +1,6 @@
 #include "cp_scripted_television.h"
-#include "support/replaced_call.h"
 #include "support/sockets.h"
+#include "support/system_calls.h"
 
 #include <arpa/inet.h>
 #include <atomic>

@@ -1,6 +1,6 @@
 #include "controlpoint_lists.h"
 #include "cp_test_bytes.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "tvlink/host/sized_block.h"
 #include "tvlink/lzw.h"
 
@@ -250,7 +250,7 @@ TEST(ControlPointLzw, RefusesBadArguments)
 }
 
 /* Every call of the function fails in turn. Returns how many there are. */
-long expand_without(SystemFunction function, const Literals &stream)
+long expand_without(SystemFunction &function, const Literals &stream)
 {
     for (long call = 1;; call++) {
         WatchedCall memory(function);
@@ -276,7 +276,7 @@ TEST(ControlPointLzw, SaysWhenMemoryIsOut)
     stream.codes.end(stream.width);
     /* Strings, which grow twice, and 64 to 2,048 bytes of text. A compiler may well take the first
      * block by malloc. */
-    EXPECT_EQ(expand_without(CALL_REALLOC, stream) + expand_without(CALL_MALLOC, stream),
+    EXPECT_EQ(expand_without(system_realloc, stream) + expand_without(system_malloc, stream),
               1 + 2 + 6);
 }
 

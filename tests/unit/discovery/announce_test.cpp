@@ -4,9 +4,8 @@
 #include "support/captured_lines.h"
 #include "support/datagrams.h"
 #include "support/own_network.h"
-#include "support/replaced_call.h"
-#include "support/taken_sleeps.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 
 #include <gtest/gtest.h>
 
@@ -291,7 +290,7 @@ TEST_F(Announcing, StartsOverThoughASignalEndsThePauseAfterABrokenPipe)
     with_phone([&] {
         const int socket_number = next_descriptor();
         int pauses = 0;
-        const Replaced<decltype(system_usleep)> interrupted(system_usleep, [&](useconds_t) {
+        const Replaced interrupted(system_usleep, [&](useconds_t) {
             if (++pauses == 1) {
                 shutdown(socket_number, SHUT_RDWR);
             }
@@ -307,7 +306,7 @@ TEST_F(Announcing, StartsOverThoughASignalEndsThePauseAfterABrokenPipe)
 TEST_F(Announcing, KeepsToItsScheduleWithoutASocket)
 {
     const TakenSleeps pauses;
-    WatchedCall sockets(CALL_SOCKET);
+    WatchedCall sockets(system_socket);
     sockets.fail(EMFILE, 1, 100);
     EXPECT_EQ(notify_cp_multicast(), -1);
     EXPECT_EQ(pauses.all(), ALL_PAUSES);

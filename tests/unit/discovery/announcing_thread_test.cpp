@@ -2,8 +2,8 @@
 #include "support/captured_lines.h"
 #include "support/datagrams.h"
 #include "support/own_network.h"
-#include "support/replaced_call.h"
 #include "support/running_service.h"
+#include "support/system_calls.h"
 #include "support/tcp_service.h"
 
 #include <gtest/gtest.h>

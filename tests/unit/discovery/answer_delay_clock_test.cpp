@@ -1,6 +1,6 @@
 #include "support/captured_lines.h"
-#include "support/replaced_call.h"
-#include "support/taken_sleeps.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "tvlink/discovery.h"
 
 #include <gtest/gtest.h>

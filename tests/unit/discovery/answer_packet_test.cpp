@@ -2,7 +2,7 @@
 
 #include "base/flags.h"
 #include "support/own_network.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "support/wire.h"
 
 #include <gtest/gtest.h>
@@ -55,7 +55,7 @@ TEST_F(AnswerPacket, CarriesAZeroAddressWithTheLoopbackInterfaceAlone)
 
 TEST_F(AnswerPacket, CarriesAZeroAddressWhenTheInterfacesCannotBeAskedFor)
 {
-    WatchedCall sockets(CALL_SOCKET);
+    WatchedCall sockets(system_socket);
     sockets.fail(EMFILE);
     EXPECT_EQ(built(), "A5 A5 0C 00 00 00 00 00 61 22 00 00");
 }

@@ -4,8 +4,8 @@
 #include "support/captured_lines.h"
 #include "support/datagrams.h"
 #include "support/process_state.h"
-#include "support/taken_sleeps.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "tvlink.h"
 
 #include <gtest/gtest.h>
@@ -120,7 +120,7 @@ TEST_F(DiscoverySocket, IsNotInheritedByChildProcesses)
 
 TEST_F(DiscoverySocket, ThatTheSystemRefusesIsReported)
 {
-    WatchedCall sockets(CALL_SOCKET);
+    WatchedCall sockets(system_socket);
     sockets.fail(EMFILE);
     EXPECT_EQ(udp_sock_init(12426), -3);
     EXPECT_EQ(lines.out(), Lines{"err: udp socket() fail\n"});
@@ -129,7 +129,7 @@ TEST_F(DiscoverySocket, ThatTheSystemRefusesIsReported)
 TEST_F(DiscoverySocket, WithoutAddressReuseIsClosedAgain)
 {
     const std::set<int> before = open_descriptors();
-    WatchedCall options(CALL_SETSOCKOPT);
+    WatchedCall options(system_setsockopt);
     options.fail(EPERM);
     EXPECT_EQ(udp_sock_init(12426), -3);
     EXPECT_EQ(lines.out(), (Lines{"err: setsockopt() fail\n", "zqt===  udp_sock_init 58\n"}));
@@ -138,7 +138,7 @@ TEST_F(DiscoverySocket, WithoutAddressReuseIsClosedAgain)
 
 TEST_F(DiscoverySocket, DoesNotDependOnItsTimeOuts)
 {
-    WatchedCall options(CALL_SETSOCKOPT);
+    WatchedCall options(system_setsockopt);
     for (const long first : {2L, 3L}) {
         options.fail(EPERM, first, 10);
         const Descriptor fd(udp_sock_init(free_port()));

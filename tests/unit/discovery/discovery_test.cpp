@@ -7,10 +7,9 @@
 #include "support/datagrams.h"
 #include "support/own_network.h"
 #include "support/process_state.h"
-#include "support/replaced_call.h"
-#include "support/taken_sleeps.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 #include "tvlink.h"
 
 #include <gtest/gtest.h>
@@ -444,7 +443,7 @@ TEST_F(Discovery, StaysInTheSearchGroupUntilItClosesItsSocket)
 TEST_F(Discovery, AsksOnceToLeaveAGroupThatItIsNotIn)
 {
     std::vector<std::string> left;
-    const Replaced<decltype(system_setsockopt)> options(
+    const Replaced options(
         system_setsockopt, [&](int fd, int level, int option, const void *value, socklen_t size) {
             const int result = system_setsockopt.real(fd, level, option, value, size);
             if (level == IPPROTO_IP && option == IP_DROP_MEMBERSHIP) {
@@ -476,7 +475,7 @@ TEST_F(Discovery, RestsTenMillisecondsWhenNothingHasArrived)
 
 TEST_F(Discovery, EndsWithoutASocket)
 {
-    WatchedCall sockets(CALL_SOCKET);
+    WatchedCall sockets(system_socket);
     sockets.fail(EMFILE);
     EXPECT_EQ(udp_thread(nullptr), reinterpret_cast<void *>(-1));
     EXPECT_EQ(g_udp_sock, -3);
@@ -497,7 +496,7 @@ TEST_F(Discovery, EndsWhenTheServiceStopsBeforeItsPortIsFree)
  * cannot be created. */
 void open_discovery_socket()
 {
-    WatchedCall creation(CALL_PTHREAD_CREATE);
+    WatchedCall creation(system_pthread_create);
     creation.fail(EAGAIN);
     EXPECT_EQ(udp_thread(nullptr), reinterpret_cast<void *>(-4));
     EXPECT_GE(fcntl(g_udp_sock, F_GETFD), 0);
@@ -624,7 +623,7 @@ TEST_F(Discovery, StartsTogetherWithTheAnnouncements)
 
 TEST_F(Discovery, ReportsAThreadThatCannotBeCreated)
 {
-    WatchedCall creation(CALL_PTHREAD_CREATE);
+    WatchedCall creation(system_pthread_create);
     creation.fail(EAGAIN);
     EXPECT_EQ(start_udp_serv_thread(), -4);
     EXPECT_EQ(lines.out(), Lines{"err: pthread_create() fail\n"});
@@ -637,7 +636,7 @@ TEST_F(Discovery, GoesOnWithoutAThreadForTheAnnouncements)
     in_network(NETWORK, [&] {
         const Descriptor phone = datagram_socket(ANSWER_PORT);
         {
-            WatchedCall creation(CALL_PTHREAD_CREATE);
+            WatchedCall creation(system_pthread_create);
             creation.fail(EAGAIN, 2);
             EXPECT_EQ(start_udp_serv_thread(), -4);
         }
@@ -659,7 +658,7 @@ TEST_F(Discovery, IsWaitedForOnceOnly)
         EXPECT_NE(g_multicast_tid, pthread_t{});
         ASSERT_TRUE(lines.wait_for("Success IP_ADD_MEMBERSHIP g_thread_run 1  \n"));
         flags_stop_running();
-        const WatchedCall joins(CALL_PTHREAD_JOIN);
+        const WatchedCall joins(system_pthread_join);
         discovery_join();
         discovery_join();
         EXPECT_EQ(joins.calls(), 1);

@@ -8,9 +8,9 @@
 #include "support/emulator.h"
 #include "support/own_network.h"
 #include "support/process_state.h"
-#include "support/taken_sleeps.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 #include "tvlink/discovery.h"
 
 #include <gtest/gtest.h>
@@ -43,7 +43,7 @@ void bring_network_up()
  * the thread ends early, and leaves the socket open, when that one cannot be created. */
 void open_discovery_socket()
 {
-    WatchedCall creation(CALL_PTHREAD_CREATE);
+    WatchedCall creation(system_pthread_create);
     creation.fail(EAGAIN);
     EXPECT_EQ(udp_thread(nullptr), reinterpret_cast<void *>(-4));
     EXPECT_GE(g_udp_sock, 0);

@@ -2,8 +2,8 @@
 
 #include "base/flags.h"
 #include "support/process_state.h"
+#include "support/system_calls.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 
 #include <gtest/gtest.h>
 
@@ -51,7 +51,7 @@ TEST(RunThread, IsDetachedAndIsToldItsRun)
 
 TEST(RunThread, ThatCannotBeCreatedIsReported)
 {
-    WatchedCall creation(CALL_PTHREAD_CREATE);
+    WatchedCall creation(system_pthread_create);
     creation.fail(EAGAIN);
     pthread_t thread = {};
     EXPECT_EQ(run_thread_start(&thread, look_around, 1), EAGAIN);

@@ -1,7 +1,7 @@
 /* What the body of an answer is, for good and for hostile bytes. */
 #include "http/http_answer.h"
 
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 
 #include <gtest/gtest.h>
 
@@ -210,7 +210,7 @@ TEST(HttpAnswer, GivesNoMoreRoomThanAnAnswerCanFill)
 
 TEST(HttpAnswer, IsNullWhenMemoryIsOut)
 {
-    WatchedCall blocks(CALL_CALLOC);
+    WatchedCall blocks(system_calloc);
     for (const char *announced : {"2", "999999999"}) {
         blocks.fail(ENOMEM);
         const Found found = look(with_length(announced));

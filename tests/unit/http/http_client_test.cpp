@@ -3,13 +3,12 @@
 
 #include "support/captured_lines.h"
 #include "support/process_state.h"
-#include "support/replaced_call.h"
 #include "support/scripted_server.h"
 #include "support/socket_options.h"
 #include "support/sockets.h"
-#include "support/taken_sleeps.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 
 #include <gtest/gtest.h>
 
@@ -110,7 +109,7 @@ protected:
     }
 
     CapturedLines lines;
-    WatchedCall sockets{CALL_SOCKET};
+    WatchedCall sockets{system_socket};
     WebTcpClient client = {-1, 0, "", {}, 0};
 };
 
@@ -187,7 +186,7 @@ TEST_F(HttpClient, NeedsASocket)
 
 TEST_F(HttpClient, IsCreatedThoughItsSocketCannotBeMadeBlocking)
 {
-    WatchedCall modes(CALL_IOCTL);
+    WatchedCall modes(system_ioctl);
     modes.fail(ENOMEM);
     EXPECT_EQ(web_tcpclient_create(&client, "192.0.2.10", 80), 0);
     EXPECT_EQ(modes.calls(), 1);
@@ -300,7 +299,7 @@ TEST_F(HttpClient, EndsAtTheFirstFailureOfASend)
 {
     const ScriptedServer server({});
     connect_to(server);
-    WatchedCall sends(CALL_SEND);
+    WatchedCall sends(system_send);
     for (const int error : {EAGAIN, EINTR, EPIPE, ENOBUFS}) {
         sends.fail(error);
         EXPECT_EQ(web_tcpclient_send(&client, "abc", 3), -1);
@@ -337,7 +336,7 @@ TEST_F(HttpClient, RaisesNoSignalWhenTheServerIsGone)
 TEST_F(HttpClient, SendsNothingWithoutALengthOrData)
 {
     create(80);
-    WatchedCall sends(CALL_SEND);
+    WatchedCall sends(system_send);
     EXPECT_EQ(web_tcpclient_send(&client, "abc", 0), 0);
     EXPECT_EQ(web_tcpclient_send(&client, "abc", -1), 0);
     EXPECT_EQ(web_tcpclient_send(&client, "abc", INT_MIN), 0);
@@ -440,7 +439,7 @@ TEST_F(HttpClient, ReceivesNothingWithoutMemory)
     const ScriptedServer server({"abc"});
     connect_to(server);
     {
-        WatchedCall blocks(CALL_MALLOC);
+        WatchedCall blocks(system_malloc);
         blocks.fail(ENOMEM);
         const Text text = receive(&client);
         EXPECT_EQ(text.length, 0);

@@ -3,10 +3,9 @@
 
 #include "support/captured_lines.h"
 #include "support/process_state.h"
-#include "support/replaced_call.h"
 #include "support/scripted_server.h"
-#include "support/taken_sleeps.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 
 #include <gtest/gtest.h>
 
@@ -261,7 +260,7 @@ TEST_F(HttpPostRefused, WithAPathThatDoesNotFit)
 
 TEST_F(HttpPostRefused, WithoutMemoryForTheRequest)
 {
-    WatchedCall blocks(CALL_MALLOC);
+    WatchedCall blocks(system_malloc);
     for (Post *post : {http_post, http_post_string}) {
         blocks.fail(ENOMEM);
         EXPECT_EQ(Result(post, &client).text(), post == http_post ? "-1 untouched" : "-1 null");
@@ -344,7 +343,7 @@ TEST_F(HttpPost, SaysWhenTheRequestIsNotTaken)
     for (Post *post : {http_post, http_post_string}) {
         const ScriptedServer server({GOOD});
         create(server.port());
-        WatchedCall blocks(CALL_MALLOC);
+        WatchedCall blocks(system_malloc);
         const Replaced sends(system_send, [&](int fd, const void *data, size_t size, int) {
             errno = EAGAIN;
             return fd == client.fd ? -1 : system_send.real(fd, data, size, 0);
@@ -385,7 +384,7 @@ TEST_F(HttpPost, SaysTheSameWithoutMemoryForTheAnswer)
     for (Post *post : {http_post, http_post_string}) {
         const ScriptedServer server({GOOD});
         create(server.port());
-        WatchedCall blocks(CALL_MALLOC);
+        WatchedCall blocks(system_malloc);
         blocks.fail(ENOMEM, 2);
         EXPECT_EQ(Result(post, &client).text(), "-1 null");
         EXPECT_EQ(lines.out(),
@@ -399,7 +398,7 @@ TEST_F(HttpPost, SaysTheSameWithoutMemoryForTheAnswer)
 TEST_F(HttpPost, GivesNothingWithoutMemoryForTheBody)
 {
     for (Post *post : {http_post, http_post_string}) {
-        WatchedCall blocks(CALL_CALLOC);
+        WatchedCall blocks(system_calloc);
         blocks.fail(ENOMEM);
         EXPECT_EQ(answer_of(post, {GOOD}), "-1 null");
         EXPECT_EQ(blocks.calls(), 1);

@@ -3,8 +3,7 @@
 #include "tvlink/heartbeat.h"
 
 #include "support/mutex_state.h"
-#include "support/slept_time.h"
-#include "support/taken_sleeps.h"
+#include "support/taken_time.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
 #include "unit/link/listed_connection.h"

@@ -1,7 +1,7 @@
 /* The time of day may be set at any moment, by minutes or by years, and goes on beyond 2038 and
  * 2106. */
 #include "link/receive.h"
-#include "support/replaced_call.h"
+#include "support/taken_time.h"
 #include "tvlink/heartbeat.h"
 #include "unit/link/listed_connection.h"
 

@@ -1,8 +1,8 @@
 #include "link/connection_target.h"
 
 #include "support/mutex_state.h"
+#include "support/system_calls.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 #include "unit/link/listed_connection.h"
 
 #include <cerrno>
@@ -169,7 +169,7 @@ TEST_F(Connection, IsHeldByEveryCopy)
 TEST_F(Connection, IsNotHeldByACopyThatCouldNotBeMade)
 {
     const ListedConnection connection;
-    WatchedCall allocation(CALL_MALLOC);
+    WatchedCall allocation(system_malloc);
     allocation.fail(ENOMEM);
     EXPECT_EQ(connection_copy(connection.record), nullptr);
     connection_unlist(connection.record);

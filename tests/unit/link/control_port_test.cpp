@@ -2,10 +2,10 @@
 #include "support/emulator.h"
 #include "support/mutex_state.h"
 #include "support/process_state.h"
-#include "support/replaced_call.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 #include "tvlink/reply.h"
 #include "tvlink/work_queues.h"
 #include "unit/link/listed_connection.h"
@@ -555,7 +555,7 @@ TEST_F(ControlPort, DoesNotSpinWhenThereIsNoMemoryForABuffer)
     const TcpService service;
     const Phone phone;
     ASSERT_TRUE(registered(phone));
-    WatchedCall allocation(CALL_REALLOC, Threads::EVERY);
+    WatchedCall allocation(system_realloc, Threads::EVERY);
     allocation.fail(ENOMEM, 1, 10);
     EXPECT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
     EXPECT_EQ(pauses, 10);

@@ -2,8 +2,8 @@
 
 #include "link/connection_target.h"
 #include "support/mutex_state.h"
-#include "support/replaced_call.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "unit/link/listed_connection.h"
 #include "unit/link/scripted_sends.h"
 
@@ -213,7 +213,7 @@ TEST_F(Heartbeat, ToEverybodyLosesOneWhenMemoryIsOut)
 {
     const Connections all = connections(2);
     {
-        WatchedCall allocation(CALL_CALLOC);
+        WatchedCall allocation(system_calloc);
         allocation.fail(ENOMEM);
         EXPECT_EQ(check_ctrlpoint_heart(), 0);
     }

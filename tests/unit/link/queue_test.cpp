@@ -1,7 +1,7 @@
 #include "tvlink/queue.h"
 
 #include "support/captured_lines.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "tvlink.h"
 
 #include <gtest/gtest.h>
@@ -184,8 +184,8 @@ TEST(Queue, HasNoElementOutsideItsLength)
 TEST(Queue, IsNullWhenMemoryIsOut)
 {
     const CapturedLines lines;
-    WatchedCall record(CALL_MALLOC);
-    WatchedCall slots(CALL_CALLOC);
+    WatchedCall record(system_malloc);
+    WatchedCall slots(system_calloc);
     record.fail(ENOMEM);
     EXPECT_EQ(newQueue(CAPACITY), nullptr);
     slots.fail(ENOMEM);
@@ -196,8 +196,8 @@ TEST(Queue, IsNullWhenMemoryIsOut)
 
 TEST(Queue, HasNoCapacityBeyondItsSignedField)
 {
-    WatchedCall record(CALL_MALLOC);
-    WatchedCall slots(CALL_CALLOC);
+    WatchedCall record(system_malloc);
+    WatchedCall slots(system_calloc);
     EXPECT_EQ(newQueue(UINT32_MAX), nullptr);
     EXPECT_EQ(newQueue(static_cast<uint32_t>(INT32_MAX) + 1), nullptr);
     EXPECT_EQ(record.calls(), 0);

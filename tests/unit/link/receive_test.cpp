@@ -2,11 +2,10 @@
 
 #include "link/connection_target.h"
 #include "support/mutex_state.h"
-#include "support/replaced_call.h"
-#include "support/taken_sleeps.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 #include "tvlink/frame.h"
 #include "tvlink/reply.h"
 #include "tvlink/work_queues.h"
@@ -377,7 +376,7 @@ TEST_F(Receive, LeavesEverythingAsItIsWhenNothingHasArrived)
     receive(connection, part(ONE, 0, 40));
     receive_ctrlpoint_packet(connection.record);
     EXPECT_EQ(buffer(connection), "cap 40 fill 40 pos 0");
-    WatchedCall asking(CALL_IOCTL);
+    WatchedCall asking(system_ioctl);
     asking.fail(EINVAL);
     send_bytes(connection.phone.get(), part(ONE, 40, ONE.size()));
     receive_ctrlpoint_packet(connection.record);
@@ -390,7 +389,7 @@ TEST_F(Receive, LeavesTheBytesOnTheSocketWhenMemoryIsOutAndDoesNotSpin)
 {
     receive(connection, part(ONE, 0, 40));
     {
-        WatchedCall allocation(CALL_REALLOC);
+        WatchedCall allocation(system_realloc);
         allocation.fail(ENOMEM);
         const TakenSleeps sleeps;
         receive(connection, part(ONE, 40, ONE.size()));
@@ -406,7 +405,7 @@ TEST_F(Receive, LosesOnlyTheFramesForWhichThereIsNoMemory)
 {
     const Bytes beat = phone_heartbeat();
     receive(connection, part(ONE, 0, 1)); /* the buffer is there */
-    WatchedCall allocation(CALL_MALLOC);
+    WatchedCall allocation(system_malloc);
     allocation.fail(ENOMEM, 1, 1); /* the body */
     receive(connection, joined({part(ONE, 1, ONE.size()), TWO}));
     EXPECT_EQ(requests(), Texts({TWO_BODY}));
@@ -519,7 +518,7 @@ TEST_F(Receive, HoldsOnlyTheQueuesOwnLockWhileItQueues)
 {
     const Bytes stream = joined({ONE, phone_heartbeat()});
     std::vector<std::string> held;
-    const Replaced lock(system_mutex_lock, [&](pthread_mutex_t *mutex) {
+    const Replaced lock(system_pthread_mutex_lock, [&](pthread_mutex_t *mutex) {
         if (mutex == &devCallBackMutex || mutex == &heartBeatFeedbackMutex) {
             const bool alone = !held_by_this_thread(g_cp_list_mutex) &&
                                !held_by_this_thread(connection.record->send_lock) &&
@@ -528,7 +527,7 @@ TEST_F(Receive, HoldsOnlyTheQueuesOwnLockWhileItQueues)
             held.push_back(std::string(mutex == &devCallBackMutex ? "request" : "heartbeat") +
                            (alone ? "" : " and another"));
         }
-        return system_mutex_lock.real(mutex);
+        return system_pthread_mutex_lock.real(mutex);
     });
     receive(connection, stream);
     EXPECT_EQ(held, Texts({"request", "heartbeat"}));
@@ -800,11 +799,11 @@ TEST_F(ReceiveBounded, HasNoLimitOnceTheHostTakesItAway)
 TEST_F(ReceiveBounded, GoesByOneLimitForAllThatArrivesTogether)
 {
     /* The host takes the limit away while the first request is queued. */
-    const Replaced lock(system_mutex_lock, [](pthread_mutex_t *mutex) {
+    const Replaced lock(system_pthread_mutex_lock, [](pthread_mutex_t *mutex) {
         if (mutex == &g_cp_list_mutex) {
             ipp_set_guard(nullptr);
         }
-        return system_mutex_lock.real(mutex);
+        return system_pthread_mutex_lock.real(mutex);
     });
     receive(connection, joined({ONE, frame_of(101)}));
     EXPECT_EQ(requests(), Texts({ONE_BODY}));

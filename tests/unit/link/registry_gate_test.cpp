@@ -3,7 +3,7 @@
 #include "base/log.h"
 #include "link/connection_target.h"
 #include "support/mutex_state.h"
-#include "support/replaced_call.h"
+#include "support/system_calls.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
 #include "unit/link/listed_connection.h"
@@ -25,15 +25,15 @@ struct WatchedLock {
     std::atomic<int> destroyed{0};
     std::atomic<bool> waited_for{false}; /* by the thread that opens or closes the gate */
 
-    Replaced<decltype(system_mutex_destroy)> destroy{
-        system_mutex_destroy, [this](pthread_mutex_t *mutex) {
+    Replaced<decltype(system_pthread_mutex_destroy)> destroy{
+        system_pthread_mutex_destroy, [this](pthread_mutex_t *mutex) {
             destroyed += mutex == &g_cp_list_mutex ? 1 : 0;
-            return system_mutex_destroy.real(mutex);
+            return system_pthread_mutex_destroy.real(mutex);
         }};
-    Replaced<decltype(system_cond_wait)> wait{
-        system_cond_wait, [this](pthread_cond_t *condition, pthread_mutex_t *mutex) {
+    Replaced<decltype(system_pthread_cond_wait)> wait{
+        system_pthread_cond_wait, [this](pthread_cond_t *condition, pthread_mutex_t *mutex) {
             waited_for = waited_for || closes;
-            return system_cond_wait.real(condition, mutex);
+            return system_pthread_cond_wait.real(condition, mutex);
         }};
 };
 
@@ -50,9 +50,9 @@ TEST_F(RegistryGate, GivesTheLockWhileItIsOpen)
 TEST_F(RegistryGate, GivesNothingOnceItIsClosed)
 {
     registry_close();
-    const Replaced lock(system_mutex_lock, [](pthread_mutex_t *mutex) {
+    const Replaced lock(system_pthread_mutex_lock, [](pthread_mutex_t *mutex) {
         EXPECT_NE(mutex, &g_cp_list_mutex);
-        return system_mutex_lock.real(mutex);
+        return system_pthread_mutex_lock.real(mutex);
     });
     EXPECT_FALSE(registry_lock());
     EXPECT_EQ(connected(), 0u);
@@ -122,12 +122,12 @@ TEST_F(RegistryGate, WaitsWhenItClosesForAThreadThatIsOnItsWayToTheLock)
     const Door before_the_lock;
     std::atomic<bool> on_its_way{false};
     std::atomic<bool> gone{false};
-    const Replaced lock(system_mutex_lock, [&](pthread_mutex_t *mutex) {
+    const Replaced lock(system_pthread_mutex_lock, [&](pthread_mutex_t *mutex) {
         if (mutex == &g_cp_list_mutex && on_its_way.exchange(false)) {
             before_the_lock.pass();
             EXPECT_EQ(watched.destroyed, 0);
         }
-        return system_mutex_lock.real(mutex);
+        return system_pthread_mutex_lock.real(mutex);
     });
     on_its_way = true;
     std::thread guest([&] {

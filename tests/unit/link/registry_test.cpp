@@ -1,8 +1,8 @@
 #include "tvlink/registry.h"
 
 #include "link/connection_target.h"
-#include "support/replaced_call.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "unit/link/listed_connection.h"
 
 #include <cerrno>
@@ -100,7 +100,7 @@ TEST_F(List, TakesNoNullElementAndNoNullListIsFilled)
 TEST_F(List, StaysAsItWasWhenMemoryIsOut)
 {
     ASSERT_EQ(list_insert(&list, &values[0]), 0);
-    WatchedCall allocation(CALL_MALLOC);
+    WatchedCall allocation(system_malloc);
     allocation.fail(ENOMEM);
     EXPECT_EQ(list_insert(&list, &values[1]), -1);
     EXPECT_EQ(elements(list), Elements({&values[0]}));

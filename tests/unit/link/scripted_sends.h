@@ -1,7 +1,7 @@
 /* Sends that go as the test has written down. */
 #pragma once
 
-#include "support/replaced_call.h"
+#include "support/system_calls.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -3,12 +3,10 @@
 #include "base/guard.h"
 #include "link/connection_target.h"
 #include "support/mutex_state.h"
-#include "support/replaced_call.h"
-#include "support/slept_time.h"
-#include "support/taken_sleeps.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 #include "tvlink/heartbeat.h"
 #include "tvlink/socket_io.h"
 #include "unit/link/listed_connection.h"
@@ -137,7 +135,7 @@ TEST_F(Reply, LeavesTheConnectionAloneWhenMemoryIsOut)
 {
     const ListedConnection connection;
     {
-        WatchedCall allocation(CALL_CALLOC);
+        WatchedCall allocation(system_calloc);
         allocation.fail(ENOMEM, 1, 2);
         EXPECT_EQ(send_to(connection.record), -1);
         EXPECT_EQ(send_locked(connection.record), -1);

@@ -5,7 +5,7 @@
 #include "support/captured_lines.h"
 #include "support/full_buffers.h"
 #include "support/process_state.h"
-#include "support/replaced_call.h"
+#include "support/system_calls.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
 #include "tvlink.h"

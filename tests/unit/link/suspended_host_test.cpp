@@ -1,8 +1,8 @@
 /* A host that is suspended for 40 seconds: its clocks go on, and the kernel takes what phones send
  * and connects them. Here it is suspended at a chosen place of a pass or of a send. */
 #include "link/receive.h"
-#include "support/replaced_call.h"
-#include "support/taken_sleeps.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
 #include "tvlink/reply.h"

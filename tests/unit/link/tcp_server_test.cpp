@@ -3,11 +3,9 @@
 #include "base/flags.h"
 #include "support/captured_lines.h"
 #include "support/process_state.h"
-#include "support/replaced_call.h"
-#include "support/slept_time.h"
-#include "support/taken_sleeps.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "support/tcp_service.h"
-#include "support/watched_call.h"
 #include "unit/link/listed_connection.h"
 #include "unit/link/socket_options.h"
 
@@ -106,7 +104,7 @@ TEST_F(ListeningSocket, ListensOnAllAddressesWithItsOptions)
 
 TEST_F(ListeningSocket, SaysWhyThereIsNoSocket)
 {
-    WatchedCall call(CALL_SOCKET);
+    WatchedCall call(system_socket);
     call.fail(EMFILE);
     EXPECT_EQ(tcp_sock_init(PORT), -3);
     EXPECT_EQ(lines.out(), Texts({"err: tcp socket() fail=24\n"}));
@@ -116,7 +114,7 @@ TEST_F(ListeningSocket, SaysWhyThereIsNoSocket)
 
 TEST_F(ListeningSocket, SaysWhyItsAddressCannotBeReused)
 {
-    WatchedCall call(CALL_SETSOCKOPT);
+    WatchedCall call(system_setsockopt);
     call.fail(ENOMEM);
     EXPECT_EQ(tcp_sock_init(PORT), -3);
     Texts all;
@@ -131,7 +129,7 @@ TEST_F(ListeningSocket, SaysWhyItsAddressCannotBeReused)
 
 TEST_F(ListeningSocket, DoesWithoutItsTimeOuts)
 {
-    WatchedCall call(CALL_SETSOCKOPT);
+    WatchedCall call(system_setsockopt);
     call.fail(ENOMEM, 2);
     const Descriptor listener(tcp_sock_init(PORT));
     EXPECT_GE(listener.get(), 0);
@@ -140,7 +138,7 @@ TEST_F(ListeningSocket, DoesWithoutItsTimeOuts)
 
 TEST_F(ListeningSocket, SaysThatItCannotListen)
 {
-    WatchedCall call(CALL_LISTEN);
+    WatchedCall call(system_listen);
     call.fail(EADDRINUSE);
     EXPECT_EQ(tcp_sock_init(PORT), -3);
     EXPECT_EQ(lines.out(), Texts({"err: listen() fail\n", "zqt===  tcp_sock_init 76\n"}));
@@ -294,7 +292,7 @@ class TcpStart : public ListeningSocket
 
 TEST_F(TcpStart, FailsWithoutASocketAndKeepsItsCode)
 {
-    WatchedCall call(CALL_SOCKET);
+    WatchedCall call(system_socket);
     call.fail(EMFILE);
     EXPECT_EQ(start_tcp_thread(), -1);
     EXPECT_EQ(g_tcp_sock, -3);
@@ -304,7 +302,7 @@ TEST_F(TcpStart, FailsWithoutASocketAndKeepsItsCode)
 
 TEST_F(TcpStart, LeavesNoListeningSocketWhenThereIsNoThread)
 {
-    WatchedCall call(CALL_PTHREAD_CREATE);
+    WatchedCall call(system_pthread_create);
     call.fail(EAGAIN);
     EXPECT_EQ(start_tcp_thread(), -4);
     EXPECT_EQ(lines.out(), Texts({"err: pthread_create() fail\n"}));
@@ -394,11 +392,11 @@ TEST_F(NewRecord, IsNotMadeWhenMemoryIsOutAndTheSocketStaysOpen)
 {
     const ConnectedPair ends = local_pair();
     {
-        WatchedCall allocation(CALL_CALLOC);
+        WatchedCall allocation(system_calloc);
         allocation.fail(ENOMEM);
         EXPECT_EQ(check_and_insert(ends.near.get(), 1), -1);
     }
-    WatchedCall allocation(CALL_MALLOC);
+    WatchedCall allocation(system_malloc);
     allocation.fail(ENOMEM);
     EXPECT_EQ(check_and_insert(ends.near.get(), 1), -1);
     EXPECT_EQ(g_cp_list.count, 0u);

@@ -1,7 +1,7 @@
 #include "link/work_queues.h"
 
 #include "support/captured_lines.h"
-#include "support/replaced_call.h"
+#include "support/system_calls.h"
 #include "tvlink.h"
 
 #include <gtest/gtest.h>
@@ -114,11 +114,10 @@ TEST_F(WorkQueues, GiveNullForAWaitThatEndsWithoutAnItem)
 TEST_F(WorkQueues, LockTheirOwnSideOnly)
 {
     std::vector<pthread_mutex_t *> taken;
-    const Replaced<decltype(system_mutex_lock)> locks(system_mutex_lock,
-                                                      [&](pthread_mutex_t *lock) {
-                                                          taken.push_back(lock);
-                                                          return system_mutex_lock.real(lock);
-                                                      });
+    const Replaced locks(system_pthread_mutex_lock, [&](pthread_mutex_t *lock) {
+        taken.push_back(lock);
+        return system_pthread_mutex_lock.real(lock);
+    });
     EXPECT_TRUE(work_queue_post(&two_locks_, &elements[0]));
     EXPECT_EQ(taken, std::vector<pthread_mutex_t *>{&producer_lock_});
     EXPECT_EQ(pthread_mutex_trylock(&producer_lock_), 0) << "it is not given back";

@@ -1,7 +1,7 @@
 #include "tvlink/lzw.h"
 
 #include "support/captured_lines.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "unit/lzw/lzw_blocks.h"
 #include "unit/lzw/lzw_model.h"
 #include "unit/lzw/lzw_streams.h"
@@ -224,9 +224,9 @@ TEST(LzwDecode, FindsNoNarrowEndBeforeTheLatestClearCode)
 TEST(LzwDecode, GivesNothingWhenMemoryIsOut)
 {
     const Block in = block_of(model_encoded(random_bytes(5000, 7), 12));
-    for (const SystemFunction function : {CALL_CALLOC, CALL_REALLOC}) {
+    for (SystemFunction *function : SystemFunctions{&system_calloc, &system_realloc}) {
         const CapturedLines lines;
-        WatchedCall memory(function);
+        WatchedCall memory(*function);
         const Block whole(lzw_decode(in.get()));
         ASSERT_NE(whole, nullptr);
         const long calls = memory.calls();

@@ -1,6 +1,6 @@
 #include "tvlink/lzw.h"
 
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "unit/lzw/lzw_blocks.h"
 
 #include <gtest/gtest.h>
@@ -129,8 +129,8 @@ TEST(LzwEncode, ReadsWidthsOutOfRangeAsTheNearestOrTheUsualOne)
 void expect_nothing_without_memory(const Bytes &input, int max_bits)
 {
     const Block in = block_of(input);
-    for (const SystemFunction function : {CALL_CALLOC, CALL_REALLOC}) {
-        WatchedCall memory(function);
+    for (SystemFunction *function : SystemFunctions{&system_calloc, &system_realloc}) {
+        WatchedCall memory(*function);
         const Block whole(lzw_encode(in.get(), max_bits));
         ASSERT_NE(whole, nullptr);
         const long calls = memory.calls();

@@ -1,6 +1,6 @@
 #include "protocol/tags.h"
 #include "support/asked_television.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "tvlink/dispatch.h"
 #include "tvlink/handlers.h"
 
@@ -145,7 +145,7 @@ TEST_F(DeviceInfo, IsNotSentWithoutATable)
 
 TEST_F(DeviceInfo, IsNotSentWhenMemoryIsOut)
 {
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM);
     EXPECT_EQ(handle_get_device_info(phone.record()), -1);
     EXPECT_EQ(phone.received(), "");

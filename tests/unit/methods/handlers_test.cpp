@@ -4,7 +4,7 @@
 #include "handler_rows.h"
 #include "protocol/operations.h"
 #include "support/project_text.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "tvlink/dispatch.h"
 
 #include <cerrno>
@@ -338,7 +338,7 @@ class HandlersWithoutMemory : public Handlers
 {
 protected:
     /* Lets every call of the function fail once, the last one too, which is for the frame. */
-    void expect_failures(const HandlerRow &row, SystemFunction function)
+    void expect_failures(const HandlerRow &row, SystemFunction &function)
     {
         host_returns(row, SUCCESS);
         WatchedCall memory(function);
@@ -346,7 +346,7 @@ protected:
         EXPECT_EQ(ask(row.handler, row.request), 0);
         EXPECT_EQ(phone.received(), answer_to(row, SUCCESS));
         const long all = memory.calls();
-        const long for_reply = function == CALL_CALLOC && !row.reply.empty() ? all - 1 : all;
+        const long for_reply = &function == &system_calloc && !row.reply.empty() ? all - 1 : all;
         for (long call = 1; call <= all; call++) {
             SCOPED_TRACE("call " + std::to_string(call) + " of " + std::to_string(all));
             memory.fail(ENOMEM, call);
@@ -363,8 +363,8 @@ TEST_F(HandlersWithoutMemory, SendAFailureAndLoseNothing)
 {
     for (const HandlerRow &row : rows) {
         TRACE(row);
-        expect_failures(row, CALL_CALLOC);
-        expect_failures(row, CALL_REALLOC);
+        expect_failures(row, system_calloc);
+        expect_failures(row, system_realloc);
     }
 }
 

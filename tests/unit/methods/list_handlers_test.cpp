@@ -1,7 +1,6 @@
 /* The guide and the channel lists: compressed blocks of any size, and what hosts may get wrong. */
 #include "support/asked_television.h"
-#include "support/replaced_call.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "tvlink/dispatch.h"
 #include "tvlink/handlers.h"
 
@@ -306,14 +305,14 @@ TEST_F(ListHandlers, NeedNoRequestWhenTheyTakeNoArgument)
 
 TEST_F(ListHandlers, LoseNothingWhenMemoryIsOut)
 {
-    for (const SystemFunction function : {CALL_CALLOC, CALL_REALLOC}) {
+    for (SystemFunction *function : SystemFunctions{&system_calloc, &system_realloc}) {
         for (const List &list : LISTS) {
             SCOPED_TRACE(list.request);
             host_gives(varied(3000));
-            WatchedCall memory(function);
+            WatchedCall memory(*function);
             EXPECT_EQ(ask(list.handler, list.request), 0);
             phone.received();
-            const long all = memory.calls() - (function == CALL_CALLOC ? 1 : 0); /* the frame */
+            const long all = memory.calls() - (function == &system_calloc ? 1 : 0); /* the frame */
             EXPECT_GT(all, 2);
             host.calls();
             for (long call = 1; call <= all; call++) {

@@ -1,7 +1,7 @@
 #include "methods/replies.h"
 
 #include "support/asked_television.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 
 #include <cerrno>
 
@@ -142,7 +142,7 @@ TEST_F(BuiltReply, MakesNoReplyThatNoFrameCanHold)
 
 TEST_F(BuiltReply, SendsTheEmptyReplyWhenMemoryIsOut)
 {
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM);
     RequestReader asked = unread_request(0x0B01);
     EXPECT_EQ(reply_text(phone.record(), &asked, "KV"), -1);

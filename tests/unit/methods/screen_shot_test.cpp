@@ -2,9 +2,8 @@
 #include "support/asked_television.h"
 #include "support/bulk_client.h"
 #include "support/counted_threads.h"
-#include "support/replaced_call.h"
+#include "support/system_calls.h"
 #include "support/tcp_service.h"
-#include "support/watched_call.h"
 #include "transfer/bulk.h"
 #include "tvlink/dispatch.h"
 #include "tvlink/handlers.h"
@@ -407,8 +406,9 @@ TEST_F(ScreenShot, TakesNobodysPlaceWhenItFails)
 {
     allow(1);
     host_gives("'image'");
-    for (const SystemFunction function : {CALL_MALLOC, CALL_CALLOC, CALL_SOCKET, CALL_LISTEN}) {
-        WatchedCall failing(function);
+    for (SystemFunction *function :
+         SystemFunctions{&system_malloc, &system_calloc, &system_socket, &system_listen}) {
+        WatchedCall failing(*function);
         failing.fail(ENOMEM);
         expect_no_port();
     }
@@ -492,8 +492,8 @@ TEST_F(ScreenShot, IsAnsweredBySilenceWithoutItsSlot)
 TEST_F(ScreenShot, HasNoPortWhenMemoryIsOut)
 {
     host_gives("'image'");
-    for (const SystemFunction function : {CALL_MALLOC, CALL_CALLOC}) {
-        WatchedCall memory(function);
+    for (SystemFunction *function : SystemFunctions{&system_malloc, &system_calloc}) {
+        WatchedCall memory(*function);
         memory.fail(ENOMEM);
         expect_no_port();
         EXPECT_GE(memory.calls(), 1);
@@ -504,7 +504,7 @@ TEST_F(ScreenShot, HasNoPortWhenMemoryIsOut)
 TEST_F(ScreenShot, HasNoPortWithoutASocket)
 {
     host_gives("'image'");
-    WatchedCall creating(CALL_SOCKET);
+    WatchedCall creating(system_socket);
     creating.fail(EMFILE);
     expect_no_port();
     EXPECT_EQ(lines.out(), (Lines{"err: create_new_socket() fail\n", SOCKET_FAILED}));
@@ -524,7 +524,7 @@ TEST_F(ScreenShot, HasNoPortWhenTheSocketCannotBeBound)
 TEST_F(ScreenShot, HasNoPortWhenTheSocketCannotListen)
 {
     host_gives("'image'");
-    WatchedCall listening(CALL_LISTEN);
+    WatchedCall listening(system_listen);
     listening.fail(EADDRINUSE);
     expect_no_port();
     EXPECT_EQ(lines.out(), Lines{SOCKET_FAILED});
@@ -545,7 +545,7 @@ TEST_F(ScreenShot, HasNoPortWhenTheSocketIsDescriptorZero)
 class ScreenShotWithoutThread : public ScreenShot
 {
 protected:
-    ScreenShotWithoutThread() : creating_(CALL_PTHREAD_CREATE)
+    ScreenShotWithoutThread() : creating_(system_pthread_create)
     {
         creating_.fail(EAGAIN, 1, 1000);
         host_gives("'image'");

@@ -1,7 +1,7 @@
 #include "tvlink/string_rpc.h"
 
 #include "support/asked_television.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "tvlink/dispatch.h"
 
 #include <cerrno>
@@ -162,7 +162,7 @@ TEST_F(StringRpc, IsSilentWithTheCodesBesideItsOwn)
 
 TEST_F(StringRpc, IsSilentWhenMemoryIsOut)
 {
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM, 1); /* for the request */
     EXPECT_EQ(ask(handle_methodString, "21 04 50 08 02 00 'hi'"), -10);
     EXPECT_EQ(function.calls, 0);

@@ -1,5 +1,5 @@
 #include "support/asked_television.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "tvlink/dispatch.h"
 #include "tvlink/handlers.h"
 
@@ -293,7 +293,7 @@ TEST_F(TextHandlers, GetNameSendsNamesOfEveryLength)
 
 TEST_F(TextHandlers, GetNameSendsTheEmptyReplyWhenMemoryIsOut)
 {
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM);
     EXPECT_EQ(ask(handle_get_tv_name, "01 01 0B"), -1);
     EXPECT_EQ(phone.received(), frame_around("06 01 01 0B"));
@@ -331,7 +331,7 @@ TEST_F(TextHandlers, GetTextEndsATextThatTheHostHasNot)
 
 TEST_F(TextHandlers, GetTextSendsTheEmptyReplyWhenMemoryIsOut)
 {
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM);
     EXPECT_EQ(ask(handle_get_tv_text, "01 12 01"), -1);
     EXPECT_EQ(phone.received(), frame_around("06 01 12 01"));
@@ -395,7 +395,7 @@ TEST_F(ChannelOrder, SendsTheEmptyReplyForMoreThanAFrameCanHold)
 
 TEST_F(ChannelOrder, SendsTheEmptyReplyWhenMemoryIsOut)
 {
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM);
     EXPECT_EQ(ask_order({1, 2}, bytes("01 02")), -1);
     EXPECT_EQ(memory.calls(), 2); /* one that failed, one for the frame of the empty reply */

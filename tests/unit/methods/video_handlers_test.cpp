@@ -1,6 +1,6 @@
 /* Video on demand, metadata, applications and voice: what hosts and phones may get wrong. */
 #include "support/asked_television.h"
-#include "support/replaced_call.h"
+#include "support/system_calls.h"
 #include "tvlink/dispatch.h"
 #include "tvlink/handlers.h"
 

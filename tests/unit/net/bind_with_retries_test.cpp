@@ -2,8 +2,8 @@
 
 #include "base/clock.h"
 #include "base/flags.h"
-#include "support/replaced_call.h"
 #include "support/sockets.h"
+#include "support/system_calls.h"
 
 #include <gtest/gtest.h>
 
@@ -65,7 +65,7 @@ TEST_F(BindWithRetries, DoesNotWaitWhenTheServiceIsStopped)
     const Descriptor holder = listening_on();
     flags_stop_running();
     int pauses = 0;
-    const Replaced<decltype(system_usleep)> sleeps(system_usleep, [&](useconds_t) {
+    const Replaced sleeps(system_usleep, [&](useconds_t) {
         pauses++;
         return 0;
     });
@@ -78,7 +78,7 @@ TEST_F(BindWithRetries, TriesEveryTenMillisecondsUntilThePortIsFree)
     Descriptor holder = listening_on();
     const uint16_t port = port_of(holder.get());
     std::vector<useconds_t> pauses;
-    const Replaced<decltype(system_usleep)> sleeps(system_usleep, [&](useconds_t pause) {
+    const Replaced sleeps(system_usleep, [&](useconds_t pause) {
         pauses.push_back(pause);
         if (pauses.size() == 300) {
             holder.close();
@@ -94,7 +94,7 @@ TEST_F(BindWithRetries, EndsWhenTheServiceStops)
 {
     const Descriptor holder = listening_on();
     int pauses = 0;
-    const Replaced<decltype(system_usleep)> sleeps(system_usleep, [&](useconds_t) {
+    const Replaced sleeps(system_usleep, [&](useconds_t) {
         if (++pauses == 300) {
             flags_stop_running();
         }
@@ -116,7 +116,7 @@ TEST_F(BindWithRetries, TakesAPortThatBecomesFreeInTime)
 {
     Descriptor holder = listening_on();
     const uint16_t port = port_of(holder.get());
-    const Replaced<decltype(system_usleep)> sleeps(system_usleep, [&](useconds_t) {
+    const Replaced sleeps(system_usleep, [&](useconds_t) {
         holder.close();
         return 0;
     });

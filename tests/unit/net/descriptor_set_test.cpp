@@ -3,7 +3,7 @@
 #include "support/emulator.h"
 #include "support/process_state.h"
 #include "support/sockets.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 
 #include <cerrno>
 #include <climits>
@@ -112,7 +112,7 @@ TEST_F(DescriptorSets, MayBeUsedAgainOnceTheyAreFreed)
 TEST_F(DescriptorSets, LeaveOutWhatThereIsNoMemoryFor)
 {
     descriptor_set_add(&set, 5);
-    WatchedCall allocation(CALL_REALLOC);
+    WatchedCall allocation(system_realloc);
     allocation.fail(ENOMEM);
     descriptor_set_add(&set, 9000);
     EXPECT_EQ(members(), Members({5}));

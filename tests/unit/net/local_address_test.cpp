@@ -2,7 +2,7 @@
 
 #include "support/own_network.h"
 #include "support/process_state.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 
 #include <gtest/gtest.h>
 
@@ -90,14 +90,14 @@ TEST(LocalAddress, IsFoundBehindManyLoopbackEntries)
 
 TEST(LocalAddress, IsUnknownWithoutASocket)
 {
-    WatchedCall sockets(CALL_SOCKET);
+    WatchedCall sockets(system_socket);
     sockets.fail(EMFILE);
     EXPECT_EQ(answer(), "-1 untouched");
 }
 
 TEST(LocalAddress, IsNotThereWhenTheSystemGivesNoList)
 {
-    WatchedCall queries(CALL_IOCTL);
+    WatchedCall queries(system_ioctl);
     queries.fail(ENOMEM);
     EXPECT_EQ(answer(), "0 untouched");
     EXPECT_EQ(queries.calls(), 1);
@@ -107,7 +107,7 @@ TEST(LocalAddress, LeavesNoDescriptorOpen)
 {
     const std::set<int> before = open_descriptors();
     (void)answer();
-    WatchedCall queries(CALL_IOCTL);
+    WatchedCall queries(system_ioctl);
     queries.fail(ENOMEM);
     (void)answer();
     EXPECT_EQ(open_descriptors(), before);

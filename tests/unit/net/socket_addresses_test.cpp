@@ -3,8 +3,7 @@
 #include "support/captured_lines.h"
 #include "support/own_network.h"
 #include "support/process_state.h"
-#include "support/replaced_call.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 
 #include <gtest/gtest.h>
 
@@ -117,7 +116,7 @@ TEST_F(SocketAddresses, AreAsManyAsFitInto512Bytes)
 TEST_F(SocketAddresses, IncludeAnInterfaceWithoutReadableFlags)
 {
     in_network(ONE_INTERFACE, [&] {
-        WatchedCall queries(CALL_IOCTL);
+        WatchedCall queries(system_ioctl);
         queries.fail(ENODEV, 2);
         EXPECT_EQ(answer(), "0, 2: 192.0.2.7 127.0.0.1");
         EXPECT_EQ(queries.calls(), 5);
@@ -129,7 +128,7 @@ TEST_F(SocketAddresses, IncludeAnInterfaceWithoutReadableFlags)
 TEST_F(SocketAddresses, LeaveOutAnInterfaceWhoseAddressIsGone)
 {
     in_network(TWO_INTERFACES, [&] {
-        WatchedCall queries(CALL_IOCTL);
+        WatchedCall queries(system_ioctl);
         queries.fail(EADDRNOTAVAIL, 5);
         EXPECT_EQ(answer(), "0, 2: 198.51.100.9 127.0.0.1");
         EXPECT_EQ(queries.calls(), 7);
@@ -140,7 +139,7 @@ TEST_F(SocketAddresses, LeaveOutAnInterfaceWhoseAddressIsGone)
 
 TEST_F(SocketAddresses, AreNotToldWithoutAList)
 {
-    WatchedCall queries(CALL_IOCTL);
+    WatchedCall queries(system_ioctl);
     queries.fail(ENOMEM);
     EXPECT_EQ(answer(), "0, untouched");
     EXPECT_EQ(queries.calls(), 1);
@@ -151,13 +150,13 @@ TEST_F(SocketAddresses, AreNotToldWithoutAList)
 TEST_F(SocketAddresses, AreNotToldWithoutASocketAndThatIsClosedAllTheSame)
 {
     std::vector<int> closed;
-    const Replaced<decltype(system_close)> closing(system_close, [&](int fd) {
+    const Replaced closing(system_close, [&](int fd) {
         closed.push_back(fd);
         return system_close.real(fd);
     });
-    WatchedCall sockets(CALL_SOCKET);
+    WatchedCall sockets(system_socket);
     sockets.fail(EMFILE);
-    WatchedCall queries(CALL_IOCTL);
+    WatchedCall queries(system_ioctl);
     EXPECT_EQ(answer(), "-1, untouched");
     EXPECT_EQ(closed, std::vector<int>{-1});
     EXPECT_EQ(queries.calls(), 0);
@@ -179,7 +178,7 @@ TEST_F(SocketAddresses, LeaveNoDescriptorOpen)
 {
     const std::set<int> before = open_descriptors();
     (void)answer();
-    WatchedCall queries(CALL_IOCTL);
+    WatchedCall queries(system_ioctl);
     queries.fail(ENOMEM);
     (void)answer();
     EXPECT_EQ(open_descriptors(), before);

@@ -1,12 +1,11 @@
 #include "net/socket_io.h"
 
 #include "support/captured_lines.h"
-#include "support/replaced_call.h"
 #include "support/socket_options.h"
 #include "support/sockets.h"
+#include "support/system_calls.h"
 #include "support/transfers.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 
 #include <gtest/gtest.h>
 
@@ -110,7 +109,7 @@ TEST(SocketIo, RefusesTimeOutsWithoutALineWhenItsArgumentsAreWrong)
 {
     const CapturedLines lines;
     const ConnectedPair pair = local_pair();
-    WatchedCall options(CALL_SETSOCKOPT);
+    WatchedCall options(system_setsockopt);
     EXPECT_EQ(set_socket_timeout(-1, 5), -1);
     EXPECT_EQ(set_socket_timeout(INT_MIN, 5), -1);
     EXPECT_EQ(set_socket_timeout(pair.near.get(), -1), -1);
@@ -124,7 +123,7 @@ TEST(SocketIo, SaysWhichTimeOutCouldNotBeSet)
     const CapturedLines lines;
     const ConnectedPair pair = local_pair();
     const int fd = pair.near.get();
-    WatchedCall options(CALL_SETSOCKOPT);
+    WatchedCall options(system_setsockopt);
     options.fail(ENOMEM, 1);
     EXPECT_EQ(set_socket_timeout(fd, 5), -1);
     EXPECT_EQ(options.calls(), 1);
@@ -161,7 +160,7 @@ TEST(SocketIo, SendsNothingWithoutADescriptorDataOrALength)
 {
     const CapturedLines lines;
     const ConnectedPair pair = local_pair();
-    WatchedCall sends(CALL_SEND);
+    WatchedCall sends(system_send);
     EXPECT_EQ(socket_send(-1, "x", 1), -1);
     EXPECT_EQ(socket_send(INT_MIN, "x", 1), -1);
     EXPECT_EQ(socket_send(pair.near.get(), nullptr, 1), -1);
@@ -189,18 +188,17 @@ TEST(SocketIo, GoesOnWhereAPartialSendEnded)
     const CapturedLines lines;
     Bytes taken;
     int zeros = 2;
-    const Replaced<decltype(system_send)> sends(
-        system_send, [&](int fd, const void *data, size_t size, int) -> ssize_t {
-            EXPECT_EQ(fd, 7);
-            if (zeros > 0) { /* neither progress nor an error */
-                zeros--;
-                return 0;
-            }
-            const size_t part = size < 300 ? size : 300;
-            const uint8_t *start = static_cast<const uint8_t *>(data);
-            taken.insert(taken.end(), start, start + part);
-            return static_cast<ssize_t>(part);
-        });
+    const Replaced sends(system_send, [&](int fd, const void *data, size_t size, int) -> ssize_t {
+        EXPECT_EQ(fd, 7);
+        if (zeros > 0) { /* neither progress nor an error */
+            zeros--;
+            return 0;
+        }
+        const size_t part = size < 300 ? size : 300;
+        const uint8_t *start = static_cast<const uint8_t *>(data);
+        taken.insert(taken.end(), start, start + part);
+        return static_cast<ssize_t>(part);
+    });
     const Bytes data = pattern(1000);
     EXPECT_EQ(socket_send(7, data.data(), 1000), 0);
     EXPECT_EQ(hex(taken), hex(data));
@@ -213,11 +211,11 @@ TEST(SocketIo, TriesAgainEveryTenMillisecondsWithoutLimit)
     for (const int passing : {EAGAIN, EINTR}) {
         const ConnectedPair pair = local_pair();
         std::vector<useconds_t> pauses;
-        const Replaced<decltype(system_usleep)> sleeps(system_usleep, [&](useconds_t pause) {
+        const Replaced sleeps(system_usleep, [&](useconds_t pause) {
             pauses.push_back(pause);
             return 0;
         });
-        WatchedCall sends(CALL_SEND);
+        WatchedCall sends(system_send);
         sends.fail(passing, 1, 500);
         EXPECT_EQ(socket_send(pair.near.get(), "abc", 3), 0);
         EXPECT_EQ(sends.calls(), 501);
@@ -234,7 +232,7 @@ TEST(SocketIo, FinishesWhenAFullBufferEmpties)
     ASSERT_EQ(set_socket_noblock(pair.near.get()), 0);
     const size_t before = fill_send_buffer(pair.near.get());
     const Bytes data = pattern(1000000);
-    WatchedCall sends(CALL_SEND, Threads::EVERY);
+    WatchedCall sends(system_send, Threads::EVERY);
     int result = 4711;
     std::thread sender([&] { result = socket_send(pair.near.get(), data.data(), 1000000); });
     EXPECT_TRUE(wait_until([&] { return sends.calls() >= 2; })) << "a full buffer ends it";
@@ -284,7 +282,7 @@ TEST(SocketIo, NamesTheErrnoOfAHardFailure)
 {
     const CapturedLines lines;
     const ConnectedPair pair = local_pair();
-    WatchedCall sends(CALL_SEND);
+    WatchedCall sends(system_send);
     sends.fail(ENOBUFS);
     EXPECT_EQ(socket_send(pair.near.get(), "abc", 3), -1);
     EXPECT_EQ(sends.calls(), 1);
@@ -299,7 +297,7 @@ TEST(SocketIo, EndsWhenTheFailureComesAfterAPart)
     ConnectedPair pair = local_pair();
     ASSERT_EQ(set_socket_noblock(pair.near.get()), 0);
     const Bytes data = pattern(10000000);
-    WatchedCall sends(CALL_SEND, Threads::EVERY);
+    WatchedCall sends(system_send, Threads::EVERY);
     int result = 4711;
     std::thread sender([&] { result = socket_send(pair.near.get(), data.data(), 10000000); });
     EXPECT_TRUE(wait_until([&] { return sends.calls() >= 2; }));

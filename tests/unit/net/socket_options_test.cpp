@@ -1,10 +1,9 @@
 #include "tvlink/host/socket.h"
 
 #include "support/captured_lines.h"
-#include "support/replaced_call.h"
 #include "support/socket_options.h"
 #include "support/sockets.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 
 #include <gtest/gtest.h>
 
@@ -71,7 +70,7 @@ TEST(SocketOptions, KeepAConnectionAlive)
 TEST(SocketOptions, KeepAConnectionAliveWithFourNumbersInOrder)
 {
     std::vector<std::vector<int>> calls;
-    const Replaced<decltype(system_setsockopt)> options(
+    const Replaced options(
         system_setsockopt, [&](int fd, int level, int option, const void *value, socklen_t size) {
             EXPECT_EQ(size, 4u);
             calls.push_back({fd, level, option, *static_cast<const int *>(value)});
@@ -97,7 +96,7 @@ TEST(SocketOptions, TellWhichPartOfKeepingAliveFails)
     };
     for (long call = 1; call <= 4; call++) {
         const CapturedLines lines;
-        WatchedCall options(CALL_SETSOCKOPT);
+        WatchedCall options(system_setsockopt);
         options.fail(ENOPROTOOPT, call);
         EXPECT_EQ(soc_keepLive(fd.get(), values), -1);
         EXPECT_EQ(options.calls(), call) << "goes on after a failure";

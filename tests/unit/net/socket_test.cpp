@@ -2,10 +2,9 @@
 
 #include "support/captured_lines.h"
 #include "support/process_state.h"
-#include "support/replaced_call.h"
 #include "support/socket_options.h"
 #include "support/sockets.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 
 #include <gtest/gtest.h>
 
@@ -70,7 +69,7 @@ TEST(Socket, IsRefusedSilentlyWhenTheSystemHasNone)
 TEST(Socket, IsReportedAsTheResolverWouldWhenOnlyTheSocketFails)
 {
     const CapturedLines lines;
-    WatchedCall sockets(CALL_SOCKET);
+    WatchedCall sockets(system_socket);
     sockets.fail(EMFILE);
     const Replaced<decltype(system_setsockopt)> options(
         system_setsockopt, [](int, int, int, const void *, socklen_t) { return 0; });
@@ -86,7 +85,7 @@ TEST(Socket, StaysOpenWhenAnOptionFails)
     for (long option = 1; option <= 3; option++) {
         const std::set<int> before = open_descriptors();
         {
-            WatchedCall options(CALL_SETSOCKOPT);
+            WatchedCall options(system_setsockopt);
             options.fail(ENOMEM, option);
             EXPECT_EQ(soc_create(AF_INET, SOCK_STREAM, 0, 1, 1), -1) << option;
             EXPECT_EQ(options.calls(), option);
@@ -227,7 +226,7 @@ TEST(Socket, IsNotBoundWithoutItsAddressForReuse)
 {
     const CapturedLines lines;
     const Descriptor fd = raw_socket();
-    WatchedCall options(CALL_SETSOCKOPT);
+    WatchedCall options(system_setsockopt);
     options.fail(ENOMEM);
     h_errno = NO_DATA;
     EXPECT_EQ(soc_bind(fd.get(), 4711), -1);
@@ -240,7 +239,7 @@ TEST(Socket, ListensWithTheGivenBacklog)
 {
     const CapturedLines lines;
     std::vector<int> backlogs;
-    const Replaced<decltype(system_listen)> watched(system_listen, [&](int fd, int backlog) {
+    const Replaced watched(system_listen, [&](int fd, int backlog) {
         backlogs.push_back(backlog);
         return system_listen.real(fd, backlog);
     });

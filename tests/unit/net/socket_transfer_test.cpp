@@ -1,11 +1,10 @@
 #include "tvlink/host/socket.h"
 
 #include "support/captured_lines.h"
-#include "support/replaced_call.h"
 #include "support/sockets.h"
+#include "support/system_calls.h"
 #include "support/transfers.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 
 #include <gtest/gtest.h>
 
@@ -194,7 +193,7 @@ TEST(SocketTransfer, DrainsSlowlyThroughAFullSocketThatDoesNotBlock)
     set_buffers(pair, 50000);
     ASSERT_EQ(soc_setNoBlock(pair.near.get(), 1), 1);
     std::atomic<int> other_pauses(0);
-    const Replaced<decltype(system_usleep)> sleeps(system_usleep, [&](useconds_t pause) {
+    const Replaced sleeps(system_usleep, [&](useconds_t pause) {
         other_pauses += pause == 10 ? 0 : 1;
         return system_usleep.real(pause);
     });
@@ -342,7 +341,7 @@ TEST(SocketTransfer, ReceivesNothingWithoutABufferOrForANegativeLength)
 TEST(SocketTransfer, SendsAPackInWholeChunks)
 {
     const ConnectedPair pair = tcp_pair();
-    WatchedCall sends(CALL_SEND);
+    WatchedCall sends(system_send);
     EXPECT_EQ(socket_send_pack(pair.near.get(), "0123456789ab", 10, 4), 12);
     EXPECT_EQ(sends.calls(), 3);
     EXPECT_EQ(socket_send_pack(pair.near.get(), "cdefghij", 8, 4), 8);

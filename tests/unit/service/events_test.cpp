@@ -3,7 +3,7 @@
 #include "link/registry.h"
 #include "support/captured_lines.h"
 #include "support/sockets.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "tvlink/frame.h"
 #include "tvlink/registry.h"
 #include "tvlink/tcp_server.h"
@@ -251,7 +251,7 @@ TEST_F(Events, HaveTheThirdByteOfTheList)
 TEST_F(Events, AreRefusedWhenTheyFitNoFrame)
 {
     const CapturedLines lines;
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM, 1, 100);
     const uint32_t most = INT32_MAX - 72;
     for (const uint32_t length : {most - 15, most, static_cast<uint32_t>(INT32_MAX),
@@ -268,7 +268,7 @@ TEST_F(Events, AreRefusedWhenTheyFitNoFrame)
 TEST_F(Events, MayBeAsLongAsAFrameCanSay)
 {
     const CapturedLines lines;
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM, 1, 100);
     const uint32_t most = INT32_MAX - 72;
     EXPECT_EQ(ipp_report_dev_event(1, 2, nullptr, "", most - 16), -1);
@@ -281,7 +281,7 @@ TEST_F(Events, AreNotSentWhenMemoryIsOut)
 {
     const CapturedLines lines;
     const Descriptor phone = connect_phone();
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM, 1, 2);
     EXPECT_EQ(ipp_report_dev_event(1, 2, "ab", "x", 1), -1);
     EXPECT_EQ(ipp_report_dev_event2(1, 2, "ab", "c", "x", 1), -1);
@@ -296,7 +296,7 @@ TEST_F(Events, MissAPhoneForWhichThereIsNoFrame)
     const CapturedLines lines;
     const Descriptor first = connect_phone();
     const Descriptor second = connect_phone();
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM, 2); /* the payload is made first */
     EXPECT_EQ(ipp_report_dev_event(1, 2, nullptr, nullptr, 0), 0);
     EXPECT_EQ(ipp_report_dev_event(3, 4, nullptr, nullptr, 0), 0);

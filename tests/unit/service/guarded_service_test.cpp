@@ -3,7 +3,7 @@
 #include "support/counted_threads.h"
 #include "support/full_buffers.h"
 #include "support/recording_host.h"
-#include "support/replaced_call.h"
+#include "support/taken_time.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
 #include "tvlink.h"

@@ -1,9 +1,9 @@
 #include "support/child_process.h"
 #include "support/process_state.h"
 #include "support/service_state.h"
-#include "support/taken_sleeps.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 #include "tvlink.h"
 #include "tvlink/flags.h"
 #include "tvlink/identity.h"
@@ -18,7 +18,7 @@ namespace
 
 /* Which call on the starting thread fails, and what then is seen. */
 struct Failure {
-    SystemFunction function;
+    SystemFunction *function;
     long call;
     int error;
     int32_t result;
@@ -39,7 +39,7 @@ void expect_failure(const Failure &failure)
 {
     const CapturedLines lines;
     const std::set<int> descriptors = open_descriptors();
-    WatchedCall call(failure.function);
+    WatchedCall call(*failure.function);
     call.fail(failure.error, failure.call);
     EXPECT_EQ(ipp_init(7, nullptr, nullptr), failure.result);
     EXPECT_EQ(own_lines(lines), failure.out);
@@ -67,9 +67,9 @@ TEST(LifecycleFailure, OfTheRequestWorkerIsUndone)
 {
     const std::string no_queue = "new devCallBackQueue error.\n" + NO_REQUEST_WORKER;
     expect_failures({
-        {CALL_MALLOC, 1, ENOMEM, -1, no_queue, ""},
-        {CALL_CALLOC, 1, ENOMEM, -1, no_queue, ""},
-        {CALL_PTHREAD_CREATE, 1, EAGAIN, -1, NO_WORKER_THREAD + NO_REQUEST_WORKER, ""},
+        {&system_malloc, 1, ENOMEM, -1, no_queue, ""},
+        {&system_calloc, 1, ENOMEM, -1, no_queue, ""},
+        {&system_pthread_create, 1, EAGAIN, -1, NO_WORKER_THREAD + NO_REQUEST_WORKER, ""},
     });
 }
 
@@ -77,36 +77,36 @@ TEST(LifecycleFailure, OfTheHeartbeatWorkerIsUndone)
 {
     const std::string no_queue = "new heartBeatFeedbackQueue error.\n" + NO_HEARTBEAT_WORKER;
     expect_failures({
-        {CALL_MALLOC, 2, ENOMEM, -1, no_queue, ""},
-        {CALL_CALLOC, 2, ENOMEM, -1, no_queue, ""},
-        {CALL_PTHREAD_CREATE, 2, EAGAIN, -1, NO_WORKER_THREAD + NO_HEARTBEAT_WORKER, ""},
+        {&system_malloc, 2, ENOMEM, -1, no_queue, ""},
+        {&system_calloc, 2, ENOMEM, -1, no_queue, ""},
+        {&system_pthread_create, 2, EAGAIN, -1, NO_WORKER_THREAD + NO_HEARTBEAT_WORKER, ""},
     });
 }
 
 TEST(LifecycleFailure, OfTheControlSocketIsUndone)
 {
     expect_failures({
-        {CALL_SOCKET, 1, EMFILE, -1, "err: tcp socket() fail=24\n" + NO_SOCKET,
+        {&system_socket, 1, EMFILE, -1, "err: tcp socket() fail=24\n" + NO_SOCKET,
          "TCP_SOCKET: Too many open files\n"},
-        {CALL_SETSOCKOPT, 1, ENOMEM, -1,
+        {&system_setsockopt, 1, ENOMEM, -1,
          "err: setsockopt() fail\nzqt===  tcp_sock_init 52\n" + NO_SOCKET,
          "setsockopt: Cannot allocate memory\n"},
-        {CALL_LISTEN, 1, EADDRINUSE, -1,
+        {&system_listen, 1, EADDRINUSE, -1,
          "err: listen() fail\nzqt===  tcp_sock_init 76\n" + NO_SOCKET, ""},
     });
 }
 
 TEST(LifecycleFailure, OfTheServerThreadIsUndone)
 {
-    expect_failures({{CALL_PTHREAD_CREATE, 3, EAGAIN, -4, NO_THREAD + NO_SERVER, ""}});
+    expect_failures({{&system_pthread_create, 3, EAGAIN, -4, NO_THREAD + NO_SERVER, ""}});
 }
 
 TEST(LifecycleFailure, OfTheDiscoveryIsUndone)
 {
     const std::string out = NO_THREAD + NO_DISCOVERY + SERVER_ENDS;
     expect_failures({
-        {CALL_PTHREAD_CREATE, 4, EAGAIN, -4, out, ""},
-        {CALL_PTHREAD_CREATE, 5, EAGAIN, -4, out, ""}, /* the announcing thread */
+        {&system_pthread_create, 4, EAGAIN, -4, out, ""},
+        {&system_pthread_create, 5, EAGAIN, -4, out, ""}, /* the announcing thread */
     });
 }
 
@@ -179,7 +179,7 @@ TEST(LifecycleFailure, KeepsTheNameTheSerialAndTheDeviceType)
 {
     in_child([] {
         const CapturedLines lines;
-        WatchedCall memory(CALL_MALLOC);
+        WatchedCall memory(system_malloc);
         memory.fail(ENOMEM);
         EXPECT_EQ(ipp_init(0x54321, "Den", "7"), -1);
         EXPECT_STREQ(gTvName, "Den");

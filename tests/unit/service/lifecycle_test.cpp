@@ -5,11 +5,10 @@
 #include "support/emulator.h"
 #include "support/mutex_state.h"
 #include "support/process_state.h"
-#include "support/replaced_call.h"
 #include "support/service_state.h"
+#include "support/system_calls.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 #include "tvlink/discovery.h"
 #include "tvlink/flags.h"
 #include "tvlink/frame.h"
@@ -191,7 +190,7 @@ TEST(LifecycleStop, IsHarmlessWithoutAStart)
 {
     in_child([] {
         const CapturedLines lines;
-        const WatchedCall joins(CALL_PTHREAD_JOIN);
+        const WatchedCall joins(system_pthread_join);
         EXPECT_EQ(ipp_finish(), 0);
         EXPECT_EQ(ipp_finish(), 0);
         EXPECT_EQ(joins.calls(), 0);
@@ -212,7 +211,7 @@ TEST(LifecycleStop, EndsConnectionsAndFreesThePort)
         const Phone second;
         expect_alive(first);
         expect_alive(second);
-        const WatchedCall joins(CALL_PTHREAD_JOIN);
+        const WatchedCall joins(system_pthread_join);
         EXPECT_EQ(ipp_finish(), 0);
         EXPECT_EQ(joins.calls(), 2) << "the server thread and the discovery thread";
         EXPECT_TRUE(first.is_dropped());
@@ -246,7 +245,7 @@ TEST(LifecycleStop, EndsAnEndlessWaitForTheControlPort)
     in_child([] {
         const CapturedLines lines;
         const Descriptor holder = listening_on(IPP_CONTROL_PORT);
-        WatchedCall sockets(CALL_SOCKET, Threads::EVERY);
+        WatchedCall sockets(system_socket, Threads::EVERY);
         int32_t result = 4711;
         std::thread starter([&] { result = ipp_init(7, nullptr, nullptr); });
         EXPECT_TRUE(wait_until([&] { return sockets.calls() == 1; }));
@@ -414,12 +413,11 @@ TEST(LifecycleEvents, DoNotKeepTheServiceFromStoppingWhenAPhoneReadsNothing)
     in_child([] {
         ipp_set_log_sink([](int, const char *, void *) {}, nullptr);
         std::atomic<bool> stuck(false);
-        const Replaced<decltype(system_send)> sends(
-            system_send, [&](int fd, const void *data, size_t size, int flags) {
-                const ssize_t sent = system_send.real(fd, data, size, flags);
-                stuck = stuck || (sent < 0 && errno == EAGAIN);
-                return sent;
-            });
+        const Replaced sends(system_send, [&](int fd, const void *data, size_t size, int flags) {
+            const ssize_t sent = system_send.real(fd, data, size, flags);
+            stuck = stuck || (sent < 0 && errno == EAGAIN);
+            return sent;
+        });
         ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
         const Phone stalled(4096);
         expect_alive(stalled);

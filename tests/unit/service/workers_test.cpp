@@ -5,8 +5,8 @@
 #include "support/child_process.h"
 #include "support/mutex_state.h"
 #include "support/sockets.h"
+#include "support/system_calls.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 #include "tvlink/frame.h"
 #include "tvlink/registry.h"
 #include "tvlink/router.h"
@@ -61,7 +61,7 @@ TEST(Workers, AreStartedWithAnEmptyQueueAndAJoinableThread)
 {
     for_each_worker([](const Worker &worker) {
         const CapturedLines lines;
-        const WatchedCall threads(CALL_PTHREAD_CREATE);
+        const WatchedCall threads(system_pthread_create);
         EXPECT_EQ(worker.start(), 0);
         EXPECT_EQ(threads.calls(), 1);
         ASSERT_NE(*worker.queue, nullptr);
@@ -86,7 +86,7 @@ TEST(Workers, AreStartedOnce)
         ASSERT_EQ(worker.start(), 0);
         const pthread_t thread = *worker.thread;
         Queue *const queue = *worker.queue;
-        const WatchedCall threads(CALL_PTHREAD_CREATE);
+        const WatchedCall threads(system_pthread_create);
         EXPECT_EQ(worker.start(), 0);
         EXPECT_TRUE(pthread_equal(*worker.thread, thread));
         EXPECT_EQ(*worker.queue, queue);
@@ -96,10 +96,10 @@ TEST(Workers, AreStartedOnce)
 
 TEST(Workers, AreNotStartedWithoutAQueue)
 {
-    for (const SystemFunction function : {CALL_MALLOC, CALL_CALLOC}) {
+    for (SystemFunction *function : SystemFunctions{&system_malloc, &system_calloc}) {
         for_each_worker([function](const Worker &worker) {
             const CapturedLines lines;
-            WatchedCall memory(function);
+            WatchedCall memory(*function);
             memory.fail(ENOMEM);
             EXPECT_EQ(worker.start(), -1);
             EXPECT_EQ(lines.out(), Lines{worker.queue_error});
@@ -114,7 +114,7 @@ TEST(Workers, UseOneWordingWhenAThreadCannotBeCreated)
 {
     for_each_worker([](const Worker &worker) {
         const CapturedLines lines;
-        WatchedCall threads(CALL_PTHREAD_CREATE);
+        WatchedCall threads(system_pthread_create);
         threads.fail(EAGAIN, 1, 2);
         EXPECT_EQ(worker.start(), -4);
         EXPECT_EQ(lines.out(), Lines{THREAD_ERROR});

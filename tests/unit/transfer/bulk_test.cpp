@@ -3,9 +3,8 @@
 
 #include "support/bulk_client.h"
 #include "support/captured_lines.h"
-#include "support/replaced_call.h"
-#include "support/taken_sleeps.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
+#include "support/taken_time.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -91,14 +90,14 @@ TEST_F(BulkSocket, IsSetUpForReuseAndAFewWaitingPhones)
 
 TEST_F(BulkSocket, IsNotThereWithoutADescriptor)
 {
-    WatchedCall creating(CALL_SOCKET);
+    WatchedCall creating(system_socket);
     creating.fail(EMFILE);
     expect_failure({"err: create_new_socket() fail\n", SOCKET_FAILED});
 }
 
 TEST_F(BulkSocket, IsNotThereWithoutReuse)
 {
-    WatchedCall setting(CALL_SETSOCKOPT);
+    WatchedCall setting(system_setsockopt);
     setting.fail(EINVAL);
     expect_failure({"err: create_new_socket() fail\n", SOCKET_FAILED});
 }
@@ -114,7 +113,7 @@ TEST_F(BulkSocket, IsNotThereWithoutAPort)
 
 TEST_F(BulkSocket, IsNotThereWhenItCannotListen)
 {
-    WatchedCall listening(CALL_LISTEN);
+    WatchedCall listening(system_listen);
     listening.fail(EADDRINUSE);
     expect_failure({SOCKET_FAILED});
 }

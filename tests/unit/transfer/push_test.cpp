@@ -4,10 +4,9 @@
 #include "link/connection_target.h"
 #include "support/counted_threads.h"
 #include "support/full_buffers.h"
-#include "support/replaced_call.h"
+#include "support/system_calls.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
-#include "support/watched_call.h"
 #include "tvlink/reply.h"
 #include "unit/link/listed_connection.h"
 
@@ -184,7 +183,7 @@ TEST_F(Push, LeavesTheDataToTheCallerWhenMemoryIsOut)
     const ListedConnection connection;
     void *data = block_of(bytes("'data'"));
     CtrlPoint *word = connection.record;
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     EXPECT_EQ(start_egp_thread(&word, block_of(bytes("'first'")), 5), 0);
     const long all = memory.calls();
     EXPECT_GE(all, 1);
@@ -206,7 +205,7 @@ TEST_F(Push, LeavesTheDataToTheCallerWithoutAThread)
     void *data = block_of(bytes("'data'"));
     CtrlPoint *word = connection.record;
     {
-        WatchedCall creating(CALL_PTHREAD_CREATE);
+        WatchedCall creating(system_pthread_create);
         creating.fail(EAGAIN);
         EXPECT_EQ(start_egp_thread(&word, data, 4), -1);
     }
@@ -264,11 +263,11 @@ TEST_F(Push, GoesNowhereWhenThePhoneGoesBeforeTheThreadRuns)
     const Door looking;
     const std::thread::id here = std::this_thread::get_id();
     std::atomic<bool> held{true};
-    const Replaced locking(system_mutex_lock, [&](pthread_mutex_t *mutex) {
+    const Replaced locking(system_pthread_mutex_lock, [&](pthread_mutex_t *mutex) {
         if (mutex == &g_cp_list_mutex && std::this_thread::get_id() != here && held) {
             looking.pass();
         }
-        return system_mutex_lock.real(mutex);
+        return system_pthread_mutex_lock.real(mutex);
     });
     EXPECT_EQ(push(connection.record, bytes("'lost'")), 0);
     ASSERT_TRUE(looking.wait_for_somebody());

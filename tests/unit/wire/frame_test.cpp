@@ -1,6 +1,6 @@
 #include "wire/frame.h"
 
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 #include "support/wire.h"
 
 #include <gtest/gtest.h>
@@ -117,7 +117,7 @@ TEST(Frame, IsNotBuiltWithoutAPayload)
 
 TEST(Frame, IsBuiltOnlyWhenItsLengthFitsASigned32BitNumber)
 {
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM, 1, 10);
     uint32_t size = 4711;
     EXPECT_EQ(frame_build(FRAME_EVENT, "", INT32_MAX, &size), nullptr);
@@ -130,7 +130,7 @@ TEST(Frame, IsBuiltOnlyWhenItsLengthFitsASigned32BitNumber)
 
 TEST(Frame, IsNullWhenMemoryIsOut)
 {
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM);
     EXPECT_TRUE(built(FRAME_EVENT, bytes("01 02 03")).empty());
     EXPECT_EQ(built(FRAME_EVENT, bytes("01 02 03")).size(), 75u);

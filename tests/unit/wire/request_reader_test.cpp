@@ -1,7 +1,7 @@
 #include "wire/request_reader.h"
 
 #include "support/asked_television.h"
-#include "support/watched_call.h"
+#include "support/system_calls.h"
 
 #include <cerrno>
 
@@ -259,7 +259,7 @@ TEST(RequestReader, FailsForWantOfMemory)
 {
     const Bytes request = bytes("EE EE 01 00 'a'");
     RequestReader r = reader_of(request, 2);
-    WatchedCall memory(CALL_CALLOC);
+    WatchedCall memory(system_calloc);
     memory.fail(ENOMEM);
     EXPECT_EQ(read_text(&r).chars, nullptr);
     EXPECT_TRUE(r.failed);

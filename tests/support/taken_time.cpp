@@ -1,9 +1,7 @@
-#include "support/taken_sleeps.h"
+#include "support/taken_time.h"
 
 #include <cerrno>
 #include <utility>
-
-#include <unistd.h>
 
 static thread_local TakenSleeps *taker = nullptr;
 
@@ -41,22 +39,10 @@ static bool taken(uint64_t microseconds)
     return taker != nullptr;
 }
 
-/* The linker gives the real functions the first name and calls of them the second. */
-extern "C" {
-
-int __real_usleep(useconds_t microseconds);
-int __wrap_usleep(useconds_t microseconds);
-unsigned __real_sleep(unsigned seconds);
-unsigned __wrap_sleep(unsigned seconds);
-
-int __wrap_usleep(useconds_t microseconds)
-{
-    return taken(microseconds) ? 0 : __real_usleep(microseconds);
-}
-
-unsigned __wrap_sleep(unsigned seconds)
-{
-    return taken(uint64_t{seconds} * 1000000) ? 0 : __real_sleep(seconds);
-}
-
-} /* extern "C" */
+/* From the start of the program on, below whatever a test puts over them. */
+static const Replaced usleeps(system_usleep, [](useconds_t microseconds) {
+    return taken(microseconds) ? 0 : system_usleep.real(microseconds);
+});
+static const Replaced sleeps(system_sleep, [](unsigned seconds) {
+    return taken(uint64_t{seconds} * 1000000) ? 0 : system_sleep.real(seconds);
+});
