@@ -117,7 +117,7 @@ static bool send_everywhere(const Hunt *hunt)
         const bool ok = send_to_group(hunt->descriptor, hunt->interfaces.list[i]);
         sent = sent || ok;
     }
-    return sent || send_to_group(hunt->descriptor, CP_ANY_INTERFACE);
+    return sent || send_to_group(hunt->descriptor, cp_any_interface);
 }
 
 /* Sends a search when it is time for one. A network that comes and goes is no reason to give up,

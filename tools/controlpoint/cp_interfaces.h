@@ -8,7 +8,7 @@
 enum { CP_MAX_INTERFACES = 32 };
 
 /* Stands for whichever interface the system's routes choose. */
-inline constexpr unsigned CP_ANY_INTERFACE = 0;
+inline constexpr unsigned cp_any_interface = 0;
 
 struct CpInterfaces {
     unsigned list[CP_MAX_INTERFACES]; /* interface indexes */
