@@ -117,7 +117,7 @@ static bool send_everywhere(const SearchRun *run)
         const bool ok = send_to_group(run->descriptor, run->interfaces.list[i]);
         sent = sent || ok;
     }
-    return sent || send_to_group(run->descriptor, CP_ANY_INTERFACE);
+    return sent || send_to_group(run->descriptor, cp_any_interface);
 }
 
 /* Sends a search when one is due. CP_SYSTEM when none could be sent yet, unless announcements are

@@ -53,14 +53,14 @@ bool cp_send_through(int descriptor, unsigned interface)
     const ip_mreqn request = request_for(interface, 0);
     const bool chosen =
         setsockopt(descriptor, IPPROTO_IP, IP_MULTICAST_IF, &request, sizeof request) == 0;
-    return chosen || interface == CP_ANY_INTERFACE; /* the default */
+    return chosen || interface == cp_any_interface; /* the default */
 }
 
 void cp_join_group(int descriptor, const CpInterfaces *interfaces, uint32_t group)
 {
     size_t i = 0;
     do {
-        const unsigned index = interfaces->count == 0 ? CP_ANY_INTERFACE : interfaces->list[i];
+        const unsigned index = interfaces->count == 0 ? cp_any_interface : interfaces->list[i];
         const ip_mreqn request = request_for(index, group);
         setsockopt(descriptor, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request, sizeof request);
     } while (++i < interfaces->count);

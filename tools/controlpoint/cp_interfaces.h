@@ -8,7 +8,7 @@
 enum { CP_MAX_INTERFACES = 32 };
 
 /* The interface that the system's routes choose. */
-inline constexpr unsigned CP_ANY_INTERFACE = 0;
+inline constexpr unsigned cp_any_interface = 0;
 
 struct CpInterfaces {
     unsigned list[CP_MAX_INTERFACES]; /* interface indexes */
@@ -22,7 +22,7 @@ void cp_list_interfaces(CpInterfaces *interfaces);
 /* Chooses the interface through which multicast packets are sent. False on failure. */
 bool cp_send_through(int descriptor, unsigned interface);
 
-/* Joins a group (network byte order) on every interface, or on CP_ANY_INTERFACE if there is none.
+/* Joins a group (network byte order) on every interface, or on cp_any_interface if there is none.
  * Failures are ignored. */
 void cp_join_group(int descriptor, const CpInterfaces *interfaces, uint32_t group);
 

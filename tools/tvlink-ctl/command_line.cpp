@@ -16,7 +16,8 @@ CLI::App *add_group(CLI::App &app, const char *name, const char *help)
 {
     CLI::App *group = app.add_subcommand(name, help);
     group->fallthrough();
-    group->require_subcommand(0, 1); /* so that its arguments may be named like others */
+    /* One at most: an argument of a subcommand may have the name of another subcommand. */
+    group->require_subcommand(0, 1);
     return group;
 }
 

@@ -1,4 +1,4 @@
-/* How the command line becomes a call of a command. */
+/* The command line, and how families of commands add theirs to it. */
 #ifndef TVLINK_CTL_COMMAND_LINE_H
 #define TVLINK_CTL_COMMAND_LINE_H
 
@@ -14,13 +14,13 @@
 namespace ctl
 {
 
-/* Prints its results, and throws a Failure. */
+/* Performs a command: prints its results, or throws a Failure. */
 using Action = std::function<void(const Settings &)>;
 
 struct CommandLine {
     Settings settings;
     Action action;                   /* of the command that was given */
-    ExitStatus status = STATUS_DONE; /* of an action that ends well but finds something wrong */
+    ExitStatus status = STATUS_DONE; /* of an action that succeeds but finds something wrong */
     std::vector<std::shared_ptr<void>> options; /* of all families */
 };
 
@@ -32,11 +32,11 @@ template <typename Options> Options &new_options(CommandLine &line)
     return *options;
 }
 
-/* Adds a command, which performs the action. */
+/* Adds a command that performs the action. */
 CLI::App *add_command(CLI::App &app, CommandLine &line, const char *name, const char *help,
                       Action action);
 
-/* Adds a command with subcommands, of which one is to be chosen. */
+/* Adds a command with subcommands, of which at most one can be given. */
 CLI::App *add_group(CLI::App &app, const char *name, const char *help);
 
 /* The families of commands, a source file each. Two of them add theirs in two steps, since --help

@@ -1,3 +1,4 @@
+/* Searching for televisions, and listening to their announcements. */
 #include "command_line.h"
 #include "output.h"
 #include "session.h"
@@ -47,8 +48,7 @@ Facts facts_of(const CpTelevision &television)
 
 using Clock = std::chrono::steady_clock;
 
-/* Announcements as they arrive. */
-struct Ear {
+struct Listening {
     const Settings &settings;
     CpListener *listener;
     Clock::time_point begin;
@@ -60,52 +60,54 @@ double seconds_since(Clock::time_point begin)
     return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
-void print_announcement(const Ear &ear, const CpTelevision &television)
+void print_announcement(const Listening &listening, const CpTelevision &television)
 {
-    const double elapsed = seconds_since(ear.begin);
+    const double elapsed = seconds_since(listening.begin);
     char time[32];
     snprintf(time, sizeof time, "%8.3f s  ", elapsed);
     Facts facts = {{"elapsed", elapsed}};
     for (const auto &fact : facts_of(television)) {
         facts.push_back(fact);
     }
-    print_line(ear.settings, time + in_words(television), facts);
+    print_line(listening.settings, time + in_words(television), facts);
 }
 
-void take_announcements(Ear &ear)
+void take_announcements(Listening &listening)
 {
     CpTelevision television = {};
-    while (cp_hear(ear.listener, &television, 0) == CP_OK) {
-        print_announcement(ear, television);
-        ear.heard++;
+    while (cp_hear(listening.listener, &television, 0) == CP_OK) {
+        print_announcement(listening, television);
+        listening.heard++;
     }
 }
 
-/* Milliseconds for which poll may wait: networks that come up are looked for once a second. */
-int patience(const Ear &ear)
+/* The time-out of poll in milliseconds. At most a second: the listener joins networks that come up
+ * when it is asked. */
+int poll_timeout(const Listening &listening)
 {
     const double second = 1000;
-    if (!ear.settings.timeout_given) {
+    if (!listening.settings.timeout_given) {
         return static_cast<int>(second);
     }
-    const double left = std::ceil((ear.settings.timeout - seconds_since(ear.begin)) * second);
+    const double left =
+        std::ceil((listening.settings.timeout - seconds_since(listening.begin)) * second);
     return static_cast<int>(std::clamp(left, 0.0, second));
 }
 
-/* Until the time is over or somebody interrupts it. */
-void hear(Ear &ear, const StopSignals &stop)
+/* Until the time-out or a stop signal. */
+void listen(Listening &listening, const StopSignals &stop)
 {
     pollfd watched[] = {{stop.descriptor, POLLIN, 0},
-                        {cp_listener_descriptor(ear.listener), POLLIN, 0}};
+                        {cp_listener_descriptor(listening.listener), POLLIN, 0}};
     int wait = 0;
     do {
-        take_announcements(ear);
-        wait = patience(ear);
+        take_announcements(listening);
+        wait = poll_timeout(listening);
         if (poll(watched, 2, wait) < 0 && errno != EINTR) {
             throw Failure(STATUS_OTHER, "poll: " + system_text(errno), "");
         }
     } while (wait > 0 && watched[0].revents == 0);
-    take_announcements(ear);
+    take_announcements(listening);
 }
 
 [[noreturn]] void listening_failed(const Settings &settings, CpStatus status)
@@ -118,8 +120,9 @@ void hear(Ear &ear, const StopSignals &stop)
 
 [[noreturn]] void nothing_heard(const Settings &settings)
 {
-    const std::string who = settings.host.empty() ? "no television" : "nothing at " + settings.host;
-    throw Failure(STATUS_NOT_FOUND, who + " announced itself",
+    const std::string place =
+        settings.host.empty() ? "no television" : "nothing at " + settings.host;
+    throw Failure(STATUS_NOT_FOUND, place + " announced itself",
                   "a television does so for about a minute after its start; \"tvlink-ctl "
                   "discover\" asks those that have been running for longer");
 }
@@ -149,11 +152,11 @@ void listen_for_televisions(const Settings &settings)
         listening_failed(settings, status);
     }
     const std::unique_ptr<CpListener, void (*)(CpListener *)> owner(listener, cp_stop_listening);
-    Ear ear = {settings, listener, Clock::now(), 0};
+    Listening listening = {settings, listener, Clock::now(), 0};
     fprintf(stderr, "tvlink-ctl: listening for announcements%s\n",
             settings.timeout_given ? "" : "; Ctrl-C ends it");
-    hear(ear, stop);
-    if (ear.heard == 0) {
+    listen(listening, stop);
+    if (listening.heard == 0) {
         nothing_heard(settings);
     }
 }

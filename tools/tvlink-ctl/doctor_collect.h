@@ -1,5 +1,4 @@
-/* How the doctor finds things out. Nothing here needs to be root; what is not permitted stays
- * unknown. */
+/* How the doctor collects its facts. It needs no privileges; what it may not read stays unknown. */
 #ifndef TVLINK_CTL_DOCTOR_COLLECT_H
 #define TVLINK_CTL_DOCTOR_COLLECT_H
 
@@ -13,15 +12,15 @@ std::vector<DoctorInterface> doctor_interfaces();
 DoctorRoute doctor_route();
 DoctorGroup doctor_group(const char *address);
 
-/* Whether a port of this machine can be bound, and if not, by whom it is held. */
+/* Whether a port of this machine can be bound, and otherwise which process holds it. */
 DoctorPort doctor_tcp_port(uint16_t number);
 DoctorPort doctor_udp_port(uint16_t number);
 
-/* Searches, for no longer than the time-out, and adds what it finds. */
+/* Searches, for no longer than the time-out, and adds the televisions that answer. */
 void doctor_search(const Settings &settings, DoctorFacts &facts);
 
-/* Connects to all that were found, and to the host, at the same time and for no longer than the
- * time-out. */
+/* Connects to all televisions that were found and to the host, concurrently and for no longer than
+ * the time-out. */
 void doctor_contact(const Settings &settings, DoctorFacts &facts);
 
 } // namespace ctl

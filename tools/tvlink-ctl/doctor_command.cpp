@@ -1,4 +1,4 @@
-/* Why a television cannot be found. */
+/* Finds out why a television cannot be found. */
 #include "command_line.h"
 #include "doctor_collect.h"
 #include "doctor_report.h"

@@ -1,4 +1,4 @@
-/* What the doctor finds out about this machine and its network, before anybody judges it. */
+/* The facts about this machine and its network from which the doctor draws its verdict. */
 #ifndef TVLINK_CTL_DOCTOR_FACTS_H
 #define TVLINK_CTL_DOCTOR_FACTS_H
 
@@ -15,34 +15,34 @@ namespace ctl
 /* An interface with one of its addresses. */
 struct DoctorInterface {
     std::string name;
-    uint32_t address = 0; /* IPv4, network byte order; 0: it has none */
+    uint32_t address = 0; /* IPv4, network byte order; 0: none */
     bool up = false;
-    bool has_link = false; /* the cable is plugged in, the access point was joined */
+    bool has_link = false; /* the cable is plugged in, or the access point joined */
     bool multicast = false;
     bool loopback = false;
-    bool announced = false; /* a television on this machine would tell this address */
+    bool announced = false; /* a television on this machine announces this address */
 };
 
-/* Where multicast goes when a program leaves the choice to the system, as televisions do. */
+/* The route of multicast from programs that choose no interface, as televisions do. */
 struct DoctorRoute {
-    int error = 0; /* errno; 0: there is one */
+    int error = 0; /* errno; 0: there is a route */
     std::string interface;
 };
 
 struct DoctorGroup {
     std::string address;
-    int error = 0; /* errno of joining it; 0: it can be joined */
+    int error = 0; /* errno of joining the group; 0: it can be joined */
     bool members_known = false;
-    std::vector<std::string> members; /* interfaces on which some program has joined it */
+    std::vector<std::string> members; /* interfaces on which a program has joined the group */
 };
 
 struct DoctorPort {
     std::string protocol; /* "TCP" or "UDP" */
     uint16_t number = 0;
-    int error = 0;             /* errno of binding it; 0: nobody holds it */
-    pid_t pid = 0;             /* who holds it; 0: not known */
-    std::string program;       /* its name; empty: not known */
-    std::optional<uid_t> user; /* whose it is; none: not known */
+    int error = 0;             /* errno of binding the port; 0: it is free */
+    pid_t pid = 0;             /* of the process that holds the port; 0: unknown */
+    std::string program;       /* name of that process; empty: unknown */
+    std::optional<uid_t> user; /* owner of the socket; none: unknown */
 };
 
 struct DoctorSearch {
@@ -51,7 +51,7 @@ struct DoctorSearch {
     int error = 0; /* errno of CP_SYSTEM */
 };
 
-/* An attempt to connect and to have a heartbeat answered. */
+/* An attempt to connect and to exchange a heartbeat. */
 struct DoctorContact {
     std::string host;
     uint16_t port = 0;
@@ -61,11 +61,11 @@ struct DoctorContact {
 };
 
 struct DoctorTelevision {
-    CpTelevision told = {};
-    bool by_multicast = false;              /* it answered the search that asks all */
-    bool by_host = false;                   /* it answered when --host asked it alone */
-    DoctorContact contact;                  /* at the address that it told */
-    std::optional<DoctorContact> at_source; /* where its answer came from, if that is elsewhere */
+    CpTelevision answer = {};
+    bool by_multicast = false;              /* it answered the multicast search */
+    bool by_host = false;                   /* it answered the search of --host */
+    DoctorContact contact;                  /* at the address in its answer */
+    std::optional<DoctorContact> at_source; /* at the source of its answer, if that differs */
 };
 
 /* The television that --host names. */

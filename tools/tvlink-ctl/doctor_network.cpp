@@ -1,4 +1,4 @@
-/* Interfaces and the two groups. */
+/* The interfaces of this machine, and the memberships of the two multicast groups. */
 #include "doctor_collect.h"
 
 #include <arpa/inet.h>
@@ -21,7 +21,7 @@ namespace ctl
 namespace
 {
 
-/* A datagram socket for a question or two. */
+/* A datagram socket for ioctl and setsockopt. */
 struct Probe {
     Probe() : descriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
     {
@@ -38,8 +38,8 @@ struct Probe {
     int descriptor;
 };
 
-/* "Carrier": <linux/if.h>, where it has a name, does not go with <net/if.h>. IFF_RUNNING follows it
- * after a while only. */
+/* The flag for a carrier. <linux/if.h>, which names it, conflicts with <net/if.h>; IFF_RUNNING is
+ * updated only after a delay. */
 constexpr unsigned lower_up = 1U << 16;
 
 uint32_t address_of(const sockaddr *generic)
@@ -60,8 +60,8 @@ DoctorInterface interface_of(const ifaddrs &entry)
     return result;
 }
 
-/* The address that televisions tell: the first of the system's list that is not 127.0.0.1. It
- * counts whether or not its interface is up. They ask for as many addresses as this. */
+/* The address that a television on this machine announces: the first of the system's list that is
+ * not 127.0.0.1, whether or not its interface is up. The list is as long as a television's. */
 uint32_t announced_address()
 {
     const Probe probe;
@@ -82,7 +82,7 @@ uint32_t announced_address()
     return 0;
 }
 
-/* The system names all interfaces first, then each with each of its addresses. */
+/* The system lists all interfaces first, then each again for each of its addresses. */
 void add_address(std::vector<DoctorInterface> &list, const DoctorInterface &found)
 {
     size_t at = 0;
@@ -120,7 +120,7 @@ int join_error(const char *group)
     return result == 0 ? 0 : errno;
 }
 
-/* In the system's table, a line that names an interface stands above those of its groups. */
+/* In the system's table, the line of an interface precedes those of its groups. */
 void find_members(DoctorGroup &group)
 {
     char wanted[9];

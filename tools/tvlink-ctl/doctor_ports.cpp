@@ -1,4 +1,4 @@
-/* Which ports of this machine are held, and by whom. */
+/* The ports of this machine that are in use, and the processes that hold them. */
 #include "doctor_collect.h"
 #include "system.h"
 
@@ -15,14 +15,14 @@ namespace ctl
 namespace
 {
 
-/* A socket in one of the system's tables. */
+/* A socket in one of the system's socket tables. */
 struct Holder {
     uid_t user;
     std::string inode;
 };
 
 /* The words of a line: number, address:port, peer, state, queues, timer, retries, user, time-out,
- * inode. The address is in hexadecimal, and only what serves counts. */
+ * inode. Address, port and state are hexadecimal; only sockets in the state given count. */
 std::optional<Holder> holder_in(const std::string &line, const std::string &port,
                                 const std::string &state)
 {
@@ -51,7 +51,7 @@ std::optional<Holder> holder_in_table(const std::string &file, const std::string
     return holder;
 }
 
-/* A socket for both families of addresses has the port in both. */
+/* A dual-stack socket is listed among those of IPv6 alone. */
 std::optional<Holder> find_holder(const std::string &protocol, uint16_t port)
 {
     char wanted[5];
@@ -64,7 +64,7 @@ std::optional<Holder> find_holder(const std::string &protocol, uint16_t port)
 
 namespace fs = std::filesystem;
 
-/* Other users' processes do not show their descriptors. */
+/* False, too, for processes of other users, whose descriptors cannot be read. */
 bool has_open(const fs::path &process, const std::string &link)
 {
     std::error_code error;

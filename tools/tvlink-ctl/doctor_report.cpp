@@ -19,7 +19,6 @@ std::string joined(const std::vector<std::string> &words)
     return text;
 }
 
-/* A finding of this kind. */
 Facts finding(const char *kind, Facts facts)
 {
     facts.insert(facts.begin(), {"kind", std::string(kind)});
@@ -141,16 +140,17 @@ void report_contact(const Settings &settings, const DoctorContact &contact)
 
 void report_television(const Settings &settings, const DoctorTelevision &television)
 {
-    const CpTelevision &told = television.told;
-    const std::string address = address_text(told.address);
-    const std::string source = address_text(told.source);
+    const CpTelevision &answer = television.answer;
+    const std::string address = address_text(answer.address);
+    const std::string source = address_text(answer.source);
     print_line(settings,
-               "television: tells " + address + ":" + std::to_string(told.port) + ", device type " +
-                   std::to_string(told.device_type) + "; answered from " + source,
+               "television: tells " + address + ":" + std::to_string(answer.port) +
+                   ", device type " + std::to_string(answer.device_type) + "; answered from " +
+                   source,
                finding("television", {{"told_address", address},
                                       {"source", source},
-                                      {"port", int64_t{told.port}},
-                                      {"device_type", int64_t{told.device_type}}}));
+                                      {"port", int64_t{answer.port}},
+                                      {"device_type", int64_t{answer.device_type}}}));
     report_contact(settings, television.contact);
     if (television.at_source) {
         report_contact(settings, *television.at_source);

@@ -1,4 +1,4 @@
-/* How the doctor tells what it found out: a line, or one JSON object, for each finding. */
+/* Prints what the doctor found: a line, or one JSON object, for each finding. */
 #ifndef TVLINK_CTL_DOCTOR_REPORT_H
 #define TVLINK_CTL_DOCTOR_REPORT_H
 

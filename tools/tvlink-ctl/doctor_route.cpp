@@ -1,4 +1,4 @@
-/* Asks the system which way multicast goes. */
+/* Asks the system for its route for multicast. */
 #include "doctor_collect.h"
 
 #include <arpa/inet.h>
@@ -42,7 +42,7 @@ std::string interface_name(unsigned index)
     return if_indextoname(index, name) == nullptr ? "" : name;
 }
 
-/* The interface is one of the attributes behind the fixed part. */
+/* The interface is one of the attributes that follow the fixed part of the message. */
 DoctorRoute route_in(const char *data, size_t size)
 {
     DoctorRoute result;

@@ -1,4 +1,4 @@
-/* Who answers a search, and who takes a connection. */
+/* Searches for televisions, and connections to them. */
 #include "doctor_collect.h"
 #include "session.h"
 
@@ -14,7 +14,8 @@ namespace
 
 constexpr size_t most_televisions = 32;
 
-/* Televisions take up to 350 ms to answer; on a network that is given more time, somewhat more. */
+/* How long answers to the last search are waited for: televisions delay theirs by up to 350 ms; a
+ * longer time-out allows for a slower network. */
 uint32_t linger_ms(uint32_t timeout_ms)
 {
     return 350 + timeout_ms / 5;
@@ -36,13 +37,13 @@ DoctorSearch search(const CpSearch &how, std::vector<CpTelevision> &found)
 DoctorTelevision &television_of(DoctorFacts &facts, const CpTelevision &found)
 {
     for (DoctorTelevision &known : facts.televisions) {
-        if (cp_television_address(&known.told) == cp_television_address(&found) &&
-            known.told.port == found.port) {
+        if (cp_television_address(&known.answer) == cp_television_address(&found) &&
+            known.answer.port == found.port) {
             return known;
         }
     }
     DoctorTelevision added;
-    added.told = found;
+    added.answer = found;
     facts.televisions.push_back(added);
     return facts.televisions.back();
 }
@@ -88,17 +89,17 @@ DoctorContact contact_with(const std::string &host, uint16_t port)
     return contact;
 }
 
-/* Fills in whom to connect to, and lists them. */
+/* Fills in the places to connect to, and lists them. */
 std::vector<DoctorContact *> contacts(DoctorFacts &facts)
 {
     std::vector<DoctorContact *> list;
     for (DoctorTelevision &television : facts.televisions) {
-        const CpTelevision &told = television.told;
-        const uint32_t address = cp_television_address(&told);
-        television.contact = contact_with(address_text(address), told.port);
+        const CpTelevision &answer = television.answer;
+        const uint32_t address = cp_television_address(&answer);
+        television.contact = contact_with(address_text(address), answer.port);
         list.push_back(&television.contact);
-        if (told.source != address) {
-            television.at_source = contact_with(address_text(told.source), told.port);
+        if (answer.source != address) {
+            television.at_source = contact_with(address_text(answer.source), answer.port);
             list.push_back(&*television.at_source);
         }
     }

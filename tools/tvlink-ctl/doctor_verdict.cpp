@@ -46,7 +46,8 @@ const DoctorInterface *first(const DoctorFacts &facts, Property property)
     return found == facts.interfaces.end() ? nullptr : &*found;
 }
 
-/* The name of one that can be advised: rather one that takes multicast, such as no tunnel. */
+/* The name of the interface to advise: the first that takes multicast, which a tunnel does not, or
+ * else the first. */
 std::string best(const DoctorFacts &facts, Property property)
 {
     for (const DoctorInterface &interface : facts.interfaces) {
@@ -68,7 +69,7 @@ bool is_in_order(const DoctorContact &contact)
     return contact.connected == CP_OK && contact.heartbeat == CP_OK;
 }
 
-/* The rules. Each looks at one thing and gives a verdict when that is wrong. */
+/* The rules. Each checks one thing and returns a verdict when that is wrong. */
 
 Verdict no_interface(const DoctorFacts &facts)
 {
@@ -181,51 +182,51 @@ Verdict group_refused(const DoctorFacts &facts)
     return std::nullopt;
 }
 
-/* The interface whose address the television on this machine tells; null when there is none. */
-const DoctorInterface *told_interface(const DoctorFacts &facts)
+/* The interface whose address the television on this machine announces; null when there is none. */
+const DoctorInterface *announced_interface(const DoctorFacts &facts)
 {
     const auto announced = [](const DoctorInterface &interface) { return interface.announced; };
     return doctor_television_here(facts) ? first(facts, announced) : nullptr;
 }
 
-std::string what_is_told(const DoctorInterface &interface)
+std::string announcement_of(const DoctorInterface &interface)
 {
     return "the television on this machine tells phones " + address_text(interface.address);
 }
 
-Verdict loopback_told(const DoctorFacts &facts)
+Verdict loopback_announced(const DoctorFacts &facts)
 {
-    const DoctorInterface *interface = told_interface(facts);
+    const DoctorInterface *interface = announced_interface(facts);
     if (interface == nullptr || !interface->loopback) {
         return std::nullopt;
     }
     return DoctorVerdict{"told-loopback", STATUS_NOT_FOUND,
-                         what_is_told(*interface) + ", where each finds only itself",
+                         announcement_of(*interface) + ", where each finds only itself",
                          "take that address from " + interface->name};
 }
 
-Verdict told_interface_down(const DoctorFacts &facts)
+Verdict announced_interface_down(const DoctorFacts &facts)
 {
-    const DoctorInterface *interface = told_interface(facts);
+    const DoctorInterface *interface = announced_interface(facts);
     if (interface == nullptr || has_link(*interface)) {
         return std::nullopt;
     }
     return DoctorVerdict{"told-interface-down", STATUS_OTHER,
-                         what_is_told(*interface) + ", but " + interface->name +
+                         announcement_of(*interface) + ", but " + interface->name +
                              " is not connected",
                          "bring " + interface->name + " up, or take the address from it"};
 }
 
-Verdict told_elsewhere(const DoctorFacts &facts)
+Verdict announced_elsewhere(const DoctorFacts &facts)
 {
-    const DoctorInterface *interface = told_interface(facts);
+    const DoctorInterface *interface = announced_interface(facts);
     if (interface == nullptr || facts.route.interface.empty() ||
         interface->name == facts.route.interface) {
         return std::nullopt;
     }
     return DoctorVerdict{
         "told-elsewhere", STATUS_OTHER,
-        what_is_told(*interface) + ", the address of " + interface->name +
+        announcement_of(*interface) + ", the address of " + interface->name +
             ", but is searched for, and announces itself, on " + facts.route.interface,
         "ip route replace 224.0.0.0/4 dev " + interface->name + ", and start the television again"};
 }
@@ -256,31 +257,31 @@ Verdict search_not_sent(const DoctorFacts &facts)
                          "let UDP port 12426 out of this machine's firewall"};
 }
 
-/* A television that was found, but cannot be driven at the address that it tells. */
+/* A television that was found, but cannot be driven at the address in its answer. */
 
-DoctorVerdict told_no_address(const DoctorTelevision &television)
+DoctorVerdict answer_without_address(const DoctorTelevision &television)
 {
     return {"told-no-address", STATUS_NOT_FOUND,
-            "the television at " + address_text(television.told.source) +
+            "the television at " + address_text(television.answer.source) +
                 " tells phones the address 0.0.0.0: it knows of no network interface",
             "give an interface of the television an address; it looks anew for each answer, for "
             "announcements only when it starts"};
 }
 
-DoctorVerdict told_loopback(const DoctorTelevision &television)
+DoctorVerdict answer_with_loopback(const DoctorTelevision &television)
 {
     return {"told-loopback", STATUS_NOT_FOUND,
-            "the television at " + address_text(television.told.source) + " tells phones " +
-                address_text(television.told.address) + ", where each finds only itself",
+            "the television at " + address_text(television.answer.source) + " tells phones " +
+                address_text(television.answer.address) + ", where each finds only itself",
             "take that address from the television's loopback interface"};
 }
 
-DoctorVerdict told_other_address(const DoctorTelevision &television)
+DoctorVerdict answer_with_other_address(const DoctorTelevision &television)
 {
-    const std::string source = address_text(television.told.source);
+    const std::string source = address_text(television.answer.source);
     return {"told-address-unreachable", STATUS_NOT_FOUND,
             "the television at " + source + " tells phones " +
-                address_text(television.told.address) + ", which cannot be reached from here",
+                address_text(television.answer.address) + ", which cannot be reached from here",
             "have the television's interface on this network come first in its list; until then "
             "use --host " +
                 source};
@@ -327,10 +328,10 @@ DoctorVerdict not_in_order(const DoctorContact &contact)
 bool is_the_host(const DoctorTelevision &television, const DoctorHost &host)
 {
     return television.by_host || host.contact.host == television.contact.host ||
-           host.contact.host == address_text(television.told.source);
+           host.contact.host == address_text(television.answer.source);
 }
 
-/* With --host, no other counts. */
+/* With --host, no other television counts. */
 bool is_asked_for(const DoctorTelevision &television, const DoctorFacts &facts)
 {
     return !facts.host || is_the_host(television, *facts.host);
@@ -343,18 +344,18 @@ bool is_loopback(uint32_t address)
 
 Verdict judge_television(const DoctorTelevision &television)
 {
-    const CpTelevision &told = television.told;
-    if (told.address == 0) {
-        return told_no_address(television);
+    const CpTelevision &answer = television.answer;
+    if (answer.address == 0) {
+        return answer_without_address(television);
     }
-    if (is_loopback(told.address) && !is_loopback(told.source)) {
-        return told_loopback(television);
+    if (is_loopback(answer.address) && !is_loopback(answer.source)) {
+        return answer_with_loopback(television);
     }
     if (is_in_order(television.contact)) {
         return std::nullopt;
     }
     if (television.at_source && is_in_order(*television.at_source)) {
-        return told_other_address(television);
+        return answer_with_other_address(television);
     }
     return not_in_order(television.contact);
 }
@@ -362,7 +363,7 @@ Verdict judge_television(const DoctorTelevision &television)
 Verdict television_out_of_order(const DoctorFacts &facts)
 {
     for (const DoctorTelevision &television : facts.televisions) {
-        const Verdict verdict =
+        Verdict verdict =
             is_asked_for(television, facts) ? judge_television(television) : std::nullopt;
         if (verdict) {
             return verdict;
@@ -371,7 +372,7 @@ Verdict television_out_of_order(const DoctorFacts &facts)
     return std::nullopt;
 }
 
-/* What --host names. */
+/* The television that --host names. */
 
 const DoctorTelevision *find_host(const DoctorFacts &facts)
 {
@@ -432,7 +433,7 @@ Verdict host_not_found(const DoctorFacts &facts)
     return host_without_answer(facts.host->contact);
 }
 
-/* Nobody was found. */
+/* No television was found. */
 
 Verdict half_a_television(const DoctorFacts &facts)
 {
@@ -487,7 +488,7 @@ Verdict several(const DoctorFacts &facts)
 
 using Rule = Verdict (*)(const DoctorFacts &facts);
 
-/* What this machine lacks comes first: nothing behind it can be told before. A rule may count on
+/* The state of this machine comes first, since all that follows depends on it. A rule may rely on
  * those above it. */
 constexpr Rule rules[] = {
     no_interface,
@@ -499,9 +500,9 @@ constexpr Rule rules[] = {
     no_multicast_route,
     multicast_stays_here,
     group_refused,
-    loopback_told,
-    told_interface_down,
-    told_elsewhere,
+    loopback_announced,
+    announced_interface_down,
+    announced_elsewhere,
     not_a_member,
     search_not_sent,
     television_out_of_order,

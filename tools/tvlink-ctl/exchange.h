@@ -23,10 +23,10 @@ void show_text(const Settings &settings, const Request &request, const std::stri
 void show_json(const Settings &settings, const Request &request, const std::string &name,
                const std::string &asked);
 
-/* Sends a set request and returns its result, even the television's "failed". */
+/* Sends a set request and returns its result, which may be -1: the television failed. */
 int8_t order(const Session &session, const Request &request, const std::string &asked);
 
-/* Prints the result of a set request; throws for the television's "failed". */
+/* Prints the result of a set request; throws the Failure for -1. */
 void report_result(const Settings &settings, int8_t result, const std::string &asked);
 
 /* Sends a set request and reports its result. */

@@ -1,4 +1,4 @@
-/* How a command that fails says so. */
+/* The failure of a command. */
 #ifndef TVLINK_CTL_FAILURE_H
 #define TVLINK_CTL_FAILURE_H
 
@@ -23,7 +23,7 @@ enum ExitStatus {
     STATUS_FAILED = 7
 };
 
-/* Thrown by whatever finds out; main prints both texts and ends with the status. */
+/* main prints both texts and exits with the status. */
 struct Failure : std::runtime_error {
     Failure(ExitStatus exit_status, const std::string &message, std::string what_next)
         : std::runtime_error(message), status(exit_status), hint(std::move(what_next))

@@ -1,4 +1,4 @@
-/* What a television tells in JSON of its own: its host decides what stands in there. */
+/* JSON texts from the television, whose content its host decides. */
 #include "output.h"
 #include "system.h"
 
@@ -13,14 +13,14 @@ namespace
 
 using Json = nlohmann::ordered_json;
 
-/* Nobody means more; what is deeper could exhaust the stack of whoever prints it. */
-constexpr int deepest = 16;
+/* Printing is recursive: deeper values could exhaust the stack. */
+constexpr int max_depth = 16;
 
 std::optional<Json> parse(CpBytes text)
 {
     bool too_deep = false;
     const auto watch_depth = [&](int depth, Json::parse_event_t, Json &) {
-        too_deep = too_deep || depth > deepest;
+        too_deep = too_deep || depth > max_depth;
         return true;
     };
     Json value = Json::parse(text.data, text.data + text.size, watch_depth, false);
@@ -30,13 +30,13 @@ std::optional<Json> parse(CpBytes text)
     return value;
 }
 
-/* A text without its quotes, anything else as it is written. */
+/* A text without its quotes, anything else as JSON. */
 std::string in_words(const Json &value)
 {
     return printable(value.is_string() ? value.get<std::string>() : tools::one_line(value));
 }
 
-/* The name of a member as people read it. */
+/* The name of a member for people. */
 std::string name_in_words(const std::string &name)
 {
     std::string words = printable(name);
@@ -44,7 +44,7 @@ std::string name_in_words(const std::string &name)
     return words;
 }
 
-/* As above a column. */
+/* The same as the title of a column. */
 std::string title_of(const std::string &name)
 {
     std::string title = name_in_words(name);
@@ -61,7 +61,7 @@ bool is_list_of_objects(const Json &value)
            std::all_of(value.begin(), value.end(), [](const Json &one) { return one.is_object(); });
 }
 
-/* Adds a column for each member whose name none has yet. */
+/* Adds a column for each member whose name has none yet. */
 void add_columns(const Json &object, std::vector<std::string> &names, Table &table)
 {
     for (const auto &[name, value] : object.items()) {
@@ -80,16 +80,15 @@ Table table_of(const Json &list)
         add_columns(object, names, table);
     }
     for (const Json &object : list) {
-        std::vector<std::string> row;
+        std::vector<std::string> &row = table.rows.emplace_back();
         for (const std::string &name : names) {
             row.push_back(object.contains(name) ? in_words(object[name]) : "");
         }
-        table.rows.push_back(row);
     }
     return table;
 }
 
-/* What people read of a value. */
+/* The value for people. */
 std::string lines_of(const Json &value)
 {
     if (is_list_of_objects(value)) {

@@ -18,7 +18,7 @@ struct GuideOptions {
     bool search_given = false;
     bool descriptions = false;
     std::string search;
-    std::string channel; /* empty: every one */
+    std::string channel; /* empty: all */
     std::string from;    /* empty: from the beginning */
 };
 
@@ -55,8 +55,7 @@ void build_request(const GuideOptions &options, CpBuffer *request)
     require_built(status, text_hint);
 }
 
-/* A guide without the names of its channels is still one: whatever keeps them away is no failure.
- */
+/* Errors are ignored: a guide is of use without the names of its channels, too. */
 ChannelNames ask_names(const Session &session)
 {
     ChannelNames names;
@@ -166,7 +165,7 @@ void show_channels(const Settings &settings, const ChannelOptions &options)
     print_channels(settings, entries, options.short_form);
 }
 
-/* What an entry means is up to the television's host. Those of 2 or 4 bytes are told as numbers. */
+/* The television's host decides what an entry is. Those of 2 or 4 bytes are taken for numbers. */
 std::vector<int64_t> order_entries(const CpValue &order)
 {
     std::vector<int64_t> entries;

@@ -7,8 +7,8 @@ namespace ctl
 namespace
 {
 
-/* Nobody has more; three bytes of a list can make an entry many times as large. */
-constexpr size_t most_entries = 1 << 20;
+/* Bounds the memory: an entry takes many times the three bytes that it may have in the list. */
+constexpr size_t max_entries = 1 << 20;
 
 template <typename Entry>
 CpStatus take_all(CpBytes block, CpStatus (*take)(CpBytes *, Entry *), std::vector<Entry> *entries)
@@ -16,7 +16,7 @@ CpStatus take_all(CpBytes block, CpStatus (*take)(CpBytes *, Entry *), std::vect
     CpStatus status = CP_OK;
     while (status == CP_OK && block.size > 0) {
         Entry entry = {};
-        status = entries->size() < most_entries ? take(&block, &entry) : CP_PROTOCOL;
+        status = entries->size() < max_entries ? take(&block, &entry) : CP_PROTOCOL;
         if (status == CP_OK) {
             entries->push_back(entry);
         }

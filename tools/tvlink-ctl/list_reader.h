@@ -1,4 +1,4 @@
-/* The lists of programmes and channels that a television tells, asked for or pushed. */
+/* Lists of programmes and channels, requested or pushed. */
 #ifndef TVLINK_CTL_LIST_READER_H
 #define TVLINK_CTL_LIST_READER_H
 
@@ -12,7 +12,7 @@
 namespace ctl
 {
 
-/* All entries of a list. They borrow from the block, which goes with them. */
+/* All entries of a list. Their texts point into the block. */
 struct Entries {
     Entries() = default;
     ~Entries();
@@ -23,7 +23,7 @@ struct Entries {
     std::vector<CpChannel> channels;      /* in a list of channels */
     std::vector<CpGuideEntry> programmes; /* in a guide */
     bool is_guide = false;
-    const char *problem = nullptr; /* what is wrong with the list, when it could not be read */
+    const char *problem = nullptr; /* what is wrong with a list that could not be read */
 
     size_t count() const
     {
@@ -31,11 +31,11 @@ struct Entries {
     }
 };
 
-/* Reads the payload of a get reply. CP_BAD_ARGUMENT when that is not one of a list, CP_PROTOCOL
- * with a problem, CP_SYSTEM. */
+/* Reads the payload of a get reply. Fails with CP_BAD_ARGUMENT when it is not one of a list, with
+ * CP_PROTOCOL and a problem when the list is broken, with CP_SYSTEM. */
 CpStatus read_list(CpBytes payload, Entries *entries);
 
-/* Asks for a list; an empty one has no entries. Throws as the functions of exchange.h do. */
+/* Asks for a list, which may be empty. Throws as the functions of exchange.h do. */
 void ask_list(const Session &session, const Request &request, const std::string &asked,
               Entries *entries);
 

@@ -1,4 +1,4 @@
-/* What a command tells, as text for people or as JSON for programs. */
+/* The output of commands: text for people or JSON for programs. */
 #ifndef TVLINK_CTL_OUTPUT_H
 #define TVLINK_CTL_OUTPUT_H
 
@@ -15,11 +15,11 @@
 namespace ctl
 {
 
-/* Named facts, in the order in which they are told. */
+/* Named facts, in the order in which they are printed. */
 using Fact = std::variant<std::string, int64_t, double, bool, std::vector<int64_t>>;
 using Facts = std::vector<std::pair<std::string, Fact>>;
 
-/* Adds a text that came from the network. What is not UTF-8 is told a second time, as NAME_hex. */
+/* Adds a text from the network; one that is not UTF-8 a second time in hexadecimal, as NAME_hex. */
 void add_text(Facts &facts, const std::string &name, CpBytes text);
 void add_number(Facts &facts, const std::string &name, int64_t number);
 
@@ -29,13 +29,13 @@ void print_facts(const Settings &settings, const Facts &facts);
 /* The one line, or the facts as one JSON object. */
 void print_line(const Settings &settings, const std::string &line, const Facts &facts);
 
-/* The table, or "no THINGS" when it has no rows; or one JSON object with the count and the entries
+/* The table, or "no THINGS" when it has no rows; or one JSON object with the count, and the entries
  * under the name of the things. */
 void print_list(const Settings &settings, const Table &table, const std::string &things,
                 const std::vector<Facts> &entries);
 
-/* What the television told in JSON of its own: as lines or a table for people; else as one object
- * with this name for it. A text that is no JSON is told as it is. */
+/* A JSON text from the television: lines or a table for people, one object with the value under
+ * this name for programs. A text that is no JSON is printed as a fact. */
 void print_json_text(const Settings &settings, const std::string &name, CpBytes text);
 
 std::string text_of(CpBytes text);

@@ -1,4 +1,4 @@
-/* What a phone says. */
+/* What a phone does for its user: voice. */
 #include "command_line.h"
 #include "controlpoint_calls.h"
 #include "exchange.h"

@@ -1,4 +1,4 @@
-/* What the media player and the film player tell alike. */
+/* What the states of the media player and of the film player have in common. */
 #ifndef TVLINK_CTL_PLAYER_STATE_H
 #define TVLINK_CTL_PLAYER_STATE_H
 
@@ -24,7 +24,7 @@ inline std::string player_state_name(uint32_t state)
     }
 }
 
-/* Programs get the number, too. */
+/* The name for people, the number, too, for programs. */
 inline void add_player_state(Facts &facts, const Settings &settings, uint32_t state)
 {
     facts.emplace_back("player", player_state_name(state));

@@ -4,6 +4,8 @@
 #include "output.h"
 #include "session.h"
 
+#include <algorithm>
+
 namespace ctl
 {
 namespace
@@ -12,7 +14,7 @@ namespace
 struct RawOptions {
     std::string code;
     std::vector<std::string> arguments;
-    bool single = false; /* set: the layout is chosen by hand */
+    bool single = false; /* of a set request; overrides the usual layout, as does `list` */
     bool list = false;
 };
 
@@ -63,7 +65,7 @@ void add_value(Facts &facts, const CpValue &value)
     }
 }
 
-/* What the reply says. `failed` is set when it says that the television failed. */
+/* Adds what the reply says. Sets `failed` when it says that the television failed. */
 CpStatus add_set_reply(Facts &facts, CpBytes payload, bool *failed)
 {
     CpSetReply reply = {};
@@ -119,7 +121,7 @@ CpStatus add_reply(Facts &facts, const CpFrame &frame, bool *failed)
     }
 }
 
-/* People get the payload as a dump behind the other facts, programs as one row of digits. */
+/* The payload is a dump behind the other facts for people, a row of digits for programs. */
 void print_reply(const Settings &settings, const CpFrame &frame, const std::string &asked)
 {
     Facts facts;
@@ -166,10 +168,8 @@ void exchange(const Settings &settings, uint8_t type, const RawOptions &options)
     for (const std::string &text : options.arguments) {
         arguments.push_back(parse_argument(text));
     }
-    std::vector<CpValue> values;
-    for (const Argument &argument : arguments) {
-        values.push_back(value_of(argument));
-    }
+    std::vector<CpValue> values(arguments.size());
+    std::transform(arguments.begin(), arguments.end(), values.begin(), value_of);
     Request request;
     require_built(build(&request.buffer, type, code, options, values),
                   "at most 255 arguments, and at most 65535 bytes in a text");

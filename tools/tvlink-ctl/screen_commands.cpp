@@ -1,4 +1,4 @@
-/* An image of the screen, fetched from a port of its own and kept in a file. */
+/* Captures of the screen: each is fetched from a port of its own and saved in a file. */
 #include "command_line.h"
 #include "controlpoint_calls.h"
 #include "exchange.h"
@@ -17,16 +17,16 @@ namespace
 
 struct CaptureOptions {
     std::string file;
-    uint16_t width = 0; /* 0: as it is */
+    uint16_t width = 0; /* pixels; 0: that of the screen */
     uint16_t height = 0;
 };
 
-/* An image is larger than an answer: it may take so many times the time-out. */
+/* The time-out is meant for answers; a transfer may take so many times as long. */
 constexpr uint32_t transfer_timeouts = 10;
 
 constexpr int bar_width = 30;
 
-/* Drawn again and again at the same place. */
+/* Overwrites the bar that was drawn before. */
 void draw_bar(size_t arrived, size_t whole, void *)
 {
     const double share = whole == 0 ? 1 : static_cast<double>(arrived) / static_cast<double>(whole);
@@ -36,7 +36,7 @@ void draw_bar(size_t arrived, size_t whole, void *)
     fflush(stderr);
 }
 
-/* Goes away before anything else is written there. */
+/* Is erased at the end of the scope. */
 struct ProgressBar {
     explicit ProgressBar(const Settings &settings)
         : visible(!settings.json && isatty(STDERR_FILENO) == 1)
@@ -87,8 +87,8 @@ void fetch(const Settings &settings, const Session &session, uint16_t port, CpBu
     throw Failure(STATUS_OTHER, "cannot write " + file + ": " + system_text(error), "");
 }
 
-/* A file that is not there until it is whole. It gets its name only then; what has that name until
- * then is left alone. */
+/* A file that is written under a temporary name and renamed when it is complete, so that a failure
+ * leaves an older file of its name as it was. */
 struct NewFile {
     explicit NewFile(const std::string &given)
         : name(given), temporary(given + ".XXXXXX"), descriptor(mkstemp(temporary.data()))
@@ -127,18 +127,18 @@ void write_all(const NewFile &file, const CpBuffer &bytes)
     }
 }
 
-/* With the rights that any other new file would have. */
-void give_name(NewFile &file)
+/* Renames the file, with the permissions of any other new file. */
+void keep(NewFile &file)
 {
     const mode_t mask = umask(0);
     umask(mask);
     const int descriptor = file.descriptor;
     file.descriptor = -1;
-    const bool given_rights = fchmod(descriptor, 0666 & ~mask) == 0;
+    const bool permitted = fchmod(descriptor, 0666 & ~mask) == 0;
     const int error = errno;
-    if (close(descriptor) != 0 || !given_rights ||
+    if (close(descriptor) != 0 || !permitted ||
         rename(file.temporary.c_str(), file.name.c_str()) != 0) {
-        not_written(file.name, given_rights ? errno : error);
+        not_written(file.name, permitted ? errno : error);
     }
     file.kept = true;
 }
@@ -156,7 +156,7 @@ void save_screenshot(const Settings &settings, const CaptureOptions &options)
     fetch(settings, session, static_cast<uint16_t>(port), &image.buffer);
     NewFile file(options.file);
     write_all(file, image.buffer);
-    give_name(file);
+    keep(file);
     print_line(settings, options.file + ": " + std::to_string(image.buffer.size) + " bytes",
                {{"file", options.file}, {"bytes", static_cast<int64_t>(image.buffer.size)}});
 }

@@ -1,4 +1,4 @@
-/* The way to the television: found or named, connected, and what its silence or refusal means. */
+/* The connection to the television, and the failures of what is asked over it. */
 #ifndef TVLINK_CTL_SESSION_H
 #define TVLINK_CTL_SESSION_H
 
@@ -43,7 +43,7 @@ void require_built(CpStatus status, const std::string &hint);
 /* Throws the Failure for a search that found nothing. errno is still that of the search. */
 [[noreturn]] void search_failed(const Settings &settings, CpStatus status);
 
-/* Throws the Failure for the television's own "failed". */
+/* Throws the Failure for an answer that says that the television failed. */
 [[noreturn]] void television_failed(const std::string &asked);
 
 /* "3 s" */

@@ -71,7 +71,7 @@ void show_state(const Settings &settings)
     print_facts(settings, facts);
 }
 
-/* A JSON text about all of something, `name`. */
+/* For the JSON texts that say all of a subject. */
 void show_all(const Settings &settings, uint16_t code, const std::string &name)
 {
     Request request;

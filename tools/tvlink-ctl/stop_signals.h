@@ -1,4 +1,4 @@
-/* The way in which a person ends a command that has no end of its own. */
+/* Ctrl-C for commands that run until they are interrupted. */
 #ifndef TVLINK_CTL_STOP_SIGNALS_H
 #define TVLINK_CTL_STOP_SIGNALS_H
 
@@ -11,7 +11,7 @@
 namespace ctl
 {
 
-/* SIGINT and SIGTERM as something to read, so that neither is ever missed between two calls. */
+/* SIGINT and SIGTERM as a descriptor for poll, so that a signal between two calls is not missed. */
 struct StopSignals {
     StopSignals()
     {

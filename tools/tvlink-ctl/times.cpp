@@ -125,7 +125,7 @@ uint32_t parse_time(const std::string &text, time_t now)
                             : read_clock(text, &parts) || read_day(text, &parts);
     const int day = parts.tm_mday;
     const time_t moment = read ? mktime(&parts) : time_t{-1};
-    if (moment < 0 || parts.tm_mday != day) { /* the 31st of February is the 3rd of March */
+    if (moment < 0 || parts.tm_mday != day) { /* mktime takes February 31st for March 3rd */
         misunderstood(text, hint);
     }
     return static_cast<uint32_t>(moment);

@@ -81,7 +81,7 @@ int run(int argc, char **argv)
                  "tvlink-ctl");
     CommandLine line;
     app.require_subcommand(0, 1);
-    app.footer(command_footer); /* the commands take it over */
+    app.footer(command_footer); /* the commands inherit it */
     add_options(app, line);
     for (const auto add_commands : families) {
         add_commands(app, line);

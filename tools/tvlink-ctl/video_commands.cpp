@@ -12,16 +12,16 @@ namespace
 {
 
 struct FilmOptions {
-    std::string what;   /* a film, an address, or what the television's host makes of it */
-    bool of = false;    /* `what` was given, be it empty */
+    std::string what;   /* a film, an address, or a text for the television's host */
+    bool of = false;    /* `what` was given, even empty */
     std::string number; /* of a film */
     std::string title;  /* to show while it plays */
-    std::string at;     /* where to begin */
+    std::string at;     /* the position to start at */
 };
 
 constexpr uint32_t max_films = 256; /* that have a number of one byte */
 
-/* A question that has a form of its own when it is about a text. */
+/* The codes of a question: in general, and about a text. */
 struct Question {
     uint16_t code;
     uint16_t code_of;
@@ -43,7 +43,7 @@ CpValue ask_about(const Session &session, const FilmOptions &options, const Ques
     return ask(session, request, tag, asked);
 }
 
-/* The titles, as copies: the next answer replaces what they stand in. */
+/* Copies of the titles: the next answer overwrites the buffer. */
 std::vector<std::string> ask_titles(const Session &session, const FilmOptions &options)
 {
     CpBytes block = ask_about(session, options, titles_question, CP_TAG_BLOB, "its films").bytes;
@@ -132,7 +132,7 @@ void show_film_title(const Settings &settings, const FilmOptions &options)
         misunderstood(options.number,
                       "films are numbered from 1; \"tvlink-ctl vod list\" lists them");
     }
-    const auto selector = static_cast<uint8_t>(number - 1); /* which counts from 0 */
+    const auto selector = static_cast<uint8_t>(number - 1); /* from 0 */
     const CpStatus status =
         options.of ? cp_build_film_title_of(&request.buffer, selector, bytes_of(options.what))
                    : cp_build_film_title(&request.buffer, selector);
@@ -154,7 +154,7 @@ void start_film(const Settings &settings, const FilmOptions &options)
     print_facts(settings, {{"result", int64_t{static_cast<int32_t>(result)}}});
 }
 
-/* A command whose question has a second form, about a text. */
+/* Adds a command for a question that may be about a text. */
 CLI::App *add_question(CLI::App &vod, CommandLine &line, FilmOptions &options, const char *name,
                        const char *help, void (*ask)(const Settings &, const FilmOptions &))
 {

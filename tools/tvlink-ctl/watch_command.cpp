@@ -1,4 +1,4 @@
-/* Stays connected, tells what the television pushes, and keeps the connection alive. */
+/* Prints what the television pushes, and keeps the connection alive with heartbeats. */
 #include "command_line.h"
 #include "list_reader.h"
 #include "output.h"
@@ -26,9 +26,9 @@ struct Watch {
     const Settings &settings;
     const WatchOptions &options;
     const Session &session;
-    Clock::time_point next_heartbeat; /* when to send one */
-    uint32_t unanswered;              /* heartbeats that are out */
-    Clock::time_point patience_ends;  /* when the oldest of them must have been answered */
+    Clock::time_point next_heartbeat;  /* when the next one is sent */
+    uint32_t unanswered;               /* heartbeats */
+    Clock::time_point answer_deadline; /* by which one of them must be answered */
     uint32_t events;
     uint32_t heartbeats;
 };
@@ -38,8 +38,8 @@ Clock::duration to_duration(double seconds)
     return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
 }
 
-/* An answer may take as long as the time-out, and is not due before the next heartbeat is. */
-Clock::time_point patience_from_now(const Watch &watch)
+/* An answer may take as long as the time-out or the interval, whichever is longer. */
+Clock::time_point new_answer_deadline(const Watch &watch)
 {
     return Clock::now() + to_duration(std::max(watch.settings.timeout, watch.options.interval));
 }
@@ -77,12 +77,12 @@ void take_heartbeat(Watch &watch, CpBytes payload)
                       "is that a television, and the right port?");
     }
     watch.unanswered -= std::min(watch.unanswered, 1U);
-    watch.patience_ends = patience_from_now(watch);
+    watch.answer_deadline = new_answer_deadline(watch);
     watch.heartbeats++;
     print_line(watch.settings, "heartbeat", {{"kind", std::string("heartbeat")}});
 }
 
-/* A list that nobody asked for on this connection. False: the frame is none. */
+/* False when the frame is no list. */
 bool print_pushed_list(const Watch &watch, const CpFrame &frame)
 {
     Entries entries;
@@ -121,7 +121,7 @@ bool is_done(const Watch &watch)
            (options.heartbeats != 0 && watch.heartbeats >= options.heartbeats);
 }
 
-/* Takes all that has arrived. */
+/* Takes all frames that have arrived. */
 void take_frames(Watch &watch)
 {
     CpStatus status = CP_OK;
@@ -137,10 +137,10 @@ void take_frames(Watch &watch)
     }
 }
 
-void beat_when_due(Watch &watch)
+void send_heartbeat_when_due(Watch &watch)
 {
     const Clock::time_point now = Clock::now();
-    if (watch.unanswered > 0 && now >= watch.patience_ends) {
+    if (watch.unanswered > 0 && now >= watch.answer_deadline) {
         throw Failure(STATUS_TIMED_OUT, watch.session.peer + " no longer answers heartbeats",
                       "is the television still on this network?");
     }
@@ -152,18 +152,18 @@ void beat_when_due(Watch &watch)
         cp_send(watch.session.connection, CP_FRAME_HEARTBEAT, nullptr, 0, watch.session.timeout_ms),
         "a heartbeat");
     if (watch.unanswered == 0) {
-        watch.patience_ends = patience_from_now(watch);
+        watch.answer_deadline = new_answer_deadline(watch);
     }
     watch.unanswered++;
     watch.next_heartbeat = now + to_duration(watch.options.interval);
 }
 
-/* Waits for a frame, a signal or the next thing that is due. True: a signal came. */
-bool wait_for_something(const Watch &watch, const StopSignals &stop)
+/* Waits for a frame, a stop signal or the next deadline. True for a stop signal. */
+bool wait_for_stop(const Watch &watch, const StopSignals &stop)
 {
     Clock::time_point due = watch.next_heartbeat;
     if (watch.unanswered > 0) {
-        due = std::min(due, watch.patience_ends);
+        due = std::min(due, watch.answer_deadline);
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - Clock::now()).count();
     pollfd watched[] = {{stop.descriptor, POLLIN, 0},
@@ -183,8 +183,8 @@ void watch(const Settings &settings, const WatchOptions &options)
     print_line(settings, "watching " + session.peer,
                {{"kind", std::string("watching")}, {"peer", session.peer}});
     do {
-        beat_when_due(watch);
-        if (wait_for_something(watch, stop)) {
+        send_heartbeat_when_due(watch);
+        if (wait_for_stop(watch, stop)) {
             return;
         }
         take_frames(watch);

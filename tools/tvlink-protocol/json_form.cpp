@@ -9,30 +9,30 @@ using protocol::Reply;
 
 static const char *kind_name(protocol::Kind kind)
 {
-    static const char *const NAMES[] = {"get", "set", "string", "info", "direct"};
-    return NAMES[kind];
+    static const char *const names[] = {"get", "set", "string", "info", "direct"};
+    return names[kind];
 }
 
 static const char *type_name(protocol::ArgumentType type)
 {
-    static const char *const NAMES[] = {"count", "tag",  "spare",  "tag",    "kind",  "u8",
+    static const char *const names[] = {"count", "tag",  "spare",  "tag",    "kind",  "u8",
                                         "u16",   "i16",  "u32",    "i32",    "i64",   "f32",
                                         "text",  "data", "data32", "length", "bytes", "typed"};
-    return NAMES[type];
+    return names[type];
 }
 
 static const char *refusal_name(protocol::Refusal refusal)
 {
-    static const char *const NAMES[] = {"ff",     "zero",   "empty", "empty_list",
+    static const char *const names[] = {"ff",     "zero",   "empty", "empty_list",
                                         "port_0", "silent", "served"};
-    return NAMES[refusal];
+    return names[refusal];
 }
 
 static const char *memory_name(protocol::SlotMemory memory)
 {
-    static const char *const NAMES[] = {"none", "buffer", "heap_data", "sized_block",
+    static const char *const names[] = {"none", "buffer", "heap_data", "sized_block",
                                         "kept_by_host"};
-    return NAMES[memory];
+    return names[memory];
 }
 
 static ordered_json argument_form(const Argument &argument)
@@ -52,8 +52,8 @@ static ordered_json argument_form(const Argument &argument)
 static ordered_json reply_form(const Operation &operation)
 {
     const Reply &reply = operation.reply;
-    ordered_json form = {{"form", REPLY_FORM_ROWS[reply.form].name},
-                         {"frame_type", REPLY_FORM_ROWS[reply.form].frame_type}};
+    ordered_json form = {{"form", reply_form_rows[reply.form].name},
+                         {"frame_type", reply_form_rows[reply.form].frame_type}};
     if (operation.kind != protocol::KIND_INFO) {
         const unsigned own = reply_code(operation);
         form["code"] = own == 0 ? ordered_json("echoed") : ordered_json(own);
@@ -111,7 +111,7 @@ template <typename Rows, typename Form> static ordered_json each(const Rows &row
 ordered_json json_form()
 {
     return {
-        {"frame_types", each(FRAME_TYPE_ROWS,
+        {"frame_types", each(frame_type_rows,
                              [](const FrameTypeRow &row) -> ordered_json {
                                  return {{"value", row.value},
                                          {"name", row.name},
@@ -120,32 +120,32 @@ ordered_json json_form()
                                          {"answer", row.answer}};
                              })},
         {"value_tags",
-         each(VALUE_TAG_ROWS,
+         each(value_tag_rows,
               [](const ValueTagRow &row) -> ordered_json {
                   return {{"value", row.value}, {"name", row.name}, {"form", row.form}};
               })},
-        {"reply_forms", each(REPLY_FORM_ROWS,
+        {"reply_forms", each(reply_form_rows,
                              [](const ReplyFormRow &row) -> ordered_json {
                                  return {{"name", row.name},
                                          {"frame_type", row.frame_type},
                                          {"payload", row.payload}};
                              })},
-        {"events", each(EVENT_ROWS,
+        {"events", each(event_rows,
                         [](const EventRow &row) -> ordered_json {
                             return {{"name", row.name},
                                     {"third_byte", row.third_byte},
                                     {"values", row.values}};
                         })},
         {"device_information",
-         each(ATTRIBUTE_ROWS,
+         each(attribute_rows,
               [](const AttributeRow &row) -> ordered_json {
                   return {{"id", row.id}, {"tag", row.tag}, {"value", row.value}};
               })},
-        {"families", each(FAMILY_ROWS,
+        {"families", each(family_rows,
                           [](const FamilyRow &row) -> ordered_json {
                               return {{"name", row.name}, {"title", row.title}};
                           })},
         {"operations", each(protocol::ALL_OPERATIONS, operation_form)},
-        {"reserved_slots", RESERVED_SLOTS},
+        {"reserved_slots", reserved_slots},
     };
 }

@@ -7,9 +7,9 @@
  * here holds more than ASCII. */
 static std::string lua_line(const std::string &json)
 {
-    static const std::regex LINE_FORM(R"re(( *)(?:"(\w+)": )?(.*))re");
+    static const std::regex line_form(R"re(( *)(?:"(\w+)": )?(.*))re");
     std::smatch parts;
-    std::regex_match(json, parts, LINE_FORM);
+    std::regex_match(json, parts, line_form);
     std::string value = parts[3];
     const size_t bracket = value[0] == '"' ? std::string::npos : value.find_first_of("[]");
     if (bracket != std::string::npos) {

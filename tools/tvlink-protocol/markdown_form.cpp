@@ -128,7 +128,7 @@ static std::string arguments_words(const Operation &operation)
 static std::string tag_words(const protocol::Reply &reply)
 {
     std::string form = reply.tag == TAG_STRING ? "text" : "list";
-    for (const ValueTagRow &row : VALUE_TAG_ROWS) {
+    for (const ValueTagRow &row : value_tag_rows) {
         if (row.value == reply.tag && reply.tag != TAG_STRING && reply.max_bits == 0) {
             form = row.form;
         }
@@ -164,9 +164,9 @@ static std::string reply_words(const Operation &operation)
 
 static const char *refusal_words(protocol::Refusal refusal)
 {
-    static const char *const WORDS[] = {"result FF", "result 0", "empty", "empty list",
+    static const char *const words[] = {"result FF", "result 0", "empty", "empty list",
                                         "port 0",    "silence",  ""};
-    return WORDS[refusal];
+    return words[refusal];
 }
 
 static std::string codes_words(const Operation &operation)
@@ -213,7 +213,7 @@ static std::string family_table(const FamilyRow &family, protocol::Kind kind)
 static std::string operations_of(protocol::Kind kind)
 {
     std::string text;
-    for (const FamilyRow &family : FAMILY_ROWS) {
+    for (const FamilyRow &family : family_rows) {
         text += family_table(family, kind);
     }
     return text + "\n";
@@ -224,7 +224,7 @@ static std::string operations_of(protocol::Kind kind)
 static std::string frame_types()
 {
     std::string text = table_head({"Type", "Direction", "Meaning", "Answered by"});
-    for (const FrameTypeRow &row : FRAME_TYPE_ROWS) {
+    for (const FrameTypeRow &row : frame_type_rows) {
         text += table_row({hex_digits(row.value, 2), row.direction, row.meaning, row.answer});
     }
     return text;
@@ -233,7 +233,7 @@ static std::string frame_types()
 static std::string value_tags()
 {
     std::string text = table_head({"Tag", "Name", "Value"});
-    for (const ValueTagRow &row : VALUE_TAG_ROWS) {
+    for (const ValueTagRow &row : value_tag_rows) {
         text +=
             table_row({hex_digits(row.value, 2), std::string("`TAG_") + row.name + "`", row.form});
     }
@@ -243,7 +243,7 @@ static std::string value_tags()
 static std::string reply_forms()
 {
     std::string text = table_head({"Reply", "Frame type", "Payload"});
-    for (const ReplyFormRow &row : REPLY_FORM_ROWS) {
+    for (const ReplyFormRow &row : reply_form_rows) {
         std::string name = row.name;
         for (char &letter : name) {
             letter = letter == '_' ? ' ' : static_cast<char>(std::tolower(letter));
@@ -272,7 +272,7 @@ static std::string lists()
 static std::string events()
 {
     std::string text = table_head({"Reported by", "Third byte", "Values behind it"});
-    for (const EventRow &row : EVENT_ROWS) {
+    for (const EventRow &row : event_rows) {
         text += table_row(
             {std::string("`") + row.name + "`", hex_digits(row.third_byte, 2), row.values});
     }
@@ -282,7 +282,7 @@ static std::string events()
 static std::string attributes()
 {
     std::string text = table_head({"Id", "Tag", "Value"});
-    for (const AttributeRow &row : ATTRIBUTE_ROWS) {
+    for (const AttributeRow &row : attribute_rows) {
         text += table_row({hex_digits(row.id, 4), hex_digits(row.tag, 2), row.value});
     }
     return text;

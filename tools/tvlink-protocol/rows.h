@@ -41,38 +41,38 @@ struct FamilyRow {
     const char *title;
 };
 
-constexpr FrameTypeRow FRAME_TYPE_ROWS[] = {
+constexpr FrameTypeRow frame_type_rows[] = {
 #define FRAME_TYPE(value, name, direction, meaning, answer)                                        \
     {value, #name, direction, meaning, answer},
 #include "protocol/operations.def"
 };
 
-constexpr ValueTagRow VALUE_TAG_ROWS[] = {
+constexpr ValueTagRow value_tag_rows[] = {
 #define VALUE_TAG(value, name, form) {value, #name, form},
 #include "protocol/operations.def"
 };
 
-constexpr ReplyFormRow REPLY_FORM_ROWS[] = {
+constexpr ReplyFormRow reply_form_rows[] = {
 #define REPLY_FORM(name, frame_type, payload) {#name, frame_type, payload},
 #include "protocol/operations.def"
 };
 
-constexpr EventRow EVENT_ROWS[] = {
+constexpr EventRow event_rows[] = {
 #define EVENT(name, third_byte, values) {#name, third_byte, values},
 #include "protocol/operations.def"
 };
 
-constexpr AttributeRow ATTRIBUTE_ROWS[] = {
+constexpr AttributeRow attribute_rows[] = {
 #define ATTRIBUTE(id, tag, value) {id, TAG_##tag, value},
 #include "protocol/operations.def"
 };
 
-constexpr FamilyRow FAMILY_ROWS[] = {
+constexpr FamilyRow family_rows[] = {
 #define FAMILY(name, title) {#name, title},
 #include "protocol/operations.def"
 };
 
-constexpr unsigned RESERVED_SLOTS[] = {
+constexpr unsigned reserved_slots[] = {
 #define RESERVED(slot) slot,
 #include "protocol/operations.def"
 };

@@ -19,7 +19,7 @@ constexpr size_t max_short_name = 255;
 constexpr size_t max_title = 255;
 constexpr size_t max_description = 1000;
 
-enum class Details : uint8_t { None, Description };
+enum class Details : uint8_t { NONE, DESCRIPTION };
 
 /* False when there is no room left. */
 bool append_entry(ListBlock &block, const std::string &entry)
@@ -52,7 +52,7 @@ std::string guide_entry(const Channel &channel, const Programme &programme, Deta
     append_u32(rest, programme.duration);
     append_text(rest, programme.title, max_title);
     append_text(rest, programme.category, max_title);
-    append_text(rest, programme.description, details == Details::Description ? max_description : 0);
+    append_text(rest, programme.description, details == Details::DESCRIPTION ? max_description : 0);
     std::string entry;
     append_u16(entry, static_cast<uint16_t>(sizeof(uint16_t) + rest.size()));
     return entry + rest;
@@ -137,7 +137,7 @@ ListBlock short_channels(const std::vector<Channel> &channels)
 ListBlock guide_entries(const std::vector<Channel> &channels, const Guide &guide,
                         const GuideQuery &query)
 {
-    return chosen_entries(channels, guide, Details::Description,
+    return chosen_entries(channels, guide, Details::DESCRIPTION,
                           [&](const Channel &channel, const Schedule &schedule) {
                               const bool asked =
                                   query.every_channel || channel.number == query.number;
@@ -152,7 +152,7 @@ ListBlock guide_entries(const std::vector<Channel> &channels, const Guide &guide
 ListBlock present_entries(const std::vector<Channel> &channels, const Guide &guide, uint32_t now)
 {
     return chosen_entries(
-        channels, guide, Details::None, [=](const Channel &, const Schedule &schedule) {
+        channels, guide, Details::NONE, [=](const Channel &, const Schedule &schedule) {
             Chosen chosen = {on_at(schedule, now), next_after(schedule, now)};
             chosen.erase(std::remove(chosen.begin(), chosen.end(), nullptr), chosen.end());
             return chosen;
@@ -163,7 +163,7 @@ ListBlock matching_entries(const std::vector<Channel> &channels, const Guide &gu
                            const std::string &text)
 {
     return chosen_entries(
-        channels, guide, Details::None, [&](const Channel &, const Schedule &schedule) {
+        channels, guide, Details::NONE, [&](const Channel &, const Schedule &schedule) {
             return choose(schedule, [&](const Programme &programme) {
                 return holds(programme.title, text) || holds(programme.category, text);
             });

@@ -31,7 +31,7 @@ Outcome set_play_state(Television &tv, PlayState state, uint32_t now, const std:
         return refusal(request, "no stream");
     }
     const bool changed = player.state != state;
-    player.position = state == PlayState::Stopped ? 0 : player_position(player, now);
+    player.position = state == PlayState::STOPPED ? 0 : player_position(player, now);
     player.since = now;
     player.state = state;
     Outcome outcome{0,
@@ -77,17 +77,17 @@ Outcome open_stream(Television &tv, const std::string &address, const std::strin
 
 Outcome play(Television &tv, uint32_t now)
 {
-    return set_play_state(tv, PlayState::Playing, now, "play");
+    return set_play_state(tv, PlayState::PLAYING, now, "play");
 }
 
 Outcome pause_player(Television &tv, uint32_t now)
 {
-    return set_play_state(tv, PlayState::Paused, now, "pause");
+    return set_play_state(tv, PlayState::PAUSED, now, "pause");
 }
 
 Outcome stop_player(Television &tv, uint32_t now)
 {
-    return set_play_state(tv, PlayState::Stopped, now, "stop");
+    return set_play_state(tv, PlayState::STOPPED, now, "stop");
 }
 
 Outcome seek_player(Television &tv, int32_t position, uint32_t now)
@@ -154,17 +154,17 @@ Outcome start_player(Television &tv, const std::string &what, const std::string 
 std::vector<Event> end_stream(Television &tv, uint32_t now)
 {
     Player &player = tv.player;
-    if (player.state != PlayState::Playing || player_position(player, now) < player.duration) {
+    if (player.state != PlayState::PLAYING || player_position(player, now) < player.duration) {
         return {};
     }
-    player.state = PlayState::Stopped;
+    player.state = PlayState::STOPPED;
     player.position = 0;
     return {player_event(player)};
 }
 
 uint32_t player_position(const Player &player, uint32_t now)
 {
-    const uint32_t passed = player.state == PlayState::Playing ? now - player.since : 0;
+    const uint32_t passed = player.state == PlayState::PLAYING ? now - player.since : 0;
     const uint32_t left = player.duration - player.position;
     return player.position + std::min(passed, left);
 }
@@ -172,11 +172,11 @@ uint32_t player_position(const Player &player, uint32_t now)
 const char *play_state_name(PlayState state)
 {
     switch (state) {
-    case PlayState::Playing:
+    case PlayState::PLAYING:
         return "playing";
-    case PlayState::Paused:
+    case PlayState::PAUSED:
         return "paused";
-    case PlayState::Stopped:
+    case PlayState::STOPPED:
         break;
     }
     return "stopped";

@@ -14,10 +14,10 @@ namespace sim
 
 struct Television;
 
-enum class PlayState : uint8_t { Stopped = 0, Playing = 1, Paused = 2 };
+enum class PlayState : uint8_t { STOPPED = 0, PLAYING = 1, PAUSED = 2 };
 
 struct Player {
-    PlayState state = PlayState::Stopped;
+    PlayState state = PlayState::STOPPED;
     std::string address;
     std::string title;     /* shown while the stream plays */
     uint32_t film = 0;     /* number of the film, from 1; 0 for any other stream */

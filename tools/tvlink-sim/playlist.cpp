@@ -177,7 +177,7 @@ std::string checked_line(const std::string &text, size_t line)
     if (text.find('\0') != std::string::npos || find_malformed(text) != std::string::npos) {
         throw InputError(line, "this is no UTF-8 text");
     }
-    const std::string content = trimmed(line == 1 ? without_byte_order_mark(text) : text);
+    std::string content = trimmed(line == 1 ? without_byte_order_mark(text) : text);
     if (line == 1 && !begins_with(content, "#EXTM3U")) {
         throw InputError(line, "a playlist begins with #EXTM3U");
     }

@@ -108,7 +108,7 @@ std::string clock_words(uint32_t seconds)
 
 bool shows_stream(const Screen &screen)
 {
-    return screen.state != PlayState::Stopped;
+    return screen.state != PlayState::STOPPED;
 }
 
 /* A background that darkens towards the bottom, and a title in its middle. */

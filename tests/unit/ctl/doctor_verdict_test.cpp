@@ -41,7 +41,7 @@ DoctorContact contact_with(const std::string &host, CpStatus connected = CP_OK,
 DoctorTelevision television_at(const char *address)
 {
     DoctorTelevision television;
-    television.told = {inet_addr(address), inet_addr(address), 8801, 7};
+    television.answer = {inet_addr(address), inet_addr(address), 8801, 7};
     television.by_multicast = true;
     television.contact = contact_with(address);
     return television;
@@ -144,7 +144,7 @@ TEST(DoctorVerdict, IsThatAllIsRight)
          "right", ctl::STATUS_DONE, text, next},
         {"told address of another network that can be reached",
          [](DoctorFacts &facts) {
-             facts.televisions[0].told.source = inet_addr("10.8.0.1");
+             facts.televisions[0].answer.source = inet_addr("10.8.0.1");
              facts.televisions[0].at_source = contact_with("10.8.0.1", CP_REFUSED);
          },
          "right", ctl::STATUS_DONE, text, next},
@@ -360,20 +360,20 @@ TEST(DoctorVerdict, IsThatNoTelevisionAnswers)
 TEST(DoctorVerdict, IsThatTheTelevisionFoundTellsAnAddressOfNoUse)
 {
     expect_verdicts({
-        {"none", [](DoctorFacts &facts) { facts.televisions[0].told.address = 0; },
+        {"none", [](DoctorFacts &facts) { facts.televisions[0].answer.address = 0; },
          "told-no-address", ctl::STATUS_NOT_FOUND,
          "the television at 10.7.0.1 tells phones the address 0.0.0.0: it knows of no network "
          "interface",
          "give an interface of the television an address; it looks anew for each answer, for "
          "announcements only when it starts"},
         {"of its loopback",
-         [](DoctorFacts &facts) { facts.televisions[0].told.address = inet_addr("127.0.0.2"); },
+         [](DoctorFacts &facts) { facts.televisions[0].answer.address = inet_addr("127.0.0.2"); },
          "told-loopback", ctl::STATUS_NOT_FOUND,
          "the television at 10.7.0.1 tells phones 127.0.0.2, where each finds only itself",
          "take that address from the television's loopback interface"},
         {"of another network",
          [](DoctorFacts &facts) {
-             facts.televisions[0].told.address = inet_addr("10.8.0.1");
+             facts.televisions[0].answer.address = inet_addr("10.8.0.1");
              facts.televisions[0].contact = contact_with("10.8.0.1", CP_TIMED_OUT);
              facts.televisions[0].at_source = contact_with("10.7.0.1");
          },

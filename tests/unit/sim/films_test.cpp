@@ -50,7 +50,7 @@ TEST(Films, FillACellOf256BytesEach)
 TEST(Films, AreToldInTheStatusOfThePlayer)
 {
     Player player;
-    player.state = PlayState::Playing;
+    player.state = PlayState::PLAYING;
     player.address = "http://a";
     player.title = "T\xC3\xA9";
     player.film = 2;

@@ -70,7 +70,7 @@ TEST(Player, StopsAStreamThatHasComeToItsEnd)
     EXPECT_EQ(events[0].code, EVENT_PLAYER);
     EXPECT_EQ(events[0].value, 0u);
     EXPECT_EQ(events[0].text, "http://films/1");
-    EXPECT_EQ(tv.player.state, PlayState::Stopped);
+    EXPECT_EQ(tv.player.state, PlayState::STOPPED);
     EXPECT_EQ(player_position(tv.player, 99999), 0u);
     EXPECT_TRUE(end_stream(tv, 99999).empty());
 }
@@ -154,7 +154,7 @@ TEST(Player, RefusesToStartAndGoesOnWithWhatItPlays)
     EXPECT_EQ(start_player(tv, "http://b", "", "", 0).words,
               "stream \"http://b\" refused: in standby");
     EXPECT_EQ(tv.player.address, "http://first");
-    EXPECT_EQ(tv.player.state, PlayState::Playing);
+    EXPECT_EQ(tv.player.state, PlayState::PLAYING);
 }
 
 } // namespace
