@@ -3,6 +3,8 @@
 #include "support/asked_television.h"
 #include "support/project_text.h"
 
+#include <cstddef>
+
 namespace
 {
 
@@ -19,6 +21,13 @@ Lines listed_slots()
 TEST(MethodTableLayout, HasEightySevenSlots)
 {
     EXPECT_EQ(sizeof(TvMethodTable), 87 * sizeof(void (*)()));
+}
+
+/* The handlers' rows have the numbers of all other slots. */
+TEST(MethodTableLayout, HasTheSlotsWithoutARowWhereHostsExpectThem)
+{
+    EXPECT_EQ(offsetof(TvMethodTable, get_screen_shot2), 4 * sizeof(void (*)()));
+    EXPECT_EQ(offsetof(TvMethodTable, get_device_info), 66 * sizeof(void (*)()));
 }
 
 /* The compiler checks the order of the public header against the list; here its text. */
