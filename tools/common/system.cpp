@@ -12,6 +12,13 @@
 namespace tools
 {
 
+Descriptor::~Descriptor()
+{
+    if (number >= 0) {
+        close(number);
+    }
+}
+
 std::string system_text(int error)
 {
     return std::system_category().message(error);
@@ -29,19 +36,17 @@ sigset_t block_stop_signals()
 
 int bind_error(int type, uint16_t port)
 {
-    const int descriptor = socket(AF_INET, type | SOCK_CLOEXEC, 0);
-    if (descriptor < 0) {
+    const Descriptor probe(socket(AF_INET, type | SOCK_CLOEXEC, 0));
+    if (probe.number < 0) {
         return errno;
     }
     const int on = type == SOCK_STREAM ? 1 : 0;
-    setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    setsockopt(probe.number, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
-    const int result = bind(descriptor, reinterpret_cast<sockaddr *>(&address), sizeof address);
-    const int error = result == 0 ? 0 : errno;
-    close(descriptor);
-    return error;
+    const int result = bind(probe.number, reinterpret_cast<sockaddr *>(&address), sizeof address);
+    return result == 0 ? 0 : errno;
 }
 
 void print(FILE *to, const std::string &text)

@@ -12,6 +12,18 @@
 namespace tools
 {
 
+/* A descriptor that is closed at the end of its scope. */
+struct Descriptor {
+    explicit Descriptor(int descriptor) : number(descriptor)
+    {
+    }
+    ~Descriptor();
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+
+    int number;
+};
+
 /* The system's text for an errno. */
 std::string system_text(int error);
 

@@ -2,15 +2,12 @@
 #include "command_line.h"
 #include "output.h"
 #include "session.h"
-#include "stop_signals.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <memory>
-#include <poll.h>
 
 namespace ctl
 {
@@ -95,18 +92,15 @@ int poll_timeout(const Listening &listening)
 }
 
 /* Until the time-out or a stop signal. */
-void listen(Listening &listening, const StopSignals &stop)
+void listen(Listening &listening, const tools::Descriptor &stop)
 {
-    pollfd watched[] = {{stop.descriptor, POLLIN, 0},
-                        {cp_listener_descriptor(listening.listener), POLLIN, 0}};
     int wait = 0;
+    bool stopped = false;
     do {
         take_announcements(listening);
         wait = poll_timeout(listening);
-        if (poll(watched, 2, wait) < 0 && errno != EINTR) {
-            throw Failure(STATUS_OTHER, "poll: " + system_text(errno), "");
-        }
-    } while (wait > 0 && watched[0].revents == 0);
+        stopped = wait_for_stop(stop, cp_listener_descriptor(listening.listener), wait);
+    } while (wait > 0 && !stopped);
     take_announcements(listening);
 }
 
@@ -144,7 +138,7 @@ void discover(const Settings &settings, bool hear_announcements)
 
 void listen_for_televisions(const Settings &settings)
 {
-    const StopSignals stop;
+    const tools::Descriptor stop = stop_signals();
     const char *host = settings.host.empty() ? nullptr : settings.host.c_str();
     CpListener *listener = nullptr;
     const CpStatus status = cp_listen(&listener, host, to_milliseconds(settings.timeout));

@@ -13,8 +13,7 @@ DoctorRoute doctor_route();
 DoctorGroup doctor_group(const char *address);
 
 /* Whether a port of this machine can be bound, and otherwise which process holds it. */
-DoctorPort doctor_tcp_port(uint16_t number);
-DoctorPort doctor_udp_port(uint16_t number);
+DoctorPort doctor_port(const std::string &protocol, uint16_t number);
 
 /* Searches, for no longer than the time-out, and adds the televisions that answer. */
 void doctor_search(const Settings &settings, DoctorFacts &facts);

@@ -30,9 +30,9 @@ DoctorFacts examine_machine()
     facts.route = doctor_route();
     facts.search_group = doctor_group(CP_SEARCH_GROUP);
     facts.announcement_group = doctor_group(CP_ANNOUNCEMENT_GROUP);
-    facts.control_port = doctor_tcp_port(CP_CONTROL_PORT);
-    facts.search_port = doctor_udp_port(CP_SEARCH_PORT);
-    facts.answer_port = doctor_udp_port(CP_ANSWER_PORT);
+    facts.control_port = doctor_port("TCP", CP_CONTROL_PORT);
+    facts.search_port = doctor_port("UDP", CP_SEARCH_PORT);
+    facts.answer_port = doctor_port("UDP", CP_ANSWER_PORT);
     return facts;
 }
 

@@ -1,5 +1,6 @@
 /* The interfaces of this machine, and the memberships of the two multicast groups. */
 #include "doctor_collect.h"
+#include "system.h"
 
 #include <arpa/inet.h>
 #include <cctype>
@@ -14,29 +15,11 @@
 #include <sstream>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace ctl
 {
 namespace
 {
-
-/* A datagram socket for ioctl and setsockopt. */
-struct Probe {
-    Probe() : descriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
-    {
-    }
-    ~Probe()
-    {
-        if (descriptor >= 0) {
-            close(descriptor);
-        }
-    }
-    Probe(const Probe &) = delete;
-    Probe &operator=(const Probe &) = delete;
-
-    int descriptor;
-};
 
 /* The flag for a carrier. <linux/if.h>, which names it, conflicts with <net/if.h>; IFF_RUNNING is
  * updated only after a delay. */
@@ -64,12 +47,12 @@ DoctorInterface interface_of(const ifaddrs &entry)
  * not 127.0.0.1, whether or not its interface is up. The list is as long as a television's. */
 uint32_t announced_address()
 {
-    const Probe probe;
+    const tools::Descriptor probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     ifreq entries[512 / sizeof(ifreq)];
     ifconf list = {};
     list.ifc_len = sizeof entries;
     list.ifc_req = entries;
-    if (ioctl(probe.descriptor, SIOCGIFCONF, &list) < 0) {
+    if (ioctl(probe.number, SIOCGIFCONF, &list) < 0) {
         return 0;
     }
     const size_t count = static_cast<size_t>(list.ifc_len) / sizeof(ifreq);
@@ -112,10 +95,10 @@ void mark_announced(std::vector<DoctorInterface> &list)
 
 int join_error(const char *group)
 {
-    const Probe probe;
+    const tools::Descriptor probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     ip_mreqn request = {};
     request.imr_multiaddr.s_addr = inet_addr(group);
-    const int result = setsockopt(probe.descriptor, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request,
+    const int result = setsockopt(probe.number, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request,
                                   static_cast<socklen_t>(sizeof request));
     return result == 0 ? 0 : errno;
 }

@@ -100,12 +100,14 @@ void find_process(DoctorPort &port, const std::string &inode)
     }
 }
 
-DoctorPort examine(const char *protocol, int type, uint16_t number)
+} // namespace
+
+DoctorPort doctor_port(const std::string &protocol, uint16_t number)
 {
     DoctorPort port;
     port.protocol = protocol;
     port.number = number;
-    port.error = tools::bind_error(type, number);
+    port.error = tools::bind_error(protocol == "TCP" ? SOCK_STREAM : SOCK_DGRAM, number);
     if (port.error != EADDRINUSE) {
         return port;
     }
@@ -115,18 +117,6 @@ DoctorPort examine(const char *protocol, int type, uint16_t number)
         find_process(port, holder->inode);
     }
     return port;
-}
-
-} // namespace
-
-DoctorPort doctor_tcp_port(uint16_t number)
-{
-    return examine("TCP", SOCK_STREAM, number);
-}
-
-DoctorPort doctor_udp_port(uint16_t number)
-{
-    return examine("UDP", SOCK_DGRAM, number);
 }
 
 } // namespace ctl

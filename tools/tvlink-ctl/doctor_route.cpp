@@ -1,5 +1,6 @@
 /* Asks the system for its route for multicast. */
 #include "doctor_collect.h"
+#include "system.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
@@ -8,7 +9,6 @@
 #include <linux/rtnetlink.h>
 #include <net/if.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace ctl
 {
@@ -84,18 +84,12 @@ DoctorRoute take_answer(int descriptor)
 
 DoctorRoute doctor_route()
 {
-    const int descriptor = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
+    const tools::Descriptor netlink(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
     const Question question = question_for(inet_addr(CP_SEARCH_GROUP));
-    DoctorRoute route;
-    if (send(descriptor, &question, sizeof question, 0) < 0) {
-        route.error = errno;
-    } else {
-        route = take_answer(descriptor);
+    if (send(netlink.number, &question, sizeof question, 0) < 0) {
+        return {errno, ""};
     }
-    if (descriptor >= 0) {
-        close(descriptor);
-    }
-    return route;
+    return take_answer(netlink.number);
 }
 
 } // namespace ctl

@@ -81,14 +81,6 @@ void make_contact(DoctorContact &contact, uint32_t timeout_ms)
     cp_disconnect(connection);
 }
 
-DoctorContact contact_with(const std::string &host, uint16_t port)
-{
-    DoctorContact contact;
-    contact.host = host;
-    contact.port = port;
-    return contact;
-}
-
 /* Fills in the places to connect to, and lists them. */
 std::vector<DoctorContact *> contacts(DoctorFacts &facts)
 {
@@ -96,10 +88,10 @@ std::vector<DoctorContact *> contacts(DoctorFacts &facts)
     for (DoctorTelevision &television : facts.televisions) {
         const CpTelevision &answer = television.answer;
         const uint32_t address = cp_television_address(&answer);
-        television.contact = contact_with(address_text(address), answer.port);
+        television.contact = {address_text(address), answer.port};
         list.push_back(&television.contact);
         if (answer.source != address) {
-            television.at_source = contact_with(address_text(answer.source), answer.port);
+            television.at_source = {address_text(answer.source), answer.port};
             list.push_back(&*television.at_source);
         }
     }
@@ -119,7 +111,7 @@ void doctor_search(const Settings &settings, DoctorFacts &facts)
         const uint16_t usual = CP_CONTROL_PORT;
         const uint16_t port = settings.port != 0 ? settings.port : usual;
         facts.host.emplace();
-        facts.host->contact = contact_with(settings.host, port);
+        facts.host->contact = {settings.host, port};
     }
     if (facts.answer_port.error != 0) {
         return;

@@ -5,10 +5,20 @@
 namespace ctl
 {
 
-void answered_wrongly(const Session &session, const std::string &how)
+void broke_protocol(const Session &session, const std::string &what)
 {
-    throw Failure(STATUS_PROTOCOL, session.peer + " answered with " + how,
+    throw Failure(STATUS_PROTOCOL, session.peer + " " + what,
                   "is that a television, and the right port?");
+}
+
+CpFrame ask_frame(const Session &session, uint8_t type, const Request &request,
+                  const std::string &asked)
+{
+    CpFrame frame = {};
+    require_answer(
+        session, cp_request(session.connection, type, &request.buffer, &frame, session.timeout_ms),
+        asked);
+    return frame;
 }
 
 CpValue ask(const Session &session, const Request &request, uint8_t tag, const std::string &asked)
@@ -20,7 +30,7 @@ CpValue ask(const Session &session, const Request &request, uint8_t tag, const s
         television_failed(asked);
     }
     if (reply.value.tag != tag) {
-        answered_wrongly(session, "a value of the wrong kind");
+        broke_protocol(session, "answered with a value of the wrong kind");
     }
     return reply.value;
 }

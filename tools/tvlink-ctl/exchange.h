@@ -9,6 +9,10 @@
 namespace ctl
 {
 
+/* The reply to a request of this type. */
+CpFrame ask_frame(const Session &session, uint8_t type, const Request &request,
+                  const std::string &asked);
+
 /* The value of a get reply, which has this tag. */
 CpValue ask(const Session &session, const Request &request, uint8_t tag, const std::string &asked);
 
@@ -32,8 +36,8 @@ void report_result(const Settings &settings, int8_t result, const std::string &a
 /* Sends a set request and reports its result. */
 void carry_out(const Settings &settings, const Request &request, const std::string &asked);
 
-/* Throws the Failure for an answer that is not what was asked for. */
-[[noreturn]] void answered_wrongly(const Session &session, const std::string &how);
+/* Throws the Failure for a breach of the protocol, such as "sent a heartbeat that is none". */
+[[noreturn]] void broke_protocol(const Session &session, const std::string &what);
 
 inline constexpr char text_hint[] = "a text has at most 65535 bytes";
 

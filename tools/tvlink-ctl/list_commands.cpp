@@ -61,14 +61,14 @@ ChannelNames ask_names(const Session &session)
     ChannelNames names;
     Request request;
     require_built(cp_build_get(&request.buffer, CP_CODE_CHANNELS_SHORT, nullptr, 0), "");
-    CpFrame frame = {};
     Entries entries;
-    if (cp_request(session.connection, CP_FRAME_GET, &request.buffer, &frame, session.timeout_ms) ==
-            CP_OK &&
-        read_list(frame.payload, &entries) == CP_OK) {
-        for (const CpChannel &channel : entries.channels) {
-            names[channel.number] = text_of(channel.name);
-        }
+    try {
+        ask_list(session, request, "its channels", &entries);
+    } catch (const Failure &) {
+        return {};
+    }
+    for (const CpChannel &channel : entries.channels) {
+        names[channel.number] = text_of(channel.name);
     }
     return names;
 }

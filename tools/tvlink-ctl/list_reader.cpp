@@ -78,17 +78,13 @@ CpStatus read_list(CpBytes payload, Entries *entries)
 void ask_list(const Session &session, const Request &request, const std::string &asked,
               Entries *entries)
 {
-    CpFrame frame = {};
-    require_answer(
-        session,
-        cp_request(session.connection, CP_FRAME_GET, &request.buffer, &frame, session.timeout_ms),
-        asked);
+    const CpFrame frame = ask_frame(session, CP_FRAME_GET, request, asked);
     const CpStatus status = read_list(frame.payload, entries);
     if (status == CP_SYSTEM) {
         throw Failure(STATUS_OTHER, system_text(errno), "");
     }
     if (status != CP_OK) {
-        answered_wrongly(session, entries->problem);
+        broke_protocol(session, std::string("answered with ") + entries->problem);
     }
 }
 

@@ -1,8 +1,8 @@
 /* Any request, and its reply byte for byte. */
 #include "arguments.h"
 #include "command_line.h"
+#include "exchange.h"
 #include "output.h"
-#include "session.h"
 
 #include <algorithm>
 
@@ -175,11 +175,7 @@ void exchange(const Settings &settings, uint8_t type, const RawOptions &options)
                   "at most 255 arguments, and at most 65535 bytes in a text");
     const Session session(settings);
     const std::string asked = hex_code(code);
-    CpFrame reply = {};
-    require_answer(
-        session, cp_request(session.connection, type, &request.buffer, &reply, session.timeout_ms),
-        asked);
-    print_reply(settings, reply, asked);
+    print_reply(settings, ask_frame(session, type, request, asked), asked);
 }
 
 CLI::App *add_raw(CLI::App &raw, CommandLine &line, RawOptions &options, uint8_t type,

@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <poll.h>
+#include <sys/signalfd.h>
 
 namespace ctl
 {
@@ -62,6 +64,25 @@ constexpr char closed_hint[] = "it may be stopping, or not want this control poi
 uint32_t to_milliseconds(double seconds)
 {
     return static_cast<uint32_t>(std::max(1.0, std::ceil(seconds * 1000)));
+}
+
+tools::Descriptor stop_signals()
+{
+    const sigset_t signals = tools::block_stop_signals();
+    const int descriptor = signalfd(-1, &signals, SFD_CLOEXEC);
+    if (descriptor < 0) {
+        throw Failure(STATUS_OTHER, "signalfd: " + system_text(errno), "");
+    }
+    return tools::Descriptor(descriptor);
+}
+
+bool wait_for_stop(const tools::Descriptor &stop, int other, int timeout_ms)
+{
+    pollfd watched[] = {{stop.number, POLLIN, 0}, {other, POLLIN, 0}};
+    if (poll(watched, 2, timeout_ms) < 0 && errno != EINTR) {
+        throw Failure(STATUS_OTHER, "poll: " + system_text(errno), "");
+    }
+    return watched[0].revents != 0;
 }
 
 std::string seconds_text(double seconds)

@@ -46,6 +46,12 @@ void require_built(CpStatus status, const std::string &hint);
 /* Throws the Failure for an answer that says that the television failed. */
 [[noreturn]] void television_failed(const std::string &asked);
 
+/* A descriptor from which SIGINT and SIGTERM can be read, so that poll misses none of them. */
+tools::Descriptor stop_signals();
+
+/* Waits until the other descriptor can be read. True when a stop signal came. */
+bool wait_for_stop(const tools::Descriptor &stop, int other, int timeout_ms);
+
 /* "3 s" */
 std::string seconds_text(double seconds);
 

@@ -42,15 +42,11 @@ void change_setting(const Settings &settings, const std::string &name, const std
     require_built(cp_build_setting(&request.buffer, bytes_of(name), bytes_of(value), 0), text_hint);
     const Session session(settings);
     const std::string asked = "its setting " + printable(name);
-    CpFrame frame = {};
-    require_answer(
-        session,
-        cp_request(session.connection, CP_FRAME_SET, &request.buffer, &frame, session.timeout_ms),
-        asked);
+    const CpFrame frame = ask_frame(session, CP_FRAME_SET, request, asked);
     CpGetReply reply = {};
     if (frame.type != CP_FRAME_GET_REPLY || cp_decode_get_reply(frame.payload, &reply) != CP_OK ||
         (!reply.empty && reply.value.tag != CP_TAG_STRING)) {
-        answered_wrongly(session, "a value of the wrong kind");
+        broke_protocol(session, "answered with a value of the wrong kind");
     }
     if (reply.empty) {
         television_failed(asked);

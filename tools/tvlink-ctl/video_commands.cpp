@@ -51,7 +51,7 @@ std::vector<std::string> ask_titles(const Session &session, const FilmOptions &o
     while (block.size > 0) {
         CpBytes title = {};
         if (cp_take_text_cell(&block, &title) != CP_OK) {
-            answered_wrongly(session, "a broken list of films");
+            broke_protocol(session, "answered with a broken list of films");
         }
         titles.emplace_back(title.data, title.data + title.size);
     }
@@ -66,7 +66,7 @@ std::vector<uint32_t> ask_lengths(const Session &session, const FilmOptions &opt
     while (block.size > 0) {
         uint32_t length = 0;
         if (cp_take_number(&block, &length) != CP_OK) {
-            answered_wrongly(session, "a broken list of films' lengths");
+            broke_protocol(session, "answered with a broken list of films' lengths");
         }
         lengths.push_back(length);
     }
@@ -79,8 +79,8 @@ void list_films(const Settings &settings, const FilmOptions &options)
     const std::vector<std::string> titles = ask_titles(session, options);
     const std::vector<uint32_t> lengths = ask_lengths(session, options);
     if (titles.size() != lengths.size()) {
-        answered_wrongly(session, std::to_string(titles.size()) + " films and " +
-                                      std::to_string(lengths.size()) + " lengths");
+        broke_protocol(session, "answered with " + std::to_string(titles.size()) + " films and " +
+                                    std::to_string(lengths.size()) + " lengths");
     }
     Table table = {{{"NO", true}, {"TITLE"}, {"LENGTH", true}}, {}, {}};
     std::vector<Facts> films;
@@ -102,7 +102,7 @@ void show_film_status(const Settings &settings, const FilmOptions &options)
         ask_about(session, options, status_question, CP_TAG_RECORD, "the film's status").bytes;
     CpFilmStatus status = {};
     if (cp_decode_film_status(record, &status) != CP_OK) {
-        answered_wrongly(session, "a broken status record");
+        broke_protocol(session, "answered with a broken status record");
     }
     Facts facts;
     add_player_state(facts, settings, status.state);

@@ -1,13 +1,11 @@
 /* Prints what the television pushes, and keeps the connection alive with heartbeats. */
 #include "command_line.h"
+#include "exchange.h"
 #include "list_reader.h"
 #include "output.h"
-#include "stop_signals.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
-#include <poll.h>
 
 namespace ctl
 {
@@ -48,10 +46,7 @@ void print_event(const Watch &watch, CpBytes payload)
 {
     CpEvent event = {};
     if (cp_decode_event(payload, &event) != CP_OK) {
-        throw Failure(STATUS_PROTOCOL,
-                      watch.session.peer +
-                          " sent an event that cannot be decoded: " + hex(payload, " "),
-                      "is that a television, and the right port?");
+        broke_protocol(watch.session, "sent an event that cannot be decoded: " + hex(payload, " "));
     }
     Facts facts = {{"kind", std::string("event")},
                    {"code", hex_code(event.code)},
@@ -73,8 +68,7 @@ void print_event(const Watch &watch, CpBytes payload)
 void take_heartbeat(Watch &watch, CpBytes payload)
 {
     if (cp_decode_heartbeat(payload) != CP_OK) {
-        throw Failure(STATUS_PROTOCOL, watch.session.peer + " sent a heartbeat that is none",
-                      "is that a television, and the right port?");
+        broke_protocol(watch.session, "sent a heartbeat that is none");
     }
     watch.unanswered -= std::min(watch.unanswered, 1U);
     watch.answer_deadline = new_answer_deadline(watch);
@@ -159,32 +153,27 @@ void send_heartbeat_when_due(Watch &watch)
 }
 
 /* Waits for a frame, a stop signal or the next deadline. True for a stop signal. */
-bool wait_for_stop(const Watch &watch, const StopSignals &stop)
+bool wait_for_event(const Watch &watch, const tools::Descriptor &stop)
 {
     Clock::time_point due = watch.next_heartbeat;
     if (watch.unanswered > 0) {
         due = std::min(due, watch.answer_deadline);
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - Clock::now()).count();
-    pollfd watched[] = {{stop.descriptor, POLLIN, 0},
-                        {cp_descriptor(watch.session.connection), POLLIN, 0}};
     const int timeout = static_cast<int>(std::clamp<decltype(left)>(left, 0, 60000));
-    if (poll(watched, 2, timeout) < 0 && errno != EINTR) {
-        throw Failure(STATUS_OTHER, "poll: " + system_text(errno), "");
-    }
-    return watched[0].revents != 0;
+    return wait_for_stop(stop, cp_descriptor(watch.session.connection), timeout);
 }
 
 void watch(const Settings &settings, const WatchOptions &options)
 {
-    const StopSignals stop;
+    const tools::Descriptor stop = stop_signals();
     const Session session(settings);
     Watch watch = {settings, options, session, Clock::now(), 0, {}, 0, 0};
     print_line(settings, "watching " + session.peer,
                {{"kind", std::string("watching")}, {"peer", session.peer}});
     do {
         send_heartbeat_when_due(watch);
-        if (wait_for_stop(watch, stop)) {
+        if (wait_for_event(watch, stop)) {
             return;
         }
         take_frames(watch);
