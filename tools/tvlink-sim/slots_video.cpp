@@ -44,6 +44,7 @@ uint32_t *film_lengths(const char *slot, const nlohmann::json &arguments,
                        const std::vector<Film> &shelf, uint32_t *count)
 {
     std::vector<uint32_t> lengths;
+    lengths.reserve(shelf.size());
     for (const Film &film : shelf) {
         lengths.push_back(film.seconds);
     }
