@@ -10,7 +10,7 @@ TVLINK_BEGIN
  * stops, which is noticed at the end of a pause. Returns what soc_close returned: 1 or -1. */
 TVLINK_API int notify_cp_multicast(void);
 
-/* The body of the announcing thread. Its argument is null, or the number of its run. */
+/* The body of an announcing thread: notify_cp_multicast. The argument is not looked at. */
 TVLINK_API void *udp_multicastthread(void *argument);
 
 TVLINK_END

@@ -7,7 +7,7 @@
 TVLINK_BEGIN
 
 /* The thread body: tries once a second to join g_udp_sock to the search group until it succeeds or
- * the service stops, then prints a line. Its argument is null, or the number of its run. */
+ * the service stops, then prints a line. The argument is not looked at. */
 TVLINK_API void *udp_addgroupthread(void *argument);
 
 TVLINK_END

@@ -1,4 +1,4 @@
-#include "tvlink/announce.h"
+#include "discovery/announce.h"
 
 #include "base/flags.h"
 #include "base/log.h"
@@ -78,8 +78,14 @@ int notify_cp_multicast()
     return announce(flags_run_number());
 }
 
-void *udp_multicastthread(void *argument)
+void *announcing_thread(void *run)
 {
-    announce(run_thread_number(argument));
+    announce(run_thread_number(run));
+    return nullptr;
+}
+
+void *udp_multicastthread(void *)
+{
+    notify_cp_multicast();
     return nullptr;
 }

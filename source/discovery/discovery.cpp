@@ -3,12 +3,12 @@
 #include "base/flags.h"
 #include "base/guard.h"
 #include "base/log.h"
+#include "discovery/announce.h"
 #include "discovery/answer_packet.h"
 #include "discovery/discovery_socket.h"
+#include "discovery/membership.h"
 #include "discovery/run_thread.h"
 #include "tvlink.h"
-#include "tvlink/announce.h"
-#include "tvlink/membership.h"
 #include "wire/frame.h"
 
 #include <arpa/inet.h>
@@ -40,7 +40,7 @@ int start_udp_serv_thread()
         return -4;
     }
     thread_to_join = true;
-    if (run_thread_start(&g_multicast_tid, udp_multicastthread, run) != 0) {
+    if (run_thread_start(&g_multicast_tid, announcing_thread, run) != 0) {
         log_out("err: pthread_create() fail\n");
         return -4;
     }
@@ -132,7 +132,7 @@ void *udp_thread(void *)
         log_out("err: udp_init() fail\n");
         return reinterpret_cast<void *>(-1);
     }
-    if (run_thread_start(&g_addgroup_tid, udp_addgroupthread, flags_run_number()) != 0) {
+    if (run_thread_start(&g_addgroup_tid, membership_thread, flags_run_number()) != 0) {
         log_out("err: pthread_create() fail\n");
         return reinterpret_cast<void *>(-4);
     }

@@ -10,6 +10,5 @@ int run_thread_start(pthread_t *thread, void *(*body)(void *), uint32_t run)
 
 uint32_t run_thread_number(void *argument)
 {
-    return argument == nullptr ? flags_run_number()
-                               : static_cast<uint32_t>(reinterpret_cast<uintptr_t>(argument));
+    return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(argument));
 }

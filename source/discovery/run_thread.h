@@ -8,5 +8,5 @@
  * returns. */
 int run_thread_start(pthread_t *thread, void *(*body)(void *), uint32_t run);
 
-/* The number of the run from the argument of such a thread; for null the latest run. */
+/* The number of the run from the argument of such a thread. */
 uint32_t run_thread_number(void *argument);

@@ -1,4 +1,4 @@
-#include "tvlink/announce.h"
+#include "discovery/announce.h"
 
 #include "base/flags.h"
 #include "support/captured_lines.h"
@@ -214,7 +214,7 @@ TEST_F(Announcing, OfAnEndedRunAnnouncesNothingIntoTheNextOne)
     flags_start_run();
     with_phone([&] {
         const TakenSleeps pauses;
-        EXPECT_EQ(udp_multicastthread(reinterpret_cast<void *>(earlier)), nullptr);
+        EXPECT_EQ(announcing_thread(reinterpret_cast<void *>(earlier)), nullptr);
         EXPECT_TRUE(pauses.all().empty());
         EXPECT_TRUE(heard().empty());
         Lines expected = begin_of_cycle(1);
@@ -231,19 +231,23 @@ TEST_F(Announcing, NoticesInAPauseThatItsRunWasFollowedByAnother)
             flags_start_run();
         });
         const uintptr_t own = flags_run_number();
-        EXPECT_EQ(udp_multicastthread(reinterpret_cast<void *>(own)), nullptr);
+        EXPECT_EQ(announcing_thread(reinterpret_cast<void *>(own)), nullptr);
         EXPECT_EQ(pauses.all(), std::vector<uint64_t>{500000});
         EXPECT_EQ(heard().size(), 1u);
     });
 }
 
-TEST_F(Announcing, CalledByHandBelongsToThePresentRun)
+TEST_F(Announcing, CalledByHandBelongsToThePresentRunWithAnyArgument)
 {
-    with_phone([&] {
-        const TakenSleeps pauses([](uint64_t) { flags_stop_running(); });
-        EXPECT_EQ(udp_multicastthread(nullptr), nullptr);
-        EXPECT_EQ(heard(), std::vector<std::string>{PACKET});
-    });
+    int argument = 0;
+    for (void *given : {static_cast<void *>(nullptr), static_cast<void *>(&argument)}) {
+        flags_start_run();
+        with_phone([&] {
+            const TakenSleeps pauses([](uint64_t) { flags_stop_running(); });
+            EXPECT_EQ(udp_multicastthread(given), nullptr);
+            EXPECT_EQ(heard(), std::vector<std::string>{PACKET});
+        });
+    }
 }
 
 TEST_F(Announcing, IgnoresABrokenPipeFromBeforeItsStart)

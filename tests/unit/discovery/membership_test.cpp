@@ -1,4 +1,4 @@
-#include "tvlink/membership.h"
+#include "discovery/membership.h"
 
 #include "base/flags.h"
 #include "discovery/discovery.h"
@@ -122,6 +122,15 @@ TEST_F(Membership, IsHadAtOnceWhenTheNetworkIsUp)
     });
 }
 
+TEST_F(Membership, IsHadByAHostsThreadWithAnyArgument)
+{
+    with_socket(LOOPBACK, [&] {
+        int argument = 0;
+        EXPECT_EQ(udp_addgroupthread(&argument), nullptr);
+        EXPECT_TRUE(network_has_member(GROUP));
+    });
+}
+
 TEST_F(Membership, IsTriedForEverySecondUntilTheNetworkComesUp)
 {
     with_socket(NO_INTERFACE, [&] {
@@ -165,7 +174,7 @@ TEST_F(Membership, IsNotTriedForByAThreadOfAnEndedRun)
         const uintptr_t earlier = flags_run_number();
         flags_stop_running();
         flags_start_run();
-        udp_addgroupthread(reinterpret_cast<void *>(earlier));
+        membership_thread(reinterpret_cast<void *>(earlier));
         EXPECT_FALSE(network_has_member(GROUP));
     });
 }
@@ -179,7 +188,7 @@ TEST_F(Membership, IsNoLongerTriedForWhenAnotherRunHasBegun)
             bring_network_up();
         });
         const uintptr_t own = flags_run_number();
-        udp_addgroupthread(reinterpret_cast<void *>(own));
+        membership_thread(reinterpret_cast<void *>(own));
         EXPECT_EQ(sleeps.all().size(), 1u);
         EXPECT_FALSE(network_has_member(GROUP));
     });

@@ -1,6 +1,5 @@
 #include "discovery/run_thread.h"
 
-#include "base/flags.h"
 #include "support/process_state.h"
 #include "support/system_calls.h"
 #include "support/wait_until.h"
@@ -56,16 +55,6 @@ TEST(RunThread, ThatCannotBeCreatedIsReported)
     pthread_t thread = {};
     EXPECT_EQ(run_thread_start(&thread, look_around, 1), EAGAIN);
     EXPECT_EQ(creation.calls(), 1);
-}
-
-TEST(RunThread, BodyWithoutAnArgumentBelongsToThePresentRun)
-{
-    flags_start_run();
-    const uint32_t run = flags_run_number();
-    EXPECT_EQ(run_thread_number(nullptr), run);
-    flags_start_run();
-    EXPECT_EQ(run_thread_number(nullptr), run + 1);
-    flags_stop_running();
 }
 
 } // namespace

@@ -1,0 +1,7 @@
+/* Membership of the search group. */
+#pragma once
+
+#include "tvlink/membership.h"
+
+/* The body of the group-membership thread, for run_thread_start(). */
+void *membership_thread(void *run);
