@@ -1,11 +1,23 @@
 #include "base/guard.h"
 
-#include <pthread.h>
+#include "base/lock.h"
 
-/* The numbers are atomic, so that the request path takes no lock for them; the lock keeps the
- * callback and its context consistent with each other. */
-static pthread_mutex_t guard_lock = PTHREAD_MUTEX_INITIALIZER;
+namespace
+{
+
+struct Admission {
+    int (*admit)(uint32_t peer_addr, void *context);
+    void *context;
+};
+
+} // namespace
+
+/* Its numbers are atomic, so that the request path takes no lock for them. */
 static IppGuard guard = {};
+
+/* Keeps the callback and its context consistent with each other. */
+static Lock guard_lock;
+static Admission admission GUARDED_BY(guard_lock) = {nullptr, nullptr};
 
 static void store(uint32_t *to, uint32_t value)
 {
@@ -26,7 +38,6 @@ int ipp_set_guard(const IppGuard *wanted)
     if (wanted->on_bad_tag != IPP_BAD_TAG_END && wanted->on_bad_tag != IPP_BAD_TAG_REFUSE) {
         return -1;
     }
-    pthread_mutex_lock(&guard_lock);
     __atomic_store_n(&guard.on_bad_tag, wanted->on_bad_tag, __ATOMIC_RELAXED);
     store(&guard.max_frame_length, wanted->max_frame_length);
     store(&guard.max_ctrlpoints, wanted->max_ctrlpoints);
@@ -34,9 +45,9 @@ int ipp_set_guard(const IppGuard *wanted)
     store(&guard.bulk_accept_ms, wanted->bulk_accept_ms);
     store(&guard.max_captures, wanted->max_captures);
     store(&guard.bind_wait_ms, wanted->bind_wait_ms);
-    guard.admit = wanted->admit;
-    guard.admit_context = wanted->admit_context;
-    pthread_mutex_unlock(&guard_lock);
+    lock_take(&guard_lock);
+    admission = {wanted->admit, wanted->admit_context};
+    lock_release(&guard_lock);
     return 0;
 }
 
@@ -77,9 +88,8 @@ bool guard_ends_on_bad_tag()
 
 bool guard_admits(uint32_t peer_addr)
 {
-    pthread_mutex_lock(&guard_lock);
-    int (*const admit)(uint32_t, void *) = guard.admit;
-    void *const context = guard.admit_context;
-    pthread_mutex_unlock(&guard_lock);
-    return admit == nullptr || admit(peer_addr, context) != 0;
+    lock_take(&guard_lock);
+    const Admission now = admission;
+    lock_release(&guard_lock);
+    return now.admit == nullptr || now.admit(peer_addr, now.context) != 0;
 }

@@ -1,8 +1,9 @@
 #include "base/log.h"
 
+#include "base/lock.h"
+
 #include <errno.h>
 #include <netdb.h>
-#include <pthread.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -30,8 +31,8 @@ struct Backlog {
 const size_t BACKLOG_MAX = IPP_LOG_BACKLOG_MAX;
 const size_t BACKLOG_INITIAL = 4096;
 
-pthread_mutex_t sink_lock = PTHREAD_MUTEX_INITIALIZER;
-Sink sink = {nullptr, nullptr};
+Lock sink_lock;
+Sink sink GUARDED_BY(sink_lock) = {nullptr, nullptr};
 int dumps_wanted = 0;
 __thread Backlog backlog = {0, nullptr, 0, 0};
 
@@ -39,9 +40,9 @@ __thread Backlog backlog = {0, nullptr, 0, 0};
 
 static Sink current_sink()
 {
-    pthread_mutex_lock(&sink_lock);
+    lock_take(&sink_lock);
     const Sink copy = sink;
-    pthread_mutex_unlock(&sink_lock);
+    lock_release(&sink_lock);
     return copy;
 }
 
@@ -175,9 +176,9 @@ bool log_dumps_wanted()
 
 void ipp_set_log_sink(IppLogSink function, void *context)
 {
-    pthread_mutex_lock(&sink_lock);
+    lock_take(&sink_lock);
     sink = {function, context};
-    pthread_mutex_unlock(&sink_lock);
+    lock_release(&sink_lock);
 }
 
 void ipp_set_log_dumps(int on)

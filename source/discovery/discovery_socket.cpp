@@ -1,6 +1,8 @@
 #include "discovery/discovery_socket.h"
 
 #include "base/flags.h"
+#include "base/guard.h"
+#include "base/lock.h"
 #include "base/log.h"
 #include "net/bind_with_retries.h"
 #include "net/socket_io.h"
@@ -8,7 +10,6 @@
 
 #include <arpa/inet.h>
 #include <errno.h>
-#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -16,14 +17,14 @@
 static const char *const DROPPED_GROUP = "235.200.201.202";
 
 static const int RECEIVE_TIMEOUT_MS = 5;
-static const uint32_t NO_LIMIT = 0;
 
 int32_t g_udp_sock = -1;
 
 /* Keeps the discovery socket open while other threads than the discovery thread use it. */
-static pthread_mutex_t socket_lock = PTHREAD_MUTEX_INITIALIZER;
-static bool socket_closed = false;
-static int32_t unclosed = -1; /* left by a discovery thread that could not start its helper */
+static Lock socket_lock;
+static bool socket_closed GUARDED_BY(socket_lock) = false;
+static int32_t unclosed GUARDED_BY(socket_lock) =
+    -1; /* left by a discovery thread that could not start its helper */
 
 static bool prepare_socket(int fd, uint16_t port)
 {
@@ -36,7 +37,7 @@ static bool prepare_socket(int fd, uint16_t port)
     if (set_socket_timeout(fd, RECEIVE_TIMEOUT_MS) != 0) {
         set_socket_noblock(fd); /* a receive must not outlast the run */
     }
-    return bind_with_retries(fd, port, NO_LIMIT);
+    return bind_with_retries(fd, port, guard_bind_wait_ms(), "err: udp port 12426 is taken\n");
 }
 
 int udp_sock_init(int32_t port)
@@ -64,23 +65,23 @@ int32_t discovery_socket_fd()
 void discovery_socket_open()
 {
     const int32_t fd = udp_sock_init(IPP_SEARCH_PORT);
-    pthread_mutex_lock(&socket_lock);
+    lock_take(&socket_lock);
     if (unclosed >= 0) {
         close(unclosed);
     }
     unclosed = fd;
     __atomic_store_n(&g_udp_sock, fd, __ATOMIC_RELEASE);
     socket_closed = false;
-    pthread_mutex_unlock(&socket_lock);
+    lock_release(&socket_lock);
 }
 
 void discovery_socket_close()
 {
-    pthread_mutex_lock(&socket_lock);
+    lock_take(&socket_lock);
     close(discovery_socket_fd());
     unclosed = -1;
     socket_closed = true;
-    pthread_mutex_unlock(&socket_lock);
+    lock_release(&socket_lock);
 }
 
 bool discovery_join_group(const char *group, uint32_t run)
@@ -89,25 +90,25 @@ bool discovery_join_group(const char *group, uint32_t run)
     request.imr_multiaddr.s_addr = inet_addr(group);
     request.imr_interface.s_addr = htonl(INADDR_ANY);
     bool joined = false;
-    pthread_mutex_lock(&socket_lock);
+    lock_take(&socket_lock);
     if (socket_closed || !flags_run_is_current(run)) {
         errno = EBADF;
     } else {
         joined = setsockopt(discovery_socket_fd(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &request,
                             sizeof request) == 0;
     }
-    pthread_mutex_unlock(&socket_lock);
+    lock_release(&socket_lock);
     return joined;
 }
 
 void discovery_socket_send(const uint8_t *packet, size_t size, const struct sockaddr_in *to)
 {
-    pthread_mutex_lock(&socket_lock);
+    lock_take(&socket_lock);
     if (!socket_closed) {
         sendto(discovery_socket_fd(), packet, size, 0,
                reinterpret_cast<const struct sockaddr *>(to), sizeof *to);
     }
-    pthread_mutex_unlock(&socket_lock);
+    lock_release(&socket_lock);
 }
 
 void discovery_leave_group()

@@ -2,14 +2,16 @@
 
 #include "base/clock.h"
 #include "base/flags.h"
+#include "base/log.h"
 
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 static const useconds_t PAUSE_US = 10000;
+static const uint64_t REPORT_AFTER_MS = 1000;
 
-bool bind_with_retries(int fd, uint16_t port, uint32_t limit_ms)
+bool bind_with_retries(int fd, uint16_t port, uint32_t limit_ms, const char *taken)
 {
     struct sockaddr_in address = {};
     address.sin_family = AF_INET;
@@ -17,7 +19,16 @@ bool bind_with_retries(int fd, uint16_t port, uint32_t limit_ms)
     address.sin_addr.s_addr = htonl(INADDR_ANY);
     const uint64_t since = clock_elapsed_ms();
     while (bind(fd, reinterpret_cast<struct sockaddr *>(&address), sizeof address) != 0) {
-        if (!flags_running() || (limit_ms != 0 && clock_elapsed_ms() - since >= limit_ms)) {
+        const uint64_t waited = clock_elapsed_ms() - since;
+        const bool last = limit_ms != 0 && waited >= limit_ms;
+        if (!flags_running()) {
+            return false;
+        }
+        if (taken != nullptr && (last || waited >= REPORT_AFTER_MS)) {
+            log_out("%s", taken);
+            taken = nullptr;
+        }
+        if (last) {
             return false;
         }
         usleep(PAUSE_US);

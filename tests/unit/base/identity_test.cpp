@@ -98,6 +98,31 @@ TEST_F(Identity, IsCutAt255Bytes)
     EXPECT_EQ(whole(gTvName), filled("KV-EU-TV" + std::string(247, 'x')));
 }
 
+TEST_F(Identity, IsCutWhereACharacterEnds)
+{
+    const std::string characters[] = {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x93\xBA"};
+    for (const std::string &character : characters) {
+        for (size_t before = 250; before <= 255; before++) {
+            const std::string start(before, 'x');
+            identity_set_name((start + character + "yyyyyy").c_str());
+            const std::string whole_text = start + character + "yyyyyy";
+            const bool fits = before + character.size() <= 255;
+            EXPECT_EQ(whole(gTvName), filled(fits ? whole_text.substr(0, 255) : start))
+                << character.size() << " bytes behind " << before;
+        }
+    }
+}
+
+TEST_F(Identity, IsCutAt255BytesWhenItIsNotUtf8)
+{
+    const std::string text(300, '\xA4');
+    identity_set_serial(text.c_str());
+    EXPECT_EQ(whole(gTvSN), filled(text.substr(0, 255)));
+    const std::string stray = std::string(254, 'x') + "e\xA4\xA4";
+    identity_set_serial(stray.c_str());
+    EXPECT_EQ(whole(gTvSN), filled(stray.substr(0, 255)));
+}
+
 TEST_F(Identity, MayBeSetToItsOwnBuffer)
 {
     identity_set_name("Living room");

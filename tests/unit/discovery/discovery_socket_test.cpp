@@ -183,20 +183,28 @@ TEST_F(DiscoverySocket, IsGivenUpWhenTheServiceStopsBeforeThePortIsFree)
     EXPECT_TRUE(lines.all().empty());
 }
 
-TEST_F(DiscoverySocket, IsWaitedForLongerThanTheHostWaitsForTheControlPort)
+TEST_F(DiscoverySocket, IsGivenUpAtTheGuardsLimit)
 {
     IppGuard guard = {};
-    guard.bind_wait_ms = 1;
+    guard.bind_wait_ms = 30;
     ASSERT_EQ(ipp_set_guard(&guard), 0);
+    const Descriptor holder = datagram_socket();
+    const SleptTime time;
+    EXPECT_EQ(udp_sock_init(port_of(holder.get())), -3);
+    EXPECT_EQ(lines.out(), Lines{"err: udp port 12426 is taken\n"});
+}
+
+TEST_F(DiscoverySocket, IsReportedOnceWhenItsPortStaysTaken)
+{
     Descriptor holder = datagram_socket();
-    const auto begin = std::chrono::steady_clock::now();
-    const TakenSleeps sleeps([&](uint64_t) {
-        if (std::chrono::steady_clock::now() - begin >= std::chrono::milliseconds(5)) {
+    const SleptTime time([&](uint64_t ms) {
+        if (ms == 3000) {
             holder.close();
         }
     });
     const Descriptor fd(udp_sock_init(port_of(holder.get())));
     EXPECT_GE(fd.get(), 0);
+    EXPECT_EQ(lines.out(), Lines{"err: udp port 12426 is taken\n"});
 }
 
 } // namespace

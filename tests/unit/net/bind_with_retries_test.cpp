@@ -2,8 +2,10 @@
 
 #include "base/clock.h"
 #include "base/flags.h"
+#include "support/captured_lines.h"
 #include "support/sockets.h"
 #include "support/system_calls.h"
+#include "support/taken_time.h"
 
 #include <gtest/gtest.h>
 
@@ -48,7 +50,7 @@ sockaddr_in bound_to(int fd)
 TEST_F(BindWithRetries, TakesAFreePortOnAllInterfacesAtOnce)
 {
     const uint16_t port = free_port();
-    EXPECT_TRUE(bind_with_retries(socket_.get(), port, NO_LIMIT));
+    EXPECT_TRUE(bind_with_retries(socket_.get(), port, NO_LIMIT, nullptr));
     const sockaddr_in address = bound_to(socket_.get());
     EXPECT_EQ(ntohs(address.sin_port), port);
     EXPECT_EQ(address.sin_addr.s_addr, htonl(INADDR_ANY));
@@ -57,7 +59,7 @@ TEST_F(BindWithRetries, TakesAFreePortOnAllInterfacesAtOnce)
 TEST_F(BindWithRetries, TakesAFreePortAlsoWhenTheServiceIsStopped)
 {
     flags_stop_running();
-    EXPECT_TRUE(bind_with_retries(socket_.get(), free_port(), NO_LIMIT));
+    EXPECT_TRUE(bind_with_retries(socket_.get(), free_port(), NO_LIMIT, nullptr));
 }
 
 TEST_F(BindWithRetries, DoesNotWaitWhenTheServiceIsStopped)
@@ -69,7 +71,7 @@ TEST_F(BindWithRetries, DoesNotWaitWhenTheServiceIsStopped)
         pauses++;
         return 0;
     });
-    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT));
+    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT, nullptr));
     EXPECT_EQ(pauses, 0);
 }
 
@@ -85,9 +87,38 @@ TEST_F(BindWithRetries, TriesEveryTenMillisecondsUntilThePortIsFree)
         }
         return 0;
     });
-    EXPECT_TRUE(bind_with_retries(socket_.get(), port, NO_LIMIT));
+    EXPECT_TRUE(bind_with_retries(socket_.get(), port, NO_LIMIT, nullptr));
     EXPECT_EQ(pauses, std::vector<useconds_t>(300, 10000));
     EXPECT_EQ(port_of(socket_.get()), port);
+}
+
+/* The clock stands still but for the pauses. */
+TEST_F(BindWithRetries, SaysOnceThatThePortStaysTaken)
+{
+    const Descriptor holder = listening_on();
+    const CapturedLines lines;
+    const std::vector<std::string> once = {"taken\n"};
+    std::vector<uint64_t> silent;
+    const SleptTime time([&](uint64_t ms) {
+        if (lines.all().empty()) {
+            silent.push_back(ms);
+        }
+        if (ms == 5000) {
+            flags_stop_running();
+        }
+    });
+    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT, "taken\n"));
+    EXPECT_EQ(lines.out(), once);
+    EXPECT_EQ(silent.back(), 1000u);
+}
+
+TEST_F(BindWithRetries, SaysAtItsLimitThatThePortIsTaken)
+{
+    const Descriptor holder = listening_on();
+    const CapturedLines lines;
+    const SleptTime time;
+    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), 30, "taken\n"));
+    EXPECT_EQ(lines.out(), std::vector<std::string>{"taken\n"});
 }
 
 TEST_F(BindWithRetries, EndsWhenTheServiceStops)
@@ -100,7 +131,7 @@ TEST_F(BindWithRetries, EndsWhenTheServiceStops)
         }
         return 0;
     });
-    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT));
+    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT, nullptr));
     EXPECT_EQ(pauses, 300);
 }
 
@@ -108,7 +139,7 @@ TEST_F(BindWithRetries, EndsWhenItsTimeIsOver)
 {
     const Descriptor holder = listening_on();
     const uint64_t start = clock_elapsed_ms();
-    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), 60));
+    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), 60, nullptr));
     EXPECT_GE(clock_elapsed_ms() - start, 60u);
 }
 
@@ -120,7 +151,7 @@ TEST_F(BindWithRetries, TakesAPortThatBecomesFreeInTime)
         holder.close();
         return 0;
     });
-    EXPECT_TRUE(bind_with_retries(socket_.get(), port, UINT32_MAX));
+    EXPECT_TRUE(bind_with_retries(socket_.get(), port, UINT32_MAX, nullptr));
 }
 
 } // namespace
