@@ -30,7 +30,8 @@ enum {
 };
 
 /* The one check of a received frame: its first two bytes. Returns 0; -1 for a null pointer or a
- * length below 1; -21 when byte 0 or byte 1 is not 0xA5. Any thread. */
+ * length below 1; -21 when byte 0 or byte 1 is not 0xA5, or the length is 1: there is no byte 1 to
+ * read. Any thread. */
 TVLINK_API int check_frame(const uint8_t *data, int32_t length);
 
 TVLINK_END

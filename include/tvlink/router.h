@@ -13,7 +13,11 @@ TVLINK_BEGIN
 typedef int (*IppDispatcher)(CtrlPoint *cp, uint8_t *body, int32_t length);
 
 /* Entry 0 serves get frames, entry 1 set frames; no frame type reaches entry 2. A null entry drops
- * the frames of its type. Changed, if at all, while no requests arrive. */
+ * the frames of its type. Changed, if at all, while no requests arrive.
+ *
+ * Initially tv_get, tv_set and tv_opt of the library. The library binds these names itself, so that
+ * a host's function of the same name cannot take their place; a program that is not linked as
+ * position-independent may therefore see another address under the name. */
 TVLINK_API extern IppDispatcher g_dev_interface[3];
 
 /* Serves string remote procedure calls. */

@@ -106,7 +106,7 @@ int web_tcpclient_conn(WebTcpClient *client)
 
 int web_tcpclient_send(WebTcpClient *client, const void *data, int length)
 {
-    if (client == nullptr || data == nullptr) {
+    if (client == nullptr || (data == nullptr && length > 0)) {
         return -1;
     }
     const char *bytes = static_cast<const char *>(data);

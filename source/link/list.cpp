@@ -29,22 +29,24 @@ int list_insert(CtrlPointList *list, void *element)
     return 0;
 }
 
+static const ListNode *find_node(const CtrlPointList *list, ListComparator matches, void *key)
+{
+    const ListNode *node = list == nullptr ? nullptr : list->head;
+    while (node != nullptr && matches(node->data, key) != 1) {
+        node = node->next;
+    }
+    return node;
+}
+
 int list_find(CtrlPointList *list, ListComparator matches, void *key)
 {
-    return list_get(list, matches, key) != nullptr ? 1 : 0;
+    return find_node(list, matches, key) != nullptr ? 1 : 0;
 }
 
 void *list_get(CtrlPointList *list, ListComparator matches, void *key)
 {
-    if (list == nullptr) {
-        return nullptr;
-    }
-    for (const ListNode *node = list->head; node != nullptr; node = node->next) {
-        if (matches(node->data, key) == 1) {
-            return node->data;
-        }
-    }
-    return nullptr;
+    const ListNode *node = find_node(list, matches, key);
+    return node == nullptr ? nullptr : node->data;
 }
 
 static void unlink_node(CtrlPointList *list, ListNode *previous, const ListNode *node)

@@ -14,9 +14,6 @@ static const useconds_t RETRY_PAUSE_US = 10;
 
 int soc_send(int fd, const void *data, int length, int flags)
 {
-    if (data == nullptr && length > 0) {
-        return -1;
-    }
     const uint8_t *bytes = static_cast<const uint8_t *>(data);
     int sent = 0;
     while (sent < length) {

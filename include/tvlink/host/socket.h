@@ -47,8 +47,8 @@ TVLINK_API int soc_accept(int fd, char *address);
 
 /* Sends all bytes with these flags. Retries every 10 microseconds without limit after a full
  * buffer, a send time-out or a signal, so it may block for as long as the peer reads nothing.
- * Returns the length; 0 for a length below 1; -1 for null data with a length, and after a line when
- * a send fails or sends no byte. A closed peer raises no signal. */
+ * Returns the length; 0 for a length below 1; -1 after a line when a send fails, as it does for
+ * null data with a length, or sends no byte. A closed peer raises no signal. */
 TVLINK_API int soc_send(int fd, const void *data, int length, int flags);
 
 /* One recv with these flags, which may block. Returns the number of bytes, 0 when the peer has

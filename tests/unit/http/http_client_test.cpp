@@ -340,6 +340,7 @@ TEST_F(HttpClient, SendsNothingWithoutALengthOrData)
     EXPECT_EQ(web_tcpclient_send(&client, "abc", 0), 0);
     EXPECT_EQ(web_tcpclient_send(&client, "abc", -1), 0);
     EXPECT_EQ(web_tcpclient_send(&client, "abc", INT_MIN), 0);
+    EXPECT_EQ(web_tcpclient_send(&client, nullptr, 0), 0);
     EXPECT_EQ(web_tcpclient_send(&client, nullptr, 3), -1);
     EXPECT_EQ(sends.calls(), 0);
 }

@@ -1,6 +1,6 @@
 #include "tvlink/registry.h"
 
-#include "link/connection_target.h"
+#include "link/connection.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"
 #include "unit/link/listed_connection.h"
@@ -134,6 +134,20 @@ TEST_F(List, CountsOnlyAResultOfOneAsAMatch)
     fill();
     EXPECT_EQ(list_get(&list, answers_two, nullptr), nullptr);
     EXPECT_EQ(list_find(&list, answers_two, nullptr), 0);
+}
+
+int matches_null(void *element, void *)
+{
+    return element == nullptr ? 1 : 0;
+}
+
+TEST_F(List, FindsAnElementThatIsNull)
+{
+    fill();
+    EXPECT_EQ(list_find(&list, matches_null, nullptr), 0);
+    list.head->next->data = nullptr;
+    EXPECT_EQ(list_find(&list, matches_null, nullptr), 1);
+    EXPECT_EQ(list_get(&list, matches_null, nullptr), nullptr);
 }
 
 TEST_F(List, LosesItsOnlyElementAndTakesAnotherOne)
@@ -374,14 +388,14 @@ TEST_F(RecordEnd, WaitsForTheLastUserButShutsTheConnectionDownAtOnce)
 {
     const ListedConnection connection;
     CtrlPoint *record = taken_out(connection);
-    connection_hold(record);
-    connection_hold(record);
+    hold_record(record);
+    hold_record(record);
     ctrlpoint_free(record);
     EXPECT_TRUE(wait_for_end(connection.phone.get()));
     EXPECT_TRUE(is_open(connection.number));
-    connection_release(record);
+    release_record(record);
     EXPECT_TRUE(is_open(connection.number));
-    connection_release(record);
+    release_record(record);
     EXPECT_FALSE(is_open(connection.number));
 }
 
@@ -389,10 +403,10 @@ TEST_F(RecordEnd, LeavesASocketThatHasGotTheSameNumberAlone)
 {
     const ListedConnection connection;
     CtrlPoint *record = taken_out(connection);
-    connection_hold(record);
+    hold_record(record);
     ctrlpoint_free(record);
     const Descriptor meanwhile = std::move(local_pair().near);
     EXPECT_NE(meanwhile.get(), connection.number);
-    connection_release(record);
+    release_record(record);
     EXPECT_TRUE(is_open(meanwhile.get()));
 }
