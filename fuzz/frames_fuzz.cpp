@@ -7,7 +7,7 @@
  *
  * Under test: source/link/receive.cpp source/link/connection.cpp source/wire/frame.cpp
  * source/link/work_queues.cpp source/link/queue.cpp */
-#include "link/connection_target.h"
+#include "link/connection.h"
 #include "link/registry.h"
 #include "link/work_queues.h"
 #include "support/fuzz_input.h"
@@ -125,8 +125,8 @@ static CtrlPoint *connect_phone(int *phone)
     *phone = ends[1];
     registry_lock();
     list_insert(&g_cp_list, record);
-    connection_watch(record);
-    connection_hold(record);
+    connection_register(record);
+    connection_acquire(record);
     registry_unlock();
     return record;
 }
@@ -151,11 +151,11 @@ static void take_items(Outcome *outcome)
     while (CtrlPoint *item = next_item(REQUEST_QUEUE)) {
         outcome->requests.emplace_back(item->rx_buf, item->rx_buf + item->rx_cap);
         free(item->rx_buf);
-        connection_free_copy(item);
+        free(item);
     }
     while (CtrlPoint *item = next_item(HEARTBEAT_QUEUE)) {
         outcome->heartbeats++;
-        connection_free_copy(item);
+        free(item);
     }
 }
 
@@ -187,9 +187,9 @@ static Outcome library(const Script &script)
     }
     outcome.dropped = !is_listed();
     outcome.left = outcome.dropped ? 0 : record->rx_fill - record->rx_pos;
-    connection_unlist(record);
-    connection_release(record); /* the items still have references */
+    registry_remove(record);
     take_items(&outcome);
+    connection_release({CONNECTION_IN_USE, record});
     close(phone);
     ipp_set_guard(nullptr);
     return outcome;

@@ -7,6 +7,7 @@ int32_t gIsInited = 1;
 pthread_mutex_t mouseLok = PTHREAD_MUTEX_INITIALIZER;
 
 static uint32_t run_number = 0;
+static uint32_t ended_run = UINT32_MAX; /* the latest that has ended; before the first stop none */
 
 bool flags_inited()
 {
@@ -25,6 +26,7 @@ bool flags_running()
 
 void flags_stop_running()
 {
+    __atomic_store_n(&ended_run, flags_run_number(), __ATOMIC_RELEASE);
     __atomic_store_n(&g_thread_run, 0, __ATOMIC_RELEASE);
 }
 
@@ -42,6 +44,11 @@ uint32_t flags_run_number()
 bool flags_run_is_current(uint32_t run)
 {
     return flags_running() && flags_run_number() == run;
+}
+
+bool flags_run_has_ended(uint32_t run)
+{
+    return static_cast<int32_t>(__atomic_load_n(&ended_run, __ATOMIC_ACQUIRE) - run) >= 0;
 }
 
 uint16_t flags_device_type()

@@ -1,7 +1,7 @@
 /* Atomic access to the service-wide flags.
  *
- * A run lasts from one start of the service to its stop. Its number is the generation by which a
- * detached thread that outlives its run recognises that a later run has begun. */
+ * A run lasts from one start of the service to its stop. By its number a detached thread, a
+ * connection or a queued request that outlives its run is told from those of a later one. */
 #pragma once
 
 #include "tvlink/flags.h"
@@ -20,6 +20,10 @@ uint32_t flags_run_number(void);
 
 /* True while this run is the latest one and has not been stopped. */
 bool flags_run_is_current(uint32_t run);
+
+/* True once this run or a later one has been stopped, whatever the running flag says: a host may
+ * set that itself. */
+bool flags_run_has_ended(uint32_t run);
 
 uint16_t flags_device_type(void);
 void flags_set_device_type(uint16_t type);

@@ -1,37 +1,78 @@
 #include "link/connection.h"
 
-#include <linux/sockios.h>
+#include "base/flags.h"
+
 #include <stdlib.h>
 #include <string.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-/* The reserved words of a live record. */
+namespace
+{
+
+/* The reserved words of a record. */
 enum {
-    WORD_REFERENCES = 0,
-    WORD_WATCHED = 1,
-    WORD_UNACKNOWLEDGED = 2,
-    WORD_IDENTITY = 3,
+    WORD_PLACE = 0,
+    WORD_IDENTITY = 1,
+    WORD_DESCRIPTOR = 2,
+    WORD_RUN = 3,
 };
 
-/* The reserved words of a copy that the library made. */
-enum {
-    WORD_GENERATION = 0,
-    WORD_LIVE_RECORD = 1, /* one word or two, aligned so that leak checkers find the address */
+/* Identity and record are written while the place is free, and read by its users. */
+struct Place {
+    uint32_t users; /* their number, and OPEN; 0: the place is free */
+    uint32_t identity;
+    CtrlPoint *record;
 };
 
-/* Flag in the reference count: the record is out of the list, and the last release frees it. */
-static const uint32_t DROPPED = 0x80000000U;
+/* Flag in `users`: the record is listed, and new users are let in. */
+const uint32_t OPEN = 0x80000000U;
 
-/* The same word of a copy: a flag, and the low bits of the generation. */
-static const uint32_t COPY = 0x40000000U;
-static const uint32_t GENERATION_BITS = 0x3FFFFFFFU;
+const uint32_t BLOCK = 64; /* places */
+const uint32_t BLOCKS_MAX = 16384;
 
-static uint32_t last_identity = 0;
-static uint32_t generation = 0;
+} // namespace
 
-/* ---- The reference count of a record */
+LockName REGISTRY_LOCK;
+
+static Place *blocks[BLOCKS_MAX] = {};
+
+static uint32_t place_count GUARDED_BY(REGISTRY_LOCK) = 0;
+static uint32_t next_identity GUARDED_BY(REGISTRY_LOCK) = 1;
+
+/* ---- The table */
+
+static Place *place_of(const CtrlPoint *cp)
+{
+    const uint32_t index = cp->reserved[WORD_PLACE] - 1;
+    if (index / BLOCK >= BLOCKS_MAX) {
+        return nullptr;
+    }
+    Place *block = __atomic_load_n(&blocks[index / BLOCK], __ATOMIC_ACQUIRE);
+    return block == nullptr ? nullptr : &block[index % BLOCK];
+}
+
+/* The number of a free place, as a handle has it; 0 when memory is out. */
+static uint32_t find_free_place() NEEDS(REGISTRY_LOCK)
+{
+    for (uint32_t i = 0; i < place_count; i++) {
+        if (__atomic_load_n(&blocks[i / BLOCK][i % BLOCK].users, __ATOMIC_ACQUIRE) == 0) {
+            return i + 1;
+        }
+    }
+    if (place_count / BLOCK == BLOCKS_MAX) {
+        return 0;
+    }
+    Place *block = static_cast<Place *>(calloc(BLOCK, sizeof *block));
+    if (block == nullptr) {
+        return 0;
+    }
+    __atomic_store_n(&blocks[place_count / BLOCK], block, __ATOMIC_RELEASE);
+    place_count += BLOCK;
+    return place_count - BLOCK + 1;
+}
+
+/* ---- Users */
 
 static void free_record(CtrlPoint *record)
 {
@@ -42,140 +83,130 @@ static void free_record(CtrlPoint *record)
     free(record);
 }
 
-void connection_hold(CtrlPoint *record)
+static bool enter(Place *place)
 {
-    __atomic_add_fetch(&record->reserved[WORD_REFERENCES], 1, __ATOMIC_ACQ_REL);
+    uint32_t users = __atomic_load_n(&place->users, __ATOMIC_RELAXED);
+    while ((users & OPEN) != 0) {
+        if (__atomic_compare_exchange_n(&place->users, &users, users + 1, true, __ATOMIC_ACQUIRE,
+                                        __ATOMIC_RELAXED)) {
+            return true;
+        }
+    }
+    return false;
 }
 
-void connection_release(CtrlPoint *record)
+static void leave(Place *place)
 {
-    if (__atomic_sub_fetch(&record->reserved[WORD_REFERENCES], 1, __ATOMIC_ACQ_REL) == DROPPED) {
+    CtrlPoint *record = place->record; /* another connection's once the place is free */
+    if (__atomic_sub_fetch(&place->users, 1, __ATOMIC_ACQ_REL) == 0) {
         free_record(record);
     }
+}
+
+Connection connection_acquire(CtrlPoint *cp)
+{
+    Place *place = place_of(cp);
+    if (place == nullptr || cp->fd != static_cast<int32_t>(cp->reserved[WORD_DESCRIPTOR])) {
+        return {CONNECTION_OF_HOST, cp};
+    }
+    if (!enter(place)) {
+        return {CONNECTION_GONE, nullptr};
+    }
+    if (place->identity != cp->reserved[WORD_IDENTITY]) {
+        leave(place);
+        return {CONNECTION_GONE, nullptr};
+    }
+    return {CONNECTION_IN_USE, place->record};
+}
+
+void connection_release(Connection connection)
+{
+    if (connection.kind == CONNECTION_IN_USE) {
+        leave(place_of(connection.record));
+    }
+}
+
+/* ---- The registry's part */
+
+bool connection_register(CtrlPoint *record)
+{
+    record->reserved[WORD_PLACE] = find_free_place();
+    Place *place = place_of(record);
+    if (place == nullptr) {
+        return false;
+    }
+    record->reserved[WORD_IDENTITY] = next_identity;
+    record->reserved[WORD_DESCRIPTOR] = static_cast<uint32_t>(record->fd);
+    record->reserved[WORD_RUN] = flags_run_number();
+    place->record = record;
+    place->identity = next_identity;
+    __atomic_store_n(&place->users, OPEN, __ATOMIC_RELEASE);
+    next_identity += next_identity == UINT32_MAX ? 2 : 1;
+    return true;
+}
+
+uint32_t connection_next_identity()
+{
+    return next_identity;
+}
+
+bool connection_is_younger(const CtrlPoint *record, uint32_t identity)
+{
+    return static_cast<int32_t>(record->reserved[WORD_IDENTITY] - identity) >= 0;
 }
 
 void connection_drop(CtrlPoint *record)
 {
-    shutdown(record->fd, SHUT_RDWR); /* before the last release can close it */
-    if (__atomic_fetch_or(&record->reserved[WORD_REFERENCES], DROPPED, __ATOMIC_ACQ_REL) == 0) {
+    Place *place = place_of(record);
+    if (place == nullptr) {
+        free_record(record);
+        return;
+    }
+    shutdown(record->fd, SHUT_RDWR); /* before the last user can close it */
+    if (__atomic_and_fetch(&place->users, ~OPEN, __ATOMIC_ACQ_REL) == 0) {
         free_record(record);
     }
 }
 
-/* Needs the registry lock. */
-static void assign_identity(CtrlPoint *record)
+/* ---- Copies */
+
+bool connection_has_handle(const CtrlPoint *cp)
 {
-    if (record->reserved[WORD_IDENTITY] == 0) {
-        last_identity += last_identity == UINT32_MAX ? 2 : 1;
-        record->reserved[WORD_IDENTITY] = last_identity;
+    return cp->reserved[WORD_PLACE] != 0;
+}
+
+bool connection_is_stale(const CtrlPoint *cp)
+{
+    return connection_has_handle(cp) && flags_run_has_ended(cp->reserved[WORD_RUN]);
+}
+
+void connection_clear_descriptor(CtrlPoint *copy)
+{
+    copy->fd = -1;
+    copy->reserved[WORD_DESCRIPTOR] = static_cast<uint32_t>(copy->fd);
+}
+
+void connection_refer(CtrlPoint *reference, const CtrlPoint *record)
+{
+    *reference = {};
+    reference->fd = record->fd;
+    reference->peer_addr = record->peer_addr;
+    reference->connect_time = record->connect_time;
+    memcpy(reference->reserved, record->reserved, sizeof reference->reserved);
+}
+
+CtrlPoint *connection_copy(const CtrlPoint *record)
+{
+    CtrlPoint *copy = static_cast<CtrlPoint *>(malloc(sizeof *copy));
+    if (copy != nullptr) {
+        connection_refer(copy, record);
+        copy->rx_buf = record->rx_buf;
+        copy->rx_cap = record->rx_cap;
+        copy->rx_fill = record->rx_fill;
+        copy->rx_pos = record->rx_pos;
+        copy->last_heartbeat = __atomic_load_n(&record->last_heartbeat, __ATOMIC_RELAXED);
+        copy->last_active = record->last_active;
+        copy->idle_limit = record->idle_limit;
     }
-}
-
-void connection_watch(CtrlPoint *record)
-{
-    record->reserved[WORD_WATCHED] = 1;
-    assign_identity(record);
-}
-
-bool connection_watched(const CtrlPoint *record)
-{
-    return record->reserved[WORD_WATCHED] != 0;
-}
-
-static uint32_t unacknowledged_bytes(int fd)
-{
-    int count = 0;
-    return ioctl(fd, SIOCOUTQ, &count) == 0 && count > 0 ? static_cast<uint32_t>(count) : 0;
-}
-
-void connection_snapshot_unacknowledged(CtrlPoint *record)
-{
-    __atomic_store_n(&record->reserved[WORD_UNACKNOWLEDGED], unacknowledged_bytes(record->fd),
-                     __ATOMIC_RELAXED);
-}
-
-void connection_add_unacknowledged(CtrlPoint *record, uint32_t added)
-{
-    if (__atomic_load_n(&record->reserved[WORD_UNACKNOWLEDGED], __ATOMIC_RELAXED) != 0) {
-        __atomic_add_fetch(&record->reserved[WORD_UNACKNOWLEDGED], added, __ATOMIC_RELAXED);
-    }
-}
-
-bool connection_acknowledged_nothing(const CtrlPoint *record)
-{
-    const uint32_t outstanding =
-        __atomic_load_n(&record->reserved[WORD_UNACKNOWLEDGED], __ATOMIC_RELAXED);
-    return outstanding != 0 && unacknowledged_bytes(record->fd) == outstanding;
-}
-
-/* ---- References and copies */
-
-uint32_t connection_identity(const CtrlPoint *cp)
-{
-    return cp->reserved[WORD_IDENTITY];
-}
-
-bool connection_is_referenced(const CtrlPoint *record)
-{
-    return __atomic_load_n(&record->reserved[WORD_REFERENCES], __ATOMIC_ACQUIRE) != 0;
-}
-
-void connection_copy_constants(CtrlPoint *copy, const CtrlPoint *record)
-{
-    *copy = {};
-    copy->fd = record->fd;
-    copy->peer_addr = record->peer_addr;
-    copy->connect_time = record->connect_time;
-}
-
-void connection_make_weak(CtrlPoint *record, CtrlPoint *reference)
-{
-    assign_identity(record);
-    connection_copy_constants(reference, record);
-    reference->reserved[WORD_IDENTITY] = record->reserved[WORD_IDENTITY];
-}
-
-void connection_make_strong(CtrlPoint *copy, CtrlPoint *record)
-{
-    connection_hold(record);
-    assign_identity(record);
-    copy->reserved[WORD_GENERATION] =
-        COPY | (__atomic_load_n(&generation, __ATOMIC_ACQUIRE) & GENERATION_BITS);
-    copy->reserved[WORD_IDENTITY] = record->reserved[WORD_IDENTITY];
-    memcpy(&copy->reserved[WORD_LIVE_RECORD], &record, sizeof record);
-}
-
-static bool is_strong(const CtrlPoint *copy)
-{
-    return (copy->reserved[WORD_GENERATION] & ~GENERATION_BITS) == COPY;
-}
-
-/* The record to which the copy holds a strong reference; null when it holds none. */
-static CtrlPoint *live_record_of(const CtrlPoint *copy)
-{
-    CtrlPoint *record = nullptr;
-    if (is_strong(copy)) {
-        memcpy(&record, &copy->reserved[WORD_LIVE_RECORD], sizeof record);
-    }
-    return record;
-}
-
-void connection_free_copy(CtrlPoint *copy)
-{
-    CtrlPoint *record = live_record_of(copy);
-    if (record != nullptr) {
-        connection_release(record);
-    }
-    free(copy);
-}
-
-void connection_next_generation()
-{
-    __atomic_add_fetch(&generation, 1, __ATOMIC_ACQ_REL);
-}
-
-bool connection_is_stale(const CtrlPoint *copy)
-{
-    const uint32_t current = __atomic_load_n(&generation, __ATOMIC_ACQUIRE) & GENERATION_BITS;
-    return is_strong(copy) && (copy->reserved[WORD_GENERATION] & GENERATION_BITS) != current;
+    return copy;
 }

@@ -1,75 +1,68 @@
-/* The lifetime of a connection.
+/* Connections, and the handles by which all but the registry refer to them.
  *
- * The registry owns a record while it is listed. Code that uses a record beyond the registry lock
- * (a send, the server thread while it receives, a queued item) holds a strong reference, counted in
- * the record. Dropping a record shuts the connection down at once, so that blocked sends fail; its
- * socket is closed and its memory freed exactly once: by the drop itself or, while references
- * remain, by the release of the last one. So the system cannot reuse the descriptor's number while
- * anything still refers to it.
+ * The registry owns a record while it is listed. Nothing else keeps a pointer to it: an item, a
+ * push, a host's copy of either carry a handle, which holds nothing and needs no release. Whoever
+ * works with a connection acquires it by the handle and releases it afterwards. Dropping a record
+ * shuts its connection down at once, so that blocked sends fail, and lets no new user in; the last
+ * user closes the socket and frees the memory. So the system cannot reuse the number of a
+ * descriptor while anyone works with it.
  *
- * The four reserved words of a record, all zero at creation:
+ * The four reserved words of a record, and of every copy of it, are its handle:
  *
- *              live record                           copy (item)
- *   0          reference count; the highest bit      a flag, and the generation of the
- *              once it is dropped                    service in which it was made
- *   1          1 once a select pass watches it       address of the live record,
- *   2          bytes that the peer had not           to which the copy holds a
- *              acknowledged at the snapshot, and     strong reference
- *              those sent since; 0: none were
- *              outstanding
- *   3          identity, assigned with the first     the same identity
- *              watch or reference; never 0, never
- *              reused
- *
- * Words 0 and 2 of a live record are atomic, word 1 belongs to the server thread, word 3 is guarded
- * by the registry lock. */
+ *   0    1 + the index of its place in a table that never moves or shrinks; 0: a host's own record
+ *   1    its identity: grows with each connection, so that a place that is used again is told from
+ *        what it was; never 0
+ *   2    its descriptor: a copy whose `fd` was changed is a host's own record
+ *   3    the number of the run in which it was accepted */
 #pragma once
 
+#include "base/lock.h"
 #include "tvlink/ctrlpoint.h"
 
-/* ---- The reference count of a record. */
+enum ConnectionKind {
+    CONNECTION_GONE,   /* it has ended: nothing is sent */
+    CONNECTION_IN_USE, /* `record` is the live one, until connection_release() */
+    CONNECTION_OF_HOST /* `record` is the one that was given */
+};
 
-void connection_hold(CtrlPoint *record);
-void connection_release(CtrlPoint *record);
+struct Connection {
+    ConnectionKind kind;
+    CtrlPoint *record;
+};
 
-/* For a record that is out of the list: shuts the connection down, and frees the record unless
- * references remain. */
+/* The connection that a record or a copy of one stands for. Takes no lock. */
+Connection connection_acquire(CtrlPoint *cp);
+void connection_release(Connection connection);
+
+/* ---- For the registry, under its lock. */
+
+/* Stands for g_cp_list_mutex. */
+extern LockName REGISTRY_LOCK;
+
+/* Gives a new record its handle. False when memory is out. */
+bool connection_register(CtrlPoint *record) NEEDS(REGISTRY_LOCK);
+
+/* Identities grow: a record is younger than the next identity of an earlier moment, or it was
+ * registered before. */
+uint32_t connection_next_identity(void) NEEDS(REGISTRY_LOCK);
+bool connection_is_younger(const CtrlPoint *record, uint32_t identity);
+
+/* For a record that is out of the list: shuts the connection down, and frees the record as soon as
+ * nobody uses it. A record without a handle is freed at once. */
 void connection_drop(CtrlPoint *record);
 
-/* Marks a listed record as watched by the select pass that begins, under the registry lock; reads
- * the mark. A record without the mark was accepted during the pass, so that the ready bit of its
- * descriptor belongs to an earlier connection. */
-void connection_watch(CtrlPoint *record);
-bool connection_watched(const CtrlPoint *record);
+/* ---- Copies. */
 
-/* Takes a snapshot of the number of bytes that the peer of a listed record has not acknowledged;
- * adds the bytes that are sent afterwards. The query is true when bytes were outstanding and the
- * peer has acknowledged none of them since the snapshot. */
-void connection_snapshot_unacknowledged(CtrlPoint *record);
-void connection_add_unacknowledged(CtrlPoint *record, uint32_t added);
-bool connection_acknowledged_nothing(const CtrlPoint *record);
+bool connection_has_handle(const CtrlPoint *cp);
 
-/* ---- References and copies that need no registry; for the others see link/connection_target.h. */
+/* True for a record, and its copies, of a run that has been stopped. */
+bool connection_is_stale(const CtrlPoint *cp);
 
-/* 0 for a record that the host made itself. */
-uint32_t connection_identity(const CtrlPoint *cp);
+/* For free(); null when memory is out. For the thread that receives. */
+CtrlPoint *connection_copy(const CtrlPoint *record);
 
-/* True while the reference count is above 0, and once the record is dropped. */
-bool connection_is_referenced(const CtrlPoint *record);
+/* Fills a copy without the fields that change while the server thread receives. */
+void connection_refer(CtrlPoint *reference, const CtrlPoint *record);
 
-/* Zeroes `copy` and copies the fields that never change, even while the server thread receives. */
-void connection_copy_constants(CtrlPoint *copy, const CtrlPoint *record);
-
-/* Fills a weak reference: it stands for the listed record until that is dropped, and for no
- * connection afterwards. Does not change the reference count. Needs the registry lock. */
-void connection_make_weak(CtrlPoint *record, CtrlPoint *reference);
-
-/* Makes the copy a strong reference to the record. Needs the registry lock. */
-void connection_make_strong(CtrlPoint *copy, CtrlPoint *record);
-
-/* Releases the strong reference that the copy holds, if any, and frees the copy. */
-void connection_free_copy(CtrlPoint *copy);
-
-/* Begins the next generation when the service has stopped: all earlier copies are stale. */
-void connection_next_generation(void);
-bool connection_is_stale(const CtrlPoint *copy);
+/* Takes the descriptor out of a copy whose connection has ended. */
+void connection_clear_descriptor(CtrlPoint *copy);

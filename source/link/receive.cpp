@@ -3,7 +3,7 @@
 #include "base/clock.h"
 #include "base/guard.h"
 #include "base/log.h"
-#include "link/connection_target.h"
+#include "link/connection.h"
 #include "link/registry.h"
 #include "link/work_queues.h"
 #include "net/socket_io.h"
@@ -25,6 +25,8 @@ struct Arrival {
     uint32_t max_frame; /* snapshot of the guard's max_frame_length, which the host may change */
     bool out_of_sync;   /* a length of 0 was read: the rest of the bytes is dropped */
 };
+
+enum FrameState { FRAME_PARTIAL, FRAME_WHOLE, FRAME_WITHOUT_END, FRAME_TOO_LONG };
 
 } // namespace
 
@@ -86,7 +88,7 @@ static bool read_some(CtrlPoint *record, uint32_t wanted, uint32_t *got)
     }
     errno = reason;
     log_perror("recv");
-    return count < 0 && (reason == EAGAIN || reason == EINTR) && !registry_retries_stopped();
+    return count < 0 && (reason == EAGAIN || reason == EINTR) && !connection_is_stale(record);
 }
 
 /* False when fewer bytes than wanted were received. */
@@ -104,17 +106,7 @@ static void queue_heartbeat(CtrlPoint *record)
 {
     CtrlPoint *item = connection_copy(record);
     if (item != nullptr && !work_queue_post(&HEARTBEAT_QUEUE, item)) {
-        connection_free_copy(item);
-    }
-}
-
-static void post_request(CtrlPoint *item, uint8_t *body, uint32_t length)
-{
-    item->rx_buf = body;
-    item->rx_cap = length;
-    if (!work_queue_post(&REQUEST_QUEUE, item)) {
-        free(body);
-        connection_free_copy(item);
+        free(item);
     }
 }
 
@@ -123,12 +115,16 @@ static void queue_request(CtrlPoint *record, const uint8_t *frame, uint32_t fram
     const uint32_t length = frame_size - FRAME_BODY_OVERHEAD;
     uint8_t *body = static_cast<uint8_t *>(malloc(length));
     CtrlPoint *item = body == nullptr ? nullptr : connection_copy(record);
-    if (item == nullptr) {
-        free(body);
-        return;
+    if (item != nullptr) {
+        memcpy(body, frame + FRAME_BODY_OFFSET, length);
+        item->rx_buf = body;
+        item->rx_cap = length;
+        if (work_queue_post(&REQUEST_QUEUE, item)) {
+            return;
+        }
     }
-    memcpy(body, frame + FRAME_BODY_OFFSET, length);
-    post_request(item, body, length);
+    free(body);
+    free(item);
 }
 
 static void queue_frame(CtrlPoint *record, const uint8_t *frame, uint32_t size)
@@ -143,62 +139,36 @@ static void queue_frame(CtrlPoint *record, const uint8_t *frame, uint32_t size)
     }
 }
 
-/* Stores the length of the next frame; false while its length field is incomplete. */
-static bool announced_length(const CtrlPoint *record, uint32_t *length)
+/* The next frame. Without its length the frame behind it cannot be found: a longer one than the
+ * host allows, or one with a length of 0. */
+static FrameState next_frame(const CtrlPoint *record, uint32_t max_frame, uint32_t *size)
 {
     if (unread_bytes(record) < FRAME_LENGTH_END) {
-        return false;
+        return FRAME_PARTIAL;
     }
-    *length = frame_length(record->rx_buf + record->rx_pos);
-    return true;
+    *size = frame_length(record->rx_buf + record->rx_pos);
+    if (*size == 0) {
+        return FRAME_WITHOUT_END;
+    }
+    if (max_frame != 0 && *size > max_frame) {
+        return FRAME_TOO_LONG;
+    }
+    return *size <= unread_bytes(record) ? FRAME_WHOLE : FRAME_PARTIAL;
 }
 
-static bool is_allowed(uint32_t length, uint32_t max_frame)
-{
-    return max_frame == 0 || length <= max_frame;
-}
-
-/* True when the next frame is longer than the host allows: the frames after it cannot be found. */
-static bool exceeds_limit(const CtrlPoint *record, uint32_t max_frame)
-{
-    uint32_t length = 0;
-    return announced_length(record, &length) && !is_allowed(length, max_frame);
-}
-
-/* True when the next frame has a length of 0, so that the start of the one after it is unknown. */
-static bool needs_resync(const CtrlPoint *record)
-{
-    uint32_t length = 0;
-    return announced_length(record, &length) && length == 0;
-}
-
-static bool take_frame(CtrlPoint *record, uint32_t max_frame)
+/* Queues the whole frames; returns the state of what follows them. */
+static FrameState split(CtrlPoint *record, uint32_t max_frame)
 {
     uint32_t size = 0;
-    if (!announced_length(record, &size) || size == 0 || size > unread_bytes(record) ||
-        !is_allowed(size, max_frame)) {
-        return false;
+    FrameState state = FRAME_PARTIAL;
+    while ((state = next_frame(record, max_frame, &size)) == FRAME_WHOLE) {
+        queue_frame(record, record->rx_buf + record->rx_pos, size);
+        record->rx_pos += size;
     }
-    queue_frame(record, record->rx_buf + record->rx_pos, size);
-    record->rx_pos += size;
-    return true;
-}
-
-static void drop_unread(CtrlPoint *record)
-{
-    record->rx_pos = record->rx_fill;
-}
-
-/* False when a length of 0 made it drop the unread bytes. */
-static bool split(CtrlPoint *record, uint32_t max_frame)
-{
-    while (take_frame(record, max_frame)) {
+    if (state == FRAME_WITHOUT_END) {
+        record->rx_pos = record->rx_fill;
     }
-    if (needs_resync(record)) {
-        drop_unread(record);
-        return false;
-    }
-    return true;
+    return state;
 }
 
 void handle_ctrlpoint_request(CtrlPoint *record)
@@ -229,12 +199,13 @@ static bool receive_portion(CtrlPoint *record, uint32_t size, Arrival *arrival)
     }
     const bool complete = read_all(record, size);
     if (arrival->out_of_sync) {
-        drop_unread(record);
+        record->rx_pos = record->rx_fill;
         return complete;
     }
-    arrival->out_of_sync = !split(record, arrival->max_frame);
-    if (exceeds_limit(record, arrival->max_frame)) {
-        connection_unlist(record);
+    const FrameState state = split(record, arrival->max_frame);
+    arrival->out_of_sync = state == FRAME_WITHOUT_END;
+    if (state == FRAME_TOO_LONG) {
+        registry_remove(record);
         return false;
     }
     return complete;

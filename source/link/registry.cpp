@@ -2,9 +2,9 @@
 
 #include "base/clock.h"
 #include "base/log.h"
-#include "link/connection.h"
 
 #include <stdlib.h>
+#include <unistd.h>
 
 /* A control point is idle when it has been silent for a time within this band. When the clock jumps
  * ahead, all control points are beyond the band, and none is dropped. */
@@ -13,101 +13,64 @@ static const int32_t IDLE_BEFORE_S = 300;
 
 static const int32_t IDLE_LIMIT_S = 30; /* stored in new records, never read */
 
+static const int SOON_ATTEMPTS = 100;
+static const useconds_t SOON_PAUSE_US = 10000;
+
 CtrlPointList g_cp_list = {0, nullptr, nullptr};
 pthread_mutex_t g_cp_list_mutex = PTHREAD_MUTEX_INITIALIZER;
 
-/* ---- The gate */
-
-/* One word, so that entering and leaving cost one atomic operation each: the number of threads
- * inside, and two flags. Open before the first start, when the registry lock is the static one. */
-static const uint32_t CLOSED = 0x80000000U;   /* there is no registry */
-static const uint32_t STOPPING = 0x40000000U; /* sends are not retried */
-static const uint32_t COUNT = 0x3FFFFFFFU;
-
-static uint32_t gate = 0;
-
-/* Signal that the gate has drained. */
-static pthread_mutex_t drain_lock = PTHREAD_MUTEX_INITIALIZER;
-static pthread_cond_t drained = PTHREAD_COND_INITIALIZER;
-
-static void leave_gate()
+NOT_ANALYSED void registry_lock()
 {
-    if (__atomic_sub_fetch(&gate, 1, __ATOMIC_ACQ_REL) << 2 == 0 && registry_retries_stopped()) {
-        pthread_mutex_lock(&drain_lock);
-        pthread_cond_broadcast(&drained);
-        pthread_mutex_unlock(&drain_lock);
-    }
-}
-
-static bool enter_gate()
-{
-    if ((__atomic_fetch_add(&gate, 1, __ATOMIC_ACQ_REL) & CLOSED) == 0) {
-        return true;
-    }
-    leave_gate();
-    return false;
-}
-
-bool registry_lock()
-{
-    if (!enter_gate()) {
-        return false;
-    }
     log_hold();
     pthread_mutex_lock(&g_cp_list_mutex);
-    return true;
 }
 
-void registry_unlock()
+NOT_ANALYSED void registry_unlock()
 {
     pthread_mutex_unlock(&g_cp_list_mutex);
-    leave_gate();
     log_release();
 }
 
-void registry_stop_retries()
+NOT_ANALYSED bool registry_lock_soon()
 {
-    __atomic_or_fetch(&gate, STOPPING, __ATOMIC_ACQ_REL);
-}
-
-bool registry_retries_stopped()
-{
-    return (__atomic_load_n(&gate, __ATOMIC_ACQUIRE) & (STOPPING | CLOSED)) != 0;
-}
-
-/* Closes the gate and waits until it has drained. False when it was closed already. */
-static bool drain_gate()
-{
-    const bool was_open = (__atomic_fetch_or(&gate, CLOSED, __ATOMIC_ACQ_REL) & CLOSED) == 0;
-    pthread_mutex_lock(&drain_lock);
-    while ((__atomic_load_n(&gate, __ATOMIC_ACQUIRE) & COUNT) != 0) {
-        pthread_cond_wait(&drained, &drain_lock);
+    log_hold();
+    for (int i = 0; i < SOON_ATTEMPTS; i++) {
+        if (pthread_mutex_trylock(&g_cp_list_mutex) == 0) {
+            return true;
+        }
+        usleep(SOON_PAUSE_US);
     }
-    pthread_mutex_unlock(&drain_lock);
-    return was_open;
+    log_release();
+    return false;
+}
+
+CtrlPointList *registry_list()
+{
+    return &g_cp_list;
 }
 
 void registry_open()
 {
-    drain_gate(); /* a host thread may be reporting an event before the first start */
-    pthread_mutex_init(&g_cp_list_mutex, nullptr);
-    list_init(&g_cp_list);
-    __atomic_and_fetch(&gate, COUNT, __ATOMIC_ACQ_REL);
+    registry_lock();
+    list_init(registry_list());
+    registry_unlock();
 }
 
 void registry_close()
 {
-    if (!drain_gate()) {
-        return;
-    }
-    pthread_mutex_lock(&g_cp_list_mutex);
-    list_clean(&g_cp_list, ctrlpoint_free);
-    pthread_mutex_unlock(&g_cp_list_mutex);
-    pthread_mutex_destroy(&g_cp_list_mutex);
-    connection_next_generation();
+    registry_lock();
+    list_clean(registry_list(), ctrlpoint_free);
+    registry_unlock();
 }
 
 /* ---- Records */
+
+/* For a record that never was a connection: its socket stays the caller's. */
+static void discard(void *record)
+{
+    pthread_mutex_destroy(&static_cast<CtrlPoint *>(record)->send_lock);
+    free(record);
+}
 
 int check_and_insert(int32_t fd, uint32_t peer_addr)
 {
@@ -121,23 +84,31 @@ int check_and_insert(int32_t fd, uint32_t peer_addr)
     record->last_active = record->connect_time;
     record->idle_limit = IDLE_LIMIT_S;
     pthread_mutex_init(&record->send_lock, nullptr);
-    if (list_insert(&g_cp_list, record) != 0) {
-        pthread_mutex_destroy(&record->send_lock);
-        free(record);
+    if (list_insert(registry_list(), record) != 0) {
+        discard(record);
+        return -1;
+    }
+    if (!connection_register(record)) {
+        list_remove(registry_list(), record, discard);
         return -1;
     }
     return 0;
 }
 
+void registry_remove(CtrlPoint *record)
+{
+    registry_lock();
+    list_remove(registry_list(), record, ctrlpoint_free);
+    registry_unlock();
+}
+
 uint32_t ipp_connected_ctrlpoints(CtrlPoint *references, uint32_t most)
 {
-    if (!registry_lock()) {
-        return 0;
-    }
+    registry_lock();
     uint32_t count = 0;
-    for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
+    for (const ListNode *node = registry_list()->head; node != nullptr; node = node->next) {
         if (count < most) {
-            connection_make_weak(static_cast<CtrlPoint *>(node->data), &references[count]);
+            connection_refer(&references[count], static_cast<CtrlPoint *>(node->data));
         }
         count++;
     }

@@ -1,22 +1,29 @@
-/* The lifetime of the registry lock is that of the service, but threads may want the lock at any
- * moment. A static gate in front of it counts the threads inside and is closed when the service
- * stops; the lock is destroyed once the gate has drained. */
+/* The registry and its lock.
+ *
+ * The lock is never destroyed: whoever takes it before the first start or after a stop finds an
+ * empty list. */
 #pragma once
 
+#include "link/connection.h"
 #include "tvlink/registry.h"
 
-/* Locks g_cp_list_mutex. False, without the lock, once the service has stopped: the registry then
- * counts as empty. Diagnostic lines for the sink are held back while the lock is held. */
-bool registry_lock(void);
-void registry_unlock(void);
+/* Lock g_cp_list_mutex. Diagnostic lines for the sink are held back while it is held. */
+void registry_lock(void) TAKES(REGISTRY_LOCK);
+void registry_unlock(void) RELEASES(REGISTRY_LOCK);
 
-/* For ipp_init: makes the lock, empties the list, opens the gate. */
+/* The same, but false after a second: the host of the caller may hold the lock itself. */
+bool registry_lock_soon(void) TAKES_IF(true, REGISTRY_LOCK);
+
+/* g_cp_list. */
+CtrlPointList *registry_list(void) NEEDS(REGISTRY_LOCK);
+
+extern "C" int check_and_insert(int32_t fd, uint32_t peer_addr) NEEDS(REGISTRY_LOCK);
+
+/* For ipp_init: empties the list. */
 void registry_open(void);
 
-/* For ipp_finish, first: sends to registered connections are not retried any more, so that a
- * stalled one cannot hold the lock. */
-void registry_stop_retries(void);
-bool registry_retries_stopped(void);
-
-/* For ipp_finish, last: drains the gate, drops every connection, destroys the lock. Idempotent. */
+/* For ipp_finish, once the network threads have ended: drops every connection. */
 void registry_close(void);
+
+/* Removes a record from the list and drops it. Idempotent. For callers without the lock. */
+void registry_remove(CtrlPoint *record);

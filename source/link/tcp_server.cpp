@@ -4,12 +4,13 @@
 #include "base/flags.h"
 #include "base/guard.h"
 #include "base/log.h"
-#include "link/connection_target.h"
+#include "link/connection.h"
 #include "link/receive.h"
 #include "link/registry.h"
 #include "net/bind_with_retries.h"
 #include "net/descriptor_set.h"
 #include "net/socket_io.h"
+#include "net/stop_signal.h"
 #include "tvlink/heartbeat.h"
 
 #include <errno.h>
@@ -98,7 +99,7 @@ static bool prepare_listener(int fd, uint16_t port)
     }
     set_socket_noblock(fd);
     set_socket_timeout(fd, LISTENER_TIMEOUT_MS);
-    return bind_with_retries(fd, port, guard_bind_wait_ms()) && listen_on(fd);
+    return bind_with_retries(fd, port, guard_bind_wait_ms(), nullptr) && listen_on(fd);
 }
 
 int tcp_sock_init(int32_t port)
@@ -121,19 +122,15 @@ int tcp_sock_init(int32_t port)
 
 /* ---- New connections */
 
-/* False when the guard's max_ctrlpoints is reached or the service has stopped. */
+/* False when the guard's max_ctrlpoints is reached or memory is out. */
 static bool register_connection(int fd, uint32_t peer_addr)
 {
     const uint32_t limit = guard_max_ctrlpoints();
-    if (!registry_lock()) {
-        return false;
-    }
-    const bool room = limit == 0 || g_cp_list.count < limit;
-    if (room) {
-        check_and_insert(fd, peer_addr);
-    }
+    registry_lock();
+    const bool registered =
+        (limit == 0 || registry_list()->count < limit) && check_and_insert(fd, peer_addr) == 0;
     registry_unlock();
-    return room;
+    return registered;
 }
 
 static bool has_send_timeout(int fd)
@@ -197,71 +194,70 @@ static void accept_pending(int listener)
 
 /* ---- One pass */
 
-static void watch_all(DescriptorSet *set)
+/* Watches all connections, a record that the host has put into the list itself included. Returns
+ * the identity of the first one that will be accepted later. */
+static uint32_t watch_all(DescriptorSet *set)
 {
     descriptor_set_clear(set);
     descriptor_set_add(set, listening_socket());
-    if (!registry_lock()) {
-        return;
-    }
-    for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
+    descriptor_set_add(set, stop_signal_fd());
+    registry_lock();
+    for (const ListNode *node = registry_list()->head; node != nullptr; node = node->next) {
         CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
-        connection_watch(record);
-        descriptor_set_add(set, record->fd);
+        if (connection_has_handle(record) || connection_register(record)) {
+            descriptor_set_add(set, record->fd);
+        }
     }
+    const uint32_t later = connection_next_identity();
     registry_unlock();
+    return later;
 }
 
-/* The record to which a ready descriptor belongs, held; null when there is none. The descriptor may
- * have been closed, and its number reused, since the pass began: then no record has it, or one that
- * this pass does not watch. */
-static CtrlPoint *hold_ready(int fd)
+/* The connection to which a ready descriptor belongs. The descriptor may have been closed, and its
+ * number reused, since the pass began: then no record has it, or a younger one. */
+static Connection acquire_ready(int fd, uint32_t later)
 {
-    if (!registry_lock()) {
-        return nullptr;
-    }
-    CtrlPoint *record = static_cast<CtrlPoint *>(list_get(&g_cp_list, ctrlpoint_match_fd, &fd));
-    if (record != nullptr && !connection_watched(record)) {
-        record = nullptr;
-    }
-    if (record != nullptr) {
-        connection_hold(record);
-    }
+    registry_lock();
+    CtrlPoint *record =
+        static_cast<CtrlPoint *>(list_get(registry_list(), ctrlpoint_match_fd, &fd));
+    const bool watched = record != nullptr && !connection_is_younger(record, later);
+    const Connection connection =
+        watched ? connection_acquire(record) : Connection{CONNECTION_GONE, nullptr};
     registry_unlock();
-    return record;
+    return connection;
 }
 
-static void serve_ready(int fd)
+static void serve_ready(int fd, uint32_t later)
 {
-    CtrlPoint *record = hold_ready(fd);
-    if (record == nullptr) {
+    const Connection connection = acquire_ready(fd, later);
+    if (connection.kind != CONNECTION_IN_USE) {
         return;
     }
     const uint32_t arriving = bytes_arriving(fd);
     if (arriving > 0) {
-        receive_arriving(record, arriving);
+        receive_arriving(connection.record, arriving);
     } else {
         log_trace("tcp_thread", 595);
-        connection_unlist(record);
+        registry_remove(connection.record);
     }
-    connection_release(record);
+    connection_release(connection);
 }
 
-static void serve_all_ready(const DescriptorSet *set)
+static void serve_all_ready(const DescriptorSet *set, uint32_t later)
 {
     const int listener = listening_socket();
     for (int fd = descriptor_set_next(set, 0); fd >= 0; fd = descriptor_set_next(set, fd + 1)) {
         if (fd == listener) {
             accept_pending(listener);
         } else {
-            serve_ready(fd);
+            serve_ready(fd, later);
         }
     }
 }
 
 static void serve_one_pass(DescriptorSet *set)
 {
-    watch_all(set);
+    const uint32_t later = watch_all(set);
     const int ready = descriptor_set_select(set, PASS_TIME);
     if (ready == -1) {
         log_out("err: select() fail\n");
@@ -270,7 +266,7 @@ static void serve_one_pass(DescriptorSet *set)
         return;
     }
     if (ready > 0) {
-        serve_all_ready(set);
+        serve_all_ready(set, later);
     }
     check_ctrlpoint_timeout();
 }

@@ -1,7 +1,12 @@
 /* A queue between the server thread and a worker, with its locks and its semaphore. */
 #pragma once
 
+#include "base/lock.h"
 #include "tvlink/work_queues.h"
+
+/* Stand for the locks of the two sides of a queue. */
+extern LockName PRODUCER_LOCK;
+extern LockName CONSUMER_LOCK;
 
 struct WorkQueue {
     Queue **queue;
@@ -15,6 +20,9 @@ extern const WorkQueue HEARTBEAT_QUEUE;
 
 /* False when the queue is full or does not exist: the item stays the caller's. */
 bool work_queue_post(const WorkQueue *work, void *item);
+
+/* True when an item in the queue has this body too: the host has queued a copy of the item. */
+bool work_queue_has_body(const WorkQueue *work, const uint8_t *body);
 
 /* Waits for an item; null when the wait ended without one. */
 void *work_queue_wait(const WorkQueue *work);

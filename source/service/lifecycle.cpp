@@ -4,6 +4,7 @@
 #include "discovery/discovery.h"
 #include "link/registry.h"
 #include "link/tcp_server.h"
+#include "net/stop_signal.h"
 #include "tvlink.h"
 #include "tvlink/workers.h"
 
@@ -46,6 +47,7 @@ int32_t ipp_init(uint32_t device_type, const char *name, const char *serial)
     }
     flags_set_device_type(static_cast<uint16_t>(device_type));
     flags_start_run();
+    stop_signal_open();
     registry_open();
     const int32_t result = start_everything();
     if (result != 0) {
@@ -60,9 +62,10 @@ int32_t ipp_finish()
 {
     flags_set_inited(false);
     flags_stop_running();
-    registry_stop_retries();
+    stop_signal_raise();
     discovery_join();
     tcp_server_join();
+    stop_signal_close();
     registry_close();
     return 0;
 }

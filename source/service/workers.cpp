@@ -19,20 +19,26 @@ struct Worker {
     const char *queue_error;
     void *(*body)(void *);
     pthread_t *thread;
+    bool has_queue; /* made by an earlier start, which may have failed later */
     bool started;
 };
 
-Worker request_worker = {&REQUEST_QUEUE, "new devCallBackQueue error.\n", devCallBackThread,
-                         &devCallBackTid, false};
-Worker heartbeat_worker = {&HEARTBEAT_QUEUE, "new heartBeatFeedbackQueue error.\n",
-                           heartBeatFeedbackThread, &heartBeatFeedbackTid, false};
+Worker request_worker = {
+    &REQUEST_QUEUE, "new devCallBackQueue error.\n", devCallBackThread, &devCallBackTid, false,
+    false};
+Worker heartbeat_worker = {&HEARTBEAT_QUEUE,
+                           "new heartBeatFeedbackQueue error.\n",
+                           heartBeatFeedbackThread,
+                           &heartBeatFeedbackTid,
+                           false,
+                           false};
 
 } // namespace
 
-static int make_queue(const Worker *worker)
+static int make_queue(Worker *worker)
 {
-    if (*worker->work->queue != nullptr) {
-        return 0; /* made by an earlier start that failed later */
+    if (worker->has_queue) {
+        return 0;
     }
     Queue *queue = newQueue(WORK_QUEUE_CAPACITY);
     if (queue == nullptr) {
@@ -41,6 +47,7 @@ static int make_queue(const Worker *worker)
     }
     *worker->work->queue = queue;
     sem_init(worker->work->items, 0, 0);
+    worker->has_queue = true;
     return 0;
 }
 
@@ -70,13 +77,27 @@ int startHeartBeatFeedbackThread()
     return start_worker(&heartbeat_worker);
 }
 
+/* The connection stays in use, and its descriptor its own, while the request runs. Once it has
+ * ended the host finds no descriptor in the item. */
 static void run_request(CtrlPoint *item)
 {
-    if (!connection_is_stale(item)) {
-        response_ctrlpoint_request(item, item->rx_buf, static_cast<int32_t>(item->rx_cap));
+    const Connection connection = connection_acquire(item);
+    if (connection.kind == CONNECTION_GONE) {
+        connection_clear_descriptor(item);
     }
-    free(item->rx_buf);
-    connection_free_copy(item);
+    response_ctrlpoint_request(item, item->rx_buf, static_cast<int32_t>(item->rx_cap));
+    connection_release(connection);
+}
+
+static void finish_request(CtrlPoint *item)
+{
+    if (!connection_is_stale(item)) {
+        run_request(item);
+    }
+    if (!work_queue_has_body(&REQUEST_QUEUE, item->rx_buf)) {
+        free(item->rx_buf);
+    }
+    free(item);
 }
 
 void *devCallBackThread(void *)
@@ -84,7 +105,7 @@ void *devCallBackThread(void *)
     for (;;) {
         CtrlPoint *item = static_cast<CtrlPoint *>(work_queue_wait(&REQUEST_QUEUE));
         if (item != nullptr) {
-            run_request(item);
+            finish_request(item);
         }
     }
 }
@@ -95,7 +116,7 @@ void *heartBeatFeedbackThread(void *)
         CtrlPoint *item = static_cast<CtrlPoint *>(work_queue_wait(&HEARTBEAT_QUEUE));
         if (item != nullptr) {
             device_heartbeat(item);
-            connection_free_copy(item);
+            free(item);
         }
     }
 }

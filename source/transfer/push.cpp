@@ -2,7 +2,7 @@
 
 #include "base/detached_thread.h"
 #include "base/log.h"
-#include "link/connection_target.h"
+#include "link/connection.h"
 #include "tvlink/reply.h"
 #include "wire/frame.h"
 
@@ -13,24 +13,24 @@ static pthread_t egp_tid;
 
 static void free_push(PushRecord *push)
 {
-    if (push->held != nullptr) {
-        connection_free_copy(push->held);
-    }
+    free(push->reference);
     free(push);
 }
 
-/* Makes the push hold a strong reference to a listed connection. False when memory is out. */
+/* A record of the library may be freed before the thread runs; a copy of it stands for the same
+ * connection. False when memory is out. */
 static bool set_target(PushRecord *push, CtrlPoint *cp)
 {
-    const ConnectionTarget target = connection_acquire_target(cp);
-    if (target.kind == CONNECTION_LISTED) {
-        push->held = connection_bare_copy(target.record);
-        push->control_point = push->held;
-    } else if (target.kind == CONNECTION_FOREIGN) {
-        push->control_point = cp;
+    push->control_point = cp;
+    if (!connection_has_handle(cp)) {
+        return true;
     }
-    connection_release_target(&target);
-    return target.kind != CONNECTION_LISTED || push->held != nullptr;
+    push->reference = static_cast<CtrlPoint *>(malloc(sizeof *push->reference));
+    if (push->reference != nullptr) {
+        connection_refer(push->reference, cp);
+    }
+    push->control_point = push->reference;
+    return push->reference != nullptr;
 }
 
 static PushRecord *new_push(CtrlPoint *cp, void *data, uint32_t length)

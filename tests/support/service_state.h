@@ -14,7 +14,7 @@ std::string own_lines(const CapturedLines &lines);
 /* A heartbeat is answered. */
 void expect_alive(const Phone &phone);
 
-/* Nothing runs, nobody holds the control port, the registry and its lock are gone. */
+/* Nothing runs, nobody holds the control port, the registry is empty and its lock free. */
 void expect_stopped();
 
 int32_t discovery_socket();

@@ -2,6 +2,7 @@
 
 #include "base/flags.h"
 #include "link/registry.h"
+#include "net/stop_signal.h"
 #include "support/wait_until.h"
 #include "tvlink.h"
 #include "tvlink/dispatch.h"
@@ -35,27 +36,15 @@ TcpService::~TcpService()
 void TcpService::start()
 {
     flags_start_run();
+    stop_signal_open();
     registry_open();
     ASSERT_EQ(startDevCallBackThread(), 0);
     ASSERT_EQ(startHeartBeatFeedbackThread(), 0);
     ASSERT_EQ(start_tcp_thread(), 0);
 }
 
-/* Something happens, and the server thread's pass is over. */
-static void end_pass()
-{
-    const Descriptor visitor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(IPP_CONTROL_PORT);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    (void)connect(visitor.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address);
-}
-
 void TcpService::stop()
 {
-    flags_stop_running();
-    end_pass();
     ipp_finish();
 }
 
@@ -63,9 +52,7 @@ void TcpService::stop()
 
 size_t connected()
 {
-    if (!registry_lock()) {
-        return 0;
-    }
+    registry_lock();
     const size_t count = g_cp_list.count;
     registry_unlock();
     return count;
@@ -87,16 +74,15 @@ static bool leads_to(const CtrlPoint *record, uint16_t port)
 static bool look_once(uint16_t port, const std::function<void(CtrlPoint &record)> &look)
 {
     bool found = false;
-    if (registry_lock()) {
-        for (const ListNode *node = g_cp_list.head; node != nullptr && !found; node = node->next) {
-            CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
-            found = leads_to(record, port);
-            if (found) {
-                look(*record);
-            }
+    registry_lock();
+    for (const ListNode *node = g_cp_list.head; node != nullptr && !found; node = node->next) {
+        CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
+        found = leads_to(record, port);
+        if (found) {
+            look(*record);
         }
-        registry_unlock();
     }
+    registry_unlock();
     return found;
 }
 

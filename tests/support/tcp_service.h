@@ -17,7 +17,7 @@ public:
     TcpService &operator=(const TcpService &) = delete;
 
     void start();
-    void stop(); /* by ipp_finish, but without waiting for the end of a pass */
+    void stop(); /* by ipp_finish */
 };
 
 /* How many control points are registered. */

@@ -15,7 +15,7 @@ typedef struct PushRecord {
     CtrlPoint *control_point; /* null: nothing is sent */
     void *data;               /* malloc'ed */
     uint32_t length;
-    CtrlPoint *held; /* a strong reference of the library; null: none */
+    CtrlPoint *reference; /* a copy by the library, to which control_point points; null: none */
 } PushRecord;
 
 /* Starts a detached thread that sends data as the payload of one get reply (frame type 6) to the

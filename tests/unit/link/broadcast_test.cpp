@@ -113,7 +113,7 @@ TEST_F(Broadcast, PassesOverAnEmptyNodeWithoutCountingIt)
 TEST_F(Broadcast, DoesNothingOnceTheServiceHasStopped)
 {
     const ListedConnection one;
-    registry_close();
+    stop();
     send_to_all();
     EXPECT_TRUE(lines.all().empty());
 }
@@ -123,8 +123,8 @@ TEST_F(Broadcast, DropsWhoeverFailsAndReachesTheOthers)
     for (size_t count = 1; count <= 3; count++) {
         for (size_t failing = 0; failing < count; failing++) {
             SCOPED_TRACE(std::to_string(failing) + " of " + std::to_string(count) + " fails");
-            registry_close();
-            registry_open();
+            stop();
+            start();
             lines.clear();
             const Connections all = connections(count);
             Texts expected_lines;
@@ -274,23 +274,76 @@ TEST_F(StallingBroadcast, WaitsForAllOfThemTogetherWithHeartbeats)
     EXPECT_EQ(elements(g_cp_list), std::vector<void *>({last->record}));
 }
 
-TEST_F(StallingBroadcast, GivesOneThatTakesSomethingMeanwhileItsOwnTime)
+TEST_F(StallingBroadcast, GivesOneThatTakesAByteMeanwhileItsOwnTime)
 {
-    have_something_to_take();
-    const uint64_t waited_ms = waited([] { send_to_all(); },
-                                      [&](uint64_t ms) {
-                                          if (ms == 20) {
-                                              EXPECT_EQ(all[1]->received(4), hex(bytes("'....'")));
-                                          }
-                                      });
-    EXPECT_EQ(waited_ms, 100u);
+    uint64_t now_ms = 0;
+    bool taken = false;
+    const Replaced send(system_send, [&](int fd, const void *, size_t, int) {
+        if (fd == all[1]->number && now_ms == 20 && !taken) {
+            taken = true;
+            return ssize_t{1};
+        }
+        errno = EAGAIN;
+        return REFUSED;
+    });
+    const SleptTime time([&](uint64_t ms) { now_ms = ms; });
+    send_to_all();
+    EXPECT_EQ(now_ms, 70u);
+    EXPECT_EQ(g_cp_list.count, 0u);
 }
 
-TEST_F(StallingBroadcast, GivesThoseThatHadTakenEverythingTheirOwnTime)
+TEST_F(StallingBroadcast, CountsFromTheMomentWhenAnotherSenderIsDone)
 {
+    std::atomic<bool> replying{false};
+    std::atomic<bool> go_on{false};
+    std::thread::id replies;
+    const Replaced send(system_send, [&](int, const void *, size_t size, int) {
+        if (std::this_thread::get_id() != replies) {
+            errno = EAGAIN;
+            return REFUSED;
+        }
+        replying = true;
+        wait_until([&] { return go_on.load(); });
+        return static_cast<ssize_t>(size);
+    });
+    std::thread other([&] {
+        replies = std::this_thread::get_id();
+        EXPECT_EQ(tcp_sendback(all[1]->record, 6, "reply", 5), 1);
+    });
+    ASSERT_TRUE(wait_until([&] { return replying.load(); }));
+    uint64_t waited_ms = 0;
+    const SleptTime time([&](uint64_t ms) {
+        waited_ms = ms;
+        if (ms == 20) {
+            go_on = true;
+            other.join();
+        }
+    });
+    send_to_all();
+    EXPECT_EQ(waited_ms, 70u);
+}
+
+/* They have to be waited for one after the other when they cannot be remembered. */
+TEST_F(StallingBroadcast, DropsEverybodyAlsoWithoutMemory)
+{
+    WatchedCall memory(system_realloc);
+    memory.fail(ENOMEM, 1, 1000);
     EXPECT_EQ(waited([] { send_to_all(); }), 150u);
     EXPECT_EQ(elements(g_cp_list), std::vector<void *>({last->record}));
     EXPECT_EQ(last->received(FRAME_SIZE), frame_text(9));
+}
+
+TEST_F(StallingBroadcast, ReachesThoseThatTakeItBeforeItWaits)
+{
+    bool reached = false;
+    EXPECT_EQ(waited([] { send_to_all(); },
+                     [&](uint64_t ms) {
+                         if (ms == 10) {
+                             reached = last->received(FRAME_SIZE) == frame_text(9);
+                         }
+                     }),
+              50u);
+    EXPECT_TRUE(reached);
 }
 
 TEST_F(StallingBroadcast, RemembersNothingInTheNextRound)
@@ -302,87 +355,6 @@ TEST_F(StallingBroadcast, RemembersNothingInTheNextRound)
         ASSERT_EQ(system_send.real(late.number, "....", 4, 0), 4);
         send_to_all();
     });
-    EXPECT_EQ(waited_ms, 100u);
-}
-
-/* ---- What the system keeps for a phone */
-
-namespace
-{
-
-class KeepingBroadcast : public StallingBroadcast
-{
-protected:
-    void SetUp() override
-    {
-        StallingBroadcast::SetUp();
-        for (const auto &connection : all) {
-            kept[connection->number] = 1000;
-        }
-    }
-
-    std::map<int, int> kept;
-    const Replaced<decltype(system_ioctl)> count_{
-        system_ioctl, [this](int fd, unsigned long request, void *value) {
-            if (request == SIOCOUTQ) {
-                *static_cast<int *>(value) = kept[fd];
-                return 0;
-            }
-            return system_ioctl.real(fd, request, value);
-        }};
-};
-
-} // namespace
-
-TEST_F(KeepingBroadcast, IsNothingThatThePhoneHasTaken)
-{
-    const Replaced send(system_send, [&](int fd, const void *, size_t, int) {
-        if (kept[fd] == 1000) { /* there is room for the first bytes of the frame */
-            kept[fd] += 10;
-            return ssize_t{10};
-        }
-        errno = EAGAIN;
-        return REFUSED;
-    });
-    uint64_t waited_ms = 0;
-    const SleptTime time([&](uint64_t ms) { waited_ms = ms; });
-    send_to_all();
-    EXPECT_EQ(waited_ms, 50u);
-    EXPECT_EQ(g_cp_list.count, 0u);
-}
-
-TEST_F(KeepingBroadcast, CountsWhatAnotherThreadSendsMeanwhile)
-{
-    std::atomic<bool> replying{false};
-    std::atomic<bool> go_on{false};
-    std::thread::id replies;
-    const Replaced send(system_send, [&](int fd, const void *, size_t size, int) {
-        if (std::this_thread::get_id() != replies) {
-            errno = EAGAIN;
-            return REFUSED;
-        }
-        replying = true;
-        wait_until([&] { return go_on.load(); });
-        kept[fd] += static_cast<int>(size);
-        return static_cast<ssize_t>(size);
-    });
-    std::thread other([&] {
-        replies = std::this_thread::get_id();
-        const Bytes payload(1000 - 72, 1);
-        const int32_t size = static_cast<int32_t>(payload.size());
-        EXPECT_EQ(tcp_sendback(all[1]->record, 6, payload.data(), size), 1);
-    });
-    ASSERT_TRUE(wait_until([&] { return replying.load(); }));
-    uint64_t waited_ms = 0;
-    const SleptTime time([&](uint64_t ms) {
-        waited_ms = ms;
-        if (ms == 20) {
-            kept[all[1]->number] = 0; /* the phone takes everything, and gets as much again */
-            go_on = true;
-            other.join();
-        }
-    });
-    send_to_all();
     EXPECT_EQ(waited_ms, 100u);
 }
 

@@ -1,15 +1,17 @@
-#include "link/connection_target.h"
+#include "link/connection.h"
 
-#include "support/mutex_state.h"
 #include "support/system_calls.h"
 #include "support/wait_until.h"
 #include "unit/link/listed_connection.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <thread>
+#include <vector>
 
 namespace
 {
@@ -17,7 +19,7 @@ namespace
 struct FreeCopy {
     void operator()(CtrlPoint *copy) const
     {
-        connection_free_copy(copy);
+        std::free(copy);
     }
 };
 
@@ -28,28 +30,19 @@ Copy copy_of(const ListedConnection &connection)
     return Copy(connection_copy(connection.record));
 }
 
-uint32_t identity(const Copy &copy)
+uint32_t identity(const CtrlPoint *cp)
 {
-    return copy->reserved[3];
+    return cp->reserved[1];
 }
 
-ConnectionTarget find(CtrlPoint *cp)
+Connection found(CtrlPoint *cp)
 {
-    EXPECT_TRUE(registry_lock());
-    const ConnectionTarget target = connection_find(cp);
-    registry_unlock();
-    return target;
+    const Connection connection = connection_acquire(cp);
+    connection_release(connection);
+    return connection;
 }
 
-/* As a host does that keeps what it has seen in the list. */
-void copy_by_hand(CtrlPoint *copy, const CtrlPoint *record)
-{
-    EXPECT_TRUE(registry_lock());
-    std::memcpy(static_cast<void *>(copy), record, offsetof(CtrlPoint, send_lock));
-    registry_unlock();
-}
-
-class Connection : public OpenRegistry
+class Connections : public OpenRegistry
 {
 };
 
@@ -57,59 +50,58 @@ class Connection : public OpenRegistry
 
 /* ---- Use */
 
-TEST_F(Connection, EndsWhenItIsDroppedAndNobodyUsesIt)
+TEST_F(Connections, EndsWhenItIsDroppedAndNobodyUsesIt)
 {
     const ListedConnection connection;
-    connection_unlist(connection.record);
+    registry_remove(connection.record);
     EXPECT_EQ(g_cp_list.count, 0u);
     EXPECT_FALSE(is_open(connection.number));
 }
 
-TEST_F(Connection, StaysRegisteredWhenItsLastUserLetsGo)
+TEST_F(Connections, StaysRegisteredWhenItsLastUserLetsGo)
 {
     const ListedConnection connection;
-    connection_hold(connection.record);
-    connection_release(connection.record);
+    hold_record(connection.record);
+    release_record(connection.record);
     EXPECT_TRUE(is_listed(connection.record));
     EXPECT_TRUE(is_open(connection.number));
 }
 
-TEST_F(Connection, KeepsItsNumberUntilItsLastUserLetsGo)
+TEST_F(Connections, KeepsItsNumberUntilItsLastUserLetsGo)
 {
     const ListedConnection connection;
-    connection_hold(connection.record);
-    connection_unlist(connection.record);
+    hold_record(connection.record);
+    registry_remove(connection.record);
     EXPECT_EQ(g_cp_list.count, 0u);
     EXPECT_TRUE(wait_for_end(connection.phone.get()));
     EXPECT_TRUE(is_open(connection.number));
-    connection_release(connection.record);
+    release_record(connection.record);
     EXPECT_FALSE(is_open(connection.number));
 }
 
-TEST_F(Connection, MayBeTakenOutTwiceByItsUsers)
+TEST_F(Connections, MayBeTakenOutTwiceByItsUsers)
 {
     const ListedConnection connection;
-    connection_hold(connection.record);
-    connection_unlist(connection.record);
-    connection_unlist(connection.record);
-    connection_release(connection.record);
+    hold_record(connection.record);
+    registry_remove(connection.record);
+    registry_remove(connection.record);
+    release_record(connection.record);
     EXPECT_FALSE(is_open(connection.number));
 }
 
-TEST_F(Connection, IsUsedByManyThreadsAndEndsOnce)
+TEST_F(Connections, IsUsedByManyThreadsAndEndsOnce)
 {
     for (int round = 0; round < 50; round++) {
         const ListedConnection connection(local_pair());
         std::vector<std::thread> users;
         for (int i = 0; i < 4; i++) {
-            connection_hold(connection.record);
+            hold_record(connection.record);
             users.emplace_back([record = connection.record] {
-                connection_hold(record);
-                connection_release(record);
-                connection_release(record);
+                connection_release(connection_acquire(record)); /* or it has ended already */
+                release_record(record);
             });
         }
-        connection_unlist(connection.record);
+        registry_remove(connection.record);
         for (std::thread &user : users) {
             user.join();
         }
@@ -119,7 +111,7 @@ TEST_F(Connection, IsUsedByManyThreadsAndEndsOnce)
 
 /* ---- Copies */
 
-TEST_F(Connection, IsCopiedWhole)
+TEST_F(Connections, IsCopiedWhole)
 {
     const ListedConnection connection;
     connection.record->rx_buf = static_cast<uint8_t *>(std::calloc(1, 9));
@@ -134,117 +126,86 @@ TEST_F(Connection, IsCopiedWhole)
               hex(&connection.record->send_lock, sizeof copy->send_lock));
 }
 
-TEST_F(Connection, HasABareCopyWithNothingThatTheServerThreadChanges)
+TEST_F(Connections, HasAReferenceWithNothingThatTheServerThreadChanges)
 {
     const ListedConnection connection;
     connection.record->rx_buf = static_cast<uint8_t *>(std::calloc(1, 9));
     connection.record->rx_cap = 9;
     connection.record->rx_fill = 7;
     connection.record->rx_pos = 3;
-    Copy copy(connection_bare_copy(connection.record));
-    ASSERT_NE(copy, nullptr);
-    EXPECT_EQ(copy->fd, connection.number);
-    EXPECT_EQ(copy->rx_buf, nullptr);
-    EXPECT_EQ(copy->rx_cap + copy->rx_fill + copy->rx_pos + copy->last_active, 0u);
-    EXPECT_EQ(connection_find(copy.get()).record, connection.record);
-    connection_unlist(connection.record);
-    EXPECT_EQ(connection_find(copy.get()).kind, CONNECTION_GONE);
-    EXPECT_TRUE(is_open(connection.number));
-    copy.reset();
-    EXPECT_FALSE(is_open(connection.number));
+    CtrlPoint reference;
+    std::memset(static_cast<void *>(&reference), 0x55, sizeof reference);
+    connection_refer(&reference, connection.record);
+    EXPECT_EQ(reference.fd, connection.number);
+    EXPECT_EQ(reference.rx_buf, nullptr);
+    EXPECT_EQ(reference.rx_cap + reference.rx_fill + reference.rx_pos + reference.last_active, 0u);
+    EXPECT_EQ(found(&reference).record, connection.record);
+    registry_remove(connection.record);
+    EXPECT_EQ(found(&reference).kind, CONNECTION_GONE);
 }
 
-TEST_F(Connection, IsHeldByEveryCopy)
+TEST_F(Connections, IsHeldByNoCopy)
 {
     const ListedConnection connection;
-    Copy first = copy_of(connection);
-    Copy second = copy_of(connection);
-    connection_unlist(connection.record);
-    first.reset();
-    EXPECT_TRUE(is_open(connection.number));
-    second.reset();
+    const Copy first = copy_of(connection);
+    const Copy second = copy_of(connection);
+    registry_remove(connection.record);
     EXPECT_FALSE(is_open(connection.number));
 }
 
-TEST_F(Connection, IsNotHeldByACopyThatCouldNotBeMade)
+TEST_F(Connections, IsNotHeldByACopyThatCouldNotBeMade)
 {
     const ListedConnection connection;
     WatchedCall allocation(system_malloc);
     allocation.fail(ENOMEM);
     EXPECT_EQ(connection_copy(connection.record), nullptr);
-    connection_unlist(connection.record);
+    registry_remove(connection.record);
     EXPECT_FALSE(is_open(connection.number));
 }
 
-/* Such a copy would keep nothing in use, and be taken for a record of the host's own. */
-TEST_F(Connection, IsNotCopiedOnceTheServiceHasStopped)
-{
-    const ListedConnection connection;
-    connection_hold(connection.record);
-    registry_close();
-    EXPECT_EQ(connection_copy(connection.record), nullptr);
-    EXPECT_TRUE(is_open(connection.number));
-    connection_release(connection.record);
-    EXPECT_FALSE(is_open(connection.number));
-    registry_open();
-}
-
-TEST_F(Connection, OfAHostIsCopiedAlsoWhenTheServiceHasStopped)
-{
-    const ConnectedPair own = local_pair();
-    HandMadeRecord record(own.near.get());
-    registry_close();
-    const Copy copy(connection_copy(&record));
-    ASSERT_NE(copy, nullptr);
-    EXPECT_EQ(copy->fd, own.near.get());
-    registry_open();
-}
-
-TEST_F(Connection, HasAnIdentityThatItsCopiesShareAndNoOther)
+TEST_F(Connections, HasAnIdentityThatItsCopiesShareAndNoOther)
 {
     const ListedConnection one;
     const ListedConnection two;
     const Copy of_one = copy_of(one);
     const Copy of_two = copy_of(two);
     const Copy again = copy_of(one);
-    EXPECT_NE(identity(of_one), 0u);
-    EXPECT_NE(identity(of_two), 0u);
-    EXPECT_NE(identity(of_one), identity(of_two));
-    EXPECT_EQ(identity(of_one), identity(again));
+    EXPECT_NE(identity(of_one.get()), 0u);
+    EXPECT_NE(identity(of_two.get()), 0u);
+    EXPECT_NE(identity(of_one.get()), identity(of_two.get()));
+    EXPECT_EQ(identity(of_one.get()), identity(again.get()));
 }
 
-TEST_F(Connection, HasAnIdentityThatNoLaterRunUsesAgain)
+TEST_F(Connections, HasAnIdentityThatNoLaterRunUsesAgain)
 {
     const ListedConnection one;
     const Copy of_one = copy_of(one);
-    registry_close();
-    registry_open();
+    stop();
+    start();
     const ListedConnection two;
     const Copy of_two = copy_of(two);
-    EXPECT_GT(identity(of_two), identity(of_one));
+    EXPECT_GT(identity(of_two.get()), identity(of_one.get()));
 }
 
-TEST_F(Connection, IsCopiedUnderTheRegistryLock)
+TEST_F(Connections, HasAnIdentityAboveThatOfEveryEarlierOne)
 {
-    const ListedConnection connection;
-    ASSERT_TRUE(registry_lock());
-    uint32_t seen = 0;
-    std::thread copier([&] { seen = copy_of(connection)->last_heartbeat; });
-    EXPECT_TRUE(wait_until([] { return has_waiters(g_cp_list_mutex); }));
-    connection.record->last_heartbeat = 12345;
-    registry_unlock();
-    copier.join();
-    EXPECT_EQ(seen, 12345u);
+    const ListedConnection earlier;
+    registry_remove(earlier.record);
+    const uint32_t next = connection_next_identity();
+    const ListedConnection later;
+    EXPECT_EQ(identity(later.record), next);
+    EXPECT_TRUE(connection_is_younger(later.record, next));
+    EXPECT_FALSE(connection_is_younger(later.record, next + 1));
 }
 
-TEST_F(Connection, CopiesOfARunThatHasEndedAreTold)
+TEST_F(Connections, CopiesOfARunThatHasEndedAreTold)
 {
     const ListedConnection before;
     const Copy old = copy_of(before);
     EXPECT_FALSE(connection_is_stale(old.get()));
-    registry_close();
+    stop();
     EXPECT_TRUE(connection_is_stale(old.get()));
-    registry_open();
+    start();
     const ListedConnection after;
     const Copy fresh = copy_of(after);
     EXPECT_TRUE(connection_is_stale(old.get()));
@@ -254,140 +215,139 @@ TEST_F(Connection, CopiesOfARunThatHasEndedAreTold)
 
 /* ---- Whose record it is */
 
-TEST_F(Connection, IsFoundByItsRecord)
-{
-    const ListedConnection connection;
-    const ConnectionTarget target = find(connection.record);
-    EXPECT_EQ(target.kind, CONNECTION_LISTED);
-    EXPECT_EQ(target.record, connection.record);
-}
-
-TEST_F(Connection, IsFoundByACopy)
+TEST_F(Connections, IsFoundByItsRecordAndEveryCopyOfIt)
 {
     const ListedConnection other;
     const ListedConnection connection;
-    const Copy copy = copy_of(connection);
-    const ConnectionTarget target = find(copy.get());
-    EXPECT_EQ(target.kind, CONNECTION_LISTED);
-    EXPECT_EQ(target.record, connection.record);
+    const Copy item = copy_of(connection);
+    CtrlPoint of_item = *item;
+    CtrlPoint of_copy = of_item;
+    for (CtrlPoint *cp : {connection.record, item.get(), &of_item, &of_copy}) {
+        const Connection target = found(cp);
+        EXPECT_EQ(target.kind, CONNECTION_IN_USE);
+        EXPECT_EQ(target.record, connection.record);
+    }
 }
 
-TEST_F(Connection, IsFoundByAHandMadeRecordWithItsNumber)
-{
-    const ListedConnection other;
-    const ListedConnection connection;
-    HandMadeRecord by_hand(connection.number);
-    const ConnectionTarget target = find(&by_hand);
-    EXPECT_EQ(target.kind, CONNECTION_LISTED);
-    EXPECT_EQ(target.record, connection.record);
-}
-
-TEST_F(Connection, IsFoundByAHandMadeCopy)
-{
-    const ListedConnection connection;
-    HandMadeRecord before(connection.number);
-    copy_by_hand(&before, connection.record); /* at first a record has no identity yet */
-    const Copy copy = copy_of(connection);
-    HandMadeRecord after(connection.number);
-    copy_by_hand(&after, connection.record);
-    EXPECT_EQ(find(&before).record, connection.record);
-    EXPECT_EQ(find(&after).record, connection.record);
-}
-
-TEST_F(Connection, IsGoneForACopyOnceItIsDropped)
+TEST_F(Connections, IsGoneForACopyOnceItIsDropped)
 {
     const ListedConnection connection;
     const Copy copy = copy_of(connection);
-    connection_unlist(connection.record);
-    EXPECT_EQ(find(copy.get()).kind, CONNECTION_GONE);
+    hold_record(connection.record);
+    registry_remove(connection.record);
+    EXPECT_EQ(found(copy.get()).kind, CONNECTION_GONE) << "although somebody uses it still";
+    release_record(connection.record);
+    EXPECT_EQ(found(copy.get()).kind, CONNECTION_GONE);
 }
 
-TEST_F(Connection, IsNotMistakenForALaterOneWithTheSameNumber)
+TEST_F(Connections, IsNotMistakenForALaterOneWithTheSameNumber)
 {
     const ListedConnection earlier;
     const ListedConnection other;
-    Copy copy = copy_of(earlier);
-    CtrlPoint kept = *copy; /* outlives the item, as a careless host's copy does */
-    connection_unlist(earlier.record);
-    copy.reset();
+    const Copy copy = copy_of(earlier);
+    registry_remove(earlier.record);
     const ListedConnection later(local_pair());
     ASSERT_EQ(later.number, earlier.number);
-    EXPECT_EQ(find(&kept).kind, CONNECTION_GONE);
+    ASSERT_EQ(later.record->reserved[0], copy->reserved[0]) << "the place is used again";
+    EXPECT_EQ(found(copy.get()).kind, CONNECTION_GONE);
+    EXPECT_TRUE(is_listed(later.record));
+    EXPECT_TRUE(is_open(later.number));
 }
 
-TEST_F(Connection, IsNotMistakenForALaterOneByAHandMadeCopyEither)
-{
-    ListedConnection earlier;
-    earlier.record->connect_time -= 1;
-    HandMadeRecord by_hand(earlier.number);
-    copy_by_hand(&by_hand, earlier.record);
-    connection_unlist(earlier.record);
-    const ListedConnection later(local_pair());
-    ASSERT_EQ(later.number, earlier.number);
-    EXPECT_EQ(find(&by_hand).kind, CONNECTION_GONE);
-    by_hand.connect_time = later.record->connect_time;
-    by_hand.peer_addr = inet_addr("192.0.2.8");
-    EXPECT_EQ(find(&by_hand).kind, CONNECTION_GONE);
-}
-
-TEST_F(Connection, IsToldByItsIdentityOnceAPassWatchesIt)
-{
-    const ListedConnection earlier;
-    ASSERT_TRUE(registry_lock());
-    connection_watch(earlier.record);
-    registry_unlock();
-    HandMadeRecord by_hand(earlier.number);
-    copy_by_hand(&by_hand, earlier.record);
-    EXPECT_EQ(find(&by_hand).record, earlier.record);
-    connection_unlist(earlier.record);
-    ListedConnection later(local_pair());
-    ASSERT_EQ(later.number, earlier.number);
-    later.record->connect_time = by_hand.connect_time; /* the same phone, in the same second */
-    EXPECT_EQ(find(&by_hand).kind, CONNECTION_GONE);
-}
-
-TEST_F(Connection, IsTheHostsBusinessWhenItIsNotRegistered)
+TEST_F(Connections, IsTheHostsBusinessWithoutAHandle)
 {
     const ListedConnection connection;
     const ConnectedPair own = local_pair();
-    HandMadeRecord record(own.near.get());
-    const ConnectionTarget target = find(&record);
-    EXPECT_EQ(target.kind, CONNECTION_FOREIGN);
-    EXPECT_EQ(target.record, &record);
+    for (const int number : {own.near.get(), connection.number}) {
+        HandMadeRecord record(number);
+        const Connection target = found(&record);
+        EXPECT_EQ(target.kind, CONNECTION_OF_HOST);
+        EXPECT_EQ(target.record, &record);
+        const Copy copy(connection_copy(&record));
+        EXPECT_EQ(found(copy.get()).kind, CONNECTION_OF_HOST);
+        EXPECT_EQ(found(copy.get()).record, copy.get());
+        EXPECT_FALSE(connection_is_stale(copy.get()));
+    }
 }
 
-TEST_F(Connection, OfAHostIsCopiedWithoutBeingCounted)
-{
-    const ConnectedPair own = local_pair();
-    HandMadeRecord record(own.near.get());
-    const Copy copy(connection_copy(&record));
-    EXPECT_EQ(find(copy.get()).kind, CONNECTION_FOREIGN);
-    EXPECT_EQ(find(copy.get()).record, copy.get());
-    EXPECT_EQ(find(&record).kind, CONNECTION_FOREIGN);
-    EXPECT_EQ(hex(record.reserved, sizeof record.reserved), hex(Bytes(sizeof record.reserved)));
-    EXPECT_FALSE(connection_is_stale(copy.get()));
-}
-
-TEST_F(Connection, IsHeldWhileItIsReached)
+TEST_F(Connections, IsTheHostsBusinessWhenTheHostHasReplacedTheDescriptor)
 {
     const ListedConnection connection;
-    const ConnectionTarget target = connection_acquire_target(connection.record);
-    ASSERT_EQ(target.kind, CONNECTION_LISTED);
-    connection_unlist(connection.record);
-    EXPECT_TRUE(is_open(connection.number));
-    connection_release_target(&target);
-    EXPECT_FALSE(is_open(connection.number));
+    const ConnectedPair own = local_pair();
+    const Copy copy = copy_of(connection);
+    copy->fd = own.near.get();
+    EXPECT_EQ(found(copy.get()).kind, CONNECTION_OF_HOST);
+    EXPECT_EQ(found(copy.get()).record, copy.get());
+    registry_remove(connection.record);
+    EXPECT_EQ(found(copy.get()).kind, CONNECTION_OF_HOST);
+    copy->fd = connection.number;
+    EXPECT_EQ(found(copy.get()).kind, CONNECTION_GONE);
 }
 
-TEST_F(Connection, IsReachedByCopyRecordAndNumberOnceTheServiceHasStopped)
+TEST_F(Connections, IsStillGoneWithoutItsDescriptor)
 {
     const ListedConnection connection;
     const Copy copy = copy_of(connection);
-    HandMadeRecord own(local_pair().near.get());
-    registry_close();
-    EXPECT_EQ(connection_acquire_target(copy.get()).kind, CONNECTION_GONE);
-    const ConnectionTarget target = connection_acquire_target(&own);
-    EXPECT_EQ(target.kind, CONNECTION_FOREIGN);
-    EXPECT_EQ(target.record, &own);
-    connection_release_target(&target);
+    registry_remove(connection.record);
+    connection_clear_descriptor(copy.get());
+    EXPECT_EQ(copy->fd, -1);
+    EXPECT_EQ(found(copy.get()).kind, CONNECTION_GONE);
+}
+
+TEST_F(Connections, IsGoneForAHandleThatWasNeverGiven)
+{
+    HandMadeRecord record(5);
+    record.reserved[1] = 1;
+    record.reserved[2] = 5;
+    for (const uint32_t place : {1u << 20, (1u << 20) + 1, 0xFFFFFFFFu}) {
+        record.reserved[0] = place;
+        EXPECT_EQ(found(&record).kind, CONNECTION_OF_HOST) << place;
+    }
+}
+
+TEST_F(Connections, AreMoreThanOneBlockOfTheTable)
+{
+    std::vector<std::unique_ptr<ListedConnection>> all;
+    for (int i = 0; i < 200; i++) {
+        all.push_back(std::make_unique<ListedConnection>(local_pair()));
+    }
+    for (const auto &connection : all) {
+        EXPECT_EQ(found(connection->record).record, connection->record);
+    }
+    std::vector<Copy> copies;
+    for (const auto &connection : all) {
+        copies.push_back(copy_of(*connection));
+        registry_remove(connection->record);
+    }
+    const ListedConnection later;
+    for (const Copy &copy : copies) {
+        EXPECT_EQ(found(copy.get()).kind, CONNECTION_GONE);
+    }
+}
+
+/* A stale handle may become the last user of the connection that has its place now. */
+TEST_F(Connections, EndOnceAlsoWhileStaleHandlesAreTried)
+{
+    std::atomic<bool> enough{false};
+    const ListedConnection first(local_pair());
+    const Copy stale = copy_of(first);
+    registry_remove(first.record);
+    std::vector<std::thread> hosts;
+    for (int i = 0; i < 2; i++) {
+        hosts.emplace_back([&, copy = CtrlPoint(*stale)]() mutable {
+            while (!enough) {
+                EXPECT_EQ(found(&copy).kind, CONNECTION_GONE);
+            }
+        });
+    }
+    for (int round = 0; round < 500; round++) {
+        const ListedConnection connection(local_pair());
+        ASSERT_EQ(connection.record->reserved[0], stale->reserved[0]);
+        registry_remove(connection.record);
+        ASSERT_TRUE(wait_until([&] { return !is_open(connection.number); }));
+    }
+    enough = true;
+    for (std::thread &host : hosts) {
+        host.join();
+    }
 }

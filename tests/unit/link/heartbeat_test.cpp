@@ -1,6 +1,6 @@
 #include "tvlink/heartbeat.h"
 
-#include "link/connection_target.h"
+#include "link/connection.h"
 #include "support/mutex_state.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"
@@ -54,7 +54,7 @@ class IdleCheck : public Heartbeat
 protected:
     void make_idle(const ListedConnection &connection, int seconds) const
     {
-        EXPECT_TRUE(registry_lock());
+        registry_lock();
         connection.record->last_active = clock.now() - static_cast<uint32_t>(seconds);
         registry_unlock();
     }
@@ -81,7 +81,7 @@ TEST_F(Heartbeat, AnswersAnItemOnItsConnection)
     CtrlPoint *item = connection_copy(connection.record);
     EXPECT_EQ(device_heartbeat(item), 1);
     expect_heartbeat(connection);
-    connection_free_copy(item);
+    std::free(item);
 }
 
 TEST_F(Heartbeat, ThatFailsDropsTheConnection)
@@ -161,8 +161,8 @@ TEST_F(Heartbeat, ToEverybodyDropsWhoeverFailsWithoutADeadlock)
     for (size_t count = 1; count <= 3; count++) {
         for (size_t failing = 0; failing < count; failing++) {
             SCOPED_TRACE(std::to_string(failing) + " of " + std::to_string(count) + " fails");
-            registry_close();
-            registry_open();
+            stop();
+            start();
             lines.clear();
             const Connections all = connections(count);
             Records expected;
@@ -209,7 +209,7 @@ TEST_F(Heartbeat, ToEverybodyTakesTheRegistryLockThenTheConnections)
     EXPECT_TRUE(both);
 }
 
-TEST_F(Heartbeat, ToEverybodyLosesOneWhenMemoryIsOut)
+TEST_F(Heartbeat, ToEverybodyIsLostWhenMemoryIsOut)
 {
     const Connections all = connections(2);
     {
@@ -219,13 +219,17 @@ TEST_F(Heartbeat, ToEverybodyLosesOneWhenMemoryIsOut)
     }
     EXPECT_EQ(g_cp_list.count, 2u);
     expect_silence(*all[0]);
+    expect_silence(*all[1]);
+    clock.advance(6);
+    EXPECT_EQ(check_ctrlpoint_heart(), 0);
+    expect_heartbeat(*all[0]);
     expect_heartbeat(*all[1]);
 }
 
 TEST_F(Heartbeat, GoesToNobodyOnceTheServiceHasStopped)
 {
     const ListedConnection connection;
-    registry_close();
+    stop();
     EXPECT_EQ(check_ctrlpoint_heart(), 0);
     EXPECT_EQ(check_ctrlpoint_timeout(), 0);
     EXPECT_EQ(connection.received(1), "");
@@ -290,13 +294,15 @@ TEST_F(IdleCheck, LeavesTheNumberToWhoeverUsesTheConnection)
 {
     const ListedConnection connection;
     CtrlPoint *item = connection_copy(connection.record);
+    hold_record(connection.record);
     make_idle(connection, 31);
     EXPECT_EQ(check_ctrlpoint_timeout(), 0);
     EXPECT_EQ(g_cp_list.count, 0u);
     EXPECT_TRUE(wait_for_end(connection.phone.get()));
     EXPECT_TRUE(is_open(connection.number));
     EXPECT_EQ(device_heartbeat(item), -1);
-    connection_free_copy(item);
+    std::free(item);
+    release_record(connection.record);
     EXPECT_FALSE(is_open(connection.number));
 }
 

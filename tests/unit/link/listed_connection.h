@@ -1,6 +1,8 @@
 /* Registered connections without a server thread. */
 #pragma once
 
+#include "base/flags.h"
+#include "link/connection.h"
 #include "link/registry.h"
 #include "support/captured_lines.h"
 #include "support/phone.h"
@@ -20,13 +22,26 @@ class OpenRegistry : public testing::Test
 protected:
     OpenRegistry()
     {
-        registry_open();
+        start();
     }
 
     ~OpenRegistry() override
     {
-        registry_close();
+        stop();
         ipp_set_guard(nullptr);
+    }
+
+    /* What ipp_init and ipp_finish do, without threads. */
+    static void start()
+    {
+        flags_start_run();
+        registry_open();
+    }
+
+    static void stop()
+    {
+        flags_stop_running();
+        registry_close();
     }
 
     CapturedLines lines;
@@ -38,7 +53,7 @@ struct ListedConnection {
                               uint32_t peer_addr = inet_addr("192.0.2.7"))
         : phone(std::move(ends.near)), number(ends.far.release())
     {
-        EXPECT_TRUE(registry_lock());
+        registry_lock();
         EXPECT_EQ(check_and_insert(number, peer_addr), 0);
         record = static_cast<CtrlPoint *>(g_cp_list.tail->data);
         registry_unlock();
@@ -54,6 +69,17 @@ struct ListedConnection {
     int number; /* of the service's end */
     CtrlPoint *record;
 };
+
+/* One more user of the connection, as the server thread is while it receives. */
+inline void hold_record(CtrlPoint *record)
+{
+    EXPECT_EQ(connection_acquire(record).kind, CONNECTION_IN_USE);
+}
+
+inline void release_record(CtrlPoint *record)
+{
+    connection_release({CONNECTION_IN_USE, record});
+}
 
 inline bool is_open(int fd)
 {

@@ -1,7 +1,7 @@
 #include "tvlink/reply.h"
 
 #include "base/guard.h"
-#include "link/connection_target.h"
+#include "link/connection.h"
 #include "support/mutex_state.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"
@@ -52,7 +52,7 @@ int send_to(CtrlPoint *cp, int type = 6)
 int send_locked(CtrlPoint *cp, int type = 9, const void *payload = PAYLOAD,
                 int32_t size = PAYLOAD_SIZE)
 {
-    EXPECT_TRUE(registry_lock());
+    registry_lock();
     const int result = tcp_sendbackall(cp, type, payload, size);
     registry_unlock();
     return result;
@@ -325,7 +325,7 @@ TEST_F(Reply, ToAPhoneThatIsGoneRaisesNoSignal)
     std::signal(SIGPIPE, former);
 }
 
-TEST_F(Reply, ThroughAnItemDropsTheConnectionButLeavesTheNumberToTheItem)
+TEST_F(Reply, ThroughAnItemDropsTheConnection)
 {
     const ListedConnection connection;
     CtrlPoint *item = connection_copy(connection.record);
@@ -333,9 +333,8 @@ TEST_F(Reply, ThroughAnItemDropsTheConnectionButLeavesTheNumberToTheItem)
     EXPECT_EQ(send_to(item), -1);
     EXPECT_EQ(g_cp_list.count, 0u);
     EXPECT_TRUE(wait_for_end(connection.phone.get()));
-    EXPECT_TRUE(is_open(connection.number));
-    connection_free_copy(item);
     EXPECT_FALSE(is_open(connection.number));
+    std::free(item);
 }
 
 TEST_F(Reply, ReleasesTheConnectionsLockBeforeItTakesTheRegistrys)
@@ -349,7 +348,7 @@ TEST_F(Reply, ReleasesTheConnectionsLockBeforeItTakesTheRegistrys)
     });
     std::thread sender([&] { EXPECT_EQ(send_to(connection.record), -1); });
     ASSERT_TRUE(sending.wait_for_somebody());
-    ASSERT_TRUE(registry_lock());
+    registry_lock();
     sending.open();
     timespec deadline = {};
     clock_gettime(CLOCK_REALTIME, &deadline);
@@ -397,7 +396,7 @@ TEST_F(Reply, HoldsTheLockOfTheListedRecordWhoeverSends)
 {
     const ListedConnection connection;
     CtrlPoint *item = connection_copy(connection.record);
-    HandMadeRecord by_hand(connection.number);
+    CtrlPoint copy_of_item = *item;
     int locked = 0;
     const Replaced send(system_send, [&](int fd, const void *data, size_t size, int flags) {
         locked += held_by_this_thread(connection.record->send_lock) ? 1 : 0;
@@ -405,15 +404,15 @@ TEST_F(Reply, HoldsTheLockOfTheListedRecordWhoeverSends)
     });
     EXPECT_EQ(send_to(connection.record), 1);
     EXPECT_EQ(send_to(item), 1);
-    EXPECT_EQ(send_to(&by_hand), 1);
+    EXPECT_EQ(send_to(&copy_of_item), 1);
     EXPECT_EQ(send_locked(connection.record), 1);
     EXPECT_EQ(send_locked(item), 1);
-    EXPECT_EQ(send_locked(&by_hand), 1);
+    EXPECT_EQ(send_locked(&copy_of_item), 1);
     EXPECT_EQ(device_heartbeat(item), 1);
     sendto_all_ctrlpoint(9, PAYLOAD, PAYLOAD_SIZE);
     check_ctrlpoint_heart();
     EXPECT_EQ(locked, 9);
-    connection_free_copy(item);
+    std::free(item);
 }
 
 TEST_F(Reply, ThroughAHandMadeCopyReachesThePhone)
@@ -438,11 +437,13 @@ TEST_F(Reply, ThroughAnItemOfAConnectionThatHasEndedGoesNowhere)
 {
     const ListedConnection connection;
     CtrlPoint *item = connection_copy(connection.record);
-    connection_unlist(connection.record);
+    registry_remove(connection.record);
     EXPECT_EQ(send_to(item), -1);
     EXPECT_EQ(send_locked(item), -1);
-    EXPECT_EQ(lines.out(), Texts({"  tcp_sendbackall 140,ack =8\n"}));
-    connection_free_copy(item);
+    EXPECT_EQ(lines.out(),
+              Texts({error_line("tcp_sendback", 244, EPIPE), "  tcp_sendbackall 140,ack =8\n",
+                     error_line("tcp_sendbackall", 177, EPIPE)}));
+    std::free(item);
 }
 
 TEST_F(Reply, NeverReachesALaterConnectionWithTheSameNumber)
@@ -450,15 +451,12 @@ TEST_F(Reply, NeverReachesALaterConnectionWithTheSameNumber)
     const ListedConnection earlier;
     CtrlPoint *item = connection_copy(earlier.record);
     CtrlPoint kept = *item;
-    HandMadeRecord by_hand(earlier.number);
-    by_hand.connect_time = earlier.record->connect_time - 1;
-    connection_unlist(earlier.record);
-    connection_free_copy(item);
+    registry_remove(earlier.record);
+    std::free(item);
     const ListedConnection later(local_pair());
     ASSERT_EQ(later.number, earlier.number);
     EXPECT_EQ(send_to(&kept), -1);
     EXPECT_EQ(send_locked(&kept), -1);
-    EXPECT_EQ(send_to(&by_hand), -1);
     expect_nothing_sent(later);
 }
 
@@ -477,9 +475,9 @@ TEST_F(Reply, GoesToAHostsOwnRecordAlsoWhileTheServiceIsStopped)
 {
     const ConnectedPair own = local_pair();
     HandMadeRecord record(own.near.get());
-    registry_stop_retries();
+    flags_stop_running();
     EXPECT_EQ(send_to(&record), 1);
-    registry_close();
+    stop();
     EXPECT_EQ(send_to(&record), 1);
     EXPECT_EQ(tcp_sendbackall(&record, 8, PAYLOAD, PAYLOAD_SIZE), 1);
     EXPECT_EQ(hex(receive_bytes(own.far.get(), FRAME_SIZE)), frame_text(6));
@@ -495,7 +493,7 @@ TEST_F(Reply, LeavesAHostsOwnSocketOpenWhenItFails)
     own.far.close();
     EXPECT_EQ(send_to(&record), -1);
     EXPECT_EQ(send_locked(&record), -1);
-    registry_close();
+    stop();
     EXPECT_EQ(send_to(&record), -1);
     EXPECT_TRUE(is_open(record.fd));
     EXPECT_EQ(lines.count(error_line("tcp_sendback", 244, EPIPE)), 2u);
@@ -506,7 +504,7 @@ TEST_F(Reply, ToAHostsOwnRecordIsTriedAgainAlsoWhileTheServiceStops)
 {
     const ConnectedPair own = local_pair();
     HandMadeRecord record(own.near.get());
-    registry_stop_retries();
+    flags_stop_running();
     const TakenSleeps sleeps;
     const ScriptedSends sends(own.near.get(), {-EAGAIN, 30, -EAGAIN});
     EXPECT_EQ(send_to(&record), 1);
@@ -517,13 +515,13 @@ TEST_F(Reply, ThroughItemsOfAnEarlierRunGoesNowhere)
 {
     const ListedConnection before;
     CtrlPoint *item = connection_copy(before.record);
-    registry_close();
+    stop();
     EXPECT_EQ(send_to(item), -1);
-    registry_open();
+    start();
     const ListedConnection after;
     EXPECT_EQ(send_to(item), -1);
     expect_nothing_sent(after);
-    connection_free_copy(item);
+    std::free(item);
 }
 
 /* ---- A connection that takes nothing */
@@ -536,20 +534,20 @@ TEST_F(Reply, IsGivenUpWhenTheServiceStops)
     int pauses = 0;
     const TakenSleeps sleeps([&](uint64_t) {
         if (++pauses == 3) {
-            registry_stop_retries();
+            flags_stop_running();
         }
     });
     EXPECT_EQ(send_to(item), -1);
     EXPECT_EQ(pauses, 3);
     EXPECT_EQ(lines.out(), Texts({error_line("tcp_sendback", 244, ESHUTDOWN)}));
     EXPECT_EQ(g_cp_list.count, 0u);
-    connection_free_copy(item);
+    std::free(item);
 }
 
 TEST_F(Reply, IsStillSentWhileTheServiceStopsWhenThereIsRoom)
 {
     const ListedConnection connection;
-    registry_stop_retries();
+    flags_stop_running();
     EXPECT_EQ(send_to(connection.record), 1);
     EXPECT_EQ(connection.received(FRAME_SIZE), frame_text(6));
 }
@@ -739,7 +737,7 @@ TEST_F(Reply, NeverMixesItsFrameWithOthersOnTheSameConnection)
     ASSERT_EQ(set_socket_timeout(connection.number, 1), 0);
     CtrlPoint *item = connection_copy(connection.record);
     CtrlPoint *heartbeat = connection_copy(connection.record);
-    HandMadeRecord by_hand(connection.number);
+    CtrlPoint kept = *item;
     const Bytes large(4000, 0x11);
     const Bytes event(500, 0x22);
     const Bytes small(30, 0x33);
@@ -751,7 +749,7 @@ TEST_F(Reply, NeverMixesItsFrameWithOthersOnTheSameConnection)
         {"heartbeat", [&] { EXPECT_EQ(device_heartbeat(heartbeat), 1); }},
         {"record",
          [&] { EXPECT_EQ(tcp_sendback(connection.record, 8, small.data(), size(small)), 1); }},
-        {"by hand", [&] { EXPECT_EQ(tcp_sendback(&by_hand, 0x22, small.data(), size(small)), 1); }},
+        {"kept", [&] { EXPECT_EQ(tcp_sendback(&kept, 0x22, small.data(), size(small)), 1); }},
     };
     std::vector<std::thread> threads;
     for (const Sender &sender : senders) {
@@ -780,6 +778,6 @@ TEST_F(Reply, NeverMixesItsFrameWithOthersOnTheSameConnection)
         thread.join();
     }
     EXPECT_EQ(seen, std::vector<int>(expected.size(), rounds));
-    connection_free_copy(item);
-    connection_free_copy(heartbeat);
+    std::free(item);
+    std::free(heartbeat);
 }

@@ -42,12 +42,11 @@ bool wait_for_ready(int number)
 Numbers listed_numbers()
 {
     Numbers result;
-    if (registry_lock()) {
-        for (const void *element : elements(g_cp_list)) {
-            result.push_back(static_cast<const CtrlPoint *>(element)->fd);
-        }
-        registry_unlock();
+    registry_lock();
+    for (const void *element : elements(g_cp_list)) {
+        result.push_back(static_cast<const CtrlPoint *>(element)->fd);
     }
+    registry_unlock();
     return result;
 }
 

@@ -376,7 +376,6 @@ TEST_F(NewRecord, HoldsWhatIsKnownOfAConnection)
     EXPECT_EQ(record->connect_time, clock.now());
     EXPECT_EQ(record->last_active, clock.now());
     EXPECT_EQ(record->idle_limit, 30);
-    EXPECT_EQ(hex(record->reserved, sizeof record->reserved), hex(Bytes(16)));
     EXPECT_EQ(pthread_mutex_trylock(&connection.record->send_lock), 0);
     EXPECT_EQ(pthread_mutex_unlock(&connection.record->send_lock), 0);
 }

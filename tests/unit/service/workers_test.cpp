@@ -94,6 +94,19 @@ TEST(Workers, AreStartedOnce)
     });
 }
 
+/* Nobody could tell how long a queue of the host is used. */
+TEST(Workers, AreStartedWithAQueueOfTheirOwnAlsoWhenTheHostHasMadeOne)
+{
+    for_each_worker([](const Worker &worker) {
+        Queue *of_host = newQueue(500);
+        *worker.queue = of_host;
+        EXPECT_EQ(worker.start(), 0);
+        EXPECT_NE(*worker.queue, of_host);
+        EXPECT_EQ((*worker.queue)->capacity, 50);
+        freeQueue(of_host);
+    });
+}
+
 TEST(Workers, AreNotStartedWithoutAQueue)
 {
     for (SystemFunction *function : SystemFunctions{&system_malloc, &system_calloc}) {

@@ -1,0 +1,317 @@
+/* A host that looks inside: it holds the registry's lock, copies items and records, takes items off
+ * the queue. */
+#include "link/work_queues.h"
+#include "support/captured_lines.h"
+#include "support/full_buffers.h"
+#include "support/taken_time.h"
+#include "support/tcp_service.h"
+#include "support/wait_until.h"
+#include "tvlink.h"
+#include "tvlink/handlers.h"
+#include "tvlink/heartbeat.h"
+#include "tvlink/host/push.h"
+#include "tvlink/reply.h"
+#include "unit/link/listed_connection.h"
+#include "unit/link/scripted_sends.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <future>
+#include <thread>
+
+#include <unistd.h>
+
+namespace
+{
+
+const int SMALL_BUFFER = 4096;
+const size_t MORE_THAN_ALL_BUFFERS = 16 << 20;
+const char *const GONE_LINE = "err:socket_send(): tcp_sendback:244,errno=32\n";
+
+Bytes request(const std::string &payload)
+{
+    return wire_frame(5, bytes("'" + payload + "'"));
+}
+
+std::string reply(const std::string &payload)
+{
+    return hex(wire_frame(6, bytes("'" + payload + "'")));
+}
+
+/* As the host that holds the lock: what needs the lock would never come back. */
+bool returns_under_the_lock(const std::function<void()> &call)
+{
+    std::promise<void> done;
+    std::thread host([&] {
+        registry_lock();
+        call();
+        registry_unlock();
+        done.set_value();
+    });
+    const bool back = done.get_future().wait_for(PATIENCE) == std::future_status::ready;
+    if (!back) {
+        host.detach();
+    } else {
+        host.join();
+    }
+    return back;
+}
+
+class HostInside : public OpenRegistry
+{
+};
+
+class HostInsideService : public testing::Test
+{
+protected:
+    CapturedLines lines;
+};
+
+} // namespace
+
+/* ---- With the registry's lock held */
+
+TEST_F(HostInside, RepliesUnderTheLock)
+{
+    const ListedConnection connection;
+    CtrlPoint *item = connection_copy(connection.record);
+    EXPECT_TRUE(returns_under_the_lock([&] {
+        EXPECT_EQ(tcp_sendback(connection.record, 6, "a", 1), 1);
+        EXPECT_EQ(tcp_sendback(item, 6, "b", 1), 1);
+        EXPECT_EQ(device_heartbeat(item), 1);
+        EXPECT_EQ(device_heartbeat(connection.record), 1);
+        uint8_t bind[] = {0x01, 0x11};
+        handle_set_tv_bind(item, bind, sizeof bind);
+    }));
+    EXPECT_EQ(connection.received(73), reply("a"));
+    EXPECT_EQ(connection.received(73), reply("b"));
+    EXPECT_EQ(connection.received(77), hex(answer_heartbeat()));
+    EXPECT_EQ(connection.received(77), hex(answer_heartbeat()));
+    EXPECT_EQ(connection.received(75), hex(wire_frame(8, bytes("01 11 FF"))));
+    std::free(item);
+}
+
+TEST_F(HostInside, RepliesUnderTheLockToAPhoneThatHasLeft)
+{
+    const ListedConnection connection;
+    CtrlPoint *item = connection_copy(connection.record);
+    registry_remove(connection.record);
+    EXPECT_TRUE(returns_under_the_lock([&] { EXPECT_EQ(tcp_sendback(item, 6, "a", 1), -1); }));
+    EXPECT_EQ(lines.count(GONE_LINE), 1u);
+    std::free(item);
+}
+
+TEST_F(HostInside, PushesUnderTheLock)
+{
+    const ListedConnection connection;
+    EXPECT_TRUE(returns_under_the_lock([&] {
+        CtrlPoint *word = connection.record;
+        EXPECT_EQ(start_egp_thread(&word, std::calloc(1, 3), 3), 0);
+        EXPECT_EQ(connection.received(75), hex(wire_frame(6, bytes("00 00 00"))));
+    }));
+}
+
+TEST_F(HostInside, RepliesThroughItsOwnRecordWhileAnotherThreadHoldsTheLock)
+{
+    const ConnectedPair own = local_pair();
+    HandMadeRecord record(own.near.get());
+    registry_lock();
+    auto sent = std::async(std::launch::async, [&] { return tcp_sendback(&record, 6, "a", 1); });
+    EXPECT_EQ(hex(receive_bytes(own.far.get(), 73)), reply("a"));
+    registry_unlock();
+    EXPECT_EQ(sent.get(), 1);
+}
+
+/* The removal is left to the server thread, which meets the end of the connection. */
+TEST_F(HostInside, GetsAFailureBackUnderTheLockButNotTheRemoval)
+{
+    const ListedConnection connection;
+    const ScriptedSends sends(connection.number, {-EPIPE});
+    const TakenSleeps sleeps;
+    registry_lock();
+    EXPECT_EQ(tcp_sendback(connection.record, 6, "a", 1), -1);
+    EXPECT_TRUE(is_listed(connection.record));
+    EXPECT_TRUE(is_open(connection.number));
+    registry_unlock();
+    EXPECT_EQ(sleeps.all(), std::vector<uint64_t>(100, 10000));
+    EXPECT_TRUE(wait_for_end(connection.phone.get()));
+    EXPECT_EQ(lines.count(GONE_LINE), 1u);
+    EXPECT_EQ(tcp_sendback(connection.record, 6, "a", 1), -1);
+    EXPECT_EQ(g_cp_list.count, 0u);
+}
+
+/* The event is stuck at one phone for ever, and with it the registry. */
+TEST_F(HostInsideService, RepliesWhileAnEventIsStuckAtAnotherPhone)
+{
+    const FullBuffers full;
+    const Bytes large(MORE_THAN_ALL_BUFFERS);
+    const Door working;
+    const GetRequests requests([&](CtrlPoint *item, const Bytes &body) {
+        working.pass();
+        echo(item, body);
+    });
+    TcpService service;
+    const Phone stalled(SMALL_BUFFER);
+    ASSERT_TRUE(registered(stalled));
+    const Phone asking;
+    asking.send(request("question"));
+    ASSERT_TRUE(working.wait_for_somebody());
+    std::thread event([&] { sendto_all_ctrlpoint(9, large.data(), 16 << 20); });
+    ASSERT_TRUE(full.wait_for(3));
+    working.open();
+    EXPECT_EQ(hex(asking.read_frame()), reply("question"));
+    service.stop();
+    event.join();
+}
+
+/* ---- Copies of copies */
+
+namespace
+{
+
+/* Queues a copy of the item once, with the same body or one of its own. */
+void queue_again(const CtrlPoint *item, const Bytes &body, bool with_own_body)
+{
+    CtrlPoint *copy = static_cast<CtrlPoint *>(std::malloc(sizeof *copy));
+    std::memcpy(static_cast<void *>(copy), item, sizeof *copy);
+    if (with_own_body) {
+        copy->rx_buf = static_cast<uint8_t *>(std::malloc(body.size()));
+        std::memcpy(copy->rx_buf, body.data(), body.size());
+    }
+    EXPECT_TRUE(work_queue_post(&REQUEST_QUEUE, copy));
+}
+
+} // namespace
+
+TEST_F(HostInsideService, QueuesACopyOfAnItemAgain)
+{
+    for (const bool with_own_body : {false, true}) {
+        std::atomic<int> runs{0};
+        const GetRequests requests([&](CtrlPoint *item, const Bytes &body) {
+            if (++runs <= 2) {
+                queue_again(item, body, with_own_body);
+            }
+            echo(item, body);
+        });
+        const TcpService service;
+        const Phone phone;
+        phone.send(request("again"));
+        for (int i = 0; i < 3; i++) {
+            EXPECT_EQ(hex(phone.read_frame()), reply("again"));
+        }
+        EXPECT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
+        EXPECT_EQ(runs, 3);
+    }
+}
+
+TEST_F(HostInsideService, QueuesACopyOfAnItemWhosePhoneLeavesMeanwhile)
+{
+    const Door working;
+    std::atomic<int> numbers[2] = {{-2}, {-2}};
+    std::atomic<int> runs{0};
+    const GetRequests requests([&](CtrlPoint *item, const Bytes &body) {
+        const int run = runs;
+        if (run == 0) {
+            queue_again(item, body, false);
+            working.pass();
+        }
+        numbers[run] = item->fd;
+        echo(item, body);
+        runs++;
+    });
+    const TcpService service;
+    Phone phone;
+    const int number = number_of(phone);
+    phone.send(request("again"));
+    ASSERT_TRUE(working.wait_for_somebody());
+    phone.hang_up();
+    ASSERT_TRUE(wait_for_connected(0));
+    EXPECT_TRUE(is_open(number)) << "the request that runs refers to it";
+    working.open();
+    EXPECT_TRUE(wait_until([&] { return runs == 2; }));
+    EXPECT_EQ(numbers[0], number);
+    EXPECT_EQ(numbers[1], -1);
+    EXPECT_TRUE(wait_until([&] { return !is_open(number); }));
+    EXPECT_EQ(lines.count(GONE_LINE), 2u);
+}
+
+TEST_F(HostInside, SendsThroughItsCopyOfARecordAndFreesIt)
+{
+    const ListedConnection connection;
+    CtrlPoint *copy = static_cast<CtrlPoint *>(std::malloc(sizeof *copy));
+    std::memcpy(static_cast<void *>(copy), connection.record, sizeof *copy);
+    EXPECT_EQ(tcp_sendback(copy, 6, "a", 1), 1);
+    EXPECT_EQ(connection.received(73), reply("a"));
+    registry_remove(connection.record);
+    EXPECT_FALSE(is_open(connection.number));
+    EXPECT_EQ(tcp_sendback(copy, 6, "a", 1), -1);
+    EXPECT_EQ(lines.count(GONE_LINE), 1u);
+    std::free(copy);
+}
+
+TEST_F(HostInside, SendsToTheDescriptorThatItHasPutIntoAnItem)
+{
+    const ListedConnection connection;
+    const ConnectedPair own = local_pair();
+    CtrlPoint *item = connection_copy(connection.record);
+    item->fd = own.near.get();
+    EXPECT_EQ(tcp_sendback(item, 6, "own", 3), 1);
+    EXPECT_EQ(hex(receive_bytes(own.far.get(), 75)), reply("own"));
+    item->fd = connection.number;
+    EXPECT_EQ(tcp_sendback(item, 6, "phone", 5), 1);
+    EXPECT_EQ(connection.received(77), reply("phone"));
+    std::free(item);
+}
+
+/* ---- The queue */
+
+TEST_F(HostInside, TakesItemsOffTheQueueAndFreesThem)
+{
+    const ListedConnection connection;
+    CtrlPoint *item = connection_copy(connection.record);
+    Queue *queue = newQueue(5);
+    ASSERT_EQ(enqueue(queue, item), 0);
+    std::free(dequeue(queue));
+    freeQueue(queue);
+    registry_remove(connection.record);
+    EXPECT_FALSE(is_open(connection.number));
+}
+
+/* ---- Records that were never listed */
+
+TEST_F(HostInside, FreesARecordWhoseSocketHasAnotherDescriptor)
+{
+    const ConnectedPair own = local_pair();
+    const int number = dup(own.near.get());
+    CtrlPoint *record = static_cast<CtrlPoint *>(std::calloc(1, sizeof *record));
+    record->fd = number;
+    record->rx_buf = static_cast<uint8_t *>(std::malloc(10));
+    pthread_mutex_init(&record->send_lock, nullptr);
+    ctrlpoint_free(record);
+    EXPECT_FALSE(is_open(number));
+    ASSERT_EQ(send(own.near.get(), "on", 2, 0), 2);
+    EXPECT_EQ(hex(receive_bytes(own.far.get(), 2)), hex(bytes("'on'")));
+}
+
+TEST_F(HostInsideService, PutsARecordOfItsOwnIntoTheList)
+{
+    const GetRequests requests([](CtrlPoint *item, const Bytes &body) { echo(item, body); });
+    const TcpService service;
+    ConnectedPair pair = tcp_pair();
+    const int number = pair.near.release();
+    CtrlPoint *record = static_cast<CtrlPoint *>(std::calloc(1, sizeof *record));
+    record->fd = number;
+    record->last_active = static_cast<uint32_t>(time(nullptr));
+    pthread_mutex_init(&record->send_lock, nullptr);
+    registry_lock();
+    ASSERT_EQ(list_insert(&g_cp_list, record), 0);
+    registry_unlock();
+    const Phone passing; /* begins a new pass */
+    send_bytes(pair.far.get(), request("mine"));
+    EXPECT_EQ(hex(read_frame(pair.far.get())), reply("mine"));
+    pair.far.close();
+    EXPECT_TRUE(wait_for_connected(1));
+    EXPECT_FALSE(is_open(number));
+}
