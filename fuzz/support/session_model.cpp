@@ -243,8 +243,7 @@ static void begin_frame(Connection *connection, Lane lane, const Bytes &bytes)
     connection->frame_size = bytes.size();
     connection->sender = lane;
     connection->abandoned = false;
-    connection->latest_stall_ms = 0;
-    connection->earliest_stall_ms = 0;
+    connection->stalled_since_ms = 0;
 }
 
 void check_offered(Connection *connection, const Bytes &bytes)
@@ -258,6 +257,20 @@ void check_offered(Connection *connection, const Bytes &bytes)
              connection->dropped,
          "a frame that was begun is followed by its rest, or by nothing");
     begin_frame(connection, lane, bytes);
+}
+
+void check_blocked(Connection *connection, uint64_t began_ms)
+{
+    if ((session.flags & GUARDED) == 0) {
+        return;
+    }
+    if (connection->stalled_since_ms == 0) {
+        connection->stalled_since_ms = began_ms;
+    }
+    if (began_ms - connection->stalled_since_ms >= GUARDED_STALL_MS) {
+        connection->may_drop = true;
+        connection->abandoned = true;
+    }
 }
 
 /* ---- The model of time */

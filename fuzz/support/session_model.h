@@ -28,6 +28,9 @@ void finish_item(WorkModel *work);
 /* The bytes passed to send: the rest of the current frame, or a new frame. */
 void check_offered(Connection *connection, const Bytes &bytes);
 
+/* send has accepted no byte, in a call that began at `began_ms`. */
+void check_blocked(Connection *connection, uint64_t began_ms);
+
 /* ---- Time. */
 
 /* By the time in the connection's record, which may be created some time after accept. */

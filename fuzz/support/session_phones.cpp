@@ -1,7 +1,5 @@
 #include "support/session_phones.h"
 
-#include "support/session_stalls.h"
-
 #include <algorithm>
 #include <string>
 
@@ -18,7 +16,6 @@ void phone_reads(Connection *connection)
     while (connection->phone_fd >= 0 && (count = recvfrom(connection->phone_fd, bytes, sizeof bytes,
                                                           MSG_DONTWAIT, nullptr, nullptr)) > 0) {
         connection->received.insert(connection->received.end(), bytes, bytes + count);
-        note_read(connection);
     }
 }
 

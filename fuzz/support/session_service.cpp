@@ -2,7 +2,7 @@
 
 #include "support/fibers.h"
 #include "support/nasty_host.h"
-#include "support/session_stalls.h"
+#include "support/session_state.h"
 #include "support/system_calls.h"
 
 #include "tvlink.h"
@@ -58,7 +58,6 @@ static void report_event(bool two_texts, size_t size)
     const int32_t code = static_cast<int32_t>(0x7000 + number);
     const Lane lane = present_lane();
     Broadcast *broadcast = &session.broadcasts[lane];
-    begin_broadcast();
     *broadcast = {true, event_frame(number, two_texts, data), {}, {}};
     for (const ListNode *node = g_cp_list.head; node != nullptr; node = node->next) {
         const Connection *connection = find_connection(static_cast<CtrlPoint *>(node->data)->fd);
@@ -121,7 +120,6 @@ static void run_host()
         fiber_progressed();
         session.heartbeats_sent.clear();
         if (session.job == JOB_HEARTBEATS) {
-            begin_broadcast();
             must(check_ctrlpoint_heart() == 0, "heartbeats can be checked");
         } else {
             const bool large = (session.event_choice & 2) != 0;

@@ -44,12 +44,9 @@ struct Connection {
     Bytes sending;              /* the rest of the frame that is being sent */
     size_t frame_size;          /* of the complete frame */
     Lane sender;
-    bool abandoned;             /* no more of that frame is sent */
-    uint64_t latest_stall_ms;   /* the latest possible start of a stall; 0: none */
-    uint64_t earliest_stall_ms; /* the earliest possible start of a stall; 0: none */
-    bool took_nothing; /* has had unread bytes since a broadcast's snapshot, and read none */
-    bool got_nothing;  /* and none were sent since that snapshot, either */
-    Bytes expected;    /* accepted by send for this phone */
+    bool abandoned;            /* no more of that frame is sent */
+    uint64_t stalled_since_ms; /* since when none of its bytes could be sent; 0: not stalled */
+    Bytes expected;            /* accepted by send for this phone */
     Bytes received;
     Fault ioctl_fault;
     Fault recv_fault;
@@ -101,7 +98,6 @@ struct Session {
     WorkModel heartbeats;
     Broadcast broadcasts[LANE_COUNT];
     std::vector<size_t> heartbeats_sent; /* connections, in the running heartbeat check */
-    uint64_t snapshot_ms[LANE_COUNT];    /* the lane's first blocked send in a broadcast; 0: none */
     uint8_t accept_fault;
     HostJob job;
     uint8_t event_choice;

@@ -3,7 +3,6 @@
 #include "support/fibers.h"
 #include "support/session_model.h"
 #include "support/session_phones.h"
-#include "support/session_stalls.h"
 #include "support/system_calls.h"
 
 #include <algorithm>
@@ -11,7 +10,6 @@
 #include <cstring>
 
 #include <fcntl.h>
-#include <linux/sockios.h>
 #include <netinet/in.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -124,7 +122,7 @@ static ssize_t call_recv(int fd, void *data, size_t size, int)
 static ssize_t not_sent(Connection *connection, int reason, uint64_t began_ms)
 {
     if (reason == EAGAIN || reason == EINTR) {
-        note_blocked_send(connection, began_ms);
+        check_blocked(connection, began_ms);
     } else {
         connection->may_drop = true;
         connection->abandoned = true;
@@ -151,32 +149,17 @@ static ssize_t call_send(int fd, const void *data, size_t size, int)
     Bytes &sending = connection->sending;
     connection->expected.insert(connection->expected.end(), bytes, bytes + count);
     sending.erase(sending.begin(), sending.begin() + count);
-    note_sent(connection);
+    connection->stalled_since_ms = 0;
     if (connection->reads) {
         phone_reads(connection);
     }
     return count;
 }
 
-/* Bytes that the phone has not read, as TCP counts bytes that are not acknowledged. */
-static int bytes_unsent(int fd)
-{
-    const Connection *connection = find_connection(fd);
-    must(connection != nullptr, "what a phone has not taken is asked of connections");
-    return static_cast<int>(connection->expected.size() - connection->received.size());
-}
-
 static int call_ioctl(int fd, unsigned long request, void *value)
 {
-    switch (request) {
-    case FIONREAD:
-        return bytes_arriving(fd, static_cast<int *>(value));
-    case SIOCOUTQ:
-        *static_cast<int *>(value) = bytes_unsent(fd);
-        return 0;
-    default:
-        return system_ioctl.real(fd, request, value);
-    }
+    return request == FIONREAD ? bytes_arriving(fd, static_cast<int *>(value))
+                               : system_ioctl.real(fd, request, value);
 }
 
 /* ---- The server's calls */
@@ -328,13 +311,6 @@ static int call_mutex_lock(pthread_mutex_t *mutex)
     return result;
 }
 
-static int call_cond_wait(pthread_cond_t *, pthread_mutex_t *mutex)
-{
-    pthread_mutex_unlock(mutex);
-    fiber_wait();
-    return call_mutex_lock(mutex);
-}
-
 static int call_sem_wait(sem_t *items)
 {
     while (sem_trywait(items) != 0) {
@@ -385,7 +361,6 @@ void replace_system_calls()
     replace<call_close>(system_close);
     replace<call_usleep>(system_usleep);
     replace<call_mutex_lock>(system_pthread_mutex_lock);
-    replace<call_cond_wait>(system_pthread_cond_wait);
     replace<call_sem_wait>(system_sem_wait);
     replace<call_sem_post>(system_sem_post);
     replace<call_gettimeofday>(system_gettimeofday);

@@ -10,12 +10,8 @@
 #include "unit/link/scripted_sends.h"
 
 #include <atomic>
-#include <map>
 #include <memory>
 #include <thread>
-
-#include <linux/sockios.h>
-#include <sys/ioctl.h>
 
 namespace
 {

@@ -445,7 +445,7 @@ const CtrlPoint *make_first_idle()
     registry_lock();
     CtrlPoint *record = first_record();
     if (record != nullptr) {
-        record->last_heartbeat = 0;
+        __atomic_store_n(&record->last_heartbeat, 0, __ATOMIC_RELAXED);
         __atomic_store_n(&record->last_active, record->connect_time - 31, __ATOMIC_RELAXED);
     }
     registry_unlock();
