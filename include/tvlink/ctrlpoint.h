@@ -9,9 +9,13 @@
 
 TVLINK_BEGIN
 
-/* The library makes one zeroed record for each connection that it accepts and owns it: the record
- * is freed when the connection has ended and the last reference to it is released. A host that is
- * passed a record may use it only during the call.
+/* The library makes one record for each connection that it accepts and owns it: the record is freed
+ * when the connection has ended and nobody uses it any more. A host that is passed a record may use
+ * it only during the call.
+ *
+ * A host may copy a record or an item with memcpy: the copy stands for the same connection for as
+ * long as it lasts, and for none afterwards; it keeps nothing open and needs no release. When the
+ * host puts another descriptor into `fd`, the copy becomes a record of its own.
  *
  * A host may also make a record itself, for a socket of its own to which handlers reply: it
  * zeroes the whole record, sets `fd` and initialises `send_lock`; the record and the socket stay
@@ -29,7 +33,7 @@ typedef struct CtrlPoint {
     uint32_t connect_time;     /* when the connection was accepted */
     uint32_t last_active;      /* when bytes last arrived; at first when it was accepted */
     int32_t idle_limit;        /* 30 at creation; the idle test has bounds of its own */
-    uint32_t reserved[4];      /* the library's; zero in a record that a host makes itself */
+    uint32_t reserved[4];      /* the library's handle; zero in a record that a host makes itself */
     pthread_mutex_t send_lock; /* serialises the sends on this connection */
 } CtrlPoint;
 

@@ -14,23 +14,23 @@ TVLINK_BEGIN
 /* Every connected control point, in order of connection. The records are the library's. */
 TVLINK_API extern CtrlPointList g_cp_list;
 
-/* Must be held around every use of g_cp_list. ipp_init makes it, ipp_finish destroys it. */
+/* Must be held around every use of g_cp_list. Never destroyed: after a stop the list is empty. */
 TVLINK_API extern pthread_mutex_t g_cp_list_mutex;
 
 /* Registers a new connection. g_cp_list_mutex is held. Returns 0; -1 when memory is out: the socket
- * stays open and is not watched. */
+ * stays the caller's. */
 TVLINK_API int check_and_insert(int32_t fd, uint32_t peer_addr);
 
 /* Takes a snapshot of the connected control points: fills at most `most` weak references and
  * returns the number of control points; 0 when the service does not run. A weak reference is a
- * variable of the host. It does not keep its connection open, and stands for no connection once
- * that has ended. Any thread that does not hold g_cp_list_mutex; may block while an event is being
- * sent. */
+ * variable of the host. Like every copy of a record it does not keep its connection open, and
+ * stands for no connection once that has ended. Any thread that does not hold g_cp_list_mutex; may
+ * block while an event is being sent. */
 TVLINK_API uint32_t ipp_connected_ctrlpoints(CtrlPoint *references, uint32_t most);
 
-/* Ends a record: frees its buffer, closes its socket, destroys its send lock, frees it. While a
- * send, a queued request or a push still refers to the record, the connection is only shut down,
- * and the last release does the rest. Call it once, with the record out of the list. */
+/* Ends a record: frees its buffer, closes its socket, destroys its send lock, frees it. A
+ * connection that was listed is shut down at once; while a send or a request that runs uses it, the
+ * last user does the rest. Call it once, with the record out of the list. */
 TVLINK_API void ctrlpoint_free(void *record);
 
 /* Comparators: by the address that the key (uint32_t, network byte order) points to, ... */

@@ -12,10 +12,10 @@ TVLINK_BEGIN
 TVLINK_API extern pthread_t devCallBackTid;       /* the request worker */
 TVLINK_API extern pthread_t heartBeatFeedbackTid; /* the heartbeat worker */
 
-/* Make queue and semaphore and start the worker. A worker lives as long as the process: later calls
- * have no effect. Return 0, -1 when the queue cannot be made, -4 when the
- * thread cannot be created, each after a line. ipp_init calls them; not from two threads at
- * once. */
+/* Make a queue of 50, whatever the host has put in its place, and the semaphore, and start the
+ * worker. A worker lives as long as the process: later calls have no effect. Return 0, -1 when the
+ * queue cannot be made, -4 when the thread cannot be created, each after a line. ipp_init calls
+ * them; not from two threads at once. */
 TVLINK_API int startDevCallBackThread(void);
 TVLINK_API int startHeartBeatFeedbackThread(void);
 
