@@ -26,8 +26,12 @@ struct LOCK_ATTRIBUTE(capability("mutex")) Lock {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
 };
 
-inline void lock_take(Lock *lock) TAKES(*lock);
-inline void lock_release(Lock *lock) RELEASES(*lock);
+void lock_take(Lock *lock) TAKES(*lock);
+void lock_release(Lock *lock) RELEASES(*lock);
+
+/* The same for a lock of the public headers, and the name that stands for it. */
+void lock_take(pthread_mutex_t *mutex, LockName *name) TAKES(*name);
+void lock_release(pthread_mutex_t *mutex, LockName *name) RELEASES(*name);
 
 NOT_ANALYSED inline void lock_take(Lock *lock)
 {
@@ -37,4 +41,14 @@ NOT_ANALYSED inline void lock_take(Lock *lock)
 NOT_ANALYSED inline void lock_release(Lock *lock)
 {
     pthread_mutex_unlock(&lock->mutex);
+}
+
+NOT_ANALYSED inline void lock_take(pthread_mutex_t *mutex, LockName *)
+{
+    pthread_mutex_lock(mutex);
+}
+
+NOT_ANALYSED inline void lock_release(pthread_mutex_t *mutex, LockName *)
+{
+    pthread_mutex_unlock(mutex);
 }

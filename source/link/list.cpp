@@ -19,11 +19,7 @@ int list_insert(CtrlPointList *list, void *element)
         return -1;
     }
     *node = {element, nullptr};
-    if (list->tail == nullptr) {
-        list->head = node;
-    } else {
-        list->tail->next = node;
-    }
+    *(list->tail == nullptr ? &list->head : &list->tail->next) = node;
     list->tail = node;
     list->count++;
     return 0;
@@ -49,19 +45,6 @@ void *list_get(CtrlPointList *list, ListComparator matches, void *key)
     return node == nullptr ? nullptr : node->data;
 }
 
-static void unlink_node(CtrlPointList *list, ListNode *previous, const ListNode *node)
-{
-    if (previous == nullptr) {
-        list->head = node->next;
-    } else {
-        previous->next = node->next;
-    }
-    if (list->tail == node) {
-        list->tail = previous;
-    }
-    list->count--;
-}
-
 int list_remove(CtrlPointList *list, void *element, ListFree release)
 {
     if (list == nullptr || element == nullptr) {
@@ -74,7 +57,9 @@ int list_remove(CtrlPointList *list, void *element, ListFree release)
         node = node->next;
     }
     if (node != nullptr) {
-        unlink_node(list, previous, node);
+        *(previous == nullptr ? &list->head : &previous->next) = node->next;
+        list->tail = list->tail == node ? previous : list->tail;
+        list->count--;
         release(element);
         free(node);
     }

@@ -19,15 +19,15 @@ static const useconds_t SOON_PAUSE_US = 10000;
 CtrlPointList g_cp_list = {0, nullptr, nullptr};
 pthread_mutex_t g_cp_list_mutex = PTHREAD_MUTEX_INITIALIZER;
 
-NOT_ANALYSED void registry_lock()
+void registry_lock()
 {
     log_hold();
-    pthread_mutex_lock(&g_cp_list_mutex);
+    lock_take(&g_cp_list_mutex, &REGISTRY_LOCK);
 }
 
-NOT_ANALYSED void registry_unlock()
+void registry_unlock()
 {
-    pthread_mutex_unlock(&g_cp_list_mutex);
+    lock_release(&g_cp_list_mutex, &REGISTRY_LOCK);
     log_release();
 }
 

@@ -21,39 +21,39 @@ const WorkQueue HEARTBEAT_QUEUE = {&heartBeatFeedbackQueue, &heartBeatFeedbackSe
 LockName PRODUCER_LOCK;
 LockName CONSUMER_LOCK;
 
-NOT_ANALYSED static void lock_producer(const WorkQueue *work) TAKES(PRODUCER_LOCK)
+static Queue *to_fill(const WorkQueue *work) NEEDS(PRODUCER_LOCK)
+{
+    return *work->queue;
+}
+
+static Queue *to_empty(const WorkQueue *work) NEEDS(CONSUMER_LOCK)
+{
+    return *work->queue;
+}
+
+bool work_queue_post(const WorkQueue *work, void *item)
 {
     log_hold();
-    pthread_mutex_lock(work->producer_lock);
-}
-
-NOT_ANALYSED static void unlock_producer(const WorkQueue *work) RELEASES(PRODUCER_LOCK)
-{
-    pthread_mutex_unlock(work->producer_lock);
+    lock_take(work->producer_lock, &PRODUCER_LOCK);
+    const bool queued = enqueue(to_fill(work), item) == 0;
+    lock_release(work->producer_lock, &PRODUCER_LOCK);
     log_release();
+    if (queued) {
+        sem_post(work->items);
+    }
+    return queued;
 }
 
-NOT_ANALYSED static void lock_consumer(const WorkQueue *work) TAKES(CONSUMER_LOCK)
+void *work_queue_wait(const WorkQueue *work)
 {
-    pthread_mutex_lock(work->consumer_lock);
+    sem_wait(work->items);
+    lock_take(work->consumer_lock, &CONSUMER_LOCK);
+    void *item = dequeue(to_empty(work));
+    lock_release(work->consumer_lock, &CONSUMER_LOCK);
+    return item;
 }
 
-NOT_ANALYSED static void unlock_consumer(const WorkQueue *work) RELEASES(CONSUMER_LOCK)
-{
-    pthread_mutex_unlock(work->consumer_lock);
-}
-
-static bool put(const WorkQueue *work, void *item) NEEDS(PRODUCER_LOCK)
-{
-    return enqueue(*work->queue, item) == 0;
-}
-
-static void *take(const WorkQueue *work) NEEDS(CONSUMER_LOCK)
-{
-    return dequeue(*work->queue);
-}
-
-static bool has_body(const Queue *queue, const uint8_t *body) NEEDS(CONSUMER_LOCK)
+static bool has_body(const Queue *queue, const uint8_t *body)
 {
     const int32_t rear = __atomic_load_n(&queue->rear, __ATOMIC_ACQUIRE);
     for (int32_t i = queue->front; i != rear; i = (i + 1) % queue->capacity) {
@@ -65,33 +65,13 @@ static bool has_body(const Queue *queue, const uint8_t *body) NEEDS(CONSUMER_LOC
     return false;
 }
 
-bool work_queue_post(const WorkQueue *work, void *item)
-{
-    lock_producer(work);
-    const bool queued = put(work, item);
-    unlock_producer(work);
-    if (queued) {
-        sem_post(work->items);
-    }
-    return queued;
-}
-
 bool work_queue_has_body(const WorkQueue *work, const uint8_t *body)
 {
     if (queueIsEmpty(*work->queue) != 0) {
         return false;
     }
-    lock_consumer(work);
-    const bool found = has_body(*work->queue, body);
-    unlock_consumer(work);
+    lock_take(work->consumer_lock, &CONSUMER_LOCK);
+    const bool found = has_body(to_empty(work), body);
+    lock_release(work->consumer_lock, &CONSUMER_LOCK);
     return found;
-}
-
-void *work_queue_wait(const WorkQueue *work)
-{
-    sem_wait(work->items);
-    lock_consumer(work);
-    void *item = take(work);
-    unlock_consumer(work);
-    return item;
 }

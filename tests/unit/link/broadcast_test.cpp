@@ -322,7 +322,7 @@ TEST_F(StallingBroadcast, CountsFromTheMomentWhenAnotherSenderIsDone)
 /* They have to be waited for one after the other when they cannot be remembered. */
 TEST_F(StallingBroadcast, DropsEverybodyAlsoWithoutMemory)
 {
-    WatchedCall memory(system_realloc);
+    WatchedCall memory(system_malloc);
     memory.fail(ENOMEM, 1, 1000);
     EXPECT_EQ(waited([] { send_to_all(); }), 150u);
     EXPECT_EQ(elements(g_cp_list), std::vector<void *>({last->record}));
