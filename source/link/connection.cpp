@@ -28,48 +28,50 @@ struct Place {
 /* Flag in `users`: the record is listed, and new users are let in. */
 const uint32_t OPEN = 0x80000000U;
 
-const uint32_t BLOCK = 64; /* places */
-const uint32_t BLOCKS_MAX = 16384;
+const uint32_t FIRST_BLOCK = 64;
 
 } // namespace
 
 LockName REGISTRY_LOCK;
 
-static Place *blocks[BLOCKS_MAX] = {};
+/* The table: block n holds FIRST_BLOCK << n places. */
+static Place *blocks[27] = {};
 
 static uint32_t place_count GUARDED_BY(REGISTRY_LOCK) = 0;
 static uint32_t next_identity GUARDED_BY(REGISTRY_LOCK) = 1;
 
 /* ---- The table */
 
+static Place *place_at(uint32_t index)
+{
+    const uint32_t number = index / FIRST_BLOCK + 1;
+    const int block = 31 - __builtin_clz(number);
+    Place *places = __atomic_load_n(&blocks[block], __ATOMIC_ACQUIRE);
+    return places == nullptr ? nullptr : &places[index - FIRST_BLOCK * ((1U << block) - 1)];
+}
+
+/* Null for a record without a handle. */
 static Place *place_of(const CtrlPoint *cp)
 {
-    const uint32_t index = cp->reserved[WORD_PLACE] - 1;
-    if (index / BLOCK >= BLOCKS_MAX) {
-        return nullptr;
-    }
-    Place *block = __atomic_load_n(&blocks[index / BLOCK], __ATOMIC_ACQUIRE);
-    return block == nullptr ? nullptr : &block[index % BLOCK];
+    return place_at(cp->reserved[WORD_PLACE] - 1);
 }
 
 /* The number of a free place, as a handle has it; 0 when memory is out. */
 static uint32_t find_free_place() NEEDS(REGISTRY_LOCK)
 {
     for (uint32_t i = 0; i < place_count; i++) {
-        if (__atomic_load_n(&blocks[i / BLOCK][i % BLOCK].users, __ATOMIC_ACQUIRE) == 0) {
+        if (__atomic_load_n(&place_at(i)->users, __ATOMIC_ACQUIRE) == 0) {
             return i + 1;
         }
     }
-    if (place_count / BLOCK == BLOCKS_MAX) {
+    const uint32_t size = place_count + FIRST_BLOCK;
+    Place *places = static_cast<Place *>(calloc(size, sizeof *places));
+    if (places == nullptr) {
         return 0;
     }
-    Place *block = static_cast<Place *>(calloc(BLOCK, sizeof *block));
-    if (block == nullptr) {
-        return 0;
-    }
-    __atomic_store_n(&blocks[place_count / BLOCK], block, __ATOMIC_RELEASE);
-    place_count += BLOCK;
-    return place_count - BLOCK + 1;
+    __atomic_store_n(&blocks[31 - __builtin_clz(size / FIRST_BLOCK)], places, __ATOMIC_RELEASE);
+    place_count += size;
+    return place_count - size + 1;
 }
 
 /* ---- Users */
