@@ -10,7 +10,6 @@
 #include "support/process_state.h"
 #include "support/sockets.h"
 #include "support/system_calls.h"
-#include "support/taken_time.h"
 #include "support/tcp_service.h"
 #include "support/trace.h"
 #include "support/wait_until.h"
