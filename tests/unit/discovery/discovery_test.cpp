@@ -416,12 +416,12 @@ TEST_F(Discovery, ReceivesEachPacketIntoZeros)
     int packets = 0;
     const Replaced receive(system_recvfrom, [&](int fd, void *data, size_t size, int flags,
                                                 sockaddr *from, socklen_t *from_size) {
-        const bool of_discovery = fd == g_udp_sock;
-        if (of_discovery) {
-            buffers.insert(hex(data, size));
+        if (fd != g_udp_sock) { /* the phone's */
+            return system_recvfrom.real(fd, data, size, flags, from, from_size);
         }
+        buffers.insert(hex(data, size));
         const ssize_t length = system_recvfrom.real(fd, data, size, flags, from, from_size);
-        packets += of_discovery && length > 0 ? 1 : 0;
+        packets += length > 0 ? 1 : 0;
         return length;
     });
     with_television(NETWORK, [&](Television &tv, int phone) {
