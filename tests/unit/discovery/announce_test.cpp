@@ -6,6 +6,7 @@
 #include "support/own_network.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"
+#include "tvlink/flags.h"
 
 #include <gtest/gtest.h>
 
@@ -204,6 +205,18 @@ TEST_F(Announcing, EndsAfterThePauseInWhichTheServiceStops)
         expected += rounds(1);
         expected += end_of_announcing();
         EXPECT_EQ(lines.out(), expected);
+    });
+}
+
+TEST_F(Announcing, GoesOnWhileTheHostsFlagIsAnythingButZero)
+{
+    with_phone([&] {
+        const std::vector<uint8_t> flags = {2, 3, 4, 8, 0x10, 0x7F, 0x80, 0xFF};
+        size_t pause = 0;
+        const TakenSleeps pauses([&](uint64_t) { g_thread_run = flags[pause++]; });
+        EXPECT_EQ(notify_cp_multicast(), 1);
+        EXPECT_EQ(pauses.all(), ALL_PAUSES);
+        EXPECT_EQ(heard(), std::vector<std::string>(8, PACKET));
     });
 }
 

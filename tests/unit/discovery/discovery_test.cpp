@@ -11,6 +11,7 @@
 #include "support/taken_time.h"
 #include "support/wait_until.h"
 #include "tvlink.h"
+#include "tvlink/flags.h"
 
 #include <gtest/gtest.h>
 
@@ -19,6 +20,7 @@
 #include <cstdlib>
 #include <functional>
 #include <mutex>
+#include <set>
 #include <thread>
 
 #include <arpa/inet.h>
@@ -393,6 +395,59 @@ TEST_F(Discovery, DoesNotAnswerWhomTheHostRefuses)
     });
 }
 
+TEST_F(Discovery, AnswersWithWhatHeldWhenTheSearchCame)
+{
+    with_television(NETWORK, [&](Television &tv, int phone) {
+        tv.during_next_delay([] {
+            flags_set_device_type(0x7777);
+            EXPECT_EQ(std::system("ip addr del 10.20.30.40/24 dev lo"), 0);
+            EXPECT_EQ(std::system("ip addr add 10.20.30.41/24 dev lo"), 0);
+        });
+        ASSERT_TRUE(send_datagram(phone, bytes(SEARCH), "127.0.0.1", SEARCH_PORT));
+        EXPECT_EQ(received(phone), ANSWER);
+        ASSERT_TRUE(send_datagram(phone, bytes(SEARCH), "127.0.0.1", SEARCH_PORT));
+        EXPECT_EQ(received(phone), "A5 A5 0C 00 0A 14 1E 29 61 22 77 77");
+    });
+}
+
+TEST_F(Discovery, ReceivesEachPacketIntoZeros)
+{
+    std::set<std::string> buffers;
+    int packets = 0;
+    const Replaced receive(system_recvfrom, [&](int fd, void *data, size_t size, int flags,
+                                                sockaddr *from, socklen_t *from_size) {
+        if (fd != g_udp_sock) { /* the phone's */
+            return system_recvfrom.real(fd, data, size, flags, from, from_size);
+        }
+        buffers.insert(hex(data, size));
+        const ssize_t length = system_recvfrom.real(fd, data, size, flags, from, from_size);
+        packets += length > 0 ? 1 : 0;
+        return length;
+    });
+    with_television(NETWORK, [&](Television &tv, int phone) {
+        for (const size_t more : {size_t{248}, size_t{0}, size_t{100}}) {
+            ASSERT_TRUE(send_datagram(phone, search_and(more), "127.0.0.1", SEARCH_PORT));
+            EXPECT_EQ(received(phone), ANSWER);
+        }
+        tv.stop();
+        EXPECT_EQ(packets, 3);
+        EXPECT_EQ(buffers, (std::set<std::string>{hex(Bytes(256))}));
+    });
+}
+
+TEST_F(Discovery, GoesOnWhileTheHostsFlagIsAnythingButZero)
+{
+    with_television(NETWORK, [&](Television &, int phone) {
+        for (const uint8_t running : {uint8_t{2}, uint8_t{0x80}, uint8_t{0xFF}}) {
+            __atomic_store_n(&g_thread_run, running, __ATOMIC_RELEASE);
+            for (int i = 0; i < 2; i++) {
+                ASSERT_TRUE(send_datagram(phone, bytes(SEARCH), "127.0.0.1", SEARCH_PORT));
+                EXPECT_EQ(received(phone), ANSWER);
+            }
+        }
+    });
+}
+
 TEST_F(Discovery, StopsWithoutAnotherSearchAndClosesItsSocket)
 {
     with_television(NETWORK, [&](Television &tv, int) {
@@ -663,6 +718,27 @@ TEST_F(Discovery, IsWaitedForOnceOnly)
         discovery_join();
         EXPECT_EQ(joins.calls(), 1);
         EXPECT_TRUE(pthread_equal(g_udp_tid, thread)) << "the number is kept";
+    });
+}
+
+/* The thread that joins the group. */
+TEST_F(Discovery, KeepsTheNumberOfItsMembershipThread)
+{
+    std::atomic<pthread_t> joining{};
+    const Replaced options(system_setsockopt,
+                           [&](int fd, int level, int option, const void *value, socklen_t size) {
+                               if (level == IPPROTO_IP && option == IP_ADD_MEMBERSHIP) {
+                                   joining = pthread_self();
+                               }
+                               return system_setsockopt.real(fd, level, option, value, size);
+                           });
+    g_addgroup_tid = pthread_t{};
+    in_network(NETWORK, [&] {
+        Television tv(lines);
+        EXPECT_NE(g_addgroup_tid, pthread_t{});
+        EXPECT_TRUE(pthread_equal(g_addgroup_tid, joining));
+        tv.stop();
+        EXPECT_TRUE(pthread_equal(g_addgroup_tid, joining)) << "the number is kept";
     });
 }
 

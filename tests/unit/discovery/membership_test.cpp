@@ -12,6 +12,7 @@
 #include "support/taken_time.h"
 #include "support/wait_until.h"
 #include "tvlink/discovery.h"
+#include "tvlink/flags.h"
 
 #include <gtest/gtest.h>
 
@@ -145,6 +146,24 @@ TEST_F(Membership, IsTriedForEverySecondUntilTheNetworkComesUp)
         EXPECT_TRUE(network_has_member(GROUP));
         EXPECT_EQ(sleeps.all(), std::vector<uint64_t>(3, SECOND));
         EXPECT_EQ(lines.out(), Lines{"No such device IP_ADD_MEMBERSHIP g_thread_run 1  \n"});
+    });
+}
+
+TEST_F(Membership, IsTriedForWhileTheHostsFlagIsAnythingButZero)
+{
+    with_socket(NO_INTERFACE, [&] {
+        const std::vector<uint8_t> flags = {2, 0x80, 0xFF};
+        size_t tries = 0;
+        const TakenSleeps sleeps([&](uint64_t) {
+            if (tries < flags.size()) {
+                g_thread_run = flags[tries++];
+            } else {
+                bring_network_up();
+            }
+        });
+        udp_addgroupthread(nullptr);
+        EXPECT_TRUE(network_has_member(GROUP));
+        EXPECT_EQ(sleeps.all(), std::vector<uint64_t>(4, SECOND));
     });
 }
 

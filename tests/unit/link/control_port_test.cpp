@@ -6,6 +6,7 @@
 #include "support/taken_time.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
+#include "tvlink/flags.h"
 #include "tvlink/reply.h"
 #include "tvlink/work_queues.h"
 #include "unit/link/listed_connection.h"
@@ -576,6 +577,21 @@ TEST_F(ControlPort, ClosesTheSocketOfAPhoneForWhichThereIsNoMemory)
     EXPECT_EQ(hex(after.exchange_heartbeat()), hex(answer_heartbeat()));
 }
 
+TEST_F(ControlPort, IsServedWhileTheHostsFlagIsAnythingButZero)
+{
+    const TcpService service;
+    const Phone before;
+    ASSERT_TRUE(registered(before));
+    for (const uint8_t running : {uint8_t{2}, uint8_t{0x80}, uint8_t{0xFF}}) {
+        __atomic_store_n(&g_thread_run, running, __ATOMIC_RELEASE);
+        for (int i = 0; i < 3; i++) { /* each in a pass of its own */
+            ASSERT_EQ(hex(before.exchange_heartbeat()), hex(answer_heartbeat()));
+        }
+        const Phone after;
+        EXPECT_EQ(hex(after.exchange_heartbeat()), hex(answer_heartbeat()));
+    }
+}
+
 /* A pass that waits for ever without the stop. */
 TEST_F(ControlPort, EndsItsPassWhenTheServiceStops)
 {
@@ -701,6 +717,29 @@ TEST_F(ControlPort, DropsAPhoneThatStaysSilent)
     }
     EXPECT_EQ(lines.count(TIMEOUT_LINE), 1u);
     EXPECT_EQ(connected(), 1u);
+}
+
+TEST_F(ControlPort, DropsAPhoneThatStaysSilentAlsoWhenNothingElseHappens)
+{
+    FrozenClock clock;
+    std::atomic<int> quiet_passes{0};
+    std::atomic<int> other_passes{0};
+    const Replaced select(system_select, [&](int count, fd_set *reading, fd_set *writing,
+                                             fd_set *excepting, timeval *) {
+        timeval hardly_any = {0, 1000};
+        const int ready = system_select.real(count, reading, writing, excepting, &hardly_any);
+        (ready == 0 ? quiet_passes : other_passes)++;
+        return ready;
+    });
+    const TcpService service;
+    const Phone silent;
+    ASSERT_TRUE(registered(silent));
+    const int before = quiet_passes;
+    ASSERT_TRUE(wait_until([&] { return quiet_passes > before; })); /* it is accepted */
+    const int others = other_passes;
+    clock.advance(31);
+    EXPECT_TRUE(silent.is_dropped());
+    EXPECT_EQ(other_passes, others);
 }
 
 TEST_F(ControlPort, TakesAnyByteForASignOfLife)

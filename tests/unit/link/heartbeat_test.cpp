@@ -306,6 +306,29 @@ TEST_F(IdleCheck, LeavesTheNumberToWhoeverUsesTheConnection)
     EXPECT_FALSE(is_open(connection.number));
 }
 
+/* The standard streams get the line at once, a sink only with the lock released. */
+TEST_F(IdleCheck, PrintsItsLineAfterTheRemoval)
+{
+    const ListedConnection connection;
+    make_idle(connection, 31);
+    ipp_set_log_sink(nullptr, nullptr);
+    std::string at_close = "it is not closed";
+    std::string at_end;
+    {
+        const CapturedStreams streams;
+        const Replaced close(system_close, [&](int fd) {
+            if (fd == connection.number) {
+                at_close = streams.out();
+            }
+            return system_close.real(fd);
+        });
+        check_ctrlpoint_timeout();
+        at_end = streams.out();
+    }
+    EXPECT_EQ(at_close, "");
+    EXPECT_EQ(at_end, TIMEOUT_LINE);
+}
+
 TEST_F(IdleCheck, PrintsWithNoLockHeld)
 {
     const ListedConnection connection;

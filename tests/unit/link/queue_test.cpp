@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstddef>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -43,6 +44,18 @@ OwnedQueue queue_at(uint32_t capacity, int front, int rear)
     }
     fill(queue.get(), rear - front);
     return queue;
+}
+
+TEST(Queue, HasItsFieldsInTheirFixedOrder)
+{
+    const size_t pointer = sizeof(void *);
+    const std::vector<size_t> places = {
+        offsetof(Queue, items),  sizeof(Queue::items),   offsetof(Queue, capacity),
+        sizeof(Queue::capacity), offsetof(Queue, front), sizeof(Queue::front),
+        offsetof(Queue, rear),   sizeof(Queue::rear),    sizeof(Queue)};
+    const size_t end = pointer + 12;
+    EXPECT_EQ(places, (std::vector<size_t>{0, pointer, pointer, 4, pointer + 4, 4, pointer + 8, 4,
+                                           (end + pointer - 1) / pointer * pointer}));
 }
 
 TEST(Queue, IsMadeEmpty)

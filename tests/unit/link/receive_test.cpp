@@ -680,6 +680,22 @@ TEST_F(Receive, NotesWhenSomethingArrived)
     EXPECT_EQ(connection.record->last_active, before);
 }
 
+TEST_F(Receive, NotesForEachPartOfAReadWhenItArrived)
+{
+    FrozenClock clock;
+    const uint32_t begin = clock.now();
+    connection.record->last_active = begin;
+    std::vector<uint32_t> active;
+    const Replaced recv(system_recv, [&](int fd, void *to, size_t size, int flags) {
+        active.push_back(connection.record->last_active - begin);
+        clock.advance(7);
+        return system_recv.real(fd, to, std::min(size, size_t{30}), flags);
+    });
+    receive(connection, ONE);
+    active.push_back(connection.record->last_active - begin);
+    EXPECT_EQ(active, (std::vector<uint32_t>{0, 7, 14, 21}));
+}
+
 /* ---- The guard's longest frame */
 
 namespace

@@ -3,11 +3,13 @@
 #include "link/connection.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"
+#include "support/trace.h"
 #include "unit/link/listed_connection.h"
 
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
+#include <map>
 
 /* ---- The list */
 
@@ -60,6 +62,18 @@ protected:
 };
 
 } // namespace
+
+TEST_F(List, HasItsFieldsInTheirFixedOrder)
+{
+    const size_t pointer = sizeof(void *);
+    const std::vector<size_t> places = {offsetof(CtrlPointList, count),
+                                        sizeof(CtrlPointList::count), offsetof(CtrlPointList, head),
+                                        offsetof(CtrlPointList, tail), sizeof(CtrlPointList)};
+    EXPECT_EQ(places, (std::vector<size_t>{0, 4, pointer, 2 * pointer, 3 * pointer}));
+    EXPECT_EQ(offsetof(ListNode, data), 0u);
+    EXPECT_EQ(offsetof(ListNode, next), pointer);
+    EXPECT_EQ(sizeof(ListNode), 2 * pointer);
+}
 
 TEST_F(List, IsEmptyOnceItIsInitialised)
 {
@@ -194,6 +208,35 @@ TEST_F(List, LosesAnElementInTheMiddle)
     EXPECT_EQ(elements(list), Elements({&values[0], &values[2]}));
     EXPECT_EQ(list.tail->data, &values[2]);
     EXPECT_EQ(list.count, 2u);
+}
+
+/* The list that elements are removed from, and it at each release. */
+const CtrlPointList *removing_from;
+std::vector<CtrlPointList> at_release;
+std::vector<std::vector<void *>> rest_at_release;
+
+void note_rest(void *)
+{
+    at_release.push_back(*removing_from);
+    rest_at_release.push_back(elements(*removing_from));
+}
+
+TEST_F(List, NoLongerHasAnElementWhenItIsReleased)
+{
+    fill();
+    removing_from = &list;
+    at_release.clear();
+    rest_at_release.clear();
+    for (const int place : {1, 2, 0}) {
+        EXPECT_EQ(list_remove(&list, &values[place], note_rest), 0);
+    }
+    EXPECT_EQ(rest_at_release, (std::vector<Elements>{{&values[0], &values[2]}, {&values[0]}, {}}));
+    ASSERT_EQ(at_release.size(), 3u);
+    EXPECT_EQ(at_release[0].count, 2u);
+    EXPECT_EQ(at_release[1].count, 1u);
+    EXPECT_EQ(at_release[1].tail, at_release[1].head);
+    EXPECT_EQ(at_release[2].count, 0u);
+    EXPECT_EQ(at_release[2].tail, nullptr);
 }
 
 TEST_F(List, LosesTheFirstOfTwoEntriesForOneElement)
@@ -382,6 +425,39 @@ TEST_F(RecordEnd, ClosesTheSocketOnce)
         ctrlpoint_free(record);
     }
     EXPECT_EQ(closed, std::vector<int>({connection.number}));
+}
+
+TEST_F(RecordEnd, TakesTheRecordOutOfTheListThenFreesItsBufferThenClosesItsSocket)
+{
+    const ListedConnection stays(local_pair());
+    const ListedConnection connection(local_pair());
+    CtrlPoint *record = connection.record;
+    record->rx_buf = static_cast<uint8_t *>(std::malloc(100));
+    const std::map<const void *, std::string> blocks = {
+        {record->rx_buf, "buffer"}, {record, "record"}, {g_cp_list.tail, "node"}};
+    const auto note = [&](const std::string &what) {
+        Trace::note(what + (is_listed(record) ? " of a listed one, " : ", ") +
+                    std::to_string(g_cp_list.count));
+    };
+    const Replaced shut(system_shutdown, [&](int fd, int how) {
+        note("shutdown");
+        return system_shutdown.real(fd, how);
+    });
+    const Replaced close(system_close, [&](int fd) {
+        note("close");
+        return system_close.real(fd);
+    });
+    const Replaced free(system_free, [&](void *block) {
+        const auto known = blocks.find(block);
+        if (known != blocks.end()) {
+            note("free " + known->second);
+        }
+        system_free.real(block);
+    });
+    const Trace trace;
+    registry_remove(record);
+    EXPECT_EQ(trace.all(), (std::vector<std::string>{"shutdown, 1", "free buffer, 1", "close, 1",
+                                                     "free record, 1", "free node, 1"}));
 }
 
 TEST_F(RecordEnd, WaitsForTheLastUserButShutsTheConnectionDownAtOnce)

@@ -102,6 +102,35 @@ TEST_F(ListeningSocket, ListensOnAllAddressesWithItsOptions)
     EXPECT_TRUE(lines.all().empty());
 }
 
+TEST_F(ListeningSocket, DoesNotBlockBeforeItGetsItsTimeOuts)
+{
+    Texts steps;
+    const auto note = [&](const std::string &what, int fd) {
+        steps.push_back(what + ((fcntl(fd, F_GETFL) & O_NONBLOCK) != 0 ? "" : ", blocking"));
+    };
+    const Replaced options(system_setsockopt,
+                           [&](int fd, int level, int name, const void *value, socklen_t size) {
+                               EXPECT_EQ(level, SOL_SOCKET);
+                               note(name == SO_REUSEADDR  ? "reuse"
+                                    : name == SO_RCVTIMEO ? "receive time-out"
+                                    : name == SO_SNDTIMEO ? "send time-out"
+                                                          : "another option",
+                                    fd);
+                               return system_setsockopt.real(fd, level, name, value, size);
+                           });
+    const Replaced bind(system_bind, [&](int fd, const sockaddr *address, socklen_t size) {
+        note("bind", fd);
+        return system_bind.real(fd, address, size);
+    });
+    const Replaced listen(system_listen, [&](int fd, int backlog) {
+        note("listen", fd);
+        return system_listen.real(fd, backlog);
+    });
+    const Descriptor listener(tcp_sock_init(PORT));
+    EXPECT_EQ(steps,
+              Texts({"reuse, blocking", "receive time-out", "send time-out", "bind", "listen"}));
+}
+
 TEST_F(ListeningSocket, SaysWhyThereIsNoSocket)
 {
     WatchedCall call(system_socket);

@@ -129,6 +129,25 @@ TEST_F(WorkQueues, LockTheirOwnSideOnly)
     pthread_mutex_unlock(&consumer_lock_);
 }
 
+TEST_F(WorkQueues, WakeTheConsumerOnceTheLockIsGivenBack)
+{
+    Lines steps;
+    const Replaced unlock(system_pthread_mutex_unlock, [&](pthread_mutex_t *lock) {
+        const int result = system_pthread_mutex_unlock.real(lock);
+        if (lock == &producer_lock_) {
+            steps.emplace_back("unlock");
+        }
+        return result;
+    });
+    const Replaced post(system_sem_post, [&](sem_t *semaphore) {
+        steps.push_back(semaphore == &items_ ? "post" : "post to another");
+        return system_sem_post.real(semaphore);
+    });
+    EXPECT_TRUE(work_queue_post(&two_locks_, &elements[0]));
+    EXPECT_TRUE(work_queue_post(&one_lock_, &elements[1]));
+    EXPECT_EQ(steps, (Lines{"unlock", "post", "unlock", "post"}));
+}
+
 struct Locks {
     pthread_mutex_t *producer;
     int lines;

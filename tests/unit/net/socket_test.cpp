@@ -47,6 +47,20 @@ TEST(Socket, HasNoTimeOutForZeroSeconds)
     EXPECT_EQ(timeout_of(fd.get(), SO_RCVTIMEO), "0.0");
 }
 
+TEST(Socket, GetsItsOptionsInTheirOrder)
+{
+    std::vector<std::pair<int, int>> given; /* level and option */
+    const Replaced options(system_setsockopt,
+                           [&](int fd, int level, int option, const void *value, socklen_t size) {
+                               given.emplace_back(level, option);
+                               return system_setsockopt.real(fd, level, option, value, size);
+                           });
+    const Descriptor fd(soc_create(AF_INET, SOCK_STREAM, 0, 7, 11));
+    EXPECT_EQ(given, (std::vector<std::pair<int, int>>{{SOL_SOCKET, SO_REUSEADDR},
+                                                       {SOL_SOCKET, SO_SNDTIMEO},
+                                                       {SOL_SOCKET, SO_RCVTIMEO}}));
+}
+
 TEST(Socket, IsNotInheritedAndKeepsTheTypesFlags)
 {
     const Descriptor plain(soc_create(AF_INET, SOCK_STREAM, 0, 0, 0));

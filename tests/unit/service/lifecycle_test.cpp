@@ -117,6 +117,62 @@ TEST(Lifecycle, RefreshesNameAndSerialOnlyWhenItRunsAlready)
     });
 }
 
+TEST(Lifecycle, TakesItselfForStartedWhenTheHostsFlagSaysSo)
+{
+    in_child([] {
+        const CapturedLines lines;
+        const std::set<int> descriptors = open_descriptors();
+        const WatchedCall threads(system_pthread_create);
+        g_is_inited = 1;
+        EXPECT_EQ(ipp_init(7, "Den", "SN-1"), 0);
+        EXPECT_STREQ(gTvName, "Den");
+        EXPECT_STREQ(gTvSN, "SN-1");
+        EXPECT_EQ(g_dev_type, 0);
+        EXPECT_EQ(g_thread_run, 0);
+        EXPECT_EQ(flags_run_number(), 0u);
+        EXPECT_EQ(g_tcp_sock, -1);
+        EXPECT_EQ(open_descriptors(), descriptors);
+        EXPECT_EQ(threads.calls(), 0);
+    });
+}
+
+TEST(Lifecycle, StartsWhenOnlyTheFlagOfTheThreadsSaysThatItRuns)
+{
+    in_child([] {
+        const CapturedLines lines;
+        g_thread_run = 1;
+        EXPECT_EQ(ipp_init(7, "Den", "SN-1"), 0);
+        EXPECT_EQ(g_dev_type, 7);
+        EXPECT_EQ(g_is_inited, 1);
+        EXPECT_EQ(flags_run_number(), 1u);
+        expect_alive(Phone());
+    });
+}
+
+TEST(Lifecycle, StartsOnceMoreWhenTheHostClearsItsFlag)
+{
+    in_child([] {
+        const CapturedLines lines;
+        IppGuard guard = {};
+        guard.bind_wait_ms = 1;
+        ASSERT_EQ(ipp_set_guard(&guard), 0);
+        /* The second start takes the server thread's signal to stop away. */
+        const Replaced select(system_select, [](int count, fd_set *reading, fd_set *writing,
+                                                fd_set *excepting, timeval *) {
+            timeval hardly_any = {0, 1000};
+            return system_select.real(count, reading, writing, excepting, &hardly_any);
+        });
+        ASSERT_EQ(ipp_init(7, "Den", "SN-1"), 0);
+        __atomic_store_n(&g_is_inited, 0, __ATOMIC_RELEASE);
+        EXPECT_EQ(ipp_init(8, "Attic", "SN-2"), -1) << "the first start has the control port";
+        EXPECT_EQ(own_lines(lines), "err: tcp_sock_init() fail\n"
+                                    "err: start_tcp_rcv_thread() fail\n"
+                                    "zqt===  tcp_thread 637\n");
+        EXPECT_EQ(g_dev_type, 8);
+        EXPECT_EQ(flags_run_number(), 2u);
+    });
+}
+
 TEST(Lifecycle, NeverTakesTheMouseLock)
 {
     in_child([] {
@@ -319,6 +375,23 @@ TEST(LifecycleRestart, ServesAgainWithTheSameWorkers)
         EXPECT_STREQ(gTvName, "Attic");
         EXPECT_EQ(g_is_inited, 1);
         expect_alive(Phone());
+    });
+}
+
+TEST(LifecycleRestart, BeginsWithAnEmptyRegistryEachTime)
+{
+    in_child([] {
+        const CapturedLines lines;
+        for (int i = 0; i < 2; i++) {
+            ListNode left = {nullptr, nullptr};
+            g_cp_list = {3, &left, &left};
+            ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
+            EXPECT_EQ(g_cp_list.count, 0u);
+            EXPECT_EQ(g_cp_list.head, nullptr);
+            EXPECT_EQ(g_cp_list.tail, nullptr);
+            expect_alive(Phone());
+            ASSERT_EQ(ipp_finish(), 0);
+        }
     });
 }
 
