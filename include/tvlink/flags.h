@@ -9,7 +9,8 @@
 
 TVLINK_BEGIN
 
-/* Plain bytes, read and written atomically inside the library while its threads run. */
+/* Plain bytes, read and written atomically inside the library while its threads run. For hosts to
+ * read: a service whose g_is_inited is cleared would be started a second time. */
 TVLINK_API extern uint8_t g_is_inited;  /* 1 once ipp_init has started everything */
 TVLINK_API extern uint8_t g_thread_run; /* 1 while the network threads may run */
 TVLINK_API extern uint16_t g_dev_type;  /* the device type given to ipp_init */

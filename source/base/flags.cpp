@@ -21,7 +21,12 @@ void flags_set_inited(bool inited)
 
 bool flags_running()
 {
-    return __atomic_load_n(&g_thread_run, __ATOMIC_ACQUIRE) != 0;
+    return flags_thread_run() != 0;
+}
+
+int flags_thread_run()
+{
+    return __atomic_load_n(&g_thread_run, __ATOMIC_ACQUIRE);
 }
 
 void flags_stop_running()

@@ -10,6 +10,9 @@ bool flags_inited(void);
 void flags_set_inited(bool inited);
 
 bool flags_running(void);
+
+/* g_thread_run as it is: a host may set it. */
+int flags_thread_run(void);
 void flags_stop_running(void);
 
 /* Sets the running flag and begins the next run. */

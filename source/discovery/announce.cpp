@@ -63,7 +63,7 @@ static int announce(uint32_t run)
         const int fd = soc_create(AF_INET, SOCK_DGRAM, 0, 0, 0);
         what.to = answer_destination(inet_addr(ANNOUNCEMENT_GROUP));
         log_trace(NAME, 149);
-        log_out("zqt===  %s %d  %d  %d\n", NAME, 158, static_cast<int>(flags_running()), 1);
+        log_out("zqt===  %s %d  %d  %d\n", NAME, 158, flags_thread_run(), 1);
         if (announce_on(fd, &what)) {
             return soc_close(fd);
         }

@@ -18,7 +18,7 @@ static void join_in_run(uint32_t run)
     while (flags_run_is_current(run) && !discovery_join_group(SEARCH_GROUP, run)) {
         usleep(RETRY_PAUSE_US);
     }
-    log_out("%m IP_ADD_MEMBERSHIP g_thread_run %d  \n", static_cast<int>(flags_running()));
+    log_out("%m IP_ADD_MEMBERSHIP g_thread_run %d  \n", flags_thread_run());
 }
 
 void *membership_thread(void *run)

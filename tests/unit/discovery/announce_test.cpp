@@ -214,7 +214,9 @@ TEST_F(Announcing, GoesOnWhileTheHostsFlagIsAnythingButZero)
         const std::vector<uint8_t> flags = {2, 3, 4, 8, 0x10, 0x7F, 0x80, 0xFF};
         size_t pause = 0;
         const TakenSleeps pauses([&](uint64_t) { g_thread_run = flags[pause++]; });
+        g_thread_run = 200;
         EXPECT_EQ(notify_cp_multicast(), 1);
+        EXPECT_EQ(lines.count("zqt===  notify_cp_multicast 158  200  1\n"), 1u);
         EXPECT_EQ(pauses.all(), ALL_PAUSES);
         EXPECT_EQ(heard(), std::vector<std::string>(8, PACKET));
     });

@@ -164,6 +164,7 @@ TEST_F(Membership, IsTriedForWhileTheHostsFlagIsAnythingButZero)
         udp_addgroupthread(nullptr);
         EXPECT_TRUE(network_has_member(GROUP));
         EXPECT_EQ(sleeps.all(), std::vector<uint64_t>(4, SECOND));
+        EXPECT_EQ(lines.out(), Lines{"No such device IP_ADD_MEMBERSHIP g_thread_run 255  \n"});
     });
 }
 
