@@ -32,13 +32,13 @@ const uint32_t FIRST_BLOCK = 64;
 
 } // namespace
 
-LockName REGISTRY_LOCK;
+LockName registry_mutex;
 
 /* The table: block n holds FIRST_BLOCK << n places. */
 static Place *blocks[27] = {};
 
-static uint32_t place_count GUARDED_BY(REGISTRY_LOCK) = 0;
-static uint32_t next_identity GUARDED_BY(REGISTRY_LOCK) = 1;
+static uint32_t place_count GUARDED_BY(registry_mutex) = 0;
+static uint32_t next_identity GUARDED_BY(registry_mutex) = 1;
 
 /* ---- The table */
 
@@ -57,7 +57,7 @@ static Place *place_of(const CtrlPoint *cp)
 }
 
 /* The number of a free place, as a handle has it; 0 when memory is out. */
-static uint32_t find_free_place() NEEDS(REGISTRY_LOCK)
+static uint32_t find_free_place() NEEDS(registry_mutex)
 {
     for (uint32_t i = 0; i < place_count; i++) {
         if (__atomic_load_n(&place_at(i)->users, __ATOMIC_ACQUIRE) == 0) {

@@ -37,14 +37,14 @@ void connection_release(Connection connection);
 /* ---- For the registry, under its lock. */
 
 /* Stands for g_cp_list_mutex. */
-extern LockName REGISTRY_LOCK;
+extern LockName registry_mutex;
 
 /* Gives a new record its handle. False when memory is out. */
-bool connection_register(CtrlPoint *record) NEEDS(REGISTRY_LOCK);
+bool connection_register(CtrlPoint *record) NEEDS(registry_mutex);
 
 /* Identities grow: a record is younger than the next identity of an earlier moment, or it was
  * registered before. */
-uint32_t connection_next_identity(void) NEEDS(REGISTRY_LOCK);
+uint32_t connection_next_identity(void) NEEDS(registry_mutex);
 bool connection_is_younger(const CtrlPoint *record, uint32_t identity);
 
 /* For a record that is out of the list: shuts the connection down, and frees the record as soon as

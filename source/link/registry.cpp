@@ -22,12 +22,12 @@ pthread_mutex_t g_cp_list_mutex = PTHREAD_MUTEX_INITIALIZER;
 void registry_lock()
 {
     log_hold();
-    lock_take(&g_cp_list_mutex, &REGISTRY_LOCK);
+    lock_take(&g_cp_list_mutex, &registry_mutex);
 }
 
 void registry_unlock()
 {
-    lock_release(&g_cp_list_mutex, &REGISTRY_LOCK);
+    lock_release(&g_cp_list_mutex, &registry_mutex);
     log_release();
 }
 

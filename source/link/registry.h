@@ -8,16 +8,16 @@
 #include "tvlink/registry.h"
 
 /* Lock g_cp_list_mutex. Diagnostic lines for the sink are held back while it is held. */
-void registry_lock(void) TAKES(REGISTRY_LOCK);
-void registry_unlock(void) RELEASES(REGISTRY_LOCK);
+void registry_lock(void) TAKES(registry_mutex);
+void registry_unlock(void) RELEASES(registry_mutex);
 
 /* The same, but false after a second: the host of the caller may hold the lock itself. */
-bool registry_lock_soon(void) TAKES_IF(true, REGISTRY_LOCK);
+bool registry_lock_soon(void) TAKES_IF(true, registry_mutex);
 
 /* g_cp_list. */
-CtrlPointList *registry_list(void) NEEDS(REGISTRY_LOCK);
+CtrlPointList *registry_list(void) NEEDS(registry_mutex);
 
-extern "C" int check_and_insert(int32_t fd, uint32_t peer_addr) NEEDS(REGISTRY_LOCK);
+extern "C" int check_and_insert(int32_t fd, uint32_t peer_addr) NEEDS(registry_mutex);
 
 /* For ipp_init: empties the list. */
 void registry_open(void);

@@ -58,9 +58,9 @@ static Sending begin(CtrlPoint *cp, Frame frame, const SendTrace *trace)
 /* ---- One frame to one connection */
 
 /* Stands for the send lock of the record that a frame is on its way to. */
-static LockName SEND_LOCK;
+static LockName send_mutex;
 
-static ssize_t send_some(Sending *sending) NEEDS(SEND_LOCK)
+static ssize_t send_some(Sending *sending) NEEDS(send_mutex)
 {
     const int fd = sending->to.record->fd;
     const SendTrace *trace = sending->trace;
@@ -90,7 +90,7 @@ static int reason_to_end(Sending *sending)
     return limit != 0 && stalled ? ETIMEDOUT : 0;
 }
 
-static Progress send_until_full(Sending *sending) NEEDS(SEND_LOCK)
+static Progress send_until_full(Sending *sending) NEEDS(send_mutex)
 {
     while (sending->sent < sending->frame.size) {
         const ssize_t taken = send_some(sending);
@@ -114,7 +114,7 @@ static bool print_failure(const Sending *sending)
 }
 
 /* True when the frame was sent. */
-static bool finish(const Sending *sending, Progress progress) RELEASES(SEND_LOCK)
+static bool finish(const Sending *sending, Progress progress) RELEASES(send_mutex)
 {
     if (progress == FAILED) {
         print_failure(sending);
@@ -122,7 +122,7 @@ static bool finish(const Sending *sending, Progress progress) RELEASES(SEND_LOCK
             shutdown(sending->to.record->fd, SHUT_RDWR); /* nothing may follow half a frame */
         }
     }
-    lock_release(&sending->to.record->send_lock, &SEND_LOCK);
+    lock_release(&sending->to.record->send_lock, &send_mutex);
     return progress == SENT;
 }
 
@@ -134,7 +134,7 @@ static bool send_whole(Sending *sending)
         return print_failure(sending);
     }
     log_hold();
-    lock_take(&sending->to.record->send_lock, &SEND_LOCK);
+    lock_take(&sending->to.record->send_lock, &send_mutex);
     Progress progress = FULL;
     while ((progress = send_until_full(sending)) == FULL) {
         usleep(RETRY_PAUSE_US);
@@ -146,7 +146,7 @@ static bool send_whole(Sending *sending)
 
 /* Removes the connection of a send that has failed. Found by its descriptor: a host's own record
  * may stand for it. */
-static void remove_failed(const Sending *sending) NEEDS(REGISTRY_LOCK)
+static void remove_failed(const Sending *sending) NEEDS(registry_mutex)
 {
     if (sending->to.kind != CONNECTION_GONE) {
         list_remove(registry_list(),
@@ -174,7 +174,8 @@ int tcp_sendback(CtrlPoint *cp, int type, const void *payload, int32_t length)
 
 /* ---- Under the registry lock */
 
-static bool send_under_lock(CtrlPoint *cp, Frame frame, const SendTrace *trace) NEEDS(REGISTRY_LOCK)
+static bool send_under_lock(CtrlPoint *cp, Frame frame, const SendTrace *trace)
+    NEEDS(registry_mutex)
 {
     Sending sending = begin(cp, frame, trace);
     const bool sent = send_whole(&sending);
@@ -205,19 +206,19 @@ int tcp_sendbackall(CtrlPoint *cp, int type, const void *payload, int32_t length
 
 /* ---- Many at once */
 
-NOT_ANALYSED static bool lock_if_free(Sending *sending) TAKES_IF(true, SEND_LOCK)
+NOT_ANALYSED static bool lock_if_free(Sending *sending) TAKES_IF(true, send_mutex)
 {
     return sending->locked || pthread_mutex_trylock(&sending->to.record->send_lock) == 0;
 }
 
 /* Nothing may be sent before the rest of the frame. */
-NOT_ANALYSED static void stay_locked(Sending *sending) RELEASES(SEND_LOCK)
+NOT_ANALYSED static void stay_locked(Sending *sending) RELEASES(send_mutex)
 {
     sending->locked = true;
 }
 
 /* False while the peer, or another sender on the connection, has to be waited for. */
-static bool send_without_waiting(Sending *sending) NEEDS(REGISTRY_LOCK)
+static bool send_without_waiting(Sending *sending) NEEDS(registry_mutex)
 {
     if (sending->to.kind == CONNECTION_GONE) {
         return true;
@@ -237,18 +238,16 @@ static bool send_without_waiting(Sending *sending) NEEDS(REGISTRY_LOCK)
     return true;
 }
 
-static void wait_for_stalled(Sending *stalled, uint32_t count) NEEDS(REGISTRY_LOCK)
+/* Returns how many are still stalled; they are moved to the front. */
+static uint32_t try_again(Sending *stalled, uint32_t count) NEEDS(registry_mutex)
 {
-    while (count > 0) {
-        usleep(RETRY_PAUSE_US);
-        uint32_t left = 0;
-        for (uint32_t i = 0; i < count; i++) {
-            if (!send_without_waiting(&stalled[i])) {
-                stalled[left++] = stalled[i];
-            }
+    uint32_t left = 0;
+    for (uint32_t i = 0; i < count; i++) {
+        if (!send_without_waiting(&stalled[i])) {
+            stalled[left++] = stalled[i];
         }
-        count = left;
     }
+    return left;
 }
 
 void send_broadcast(const Broadcast *broadcast)
@@ -273,7 +272,10 @@ void send_broadcast(const Broadcast *broadcast)
         stalled[count].flags |= MSG_DONTWAIT;
         count += send_without_waiting(&stalled[count]) ? 0 : 1;
     }
-    wait_for_stalled(stalled, count);
+    while (count > 0) {
+        usleep(RETRY_PAUSE_US);
+        count = try_again(stalled, count);
+    }
     free(stalled);
     free(frame.bytes);
 }

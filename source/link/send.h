@@ -5,7 +5,7 @@
 #include "tvlink/reply.h"
 
 extern "C" int tcp_sendbackall(CtrlPoint *cp, int type, const void *payload, int32_t length)
-    NEEDS(REGISTRY_LOCK);
+    NEEDS(registry_mutex);
 
 /* The diagnostic lines of a send: they name the exported function. */
 struct SendTrace {
@@ -30,4 +30,4 @@ struct Broadcast {
 /* Sends the frame to one listed record after the other and removes those that fail, under the
  * registry lock. With the guard's send_stall_ms everybody is tried before anybody is waited for,
  * and then all that are stalled are waited for at once. */
-void send_broadcast(const Broadcast *broadcast) NEEDS(REGISTRY_LOCK);
+void send_broadcast(const Broadcast *broadcast) NEEDS(registry_mutex);

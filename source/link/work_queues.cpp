@@ -18,15 +18,15 @@ const WorkQueue REQUEST_QUEUE = {&devCallBackQueue, &devCallBackSem, &devCallBac
 const WorkQueue HEARTBEAT_QUEUE = {&heartBeatFeedbackQueue, &heartBeatFeedbackSem,
                                    &heartBeatFeedbackMutex, &heartBeatFeedbackMutex};
 
-LockName PRODUCER_LOCK;
-LockName CONSUMER_LOCK;
+LockName producer_mutex;
+LockName consumer_mutex;
 
-static Queue *to_fill(const WorkQueue *work) NEEDS(PRODUCER_LOCK)
+static Queue *to_fill(const WorkQueue *work) NEEDS(producer_mutex)
 {
     return *work->queue;
 }
 
-static Queue *to_empty(const WorkQueue *work) NEEDS(CONSUMER_LOCK)
+static Queue *to_empty(const WorkQueue *work) NEEDS(consumer_mutex)
 {
     return *work->queue;
 }
@@ -34,9 +34,9 @@ static Queue *to_empty(const WorkQueue *work) NEEDS(CONSUMER_LOCK)
 bool work_queue_post(const WorkQueue *work, void *item)
 {
     log_hold();
-    lock_take(work->producer_lock, &PRODUCER_LOCK);
+    lock_take(work->producer_lock, &producer_mutex);
     const bool queued = enqueue(to_fill(work), item) == 0;
-    lock_release(work->producer_lock, &PRODUCER_LOCK);
+    lock_release(work->producer_lock, &producer_mutex);
     log_release();
     if (queued) {
         sem_post(work->items);
@@ -47,9 +47,9 @@ bool work_queue_post(const WorkQueue *work, void *item)
 void *work_queue_wait(const WorkQueue *work)
 {
     sem_wait(work->items);
-    lock_take(work->consumer_lock, &CONSUMER_LOCK);
+    lock_take(work->consumer_lock, &consumer_mutex);
     void *item = dequeue(to_empty(work));
-    lock_release(work->consumer_lock, &CONSUMER_LOCK);
+    lock_release(work->consumer_lock, &consumer_mutex);
     return item;
 }
 
@@ -70,8 +70,8 @@ bool work_queue_has_body(const WorkQueue *work, const uint8_t *body)
     if (queueIsEmpty(*work->queue) != 0) {
         return false;
     }
-    lock_take(work->consumer_lock, &CONSUMER_LOCK);
+    lock_take(work->consumer_lock, &consumer_mutex);
     const bool found = has_body(to_empty(work), body);
-    lock_release(work->consumer_lock, &CONSUMER_LOCK);
+    lock_release(work->consumer_lock, &consumer_mutex);
     return found;
 }

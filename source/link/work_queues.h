@@ -5,8 +5,8 @@
 #include "tvlink/work_queues.h"
 
 /* Stand for the locks of the two sides of a queue. */
-extern LockName PRODUCER_LOCK;
-extern LockName CONSUMER_LOCK;
+extern LockName producer_mutex;
+extern LockName consumer_mutex;
 
 struct WorkQueue {
     Queue **queue;
