@@ -5,9 +5,12 @@
 #include "support/session_phones.h"
 #include "support/system_calls.h"
 
+#include "tvlink/registry.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <map>
 
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -296,19 +299,47 @@ static int call_usleep(useconds_t)
     return 0;
 }
 
+/* Fibers share one thread: who holds a lock is kept here. */
+struct Holder {
+    const Fiber *fiber;
+    unsigned depth;
+};
+
+static std::map<const pthread_mutex_t *, Holder> holders;
+
+static int call_mutex_trylock(pthread_mutex_t *mutex)
+{
+    Holder &holder = holders[mutex];
+    const bool again = holder.fiber == fiber_current() && mutex == &g_cp_list_mutex;
+    if (holder.depth > 0 && !again) {
+        return EBUSY;
+    }
+    holder.fiber = fiber_current();
+    holder.depth++;
+    return 0;
+}
+
+static int call_mutex_unlock(pthread_mutex_t *mutex)
+{
+    Holder &holder = holders[mutex];
+    must(holder.depth > 0 && holder.fiber == fiber_current(), "who unlocks a lock holds it");
+    holder.depth--;
+    if (holder.depth == 0) {
+        holders.erase(mutex);
+    }
+    return 0;
+}
+
 static int call_mutex_lock(pthread_mutex_t *mutex)
 {
-    int result = pthread_mutex_trylock(mutex);
-    const bool waits = result == EBUSY;
-    while (result == EBUSY) {
+    const bool waits = call_mutex_trylock(mutex) == EBUSY;
+    for (bool busy = waits; busy; busy = call_mutex_trylock(mutex) == EBUSY) {
         fiber_wait();
-        result = pthread_mutex_trylock(mutex);
     }
     if (waits) {
         fiber_progressed();
     }
-    must(result == 0, "a lock that is wanted exists");
-    return result;
+    return 0;
 }
 
 static int call_sem_wait(sem_t *items)
@@ -361,6 +392,8 @@ void replace_system_calls()
     replace<call_close>(system_close);
     replace<call_usleep>(system_usleep);
     replace<call_mutex_lock>(system_pthread_mutex_lock);
+    replace<call_mutex_trylock>(system_pthread_mutex_trylock);
+    replace<call_mutex_unlock>(system_pthread_mutex_unlock);
     replace<call_sem_wait>(system_sem_wait);
     replace<call_sem_post>(system_sem_post);
     replace<call_gettimeofday>(system_gettimeofday);

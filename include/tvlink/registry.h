@@ -14,7 +14,8 @@ TVLINK_BEGIN
 /* Every connected control point, in order of connection. The records are the library's. */
 TVLINK_API extern CtrlPointList g_cp_list;
 
-/* Must be held around every use of g_cp_list. Never destroyed: after a stop the list is empty. */
+/* Must be held around every use of g_cp_list. Never destroyed: after a stop the list is empty. The
+ * library's functions may be called by a thread that holds it; those that send may free records. */
 TVLINK_API extern pthread_mutex_t g_cp_list_mutex;
 
 /* Registers a new connection. g_cp_list_mutex is held. Returns 0; -1 when memory is out: the socket
@@ -24,8 +25,8 @@ TVLINK_API int check_and_insert(int32_t fd, uint32_t peer_addr);
 /* Takes a snapshot of the connected control points: fills at most `most` weak references and
  * returns the number of control points; 0 when the service does not run. A weak reference is a
  * variable of the host. Like every copy of a record it does not keep its connection open, and
- * stands for no connection once that has ended. Any thread that does not hold g_cp_list_mutex; may
- * block while an event is being sent. */
+ * stands for no connection once that has ended. Any thread; may block while an event is being sent.
+ */
 TVLINK_API uint32_t ipp_connected_ctrlpoints(CtrlPoint *references, uint32_t most);
 
 /* Ends a record: frees its buffer, closes its socket, destroys its send lock, frees it. A

@@ -21,9 +21,8 @@ TVLINK_BEGIN
  * error: then the control point is dropped. Any thread; takes no lock but that of the connection,
  * so that frames of several threads never interleave, and waits for no other connection.
  *
- * After a hard error it takes g_cp_list_mutex to remove the record. A caller may hold that lock: it
- * gets -1 after a second, and the record, whose connection is shut down, stays listed until the
- * server thread meets its end.
+ * After a hard error it takes g_cp_list_mutex to remove the record. A caller that holds the lock
+ * and walks the list takes the next node before the call.
  *
  * Blocks while the send buffer of the connection is full; the guard's send_stall_ms bounds that,
  * and stopping the service ends it. A host's own record is not affected by a stop, and is bounded

@@ -4,7 +4,6 @@
 #include "base/log.h"
 
 #include <stdlib.h>
-#include <unistd.h>
 
 /* A control point is idle when it has been silent for a time within this band. When the clock jumps
  * ahead, all control points are beyond the band, and none is dropped. */
@@ -13,11 +12,8 @@ static const int32_t IDLE_BEFORE_S = 300;
 
 static const int32_t IDLE_LIMIT_S = 30; /* stored in new records, never read */
 
-static const int SOON_ATTEMPTS = 100;
-static const useconds_t SOON_PAUSE_US = 10000;
-
 CtrlPointList g_cp_list = {0, nullptr, nullptr};
-pthread_mutex_t g_cp_list_mutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_mutex_t g_cp_list_mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
 
 void registry_lock()
 {
@@ -29,19 +25,6 @@ void registry_unlock()
 {
     lock_release(&g_cp_list_mutex, &registry_mutex);
     log_release();
-}
-
-NOT_ANALYSED bool registry_lock_soon()
-{
-    log_hold();
-    for (int i = 0; i < SOON_ATTEMPTS; i++) {
-        if (pthread_mutex_trylock(&g_cp_list_mutex) == 0) {
-            return true;
-        }
-        usleep(SOON_PAUSE_US);
-    }
-    log_release();
-    return false;
 }
 
 CtrlPointList *registry_list()

@@ -1,7 +1,7 @@
 /* The registry and its lock.
  *
  * The lock is never destroyed: whoever takes it before the first start or after a stop finds an
- * empty list. */
+ * empty list. It is recursive, so that a host that holds it may call the library. */
 #pragma once
 
 #include "link/connection.h"
@@ -10,9 +10,6 @@
 /* Lock g_cp_list_mutex. Diagnostic lines for the sink are held back while it is held. */
 void registry_lock(void) TAKES(registry_mutex);
 void registry_unlock(void) RELEASES(registry_mutex);
-
-/* The same, but false after a second: the host of the caller may hold the lock itself. */
-bool registry_lock_soon(void) TAKES_IF(true, registry_mutex);
 
 /* g_cp_list. */
 CtrlPointList *registry_list(void) NEEDS(registry_mutex);

@@ -163,7 +163,8 @@ int tcp_sendback(CtrlPoint *cp, int type, const void *payload, int32_t length)
     }
     Sending sending = begin(cp, frame, &SENDBACK);
     const bool sent = send_whole(&sending);
-    if (!sent && sending.to.kind != CONNECTION_GONE && registry_lock_soon()) {
+    if (!sent && sending.to.kind != CONNECTION_GONE) {
+        registry_lock();
         remove_failed(&sending);
         registry_unlock();
     }

@@ -3,7 +3,6 @@
 #include "link/work_queues.h"
 #include "support/captured_lines.h"
 #include "support/full_buffers.h"
-#include "support/taken_time.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
 #include "tvlink.h"
@@ -124,22 +123,29 @@ TEST_F(HostInside, RepliesThroughItsOwnRecordWhileAnotherThreadHoldsTheLock)
     EXPECT_EQ(sent.get(), 1);
 }
 
-/* The removal is left to the server thread, which meets the end of the connection. */
-TEST_F(HostInside, GetsAFailureBackUnderTheLockButNotTheRemoval)
+TEST_F(HostInside, GetsAFailureBackUnderTheLockAndTheRecordIsGone)
 {
+    const ListedConnection other;
     const ListedConnection connection;
     const ScriptedSends sends(connection.number, {-EPIPE});
-    const TakenSleeps sleeps;
-    registry_lock();
-    EXPECT_EQ(tcp_sendback(connection.record, 6, "a", 1), -1);
-    EXPECT_TRUE(is_listed(connection.record));
-    EXPECT_TRUE(is_open(connection.number));
-    registry_unlock();
-    EXPECT_EQ(sleeps.all(), std::vector<uint64_t>(100, 10000));
-    EXPECT_TRUE(wait_for_end(connection.phone.get()));
+    EXPECT_TRUE(
+        returns_under_the_lock([&] { EXPECT_EQ(tcp_sendback(connection.record, 6, "a", 1), -1); }));
+    EXPECT_EQ(elements(g_cp_list), std::vector<void *>({other.record}));
+    EXPECT_FALSE(is_open(connection.number));
     EXPECT_EQ(lines.count(GONE_LINE), 1u);
-    EXPECT_EQ(tcp_sendback(connection.record, 6, "a", 1), -1);
-    EXPECT_EQ(g_cp_list.count, 0u);
+}
+
+TEST_F(HostInside, ReportsAnEventUnderTheLock)
+{
+    const ListedConnection connection;
+    EXPECT_TRUE(returns_under_the_lock([&] {
+        EXPECT_EQ(ipp_report_dev_event(0x1234, 7, "ab", "xyz", 3), 0);
+        EXPECT_EQ(check_ctrlpoint_heart(), 0);
+        EXPECT_EQ(check_ctrlpoint_timeout(), 0);
+        CtrlPoint reference = {};
+        EXPECT_EQ(ipp_connected_ctrlpoints(&reference, 1), 1u);
+    }));
+    EXPECT_EQ(connection.received(93 + 77).size(), 3u * (93 + 77) - 1);
 }
 
 /* The event is stuck at one phone for ever, and with it the registry. */
