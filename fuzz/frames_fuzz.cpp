@@ -189,7 +189,7 @@ static Outcome library(const Script &script)
     outcome.left = outcome.dropped ? 0 : record->rx_fill - record->rx_pos;
     registry_remove(record);
     take_items(&outcome);
-    connection_release({CONNECTION_IN_USE, record});
+    connection_release({connection_acquire(record).place, record});
     close(phone);
     ipp_set_guard(nullptr);
     return outcome;

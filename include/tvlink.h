@@ -487,7 +487,8 @@ typedef struct IppGuard {
      * further request is answered with port 0. 0: no limit. */
     uint32_t max_captures;
     /* Milliseconds after which ipp_init, which tries every 10, fails when the control port is still
-     * taken. 0: never. */
+     * taken. When the search port is, ipp_init succeeds, and this run answers no searches, after a
+     * line. 0: never. */
     uint32_t bind_wait_ms;
     /* Decides whether a peer may connect to the control port and have its searches answered:
      * non-zero admits. Null admits every peer. peer_addr is in network byte order. Called on the

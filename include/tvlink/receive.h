@@ -10,8 +10,8 @@ TVLINK_BEGIN
 /* Reads all available bytes of the record's socket into its buffer, which grows to exactly their
  * number, and splits the buffer. With the guard's max_frame_length it reads in portions, so that
  * the buffer holds no more than the longest frame; a length of 0 then drops all available bytes. A
- * connection that announces a longer frame is dropped. One thread at a time for a record;
- * g_cp_list_mutex not held. */
+ * connection that announces a longer frame is dropped, and its record may be freed. One thread at a
+ * time for a record. */
 TVLINK_API void receive_ctrlpoint_packet(CtrlPoint *record);
 
 /* Cuts the buffer into frames and queues each: heartbeats for the heartbeat worker, all others for

@@ -11,11 +11,13 @@
 
 TVLINK_BEGIN
 
-/* Every connected control point, in order of connection. The records are the library's. */
+/* Every connected control point, in order of connection. The records are the library's, also one
+ * that a host has put into the list: it leaves the list through ctrlpoint_free only. */
 TVLINK_API extern CtrlPointList g_cp_list;
 
 /* Must be held around every use of g_cp_list. Never destroyed: after a stop the list is empty. The
- * library's functions may be called by a thread that holds it; those that send may free records. */
+ * library's functions but ipp_init and ipp_finish may be called by a thread that holds it; those
+ * that send, receive or look for idle control points may free any record. */
 TVLINK_API extern pthread_mutex_t g_cp_list_mutex;
 
 /* Registers a new connection. g_cp_list_mutex is held. Returns 0; -1 when memory is out: the socket

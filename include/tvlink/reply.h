@@ -19,10 +19,9 @@ TVLINK_BEGIN
  * Returns 1 when the whole frame was handed to the system. Returns -1 for a bad argument, when
  * memory is out, and after a line when the connection has ended (errno EPIPE) or on a hard send
  * error: then the control point is dropped. Any thread; takes no lock but that of the connection,
- * so that frames of several threads never interleave, and waits for no other connection.
- *
- * After a hard error it takes g_cp_list_mutex to remove the record. A caller that holds the lock
- * and walks the list takes the next node before the call.
+ * so that frames of several threads never interleave, and waits for no other connection. Only after
+ * a hard error it takes g_cp_list_mutex, and so waits for an event that is being sent, to remove
+ * the record. A caller that holds the lock and walks the list takes the next node before the call.
  *
  * Blocks while the send buffer of the connection is full; the guard's send_stall_ms bounds that,
  * and stopping the service ends it. A host's own record is not affected by a stop, and is bounded

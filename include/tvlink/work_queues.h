@@ -15,7 +15,8 @@ enum { WORK_QUEUE_CAPACITY = 50 }; /* 49 items at most */
 /* Request items: copies of a CtrlPoint whose rx_buf and rx_cap are one frame body and its length,
  * both on the heap and owned by the worker that dequeues them. An item refers to its connection
  * and holds nothing: a host may take one off and free it, or queue a copy of one again, which may
- * share the body until the handler of the first has returned. The worker runs an item whose
+ * share the body until the handler of the first has returned; taken off meanwhile, such a copy is
+ * freed without the body. The worker runs an item whose
  * connection has ended with an fd of -1. The producer locks devCallBackMutex, the consumer
  * heartBeatFeedbackMutex. The semaphore counts items. */
 TVLINK_API extern Queue *devCallBackQueue;

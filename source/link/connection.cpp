@@ -7,9 +7,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace
-{
-
 /* The reserved words of a record. */
 enum {
     WORD_PLACE = 0,
@@ -26,11 +23,9 @@ struct Place {
 };
 
 /* Flag in `users`: the record is listed, and new users are let in. */
-const uint32_t OPEN = 0x80000000U;
+static const uint32_t OPEN = 0x80000000U;
 
-const uint32_t FIRST_BLOCK = 64;
-
-} // namespace
+static const uint32_t FIRST_BLOCK = 64;
 
 LockName registry_mutex;
 
@@ -50,10 +45,13 @@ static Place *place_at(uint32_t index)
     return places == nullptr ? nullptr : &places[index - FIRST_BLOCK * ((1U << block) - 1)];
 }
 
-/* Null for a record without a handle. */
+/* Null for a host's own record: without a handle, or with another descriptor than that of its
+ * handle. */
 static Place *place_of(const CtrlPoint *cp)
 {
-    return place_at(cp->reserved[WORD_PLACE] - 1);
+    const uint32_t number = __atomic_load_n(&cp->reserved[WORD_PLACE], __ATOMIC_ACQUIRE);
+    const bool own = cp->fd != static_cast<int32_t>(cp->reserved[WORD_DESCRIPTOR]);
+    return number == 0 || own ? nullptr : place_at(number - 1);
 }
 
 /* The number of a free place, as a handle has it; 0 when memory is out. */
@@ -108,53 +106,48 @@ static void leave(Place *place)
 Connection connection_acquire(CtrlPoint *cp)
 {
     Place *place = place_of(cp);
-    if (place == nullptr || cp->fd != static_cast<int32_t>(cp->reserved[WORD_DESCRIPTOR])) {
-        return {CONNECTION_OF_HOST, cp};
+    if (place == nullptr) {
+        return {nullptr, cp};
     }
     if (!enter(place)) {
-        return {CONNECTION_GONE, nullptr};
+        return {place, nullptr};
     }
     if (place->identity != cp->reserved[WORD_IDENTITY]) {
         leave(place);
-        return {CONNECTION_GONE, nullptr};
+        return {place, nullptr};
     }
-    return {CONNECTION_IN_USE, place->record};
+    return {place, place->record};
 }
 
 void connection_release(Connection connection)
 {
-    if (connection.kind == CONNECTION_IN_USE) {
-        leave(place_of(connection.record));
+    if (connection.place != nullptr && connection.record != nullptr) {
+        leave(connection.place);
     }
 }
 
 /* ---- The registry's part */
 
+/* The place comes last: another thread may be looking at a record that the host has listed. */
 bool connection_register(CtrlPoint *record)
 {
-    record->reserved[WORD_PLACE] = find_free_place();
-    Place *place = place_of(record);
-    if (place == nullptr) {
+    if (connection_has_handle(record)) {
+        return true;
+    }
+    const uint32_t number = find_free_place();
+    if (number == 0) {
         return false;
     }
-    record->reserved[WORD_IDENTITY] = next_identity;
-    record->reserved[WORD_DESCRIPTOR] = static_cast<uint32_t>(record->fd);
-    record->reserved[WORD_RUN] = flags_run_number();
+    Place *place = place_at(number - 1);
     place->record = record;
     place->identity = next_identity;
     __atomic_store_n(&place->users, OPEN, __ATOMIC_RELEASE);
+    record->reserved[WORD_IDENTITY] = next_identity;
+    record->reserved[WORD_DESCRIPTOR] = static_cast<uint32_t>(record->fd);
+    record->reserved[WORD_RUN] = flags_run_number();
+    __atomic_store_n(&record->reserved[WORD_PLACE], number, __ATOMIC_RELEASE);
     next_identity += next_identity == UINT32_MAX ? 2 : 1;
     return true;
-}
-
-uint32_t connection_next_identity()
-{
-    return next_identity;
-}
-
-bool connection_is_younger(const CtrlPoint *record, uint32_t identity)
-{
-    return static_cast<int32_t>(record->reserved[WORD_IDENTITY] - identity) >= 0;
 }
 
 void connection_drop(CtrlPoint *record)
@@ -174,7 +167,7 @@ void connection_drop(CtrlPoint *record)
 
 bool connection_has_handle(const CtrlPoint *cp)
 {
-    return cp->reserved[WORD_PLACE] != 0;
+    return place_of(cp) != nullptr;
 }
 
 bool connection_is_stale(const CtrlPoint *cp)

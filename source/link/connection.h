@@ -19,15 +19,12 @@
 #include "base/lock.h"
 #include "tvlink/ctrlpoint.h"
 
-enum ConnectionKind {
-    CONNECTION_GONE,   /* it has ended: nothing is sent */
-    CONNECTION_IN_USE, /* `record` is the live one, until connection_release() */
-    CONNECTION_OF_HOST /* `record` is the one that was given */
-};
+struct Place;
 
 struct Connection {
-    ConnectionKind kind;
-    CtrlPoint *record;
+    Place *place; /* null: a host's own record */
+    CtrlPoint
+        *record; /* the live one until connection_release(), or the host's; null: it has ended */
 };
 
 /* The connection that a record or a copy of one stands for. Takes no lock. */
@@ -39,13 +36,8 @@ void connection_release(Connection connection);
 /* Stands for g_cp_list_mutex. */
 extern LockName registry_mutex;
 
-/* Gives a new record its handle. False when memory is out. */
+/* Gives a listed record a handle, unless it has one. False when memory is out. */
 bool connection_register(CtrlPoint *record) NEEDS(registry_mutex);
-
-/* Identities grow: a record is younger than the next identity of an earlier moment, or it was
- * registered before. */
-uint32_t connection_next_identity(void) NEEDS(registry_mutex);
-bool connection_is_younger(const CtrlPoint *record, uint32_t identity);
 
 /* For a record that is out of the list: shuts the connection down, and frees the record as soon as
  * nobody uses it. A record without a handle is freed at once. */
@@ -53,6 +45,7 @@ void connection_drop(CtrlPoint *record);
 
 /* ---- Copies. */
 
+/* True for a record of the library and its copies, as long as `fd` is what it was. */
 bool connection_has_handle(const CtrlPoint *cp);
 
 /* True for a record, and its copies, of a run that has been stopped. */

@@ -165,15 +165,14 @@ static FrameState split(CtrlPoint *record, uint32_t max_frame)
         queue_frame(record, record->rx_buf + record->rx_pos, size);
         record->rx_pos += size;
     }
-    if (state == FRAME_WITHOUT_END) {
-        record->rx_pos = record->rx_fill;
-    }
     return state;
 }
 
 void handle_ctrlpoint_request(CtrlPoint *record)
 {
-    split(record, guard_max_frame_length());
+    if (split(record, guard_max_frame_length()) == FRAME_WITHOUT_END) {
+        record->rx_pos = record->rx_fill;
+    }
 }
 
 /* The number of the arriving bytes to read at once. With a limit on frames, the buffer never holds
@@ -198,12 +197,12 @@ static bool receive_portion(CtrlPoint *record, uint32_t size, Arrival *arrival)
         return false;
     }
     const bool complete = read_all(record, size);
-    if (arrival->out_of_sync) {
+    const FrameState state =
+        arrival->out_of_sync ? FRAME_WITHOUT_END : split(record, arrival->max_frame);
+    if (state == FRAME_WITHOUT_END) {
+        arrival->out_of_sync = true;
         record->rx_pos = record->rx_fill;
-        return complete;
     }
-    const FrameState state = split(record, arrival->max_frame);
-    arrival->out_of_sync = state == FRAME_WITHOUT_END;
     if (state == FRAME_TOO_LONG) {
         registry_remove(record);
         return false;

@@ -91,7 +91,9 @@ uint32_t ipp_connected_ctrlpoints(CtrlPoint *references, uint32_t most)
     uint32_t count = 0;
     for (const ListNode *node = registry_list()->head; node != nullptr; node = node->next) {
         if (count < most) {
-            connection_refer(&references[count], static_cast<CtrlPoint *>(node->data));
+            CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
+            connection_register(record);
+            connection_refer(&references[count], record);
         }
         count++;
     }

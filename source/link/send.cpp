@@ -79,7 +79,7 @@ static ssize_t send_some(Sending *sending) NEEDS(send_mutex)
  * start of an attempt: the peer may have made room while the process was suspended during it. */
 static int reason_to_end(Sending *sending)
 {
-    if (sending->to.kind == CONNECTION_IN_USE && connection_is_stale(sending->to.record)) {
+    if (connection_is_stale(sending->to.record)) {
         return ESHUTDOWN;
     }
     const uint32_t limit = guard_send_stall_ms();
@@ -118,7 +118,7 @@ static bool finish(const Sending *sending, Progress progress) RELEASES(send_mute
 {
     if (progress == FAILED) {
         print_failure(sending);
-        if (sending->to.kind == CONNECTION_IN_USE) {
+        if (sending->to.place != nullptr) {
             shutdown(sending->to.record->fd, SHUT_RDWR); /* nothing may follow half a frame */
         }
     }
@@ -129,7 +129,7 @@ static bool finish(const Sending *sending, Progress progress) RELEASES(send_mute
 /* Sends the frame for as long as it takes. */
 static bool send_whole(Sending *sending)
 {
-    if (sending->to.kind == CONNECTION_GONE) {
+    if (sending->to.record == nullptr) {
         errno = EPIPE;
         return print_failure(sending);
     }
@@ -146,46 +146,39 @@ static bool send_whole(Sending *sending)
 
 /* Removes the connection of a send that has failed. Found by its descriptor: a host's own record
  * may stand for it. */
-static void remove_failed(const Sending *sending) NEEDS(registry_mutex)
+static void remove_failed(const Sending *sending)
 {
-    if (sending->to.kind != CONNECTION_GONE) {
-        list_remove(registry_list(),
-                    list_get(registry_list(), ctrlpoint_match_fd, sending->to.record),
-                    ctrlpoint_free);
+    registry_lock();
+    list_remove(registry_list(), list_get(registry_list(), ctrlpoint_match_fd, sending->to.record),
+                ctrlpoint_free);
+    registry_unlock();
+}
+
+static void end(const Sending *sending, bool sent)
+{
+    if (!sent && sending->to.record != nullptr) {
+        remove_failed(sending);
     }
+    connection_release(sending->to);
+}
+
+static bool send_to(CtrlPoint *cp, Frame frame, const SendTrace *trace)
+{
+    Sending sending = begin(cp, frame, trace);
+    const bool sent = send_whole(&sending);
+    end(&sending, sent);
+    return sent;
 }
 
 int tcp_sendback(CtrlPoint *cp, int type, const void *payload, int32_t length)
 {
     const Frame frame = cp == nullptr ? Frame{nullptr, 0} : build(type, payload, length);
-    if (frame.bytes == nullptr) {
-        return -1;
-    }
-    Sending sending = begin(cp, frame, &SENDBACK);
-    const bool sent = send_whole(&sending);
-    if (!sent && sending.to.kind != CONNECTION_GONE) {
-        registry_lock();
-        remove_failed(&sending);
-        registry_unlock();
-    }
-    connection_release(sending.to);
+    const bool sent = frame.bytes != nullptr && send_to(cp, frame, &SENDBACK);
     free(frame.bytes);
     return sent ? 1 : -1;
 }
 
 /* ---- Under the registry lock */
-
-static bool send_under_lock(CtrlPoint *cp, Frame frame, const SendTrace *trace)
-    NEEDS(registry_mutex)
-{
-    Sending sending = begin(cp, frame, trace);
-    const bool sent = send_whole(&sending);
-    if (!sent) {
-        remove_failed(&sending);
-    }
-    connection_release(sending.to);
-    return sent;
-}
 
 static void print_begin(const void *payload, int32_t length)
 {
@@ -200,7 +193,7 @@ int tcp_sendbackall(CtrlPoint *cp, int type, const void *payload, int32_t length
     }
     print_begin(payload, length);
     const Frame frame = build(type, payload, length);
-    const bool sent = frame.bytes != nullptr && send_under_lock(cp, frame, &SENDBACKALL);
+    const bool sent = frame.bytes != nullptr && send_to(cp, frame, &SENDBACKALL);
     free(frame.bytes);
     return sent ? 1 : -1;
 }
@@ -219,9 +212,9 @@ NOT_ANALYSED static void stay_locked(Sending *sending) RELEASES(send_mutex)
 }
 
 /* False while the peer, or another sender on the connection, has to be waited for. */
-static bool send_without_waiting(Sending *sending) NEEDS(registry_mutex)
+static bool send_without_waiting(Sending *sending)
 {
-    if (sending->to.kind == CONNECTION_GONE) {
+    if (sending->to.record == nullptr) {
         return true;
     }
     if (!lock_if_free(sending)) {
@@ -232,15 +225,12 @@ static bool send_without_waiting(Sending *sending) NEEDS(registry_mutex)
         stay_locked(sending);
         return false;
     }
-    if (!finish(sending, progress)) {
-        remove_failed(sending);
-    }
-    connection_release(sending->to);
+    end(sending, finish(sending, progress));
     return true;
 }
 
 /* Returns how many are still stalled; they are moved to the front. */
-static uint32_t try_again(Sending *stalled, uint32_t count) NEEDS(registry_mutex)
+static uint32_t try_again(Sending *stalled, uint32_t count)
 {
     uint32_t left = 0;
     for (uint32_t i = 0; i < count; i++) {
@@ -265,8 +255,9 @@ void send_broadcast(const Broadcast *broadcast)
             frame.bytes == nullptr) {
             continue;
         }
+        connection_register(record); /* the host may have listed it */
         if (stalled == nullptr) {
-            send_under_lock(record, frame, broadcast->trace);
+            send_to(record, frame, broadcast->trace);
             continue;
         }
         stalled[count] = begin(record, frame, broadcast->trace);

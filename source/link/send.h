@@ -4,9 +4,6 @@
 #include "link/connection.h"
 #include "tvlink/reply.h"
 
-extern "C" int tcp_sendbackall(CtrlPoint *cp, int type, const void *payload, int32_t length)
-    NEEDS(registry_mutex);
-
 /* The diagnostic lines of a send: they name the exported function. */
 struct SendTrace {
     const char *function;

@@ -177,9 +177,9 @@ static bool accept_connection(int listener)
     return false;
 }
 
-static bool is_pending(int listener)
+static bool is_pending(int fd)
 {
-    struct pollfd entry = {listener, POLLIN, 0};
+    struct pollfd entry = {fd, POLLIN, 0};
     return poll(&entry, 1, 0) > 0;
 }
 
@@ -194,9 +194,8 @@ static void accept_pending(int listener)
 
 /* ---- One pass */
 
-/* Watches all connections, a record that the host has put into the list itself included. Returns
- * the identity of the first one that will be accepted later. */
-static uint32_t watch_all(DescriptorSet *set)
+/* Watches all connections, also a record that the host has put into the list itself. */
+static void watch_all(DescriptorSet *set)
 {
     descriptor_set_clear(set);
     descriptor_set_add(set, listening_socket());
@@ -204,60 +203,57 @@ static uint32_t watch_all(DescriptorSet *set)
     registry_lock();
     for (const ListNode *node = registry_list()->head; node != nullptr; node = node->next) {
         CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
-        if (connection_has_handle(record) || connection_register(record)) {
+        if (connection_register(record)) {
             descriptor_set_add(set, record->fd);
         }
     }
-    const uint32_t later = connection_next_identity();
     registry_unlock();
-    return later;
 }
 
-/* The connection to which a ready descriptor belongs. The descriptor may have been closed, and its
- * number reused, since the pass began: then no record has it, or a younger one. */
-static Connection acquire_ready(int fd, uint32_t later)
+static Connection acquire_listed(int fd)
 {
     registry_lock();
     CtrlPoint *record =
         static_cast<CtrlPoint *>(list_get(registry_list(), ctrlpoint_match_fd, &fd));
-    const bool watched = record != nullptr && !connection_is_younger(record, later);
     const Connection connection =
-        watched ? connection_acquire(record) : Connection{CONNECTION_GONE, nullptr};
+        record == nullptr ? Connection{nullptr, nullptr} : connection_acquire(record);
     registry_unlock();
     return connection;
 }
 
-static void serve_ready(int fd, uint32_t later)
+/* The descriptor may have been closed since the pass began, and its number be that of a new
+ * connection, which has nothing to read and has not ended. */
+static void serve_ready(int fd)
 {
-    const Connection connection = acquire_ready(fd, later);
-    if (connection.kind != CONNECTION_IN_USE) {
+    const Connection connection = acquire_listed(fd);
+    if (connection.place == nullptr || connection.record == nullptr) {
         return;
     }
     const uint32_t arriving = bytes_arriving(fd);
     if (arriving > 0) {
         receive_arriving(connection.record, arriving);
-    } else {
+    } else if (is_pending(fd) && bytes_arriving(fd) == 0) {
         log_trace("tcp_thread", 595);
         registry_remove(connection.record);
     }
     connection_release(connection);
 }
 
-static void serve_all_ready(const DescriptorSet *set, uint32_t later)
+static void serve_all_ready(const DescriptorSet *set)
 {
     const int listener = listening_socket();
     for (int fd = descriptor_set_next(set, 0); fd >= 0; fd = descriptor_set_next(set, fd + 1)) {
         if (fd == listener) {
             accept_pending(listener);
         } else {
-            serve_ready(fd, later);
+            serve_ready(fd);
         }
     }
 }
 
 static void serve_one_pass(DescriptorSet *set)
 {
-    const uint32_t later = watch_all(set);
+    watch_all(set);
     const int ready = descriptor_set_select(set, PASS_TIME);
     if (ready == -1) {
         log_out("err: select() fail\n");
@@ -266,7 +262,7 @@ static void serve_one_pass(DescriptorSet *set)
         return;
     }
     if (ready > 0) {
-        serve_all_ready(set, later);
+        serve_all_ready(set);
     }
     check_ctrlpoint_timeout();
 }

@@ -82,7 +82,7 @@ int startHeartBeatFeedbackThread()
 static void run_request(CtrlPoint *item)
 {
     const Connection connection = connection_acquire(item);
-    if (connection.kind == CONNECTION_GONE) {
+    if (connection.record == nullptr) {
         connection_clear_descriptor(item);
     }
     response_ctrlpoint_request(item, item->rx_buf, static_cast<int32_t>(item->rx_cap));

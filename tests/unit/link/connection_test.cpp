@@ -35,11 +35,21 @@ uint32_t identity(const CtrlPoint *cp)
     return cp->reserved[1];
 }
 
-Connection found(CtrlPoint *cp)
+enum Kind { GONE, IN_USE, OF_HOST };
+
+struct Found {
+    Kind kind;
+    CtrlPoint *record;
+};
+
+Found found(CtrlPoint *cp)
 {
     const Connection connection = connection_acquire(cp);
     connection_release(connection);
-    return connection;
+    const Kind kind = connection.place == nullptr    ? OF_HOST
+                      : connection.record == nullptr ? GONE
+                                                     : IN_USE;
+    return {kind, connection.record};
 }
 
 class Connections : public OpenRegistry
@@ -141,7 +151,7 @@ TEST_F(Connections, HasAReferenceWithNothingThatTheServerThreadChanges)
     EXPECT_EQ(reference.rx_cap + reference.rx_fill + reference.rx_pos + reference.last_active, 0u);
     EXPECT_EQ(found(&reference).record, connection.record);
     registry_remove(connection.record);
-    EXPECT_EQ(found(&reference).kind, CONNECTION_GONE);
+    EXPECT_EQ(found(&reference).kind, GONE);
 }
 
 TEST_F(Connections, IsHeldByNoCopy)
@@ -187,17 +197,6 @@ TEST_F(Connections, HasAnIdentityThatNoLaterRunUsesAgain)
     EXPECT_GT(identity(of_two.get()), identity(of_one.get()));
 }
 
-TEST_F(Connections, HasAnIdentityAboveThatOfEveryEarlierOne)
-{
-    const ListedConnection earlier;
-    registry_remove(earlier.record);
-    const uint32_t next = connection_next_identity();
-    const ListedConnection later;
-    EXPECT_EQ(identity(later.record), next);
-    EXPECT_TRUE(connection_is_younger(later.record, next));
-    EXPECT_FALSE(connection_is_younger(later.record, next + 1));
-}
-
 TEST_F(Connections, CopiesOfARunThatHasEndedAreTold)
 {
     const ListedConnection before;
@@ -223,8 +222,8 @@ TEST_F(Connections, IsFoundByItsRecordAndEveryCopyOfIt)
     CtrlPoint of_item = *item;
     CtrlPoint of_copy = of_item;
     for (CtrlPoint *cp : {connection.record, item.get(), &of_item, &of_copy}) {
-        const Connection target = found(cp);
-        EXPECT_EQ(target.kind, CONNECTION_IN_USE);
+        const Found target = found(cp);
+        EXPECT_EQ(target.kind, IN_USE);
         EXPECT_EQ(target.record, connection.record);
     }
 }
@@ -235,9 +234,9 @@ TEST_F(Connections, IsGoneForACopyOnceItIsDropped)
     const Copy copy = copy_of(connection);
     hold_record(connection.record);
     registry_remove(connection.record);
-    EXPECT_EQ(found(copy.get()).kind, CONNECTION_GONE) << "although somebody uses it still";
+    EXPECT_EQ(found(copy.get()).kind, GONE) << "although somebody uses it still";
     release_record(connection.record);
-    EXPECT_EQ(found(copy.get()).kind, CONNECTION_GONE);
+    EXPECT_EQ(found(copy.get()).kind, GONE);
 }
 
 TEST_F(Connections, IsNotMistakenForALaterOneWithTheSameNumber)
@@ -249,7 +248,7 @@ TEST_F(Connections, IsNotMistakenForALaterOneWithTheSameNumber)
     const ListedConnection later(local_pair());
     ASSERT_EQ(later.number, earlier.number);
     ASSERT_EQ(later.record->reserved[0], copy->reserved[0]) << "the place is used again";
-    EXPECT_EQ(found(copy.get()).kind, CONNECTION_GONE);
+    EXPECT_EQ(found(copy.get()).kind, GONE);
     EXPECT_TRUE(is_listed(later.record));
     EXPECT_TRUE(is_open(later.number));
 }
@@ -260,11 +259,11 @@ TEST_F(Connections, IsTheHostsBusinessWithoutAHandle)
     const ConnectedPair own = local_pair();
     for (const int number : {own.near.get(), connection.number}) {
         HandMadeRecord record(number);
-        const Connection target = found(&record);
-        EXPECT_EQ(target.kind, CONNECTION_OF_HOST);
+        const Found target = found(&record);
+        EXPECT_EQ(target.kind, OF_HOST);
         EXPECT_EQ(target.record, &record);
         const Copy copy(connection_copy(&record));
-        EXPECT_EQ(found(copy.get()).kind, CONNECTION_OF_HOST);
+        EXPECT_EQ(found(copy.get()).kind, OF_HOST);
         EXPECT_EQ(found(copy.get()).record, copy.get());
         EXPECT_FALSE(connection_is_stale(copy.get()));
     }
@@ -276,12 +275,36 @@ TEST_F(Connections, IsTheHostsBusinessWhenTheHostHasReplacedTheDescriptor)
     const ConnectedPair own = local_pair();
     const Copy copy = copy_of(connection);
     copy->fd = own.near.get();
-    EXPECT_EQ(found(copy.get()).kind, CONNECTION_OF_HOST);
+    EXPECT_EQ(found(copy.get()).kind, OF_HOST);
     EXPECT_EQ(found(copy.get()).record, copy.get());
     registry_remove(connection.record);
-    EXPECT_EQ(found(copy.get()).kind, CONNECTION_OF_HOST);
+    EXPECT_EQ(found(copy.get()).kind, OF_HOST);
     copy->fd = connection.number;
-    EXPECT_EQ(found(copy.get()).kind, CONNECTION_GONE);
+    EXPECT_EQ(found(copy.get()).kind, GONE);
+}
+
+TEST_F(Connections, LeavesTheOriginalAloneWhenACopyWithAnotherDescriptorIsFreed)
+{
+    const ListedConnection connection;
+    ConnectedPair own = local_pair();
+    CtrlPoint *copy = connection_copy(connection.record);
+    copy->fd = own.near.release();
+    copy->rx_buf = nullptr;
+    const int number = copy->fd;
+    ctrlpoint_free(copy);
+    EXPECT_FALSE(is_open(number));
+    EXPECT_TRUE(is_open(connection.number));
+    EXPECT_EQ(found(connection.record).record, connection.record);
+}
+
+TEST_F(Connections, KeepItsHandleWhenItIsRegisteredAgain)
+{
+    const ListedConnection connection;
+    const Copy copy = copy_of(connection);
+    registry_lock();
+    EXPECT_TRUE(connection_register(connection.record));
+    registry_unlock();
+    EXPECT_EQ(found(copy.get()).record, connection.record);
 }
 
 TEST_F(Connections, IsStillGoneWithoutItsDescriptor)
@@ -291,7 +314,7 @@ TEST_F(Connections, IsStillGoneWithoutItsDescriptor)
     registry_remove(connection.record);
     connection_clear_descriptor(copy.get());
     EXPECT_EQ(copy->fd, -1);
-    EXPECT_EQ(found(copy.get()).kind, CONNECTION_GONE);
+    EXPECT_EQ(found(copy.get()).kind, GONE);
 }
 
 TEST_F(Connections, IsGoneForAHandleThatWasNeverGiven)
@@ -301,7 +324,7 @@ TEST_F(Connections, IsGoneForAHandleThatWasNeverGiven)
     record.reserved[2] = 5;
     for (const uint32_t place : {1u << 20, (1u << 20) + 1, 0xFFFFFFFFu}) {
         record.reserved[0] = place;
-        EXPECT_EQ(found(&record).kind, CONNECTION_OF_HOST) << place;
+        EXPECT_EQ(found(&record).kind, OF_HOST) << place;
     }
 }
 
@@ -321,7 +344,7 @@ TEST_F(Connections, AreMoreThanOneBlockOfTheTable)
     }
     const ListedConnection later;
     for (const Copy &copy : copies) {
-        EXPECT_EQ(found(copy.get()).kind, CONNECTION_GONE);
+        EXPECT_EQ(found(copy.get()).kind, GONE);
     }
 }
 
@@ -336,7 +359,7 @@ TEST_F(Connections, EndOnceAlsoWhileStaleHandlesAreTried)
     for (int i = 0; i < 2; i++) {
         hosts.emplace_back([&, copy = CtrlPoint(*stale)]() mutable {
             while (!enough) {
-                EXPECT_EQ(found(&copy).kind, CONNECTION_GONE);
+                EXPECT_EQ(found(&copy).kind, GONE);
             }
         });
     }

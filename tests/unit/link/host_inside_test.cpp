@@ -3,6 +3,7 @@
 #include "link/work_queues.h"
 #include "support/captured_lines.h"
 #include "support/full_buffers.h"
+#include "support/taken_time.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
 #include "tvlink.h"
@@ -299,6 +300,28 @@ TEST_F(HostInside, FreesARecordWhoseSocketHasAnotherDescriptor)
     EXPECT_FALSE(is_open(number));
     ASSERT_EQ(send(own.near.get(), "on", 2, 0), 2);
     EXPECT_EQ(hex(receive_bytes(own.far.get(), 2)), hex(bytes("'on'")));
+}
+
+/* No pass has seen the record. */
+TEST_F(HostInside, ListsARecordThatTakesNothingAndStops)
+{
+    ConnectedPair pair = local_pair();
+    CtrlPoint *record = static_cast<CtrlPoint *>(std::calloc(1, sizeof *record));
+    record->fd = pair.near.release();
+    pthread_mutex_init(&record->send_lock, nullptr);
+    registry_lock();
+    ASSERT_EQ(list_insert(&g_cp_list, record), 0);
+    registry_unlock();
+    const ScriptedSends sends(record->fd, std::vector<int>(1000, -EAGAIN));
+    int pauses = 0;
+    const TakenSleeps sleeps([&](uint64_t) {
+        if (++pauses == 3) {
+            flags_stop_running();
+        }
+    });
+    EXPECT_EQ(ipp_report_dev_event(1, 2, nullptr, nullptr, 0), 0);
+    EXPECT_EQ(pauses, 3);
+    EXPECT_EQ(g_cp_list.count, 0u);
 }
 
 TEST_F(HostInsideService, PutsARecordOfItsOwnIntoTheList)

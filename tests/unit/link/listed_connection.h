@@ -73,12 +73,14 @@ struct ListedConnection {
 /* One more user of the connection, as the server thread is while it receives. */
 inline void hold_record(CtrlPoint *record)
 {
-    EXPECT_EQ(connection_acquire(record).kind, CONNECTION_IN_USE);
+    EXPECT_EQ(connection_acquire(record).record, record);
 }
 
 inline void release_record(CtrlPoint *record)
 {
-    connection_release({CONNECTION_IN_USE, record});
+    const Connection found = connection_acquire(record);
+    connection_release(found);
+    connection_release({found.place, record});
 }
 
 inline bool is_open(int fd)
