@@ -160,7 +160,7 @@ TEST(LifecycleFailure, IsNoneWhenOnlyTheSearchPortIsTaken)
 {
     in_child([] {
         const CapturedLines lines;
-        bound_the_bind(1);
+        bound_the_bind(UINT32_MAX);
         Descriptor holder = holder_of_the_search_port();
         EXPECT_EQ(ipp_init(7, nullptr, nullptr), 0);
         EXPECT_EQ(g_is_inited, 1);
@@ -171,6 +171,22 @@ TEST(LifecycleFailure, IsNoneWhenOnlyTheSearchPortIsTaken)
         EXPECT_EQ(port_of(discovery_socket()), IPP_SEARCH_PORT);
         EXPECT_EQ(ipp_finish(), 0);
         EXPECT_EQ(lines.count("err: udp_init() fail\n"), 0u);
+        expect_stopped();
+    });
+}
+
+TEST(LifecycleFailure, IsNoneWhenTheSearchPortStaysTaken)
+{
+    in_child([] {
+        const CapturedLines lines;
+        bound_the_bind(1);
+        const Descriptor holder = holder_of_the_search_port();
+        EXPECT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        EXPECT_TRUE(lines.wait_for("err: udp_init() fail\n"));
+        EXPECT_EQ(lines.count("err: udp port 12426 is taken\n"), 1u);
+        EXPECT_EQ(g_is_inited, 1);
+        expect_alive(Phone());
+        EXPECT_EQ(ipp_finish(), 0);
         expect_stopped();
     });
 }
