@@ -243,13 +243,14 @@ static int call_shutdown(int fd, int how)
     return system_shutdown.real(fd, how);
 }
 
-/* The service refuses a connection, or has finished with it. */
+/* The service refuses a connection, or has finished with it. One that was shut down counts for the
+ * guard until it is out of the list. */
 static void note_closed(Connection *connection)
 {
     if (!connection->dropped) {
         connection->registered = false;
         must(is_refused(*connection) || session.stopping ||
-                 ((session.flags & GUARDED) != 0 && registered_count() >= GUARDED_PHONES),
+                 ((session.flags & GUARDED) != 0 && g_cp_list.count >= GUARDED_PHONES),
              "a connection is refused with a reason, or shut down before it is closed");
         connection->may_drop = true;
         connection->dropped = true;
