@@ -15,7 +15,7 @@ struct Admission {
 /* Its numbers are atomic, so that the request path takes no lock for them. */
 static IppGuard guard = {};
 
-/* Keeps the callback and its context consistent with each other. */
+/* Keeps the callback and its context, and what two threads set at once, consistent. */
 static Lock guard_lock;
 static Admission admission GUARDED_BY(guard_lock) = {nullptr, nullptr};
 
@@ -38,6 +38,7 @@ int ipp_set_guard(const IppGuard *wanted)
     if (wanted->on_bad_tag != IPP_BAD_TAG_END && wanted->on_bad_tag != IPP_BAD_TAG_REFUSE) {
         return -1;
     }
+    lock_take(&guard_lock);
     __atomic_store_n(&guard.on_bad_tag, wanted->on_bad_tag, __ATOMIC_RELAXED);
     store(&guard.max_frame_length, wanted->max_frame_length);
     store(&guard.max_ctrlpoints, wanted->max_ctrlpoints);
@@ -45,7 +46,6 @@ int ipp_set_guard(const IppGuard *wanted)
     store(&guard.bulk_accept_ms, wanted->bulk_accept_ms);
     store(&guard.max_captures, wanted->max_captures);
     store(&guard.bind_wait_ms, wanted->bind_wait_ms);
-    lock_take(&guard_lock);
     admission = {wanted->admit, wanted->admit_context};
     lock_release(&guard_lock);
     return 0;

@@ -37,7 +37,7 @@ static bool prepare_socket(int fd, uint16_t port)
     if (set_socket_timeout(fd, RECEIVE_TIMEOUT_MS) != 0) {
         set_socket_noblock(fd); /* a receive must not outlast the run */
     }
-    return bind_with_retries(fd, port, guard_bind_wait_ms(), "err: udp port 12426 is taken\n");
+    return bind_with_retries(fd, port, guard_bind_wait_ms(), true);
 }
 
 int udp_sock_init(int32_t port)

@@ -10,8 +10,8 @@
  * The four reserved words of a record, and of every copy of it, are its handle:
  *
  *   0    1 + the index of its place in a table that never moves or shrinks; 0: a host's own record
- *   1    its identity: grows with each connection, so that a place that is used again is told from
- *        what it was; never 0
+ *   1    its identity, which no other connection has: tells a place that is used again from what
+ *        it was; never 0
  *   2    its descriptor: a copy whose `fd` was changed is a host's own record
  *   3    the number of the run in which it was accepted */
 #pragma once
@@ -22,9 +22,8 @@
 struct Place;
 
 struct Connection {
-    Place *place; /* null: a host's own record */
-    CtrlPoint
-        *record; /* the live one until connection_release(), or the host's; null: it has ended */
+    Place *place;      /* null: a host's own record */
+    CtrlPoint *record; /* the live one, until it is released, or the host's; null: it has ended */
 };
 
 /* The connection that a record or a copy of one stands for. Takes no lock. */

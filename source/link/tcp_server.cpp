@@ -99,7 +99,7 @@ static bool prepare_listener(int fd, uint16_t port)
     }
     set_socket_noblock(fd);
     set_socket_timeout(fd, LISTENER_TIMEOUT_MS);
-    return bind_with_retries(fd, port, guard_bind_wait_ms(), nullptr) && listen_on(fd);
+    return bind_with_retries(fd, port, guard_bind_wait_ms(), false) && listen_on(fd);
 }
 
 int tcp_sock_init(int32_t port)

@@ -11,7 +11,7 @@
 static const useconds_t PAUSE_US = 10000;
 static const uint64_t REPORT_AFTER_MS = 1000;
 
-bool bind_with_retries(int fd, uint16_t port, uint32_t limit_ms, const char *taken)
+bool bind_with_retries(int fd, uint16_t port, uint32_t limit_ms, bool reports)
 {
     struct sockaddr_in address = {};
     address.sin_family = AF_INET;
@@ -24,9 +24,9 @@ bool bind_with_retries(int fd, uint16_t port, uint32_t limit_ms, const char *tak
         if (!flags_running()) {
             return false;
         }
-        if (taken != nullptr && (last || waited >= REPORT_AFTER_MS)) {
-            log_out("%s", taken);
-            taken = nullptr;
+        if (reports && (last || waited >= REPORT_AFTER_MS)) {
+            log_out("err: port %d is taken\n", port);
+            reports = false;
         }
         if (last) {
             return false;

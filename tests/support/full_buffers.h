@@ -8,6 +8,9 @@
 #include <cerrno>
 #include <memory>
 
+constexpr int SMALL_BUFFER = 4096; /* of a phone that soon takes no more */
+constexpr size_t MORE_THAN_ALL_BUFFERS = 16 << 20;
+
 /* Counts them while it lives. */
 class FullBuffers
 {

@@ -90,3 +90,13 @@ Bytes wire_frame(uint8_t type, const Bytes &payload)
     frame.back() = static_cast<uint8_t>(std::accumulate(frame.begin(), frame.end(), 0u));
     return frame;
 }
+
+Bytes text_request(const std::string &text)
+{
+    return wire_frame(5, bytes("'" + text + "'"));
+}
+
+std::string text_reply(const std::string &text)
+{
+    return hex(wire_frame(6, bytes("'" + text + "'")));
+}

@@ -20,3 +20,7 @@ Bytes joined(const std::vector<Bytes> &parts);
 
 /* A whole frame around the payload, checksum included. */
 Bytes wire_frame(uint8_t type, const Bytes &payload);
+
+/* A get request with this text, and the get reply with it, as hex text. */
+Bytes text_request(const std::string &text);
+std::string text_reply(const std::string &text);

@@ -190,8 +190,9 @@ TEST_F(DiscoverySocket, IsGivenUpAtTheGuardsLimit)
     ASSERT_EQ(ipp_set_guard(&guard), 0);
     const Descriptor holder = datagram_socket();
     const SleptTime time;
-    EXPECT_EQ(udp_sock_init(port_of(holder.get())), -3);
-    EXPECT_EQ(lines.out(), Lines{"err: udp port 12426 is taken\n"});
+    const int port = port_of(holder.get());
+    EXPECT_EQ(udp_sock_init(port), -3);
+    EXPECT_EQ(lines.out(), Lines{"err: port " + std::to_string(port) + " is taken\n"});
 }
 
 TEST_F(DiscoverySocket, IsReportedOnceWhenItsPortStaysTaken)
@@ -202,9 +203,10 @@ TEST_F(DiscoverySocket, IsReportedOnceWhenItsPortStaysTaken)
             holder.close();
         }
     });
-    const Descriptor fd(udp_sock_init(port_of(holder.get())));
+    const int port = port_of(holder.get());
+    const Descriptor fd(udp_sock_init(port));
     EXPECT_GE(fd.get(), 0);
-    EXPECT_EQ(lines.out(), Lines{"err: udp port 12426 is taken\n"});
+    EXPECT_EQ(lines.out(), Lines{"err: port " + std::to_string(port) + " is taken\n"});
 }
 
 } // namespace

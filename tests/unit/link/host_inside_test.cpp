@@ -26,19 +26,7 @@
 namespace
 {
 
-const int SMALL_BUFFER = 4096;
-const size_t MORE_THAN_ALL_BUFFERS = 16 << 20;
 const char *const GONE_LINE = "err:socket_send(): tcp_sendback:244,errno=32\n";
-
-Bytes request(const std::string &payload)
-{
-    return wire_frame(5, bytes("'" + payload + "'"));
-}
-
-std::string reply(const std::string &payload)
-{
-    return hex(wire_frame(6, bytes("'" + payload + "'")));
-}
 
 /* As the host that holds the lock: what needs the lock would never come back. */
 bool returns_under_the_lock(const std::function<void()> &call)
@@ -85,8 +73,8 @@ TEST_F(HostInside, RepliesUnderTheLock)
         uint8_t bind[] = {0x01, 0x11};
         handle_set_tv_bind(item, bind, sizeof bind);
     }));
-    EXPECT_EQ(connection.received(73), reply("a"));
-    EXPECT_EQ(connection.received(73), reply("b"));
+    EXPECT_EQ(connection.received(73), text_reply("a"));
+    EXPECT_EQ(connection.received(73), text_reply("b"));
     EXPECT_EQ(connection.received(77), hex(answer_heartbeat()));
     EXPECT_EQ(connection.received(77), hex(answer_heartbeat()));
     EXPECT_EQ(connection.received(75), hex(wire_frame(8, bytes("01 11 FF"))));
@@ -119,7 +107,7 @@ TEST_F(HostInside, RepliesThroughItsOwnRecordWhileAnotherThreadHoldsTheLock)
     HandMadeRecord record(own.near.get());
     registry_lock();
     auto sent = std::async(std::launch::async, [&] { return tcp_sendback(&record, 6, "a", 1); });
-    EXPECT_EQ(hex(receive_bytes(own.far.get(), 73)), reply("a"));
+    EXPECT_EQ(hex(receive_bytes(own.far.get(), 73)), text_reply("a"));
     registry_unlock();
     EXPECT_EQ(sent.get(), 1);
 }
@@ -163,12 +151,12 @@ TEST_F(HostInsideService, RepliesWhileAnEventIsStuckAtAnotherPhone)
     const Phone stalled(SMALL_BUFFER);
     ASSERT_TRUE(registered(stalled));
     const Phone asking;
-    asking.send(request("question"));
+    asking.send(text_request("question"));
     ASSERT_TRUE(working.wait_for_somebody());
     std::thread event([&] { sendto_all_ctrlpoint(9, large.data(), 16 << 20); });
     ASSERT_TRUE(full.wait_for(3));
     working.open();
-    EXPECT_EQ(hex(asking.read_frame()), reply("question"));
+    EXPECT_EQ(hex(asking.read_frame()), text_reply("question"));
     service.stop();
     event.join();
 }
@@ -204,9 +192,9 @@ TEST_F(HostInsideService, QueuesACopyOfAnItemAgain)
         });
         const TcpService service;
         const Phone phone;
-        phone.send(request("again"));
+        phone.send(text_request("again"));
         for (int i = 0; i < 3; i++) {
-            EXPECT_EQ(hex(phone.read_frame()), reply("again"));
+            EXPECT_EQ(hex(phone.read_frame()), text_reply("again"));
         }
         EXPECT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
         EXPECT_EQ(runs, 3);
@@ -231,7 +219,7 @@ TEST_F(HostInsideService, QueuesACopyOfAnItemWhosePhoneLeavesMeanwhile)
     const TcpService service;
     Phone phone;
     const int number = number_of(phone);
-    phone.send(request("again"));
+    phone.send(text_request("again"));
     ASSERT_TRUE(working.wait_for_somebody());
     phone.hang_up();
     ASSERT_TRUE(wait_for_connected(0));
@@ -250,7 +238,7 @@ TEST_F(HostInside, SendsThroughItsCopyOfARecordAndFreesIt)
     CtrlPoint *copy = static_cast<CtrlPoint *>(std::malloc(sizeof *copy));
     std::memcpy(static_cast<void *>(copy), connection.record, sizeof *copy);
     EXPECT_EQ(tcp_sendback(copy, 6, "a", 1), 1);
-    EXPECT_EQ(connection.received(73), reply("a"));
+    EXPECT_EQ(connection.received(73), text_reply("a"));
     registry_remove(connection.record);
     EXPECT_FALSE(is_open(connection.number));
     EXPECT_EQ(tcp_sendback(copy, 6, "a", 1), -1);
@@ -265,10 +253,10 @@ TEST_F(HostInside, SendsToTheDescriptorThatItHasPutIntoAnItem)
     CtrlPoint *item = connection_copy(connection.record);
     item->fd = own.near.get();
     EXPECT_EQ(tcp_sendback(item, 6, "own", 3), 1);
-    EXPECT_EQ(hex(receive_bytes(own.far.get(), 75)), reply("own"));
+    EXPECT_EQ(hex(receive_bytes(own.far.get(), 75)), text_reply("own"));
     item->fd = connection.number;
     EXPECT_EQ(tcp_sendback(item, 6, "phone", 5), 1);
-    EXPECT_EQ(connection.received(77), reply("phone"));
+    EXPECT_EQ(connection.received(77), text_reply("phone"));
     std::free(item);
 }
 
@@ -338,8 +326,8 @@ TEST_F(HostInsideService, PutsARecordOfItsOwnIntoTheList)
     ASSERT_EQ(list_insert(&g_cp_list, record), 0);
     registry_unlock();
     const Phone passing; /* begins a new pass */
-    send_bytes(pair.far.get(), request("mine"));
-    EXPECT_EQ(hex(read_frame(pair.far.get())), reply("mine"));
+    send_bytes(pair.far.get(), text_request("mine"));
+    EXPECT_EQ(hex(read_frame(pair.far.get())), text_reply("mine"));
     pair.far.close();
     EXPECT_TRUE(wait_for_connected(1));
     EXPECT_FALSE(is_open(number));

@@ -26,16 +26,6 @@
 namespace
 {
 
-Bytes request(const std::string &payload)
-{
-    return wire_frame(5, bytes("'" + payload + "'"));
-}
-
-std::string reply(const std::string &payload)
-{
-    return hex(wire_frame(6, bytes("'" + payload + "'")));
-}
-
 /* What the request worker has done, as "payload result". */
 class Results
 {
@@ -68,9 +58,6 @@ bool comes_back(const std::function<void()> &call, const std::function<void()> &
     return back;
 }
 
-const int SMALL_BUFFER = 4096;
-const size_t MORE_THAN_ALL_BUFFERS = 16 << 20;
-
 class SharedConnection : public testing::Test
 {
 protected:
@@ -94,12 +81,12 @@ TEST_F(SharedConnection, IsNotKeptByQueuedRequestsWhichGoNowhere)
     const TcpService service;
     const Phone busy;
     Phone next{Phone::Later()};
-    busy.send(request("first"));
+    busy.send(text_request("first"));
     ASSERT_TRUE(working.wait_for_somebody());
     const Phone vanishing;
     const int number = number_of(vanishing);
     ASSERT_GE(number, 0);
-    vanishing.send(joined({request("lost"), request("lost too")}));
+    vanishing.send(joined({text_request("lost"), text_request("lost too")}));
     EXPECT_EQ(hex(vanishing.exchange_heartbeat()), hex(answer_heartbeat())); /* they are queued */
     vanishing.finish_sending();
     ASSERT_TRUE(wait_until([&] { return !is_open(number); }));
@@ -108,7 +95,7 @@ TEST_F(SharedConnection, IsNotKeptByQueuedRequestsWhichGoNowhere)
     ASSERT_TRUE(registered(next));
     EXPECT_EQ(number_of(next), number);
     working.open();
-    EXPECT_EQ(hex(busy.read_frame()), reply("first"));
+    EXPECT_EQ(hex(busy.read_frame()), text_reply("first"));
     EXPECT_TRUE(wait_until([&] { return results.all().size() == 3; }));
     EXPECT_EQ(results.all(), std::vector<std::string>({"first 1", "lost -1", "lost too -1"}));
     EXPECT_EQ(lines.count("err:socket_send(): tcp_sendback:244,errno=32\n"), 2u);
@@ -186,7 +173,7 @@ TEST_F(SharedConnection, IsShutDownAtOnceSoThatABlockedReplyFails)
     const Phone stalled(SMALL_BUFFER);
     CtrlPoint *record = record_of(stalled);
     ASSERT_NE(record, nullptr);
-    stalled.send(request("much"));
+    stalled.send(text_request("much"));
     ASSERT_TRUE(full.wait_for(5));
     drop(record);
     EXPECT_TRUE(wait_until([&] { return results.all().size() == 1; }));
@@ -243,14 +230,14 @@ TEST_F(SharedConnection, DoesNotKeepAWorkerBeyondTheStopOfTheService)
     });
     TcpService service;
     Phone stalled(SMALL_BUFFER);
-    stalled.send(request("much"));
+    stalled.send(text_request("much"));
     ASSERT_TRUE(full.wait_for(5));
     EXPECT_TRUE(comes_back([&] { service.stop(); }, [&] { stalled.reset(); }));
     EXPECT_TRUE(wait_until([&] { return results.all().size() == 1; }));
     service.start();
     const Phone next;
-    next.send(request("next"));
-    EXPECT_EQ(hex(next.read_frame()), reply("next"));
+    next.send(text_request("next"));
+    EXPECT_EQ(hex(next.read_frame()), text_reply("next"));
     EXPECT_TRUE(wait_until([&] { return results.all().size() == 2; }));
     EXPECT_EQ(results.all(), std::vector<std::string>({"much -1", "next 1"}));
 }
@@ -309,9 +296,9 @@ TEST_F(SharedConnection, IsNotAnsweredByARunThatHasEnded)
     });
     TcpService service;
     const Phone before;
-    before.send(request("first"));
+    before.send(text_request("first"));
     ASSERT_TRUE(working.wait_for_somebody());
-    before.send(joined({request("queued"), request("queued too")}));
+    before.send(joined({text_request("queued"), text_request("queued too")}));
     EXPECT_EQ(hex(before.exchange_heartbeat()), hex(answer_heartbeat()));
     const int number = number_of(before);
     ASSERT_GE(number, 0);
@@ -320,10 +307,10 @@ TEST_F(SharedConnection, IsNotAnsweredByARunThatHasEnded)
     EXPECT_TRUE(is_open(number));
     service.start();
     const Phone after;
-    after.send(request("new"));
+    after.send(text_request("new"));
     ASSERT_TRUE(registered(after));
     working.open();
-    EXPECT_EQ(hex(after.read_frame()), reply("new"));
+    EXPECT_EQ(hex(after.read_frame()), text_reply("new"));
     EXPECT_TRUE(wait_until([&] { return results.all().size() == 2; }));
     EXPECT_EQ(results.all(), std::vector<std::string>({"first -1", "new 1"}));
     EXPECT_TRUE(wait_until([&] { return !is_open(number); }));
@@ -420,7 +407,7 @@ bool live_a_life(unsigned seed)
     bool good = true;
     for (size_t i = 0; i < exchanges && good; i++) {
         try_send(phone, phone_heartbeat());
-        try_send(phone, request(std::string(1 + pick(2000), 'x')));
+        try_send(phone, text_request(std::string(1 + pick(2000), 'x')));
         if (manners != 0) { /* or it does not read at all */
             good = is_good(phone.read_frame());
         }

@@ -50,7 +50,7 @@ sockaddr_in bound_to(int fd)
 TEST_F(BindWithRetries, TakesAFreePortOnAllInterfacesAtOnce)
 {
     const uint16_t port = free_port();
-    EXPECT_TRUE(bind_with_retries(socket_.get(), port, NO_LIMIT, nullptr));
+    EXPECT_TRUE(bind_with_retries(socket_.get(), port, NO_LIMIT, false));
     const sockaddr_in address = bound_to(socket_.get());
     EXPECT_EQ(ntohs(address.sin_port), port);
     EXPECT_EQ(address.sin_addr.s_addr, htonl(INADDR_ANY));
@@ -59,7 +59,7 @@ TEST_F(BindWithRetries, TakesAFreePortOnAllInterfacesAtOnce)
 TEST_F(BindWithRetries, TakesAFreePortAlsoWhenTheServiceIsStopped)
 {
     flags_stop_running();
-    EXPECT_TRUE(bind_with_retries(socket_.get(), free_port(), NO_LIMIT, nullptr));
+    EXPECT_TRUE(bind_with_retries(socket_.get(), free_port(), NO_LIMIT, false));
 }
 
 TEST_F(BindWithRetries, DoesNotWaitWhenTheServiceIsStopped)
@@ -71,7 +71,7 @@ TEST_F(BindWithRetries, DoesNotWaitWhenTheServiceIsStopped)
         pauses++;
         return 0;
     });
-    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT, nullptr));
+    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT, false));
     EXPECT_EQ(pauses, 0);
 }
 
@@ -87,7 +87,7 @@ TEST_F(BindWithRetries, TriesEveryTenMillisecondsUntilThePortIsFree)
         }
         return 0;
     });
-    EXPECT_TRUE(bind_with_retries(socket_.get(), port, NO_LIMIT, nullptr));
+    EXPECT_TRUE(bind_with_retries(socket_.get(), port, NO_LIMIT, false));
     EXPECT_EQ(pauses, std::vector<useconds_t>(300, 10000));
     EXPECT_EQ(port_of(socket_.get()), port);
 }
@@ -97,7 +97,8 @@ TEST_F(BindWithRetries, SaysOnceThatThePortStaysTaken)
 {
     const Descriptor holder = listening_on();
     const CapturedLines lines;
-    const std::vector<std::string> once = {"taken\n"};
+    const std::vector<std::string> once = {"err: port " + std::to_string(port_of(holder.get())) +
+                                           " is taken\n"};
     std::vector<uint64_t> silent;
     const SleptTime time([&](uint64_t ms) {
         if (lines.all().empty()) {
@@ -107,7 +108,7 @@ TEST_F(BindWithRetries, SaysOnceThatThePortStaysTaken)
             flags_stop_running();
         }
     });
-    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT, "taken\n"));
+    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT, true));
     EXPECT_EQ(lines.out(), once);
     EXPECT_EQ(silent.back(), 1000u);
 }
@@ -117,8 +118,10 @@ TEST_F(BindWithRetries, SaysAtItsLimitThatThePortIsTaken)
     const Descriptor holder = listening_on();
     const CapturedLines lines;
     const SleptTime time;
-    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), 30, "taken\n"));
-    EXPECT_EQ(lines.out(), std::vector<std::string>{"taken\n"});
+    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), 30, true));
+    EXPECT_EQ(lines.out(),
+              std::vector<std::string>{"err: port " + std::to_string(port_of(holder.get())) +
+                                       " is taken\n"});
 }
 
 TEST_F(BindWithRetries, EndsWhenTheServiceStops)
@@ -131,7 +134,7 @@ TEST_F(BindWithRetries, EndsWhenTheServiceStops)
         }
         return 0;
     });
-    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT, nullptr));
+    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT, false));
     EXPECT_EQ(pauses, 300);
 }
 
@@ -139,7 +142,7 @@ TEST_F(BindWithRetries, EndsWhenItsTimeIsOver)
 {
     const Descriptor holder = listening_on();
     const uint64_t start = clock_elapsed_ms();
-    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), 60, nullptr));
+    EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), 60, false));
     EXPECT_GE(clock_elapsed_ms() - start, 60u);
 }
 
@@ -151,7 +154,7 @@ TEST_F(BindWithRetries, TakesAPortThatBecomesFreeInTime)
         holder.close();
         return 0;
     });
-    EXPECT_TRUE(bind_with_retries(socket_.get(), port, UINT32_MAX, nullptr));
+    EXPECT_TRUE(bind_with_retries(socket_.get(), port, UINT32_MAX, false));
 }
 
 } // namespace

@@ -183,7 +183,7 @@ TEST(LifecycleFailure, IsNoneWhenTheSearchPortStaysTaken)
         const Descriptor holder = holder_of_the_search_port();
         EXPECT_EQ(ipp_init(7, nullptr, nullptr), 0);
         EXPECT_TRUE(lines.wait_for("err: udp_init() fail\n"));
-        EXPECT_EQ(lines.count("err: udp port 12426 is taken\n"), 1u);
+        EXPECT_EQ(lines.count("err: port 12426 is taken\n"), 1u);
         EXPECT_EQ(g_is_inited, 1);
         expect_alive(Phone());
         EXPECT_EQ(ipp_finish(), 0);

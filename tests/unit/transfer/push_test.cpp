@@ -20,9 +20,6 @@
 namespace
 {
 
-const int SMALL_BUFFER = 4096;
-const size_t MORE_THAN_ALL_BUFFERS = 16 << 20;
-
 /* From malloc, as a host hands it over. */
 void *block_of(const Bytes &data)
 {
