@@ -2,6 +2,7 @@
 #include "support/datagrams.h"
 #include "support/network.h"
 #include "support/program.h"
+#include "support/service_facts.h"
 #include "support/wait_until.h"
 
 #include <gtest/gtest.h>
@@ -13,8 +14,6 @@ namespace
 {
 
 using Words = std::vector<std::string>;
-
-const char *const ANNOUNCEMENT_GROUP = "239.201.202.203";
 
 class DiscoverListen : public testing::Test
 {

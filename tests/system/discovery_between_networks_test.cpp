@@ -4,6 +4,7 @@
 #include "support/long_form.h"
 #include "support/network.h"
 #include "support/program.h"
+#include "support/service_facts.h"
 #include "support/wait_until.h"
 
 #include <gtest/gtest.h>
@@ -20,8 +21,6 @@ namespace
 {
 
 const char *const SEARCH = "A5 A5 08 00 41 49 49 50";
-const char *const SEARCH_GROUP = "239.200.201.202";
-const char *const ANNOUNCEMENT_GROUP = "239.201.202.203";
 
 /* magic, length 12, 10.77.0.1, port 8801, device type 0x1234 */
 const char *const ANSWER = "A5 A5 0C 00 0A 4D 00 01 61 22 34 12";
@@ -228,7 +227,6 @@ TEST_F(DiscoveryBetweenNetworks, ATelevisionThatHasStoppedIsNotFound)
 /* After the start, at the earliest: a pause may last longer, but never less. */
 const std::vector<int> ANNOUNCED_MS = {0, 500, 1500, 3500, 7500, 15500, 31500, 63500};
 const int ENDED_MS = 127500;
-const std::chrono::seconds LONGEST_PAUSE(64);
 
 class AnnouncementSchedule : public DiscoveryBetweenNetworks
 {

@@ -3,6 +3,7 @@
 #include "support/datagrams.h"
 #include "support/network.h"
 #include "support/program.h"
+#include "support/service_facts.h"
 #include "support/wait_until.h"
 
 #include <gtest/gtest.h>
@@ -15,8 +16,6 @@ namespace
 {
 
 using Words = std::vector<std::string>;
-
-const char *const SEARCH_GROUP = "239.200.201.202";
 
 const std::string LOOPBACK = "interface lo: up, loopback, 127.0.0.1\n";
 const std::string PHONE = "interface phone0: up, 10.77.0.2, which a television here would tell "

@@ -7,6 +7,7 @@
 #include "support/phone.h"
 #include "support/process_state.h"
 #include "support/running_service.h"
+#include "support/service_facts.h"
 #include "support/wait_until.h"
 #include "tvlink.h"
 #include "tvlink/frame.h"
@@ -106,12 +107,6 @@ const TvMethodTable *table(size_t which)
         return made;
     }();
     return &tables[which];
-}
-
-int echo_text(char *answer, const char *request)
-{
-    std::strcpy(answer, request);
-    return 1;
 }
 
 /* ---- A phone */

@@ -13,7 +13,7 @@
 namespace
 {
 
-const size_t CHANNELS = 2000;
+const size_t CHANNEL_COUNT = 2000;
 const size_t PROGRAMMES = 20000;
 
 /* What scripts/make-guide writes, in a folder of its own. */
@@ -25,9 +25,10 @@ protected:
         char name[] = "/tmp/large-lists-XXXXXX";
         ASSERT_NE(mkdtemp(name), nullptr);
         folder = name;
-        const Finished made = run_program(project_path("scripts/make-guide"),
-                                          {"--channels", std::to_string(CHANNELS), "--programmes",
-                                           std::to_string(PROGRAMMES), "-o", folder});
+        const Finished made =
+            run_program(project_path("scripts/make-guide"),
+                        {"--channels", std::to_string(CHANNEL_COUNT), "--programmes",
+                         std::to_string(PROGRAMMES), "-o", folder});
         ASSERT_EQ(made.status, 0) << made.err;
         sim = start_sim({"--channels", folder + "/channels.m3u", "--guide", folder + "/guide.xml"});
         ASSERT_NE(sim, nullptr);
@@ -190,7 +191,7 @@ TEST_F(LargeLists, ArriveWholeWhileAnotherPhoneIsServed)
     const Bytes answer = next_answer(reader);
     expect_same(guide_entries(expanded(answer, &guide)), programmes_of(file_lines("guide.xml")));
     EXPECT_EQ(guide.count, PROGRAMMES);
-    EXPECT_EQ(guide.second, CHANNELS);
+    EXPECT_EQ(guide.second, CHANNEL_COUNT);
 }
 
 TEST_F(LargeLists, HaveEveryChannelOfTheFile)
@@ -200,7 +201,7 @@ TEST_F(LargeLists, HaveEveryChannelOfTheFile)
     CpList list = {};
     const Bytes answer = next_answer(phone);
     expect_same(channel_entries(expanded(answer, &list)), channels_of(file_lines("channels.m3u")));
-    EXPECT_EQ(list.count, CHANNELS);
+    EXPECT_EQ(list.count, CHANNEL_COUNT);
 }
 
 /* Many at once: each answer is one whole frame, and the same. */

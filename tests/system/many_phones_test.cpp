@@ -2,6 +2,7 @@
 #include "support/phone.h"
 #include "support/recording_host.h"
 #include "support/running_service.h"
+#include "support/service_facts.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
 #include "tvlink.h"
@@ -16,21 +17,11 @@ namespace
 {
 
 /* The service's queue holds 49 requests: so many may be on their way at any time. */
-const int PHONES = 16;
+const int MANY_PHONES = 16;
 const int REQUESTS_AT_ONCE = 3;
 const int ROUNDS = 40;
 
 const size_t TYPE_AT = 50;
-
-int echo_text(char *answer, const char *request)
-{
-    std::strcpy(answer, request);
-    return 1;
-}
-
-void ignore_line(int, const char *, void *)
-{
-}
 
 Bytes little_endian(uint32_t value, size_t size)
 {
@@ -117,7 +108,7 @@ protected:
 TEST_F(ManyPhones, EachGetsItsOwnRepliesInTheOrderOfItsRequests)
 {
     const RunningService service;
-    at_once(PHONES, [](int number) {
+    at_once(MANY_PHONES, [](int number) {
         const Phone phone;
         for (int round = 0; round < ROUNDS; round++) {
             Bytes requests;
@@ -137,7 +128,7 @@ TEST_F(ManyPhones, ReachTheHostInTheOrderOfTheirRequests)
 {
     RecordingHost host;
     const RunningService service;
-    at_once(PHONES, [](int number) {
+    at_once(MANY_PHONES, [](int number) {
         const Phone phone;
         for (uint32_t i = 0; i < 30; i += 3) {
             const uint32_t key = static_cast<uint32_t>(number);
@@ -147,13 +138,13 @@ TEST_F(ManyPhones, ReachTheHostInTheOrderOfTheirRequests)
             }
         }
     });
-    std::vector<std::vector<std::string>> by_phone(PHONES);
+    std::vector<std::vector<std::string>> by_phone(MANY_PHONES);
     for (const std::string &call : host.calls()) {
         int key = -1;
         ASSERT_EQ(std::sscanf(call.c_str(), "set_tv_key %d", &key), 1) << call;
         by_phone.at(static_cast<size_t>(key)).push_back(call);
     }
-    for (int number = 0; number < PHONES; number++) {
+    for (int number = 0; number < MANY_PHONES; number++) {
         std::vector<std::string> expected;
         for (int i = 0; i < 30; i++) {
             expected.push_back("set_tv_key " + std::to_string(number) + " " + std::to_string(i));
@@ -167,7 +158,7 @@ TEST_F(ManyPhones, GetEveryEventInOrderBetweenTheirReplies)
     const uint32_t events = 150;
     const int requests = 60;
     const RunningService service;
-    std::vector<Phone> phones(PHONES / 2);
+    std::vector<Phone> phones(MANY_PHONES / 2);
     for (const Phone &phone : phones) {
         ASSERT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
     }

@@ -5,7 +5,7 @@
 namespace
 {
 
-const char *const CHANNELS =
+const char *const CHANNEL_FILE =
     "#EXTM3U\n"
     "#EXTINF:-1 tvg-id=\"f.ex\" tvg-chno=\"3\" group-title=\"Fun\",Films\n"
     "http://f\n"
@@ -27,7 +27,7 @@ class SimLists : public testing::Test
 {
 protected:
     SimLists()
-        : channels(CHANNELS), guide(GUIDE),
+        : channels(CHANNEL_FILE), guide(GUIDE),
           sim(start_sim({"--channels", channels.path, "--guide", guide.path}))
     {
     }
@@ -141,7 +141,7 @@ TEST_F(SimLists, SayWhatWasAsked)
 
 TEST(SimGuide, HasAWeekThatBeginsToday)
 {
-    const TemporaryFile channels(CHANNELS);
+    const TemporaryFile channels(CHANNEL_FILE);
     const TemporaryFile guide(
         "<tv><programme start=\"20000101000000\" stop=\"20000101000100\" channel=\"n.ex\">"
         "<title>First</title></programme>"
@@ -175,7 +175,7 @@ TEST(SimGuide, IsTheSampleWithoutOptions)
 
 TEST(SimGuide, IsPushedToEveryPhoneAsTheAnswerThatNobodyAskedFor)
 {
-    const TemporaryFile channels(CHANNELS);
+    const TemporaryFile channels(CHANNEL_FILE);
     const TemporaryFile guide(GUIDE);
     const auto sim = start_sim({"--channels", channels.path, "--guide", guide.path});
     ASSERT_NE(sim, nullptr);
@@ -201,7 +201,7 @@ TEST(SimGuide, IsPushedToEveryPhoneAsTheAnswerThatNobodyAskedFor)
 
 TEST(SimGuide, IsPushedAsNothingWhenThereIsNone)
 {
-    const TemporaryFile channels(CHANNELS);
+    const TemporaryFile channels(CHANNEL_FILE);
     const auto sim = start_sim({"--channels", channels.path});
     ASSERT_NE(sim, nullptr);
     const Phone first;

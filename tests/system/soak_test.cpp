@@ -7,6 +7,7 @@
 #include "support/process_state.h"
 #include "support/recording_host.h"
 #include "support/running_service.h"
+#include "support/service_facts.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
 #include "tvlink.h"
@@ -27,9 +28,6 @@ namespace
  * each of 500 connections is more. */
 const size_t MEMORY_NOISE = 12 * 1024;
 
-/* An announcing thread may sleep out its pause. */
-const std::chrono::seconds LONGEST_PAUSE(64);
-
 size_t allocated_bytes()
 {
     if (__sanitizer_get_current_allocated_bytes != nullptr) {
@@ -48,10 +46,6 @@ struct Holdings {
 Holdings holdings()
 {
     return {open_descriptors(), thread_count(), allocated_bytes()};
-}
-
-void ignore_line(int, const char *, void *)
-{
 }
 
 Bytes volume_request()

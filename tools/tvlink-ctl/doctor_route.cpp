@@ -15,16 +15,16 @@ namespace ctl
 namespace
 {
 
-struct Question {
+struct RouteQuestion {
     nlmsghdr header;
     rtmsg route;
     rtattr attribute;
     uint32_t destination;
 };
 
-Question question_for(uint32_t destination)
+RouteQuestion question_for(uint32_t destination)
 {
-    Question question = {};
+    RouteQuestion question = {};
     question.header.nlmsg_len = sizeof question;
     question.header.nlmsg_type = RTM_GETROUTE;
     question.header.nlmsg_flags = NLM_F_REQUEST;
@@ -85,7 +85,7 @@ DoctorRoute take_answer(int descriptor)
 DoctorRoute doctor_route()
 {
     const tools::Descriptor netlink(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
-    const Question question = question_for(inet_addr(CP_SEARCH_GROUP));
+    const RouteQuestion question = question_for(inet_addr(CP_SEARCH_GROUP));
     if (send(netlink.number, &question, sizeof question, 0) < 0) {
         return {errno, ""};
     }

@@ -31,7 +31,7 @@ std::optional<Json> parse(CpBytes text)
 }
 
 /* A text without its quotes, anything else as JSON. */
-std::string in_words(const Json &value)
+std::string value_in_words(const Json &value)
 {
     return printable(value.is_string() ? value.get<std::string>() : tools::one_line(value));
 }
@@ -82,7 +82,7 @@ Table table_of(const Json &list)
     for (const Json &object : list) {
         std::vector<std::string> &row = table.rows.emplace_back();
         for (const std::string &name : names) {
-            row.push_back(object.contains(name) ? in_words(object[name]) : "");
+            row.push_back(object.contains(name) ? value_in_words(object[name]) : "");
         }
     }
     return table;
@@ -97,17 +97,17 @@ std::string lines_of(const Json &value)
     std::string lines;
     if (value.is_object()) {
         for (const auto &[name, member] : value.items()) {
-            lines += name_in_words(name) + ": " + in_words(member) + "\n";
+            lines += name_in_words(name) + ": " + value_in_words(member) + "\n";
         }
         return lines;
     }
     if (value.is_array()) {
         for (const Json &member : value) {
-            lines += in_words(member) + "\n";
+            lines += value_in_words(member) + "\n";
         }
         return lines;
     }
-    return in_words(value) + "\n";
+    return value_in_words(value) + "\n";
 }
 
 } // namespace

@@ -14,7 +14,7 @@ namespace
 
 using Json = nlohmann::ordered_json;
 
-std::string in_words(const Fact &fact)
+std::string fact_in_words(const Fact &fact)
 {
     if (const auto *text = std::get_if<std::string>(&fact)) {
         return printable(*text);
@@ -75,7 +75,7 @@ void print_facts(const Settings &settings, const Facts &facts)
     for (const auto &[name, fact] : facts) {
         std::string words = name;
         std::replace(words.begin(), words.end(), '_', ' ');
-        print_line(words + ": " + in_words(fact));
+        print_line(words + ": " + fact_in_words(fact));
     }
 }
 

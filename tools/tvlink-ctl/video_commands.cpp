@@ -22,17 +22,17 @@ struct FilmOptions {
 constexpr uint32_t max_films = 256; /* that have a number of one byte */
 
 /* The codes of a question: in general, and about a text. */
-struct Question {
+struct FilmQuestion {
     uint16_t code;
     uint16_t code_of;
 };
 
-constexpr Question titles_question = {CP_CODE_FILM_TITLES, CP_CODE_FILM_TITLES_OF};
-constexpr Question lengths_question = {CP_CODE_FILM_LENGTHS, CP_CODE_FILM_LENGTHS_OF};
-constexpr Question state_question = {CP_CODE_FILM_STATE, CP_CODE_FILM_STATE_OF};
-constexpr Question status_question = {CP_CODE_FILM_STATUS, CP_CODE_FILM_STATUS_OF};
+constexpr FilmQuestion titles_question = {CP_CODE_FILM_TITLES, CP_CODE_FILM_TITLES_OF};
+constexpr FilmQuestion lengths_question = {CP_CODE_FILM_LENGTHS, CP_CODE_FILM_LENGTHS_OF};
+constexpr FilmQuestion state_question = {CP_CODE_FILM_STATE, CP_CODE_FILM_STATE_OF};
+constexpr FilmQuestion status_question = {CP_CODE_FILM_STATUS, CP_CODE_FILM_STATUS_OF};
 
-CpValue ask_about(const Session &session, const FilmOptions &options, const Question &question,
+CpValue ask_about(const Session &session, const FilmOptions &options, const FilmQuestion &question,
                   uint8_t tag, const std::string &asked)
 {
     Request request;

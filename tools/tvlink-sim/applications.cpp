@@ -13,7 +13,6 @@ namespace
 {
 
 constexpr size_t max_applications = 32;
-constexpr size_t max_name_bytes = 64;
 
 /* "app." and the name's letters and digits. */
 std::string package_of(const std::string &name)
@@ -40,8 +39,8 @@ std::vector<Application> delivered_applications()
 Outcome install_application(Television &tv, const std::string &name)
 {
     const std::string request = "install " + quoted(name);
-    if (name.empty() || name.size() > max_name_bytes) {
-        return refusal(request, "a name has 1 to " + std::to_string(max_name_bytes) + " bytes");
+    if (!has_name_length(name)) {
+        return name_refusal(request);
     }
     const auto installed =
         std::find_if(tv.applications.begin(), tv.applications.end(),

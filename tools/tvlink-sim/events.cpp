@@ -3,6 +3,13 @@
 namespace sim
 {
 
+namespace
+{
+
+constexpr size_t max_name_bytes = 64;
+
+} // namespace
+
 const std::vector<EventKind> &event_kinds()
 {
     static const std::vector<EventKind> kinds = {
@@ -42,6 +49,16 @@ const char *event_name(EventCode code)
 Outcome refusal(const std::string &request, const std::string &reason)
 {
     return {-1, request + " refused: " + reason, {}};
+}
+
+bool has_name_length(const std::string &name)
+{
+    return !name.empty() && name.size() <= max_name_bytes;
+}
+
+Outcome name_refusal(const std::string &request)
+{
+    return refusal(request, "a name has 1 to " + std::to_string(max_name_bytes) + " bytes");
 }
 
 Outcome in_standby(const std::string &request)

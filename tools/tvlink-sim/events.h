@@ -63,6 +63,10 @@ struct Outcome {
 };
 
 Outcome refusal(const std::string &request, const std::string &reason);
+
+/* Names of settings, values and applications have 1 to 64 bytes. */
+bool has_name_length(const std::string &name);
+Outcome name_refusal(const std::string &request);
 Outcome in_standby(const std::string &request);
 
 } // namespace sim

@@ -16,13 +16,13 @@ namespace
 {
 
 constexpr size_t min_file_bytes = 12; /* the header of the table directory */
-constexpr size_t max_file_bytes = 67108864;
+constexpr size_t max_font_bytes = 67108864;
 
 /* Empty when the file cannot be read or is too large. */
 std::string font_file(const std::string &path)
 {
     try {
-        return tools::read_file(path, max_file_bytes);
+        return tools::read_file(path, max_font_bytes);
     } catch (const tools::FileError &) {
         return "";
     }

@@ -13,7 +13,7 @@ namespace sim
 namespace
 {
 
-constexpr size_t max_file_bytes = 67108864;
+constexpr size_t max_lineup_bytes = 67108864;
 
 /* The folder of the program itself; empty when it cannot be determined. */
 std::string program_folder()
@@ -42,7 +42,7 @@ std::string sample(const std::string &name)
 template <typename Parse> auto parse_file(const std::string &path, const Parse &parse)
 {
     try {
-        return parse(tools::read_file(path, max_file_bytes));
+        return parse(tools::read_file(path, max_lineup_bytes));
     } catch (const InputError &error) {
         throw LineupError(path + ":" + std::to_string(error.line) + ": " + error.what());
     } catch (const tools::FileError &error) {

@@ -23,7 +23,7 @@ struct Announced {
     Channel channel; /* number 0: no tvg-chno */
 };
 
-struct Reading {
+struct ListReading {
     std::vector<Channel> channels;
     std::unordered_set<uint32_t> numbers; /* from tvg-chno */
     std::optional<Announced> announced;   /* the channel whose address line is still to come */
@@ -52,7 +52,7 @@ bool begins_with(const std::string &text, const std::string &beginning)
     return text.compare(0, beginning.size(), beginning) == 0;
 }
 
-uint16_t channel_number(Reading &reading, const std::string &text, size_t line)
+uint16_t channel_number(ListReading &reading, const std::string &text, size_t line)
 {
     const std::optional<uint32_t> number = decimal(text, max_number);
     if (!number || *number == 0) {
@@ -64,7 +64,7 @@ uint16_t channel_number(Reading &reading, const std::string &text, size_t line)
     return static_cast<uint16_t>(*number);
 }
 
-void set_attribute(Reading &reading, Announced &announced, const std::string &name,
+void set_attribute(ListReading &reading, Announced &announced, const std::string &name,
                    const std::string &value)
 {
     if (name == "tvg-id") {
@@ -77,7 +77,8 @@ void set_attribute(Reading &reading, Announced &announced, const std::string &na
 }
 
 /* Reads name="value" at `at` and returns the position after it. */
-size_t read_attribute(Reading &reading, Announced &announced, const std::string &text, size_t at)
+size_t read_attribute(ListReading &reading, Announced &announced, const std::string &text,
+                      size_t at)
 {
     const size_t equals = text.find_first_of("=, \t", at);
     if (equals == std::string::npos || text[equals] != '=' || equals + 1 == text.size() ||
@@ -103,7 +104,7 @@ size_t skip_blanks(const std::string &text, size_t at)
 }
 
 /* Parses what follows "#EXTINF:": the length in seconds, attributes, a comma, the name. */
-Announced read_announced(Reading &reading, const std::string &text, size_t line)
+Announced read_announced(ListReading &reading, const std::string &text, size_t line)
 {
     Announced announced{line, {0, "", "", "", ""}};
     size_t at = text.find_first_of(", \t");
@@ -121,7 +122,7 @@ Announced read_announced(Reading &reading, const std::string &text, size_t line)
     return announced;
 }
 
-void read_line(Reading &reading, const std::string &text, size_t line)
+void read_line(ListReading &reading, const std::string &text, size_t line)
 {
     static const std::string extinf = "#EXTINF:";
     if (begins_with(text, extinf)) {
@@ -139,7 +140,7 @@ void read_line(Reading &reading, const std::string &text, size_t line)
     }
 }
 
-uint32_t next_free(const Reading &reading, uint32_t after)
+uint32_t next_free(const ListReading &reading, uint32_t after)
 {
     uint32_t number = after + 1;
     while (reading.numbers.count(number) != 0) {
@@ -149,7 +150,7 @@ uint32_t next_free(const Reading &reading, uint32_t after)
 }
 
 /* Numbers the channels without tvg-chno. */
-void number_channels(Reading &reading, size_t line)
+void number_channels(ListReading &reading, size_t line)
 {
     uint32_t last = 0;
     for (Channel &channel : reading.channels) {
@@ -188,7 +189,7 @@ std::string checked_line(const std::string &text, size_t line)
 
 std::vector<Channel> parse_playlist(const std::string &text)
 {
-    Reading reading;
+    ListReading reading;
     size_t line = 0;
     size_t from = 0;
     while (from < text.size()) {

@@ -10,12 +10,6 @@ namespace
 {
 
 constexpr size_t max_settings = 64;
-constexpr size_t max_name_bytes = 64;
-
-bool begins_with(const std::string &text, const std::string &beginning)
-{
-    return text.compare(0, beginning.size(), beginning) == 0;
-}
 
 } // namespace
 
@@ -36,8 +30,8 @@ Outcome keep_setting(Television &tv, const std::string &name, const std::string 
     const std::string shown =
         kind == 0 ? quoted(value) : "a secret of " + std::to_string(value.size()) + " bytes";
     const std::string request = "setting " + quoted(name) + " -> " + shown;
-    if (name.empty() || name.size() > max_name_bytes) {
-        return refusal(request, "a name has 1 to " + std::to_string(max_name_bytes) + " bytes");
+    if (!has_name_length(name)) {
+        return name_refusal(request);
     }
     if (tv.settings.count(name) == 0 && tv.settings.size() == max_settings) {
         return refusal(request, "no room");
@@ -64,7 +58,7 @@ uint32_t count_settings(const Settings &settings, const std::string &beginning)
 {
     uint32_t count = 0;
     for (const auto &setting : settings) {
-        count += begins_with(setting.first, beginning) ? 1 : 0;
+        count += setting.first.compare(0, beginning.size(), beginning) == 0 ? 1 : 0;
     }
     return count;
 }

@@ -11,6 +11,9 @@
 namespace sim
 {
 
+/* The room for a text in an answer of the state and remote families, with its final 0. */
+constexpr size_t text_size = 256;
+
 /* A function for every slot: the linker names the one that is missing. */
 #define OPERATION(family, kind, first, last, slot, name, ...)                                      \
     std::remove_pointer_t<decltype(TvMethodTable::name)> name;

@@ -12,8 +12,6 @@ namespace sim
 namespace
 {
 
-constexpr size_t text_size = 256;
-
 /* A slot that has nothing to keep: it only shows that it was called. */
 int acknowledge(const char *slot, const nlohmann::json &arguments, const std::string &words)
 {

@@ -11,7 +11,6 @@ namespace sim
 namespace
 {
 
-constexpr size_t text_size = 256;
 constexpr size_t version_size = 32;
 
 /* The single states that phones ask for: here whether the set is on, muted, what it shows, and its

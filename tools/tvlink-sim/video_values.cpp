@@ -13,9 +13,8 @@ namespace
 {
 
 constexpr size_t max_values = 64;
-constexpr size_t max_name_bytes = 64;
 
-std::string shown(const VideoValue &value)
+std::string in_words(const VideoValue &value)
 {
     const int64_t *number = std::get_if<int64_t>(&value);
     return number != nullptr ? std::to_string(*number) : quoted(std::get<std::string>(value));
@@ -25,9 +24,9 @@ std::string shown(const VideoValue &value)
 
 Outcome keep_video_value(Television &tv, const std::string &name, const VideoValue &value)
 {
-    const std::string request = "video value " + quoted(name) + " -> " + shown(value);
-    if (name.empty() || name.size() > max_name_bytes) {
-        return refusal(request, "a name has 1 to " + std::to_string(max_name_bytes) + " bytes");
+    const std::string request = "video value " + quoted(name) + " -> " + in_words(value);
+    if (!has_name_length(name)) {
+        return name_refusal(request);
     }
     const auto kept = tv.video_values.find(name);
     if (kept == tv.video_values.end() && tv.video_values.size() == max_values) {

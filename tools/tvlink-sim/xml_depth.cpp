@@ -25,7 +25,7 @@ size_t skip_past(const std::string &text, const std::string &end, size_t from)
     return found == std::string::npos ? text.size() : found + end.size();
 }
 
-bool is_blank(char letter)
+bool is_xml_blank(char letter)
 {
     return letter == ' ' || letter == '\t' || letter == '\n' || letter == '\r';
 }
@@ -36,9 +36,9 @@ size_t name_end(const std::string &text, size_t from, const std::string &ends)
     return std::min(text.find_first_of(ends, from), text.size());
 }
 
-size_t skip_blanks(const std::string &text, size_t at)
+size_t skip_xml_blanks(const std::string &text, size_t at)
 {
-    while (at < text.size() && is_blank(text[at])) {
+    while (at < text.size() && is_xml_blank(text[at])) {
         at++;
     }
     return at;
@@ -47,21 +47,21 @@ size_t skip_blanks(const std::string &text, size_t at)
 /* The position after name="value" and the blanks that follow; `at` when there is no attribute. */
 size_t skip_attribute(const std::string &text, size_t at)
 {
-    const size_t equals = skip_blanks(text, name_end(text, at, " \t\n\r!/<=>?"));
+    const size_t equals = skip_xml_blanks(text, name_end(text, at, " \t\n\r!/<=>?"));
     if (equals == text.size() || text[equals] != '=') {
         return at;
     }
-    const size_t quote = skip_blanks(text, equals + 1);
+    const size_t quote = skip_xml_blanks(text, equals + 1);
     if (quote == text.size() || (text[quote] != '"' && text[quote] != '\'')) {
         return at;
     }
-    return skip_blanks(text, skip_past(text, std::string(1, text[quote]), quote + 1));
+    return skip_xml_blanks(text, skip_past(text, std::string(1, text[quote]), quote + 1));
 }
 
 /* The end of name and attributes: the tag's > or />, or the position of a syntax error. */
 size_t tag_end(const std::string &text, size_t from)
 {
-    size_t at = skip_blanks(text, name_end(text, from + 1, " \t\n\r/>?"));
+    size_t at = skip_xml_blanks(text, name_end(text, from + 1, " \t\n\r/>?"));
     size_t next = skip_attribute(text, at);
     while (next != at) {
         at = next;
@@ -76,7 +76,7 @@ size_t declaration_end(const std::string &text, size_t from)
     static const std::string doctype = "<!DOCTYPE";
     const size_t name = from + doctype.size();
     const bool has_brackets = text.compare(from, doctype.size(), doctype) == 0 &&
-                              name < text.size() && is_blank(text[name]);
+                              name < text.size() && is_xml_blank(text[name]);
     size_t open = 0;
     size_t at = from;
     while (at < text.size() && (open > 0 || text[at] != '>')) {

@@ -25,7 +25,7 @@ constexpr uint32_t half_an_hour = 1800;
 constexpr uint32_t unknown_duration = 0; /* without stop, until complete_schedule() */
 
 /* The parser works on a copy of the file with equal offsets, so that a node has a line number. */
-struct Reading {
+struct GuideReading {
     const std::string *text;
     const char *copy;
     const std::unordered_set<std::string> *known; /* the guide_id of every channel */
@@ -39,7 +39,7 @@ size_t line_at(const std::string &text, size_t offset)
     return static_cast<size_t>(std::count(text.begin(), end, '\n')) + 1;
 }
 
-[[noreturn]] void fail_at(const Reading &reading, const Node *node, const std::string &reason)
+[[noreturn]] void fail_at(const GuideReading &reading, const Node *node, const std::string &reason)
 {
     throw InputError(line_at(*reading.text, static_cast<size_t>(node->name() - reading.copy)),
                      reason);
@@ -71,7 +71,7 @@ std::string attribute(const Node *node, const char *name)
 }
 
 /* The text of the first element of this name, whether it is written plainly or as CDATA. */
-std::string element(const Reading &reading, const Node *programme, const char *name)
+std::string element(const GuideReading &reading, const Node *programme, const char *name)
 {
     const Node *found = programme->first_node(name);
     if (found == nullptr) {
@@ -89,7 +89,7 @@ std::string element(const Reading &reading, const Node *programme, const char *n
     return tidied(text);
 }
 
-uint32_t time_attribute(const Reading &reading, const Node *programme, const char *name)
+uint32_t time_attribute(const GuideReading &reading, const Node *programme, const char *name)
 {
     const std::string text = attribute(programme, name);
     const std::optional<int64_t> time = guide_time(text);
@@ -100,7 +100,7 @@ uint32_t time_attribute(const Reading &reading, const Node *programme, const cha
     return static_cast<uint32_t>(*time);
 }
 
-Programme read_programme(const Reading &reading, const Node *node)
+Programme read_programme(const GuideReading &reading, const Node *node)
 {
     Programme programme{time_attribute(reading, node, "start"), unknown_duration, "", "", ""};
     if (node->first_attribute("stop") != nullptr) {
@@ -119,7 +119,7 @@ Programme read_programme(const Reading &reading, const Node *node)
     return programme;
 }
 
-void keep_programme(Reading &reading, const Node *node)
+void keep_programme(GuideReading &reading, const Node *node)
 {
     const std::string channel = attribute(node, "channel");
     if (channel.empty()) {
@@ -193,7 +193,7 @@ ReadGuide parse_guide(const std::string &text, const std::vector<Channel> &chann
         known.insert(channel.guide_id);
     }
     known.erase("");
-    Reading reading{&text, copy.data(), &known, {}, 0};
+    GuideReading reading{&text, copy.data(), &known, {}, 0};
     for (const Node *node = root->first_node("programme"); node != nullptr;
          node = node->next_sibling("programme")) {
         keep_programme(reading, node);

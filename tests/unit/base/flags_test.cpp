@@ -8,13 +8,13 @@ namespace
 {
 
 /* Before main(): nothing has run yet. */
-struct Initial {
+struct InitialFlags {
     uint8_t inited = g_is_inited;
     uint8_t run = g_thread_run;
     uint16_t device_type = g_dev_type;
     int32_t kept = gIsInited;
     uint32_t run_number = flags_run_number();
-} const initial;
+} const initial_flags;
 
 class Flags : public testing::Test
 {
@@ -29,11 +29,11 @@ protected:
 
 TEST_F(Flags, BeginAsIfNothingRan)
 {
-    EXPECT_EQ(initial.inited, 0);
-    EXPECT_EQ(initial.run, 0);
-    EXPECT_EQ(initial.device_type, 0);
-    EXPECT_EQ(initial.kept, 1);
-    EXPECT_EQ(initial.run_number, 0u);
+    EXPECT_EQ(initial_flags.inited, 0);
+    EXPECT_EQ(initial_flags.run, 0);
+    EXPECT_EQ(initial_flags.device_type, 0);
+    EXPECT_EQ(initial_flags.kept, 1);
+    EXPECT_EQ(initial_flags.run_number, 0u);
 }
 
 TEST_F(Flags, SayWhetherTheServiceIsInited)

@@ -64,7 +64,7 @@ std::string now()
 const char *const PLAIN = "end 0 0 0 0 0 0";
 
 /* Before main(): no host has set anything. */
-const Numbers initial;
+const Numbers initial_guard;
 
 class Guard : public testing::Test
 {
@@ -77,7 +77,7 @@ protected:
 
 TEST_F(Guard, BoundsNothingAtFirst)
 {
-    EXPECT_EQ(text(initial), PLAIN);
+    EXPECT_EQ(text(initial_guard), PLAIN);
     EXPECT_EQ(IPP_BAD_TAG_END, 0) << "a zeroed record is not the plain service";
 }
 

@@ -13,10 +13,10 @@ namespace
 {
 
 /* Before main(): nobody has set anything yet. */
-struct Initial {
+struct InitialIdentity {
     std::string name = std::string(gTvName, IDENTITY_SIZE);
     std::string serial = std::string(gTvSN, IDENTITY_SIZE);
-} const initial;
+} const initial_identity;
 
 class Identity : public testing::Test
 {
@@ -41,8 +41,8 @@ std::string whole(const char *buffer)
 
 TEST_F(Identity, IsEmptyAtFirst)
 {
-    EXPECT_EQ(initial.name, filled(""));
-    EXPECT_EQ(initial.serial, filled(""));
+    EXPECT_EQ(initial_identity.name, filled(""));
+    EXPECT_EQ(initial_identity.serial, filled(""));
     EXPECT_EQ(IDENTITY_SIZE, 256);
     EXPECT_EQ(IPP_TEXT_LIMIT, 255);
 }

@@ -4,9 +4,11 @@
 #include "support/captured_lines.h"
 #include "support/datagrams.h"
 #include "support/own_network.h"
+#include "support/service_facts.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"
 #include "tvlink/flags.h"
+#include "unit/discovery/discovery_steps.h"
 
 #include <gtest/gtest.h>
 
@@ -20,8 +22,6 @@
 namespace
 {
 
-const char *const GROUP = "239.201.202.203";
-
 /* magic, length 12, 10.20.30.40, port 8801, device type 0x0102 */
 const char *const PACKET = "A5 A5 0C 00 0A 14 1E 28 61 22 02 01";
 
@@ -29,11 +29,6 @@ const std::vector<uint64_t> ALL_PAUSES = {500000,  1000000,  2000000,  4000000,
                                           8000000, 16000000, 32000000, 64000000};
 
 using Lines = std::vector<std::string>;
-
-void operator+=(Lines &lines, const Lines &more)
-{
-    lines.insert(lines.end(), more.begin(), more.end());
-}
 
 Lines begin_of_cycle(int running)
 {
@@ -86,7 +81,7 @@ protected:
                                                   "ip route add 224.0.0.0/4 dev lo"};
         const auto with_listener = [&] {
             Descriptor listener = datagram_socket(9988);
-            ASSERT_TRUE(join_group(listener.get(), GROUP, "127.0.0.1"));
+            ASSERT_TRUE(join_group(listener.get(), ANNOUNCEMENT_GROUP, "127.0.0.1"));
             phone = listener.get();
             body();
         };

@@ -7,11 +7,13 @@
 #include "support/datagrams.h"
 #include "support/own_network.h"
 #include "support/process_state.h"
+#include "support/service_facts.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"
 #include "support/wait_until.h"
 #include "tvlink.h"
 #include "tvlink/flags.h"
+#include "unit/discovery/discovery_steps.h"
 
 #include <gtest/gtest.h>
 
@@ -34,8 +36,6 @@ using Clock = std::chrono::steady_clock;
 using Lines = std::vector<std::string>;
 
 const char *const SEARCH = "A5 A5 08 00 41 49 49 50";
-const char *const SEARCH_GROUP = "239.200.201.202";
-const char *const ANNOUNCEMENT_GROUP = "239.201.202.203";
 const uint16_t SEARCH_PORT = 12426;
 const uint16_t ANSWER_PORT = 9988;
 const uint64_t SHORTEST_DELAY_US = 100000;
@@ -69,11 +69,6 @@ std::string response(const std::string &to = "127.0.0.1")
 Lines answered(const std::string &phone = "127.0.0.1")
 {
     return {receipt(8, phone), recognition(phone), DELAYED, response(phone)};
-}
-
-void operator+=(Lines &lines, const Lines &more)
-{
-    lines.insert(lines.end(), more.begin(), more.end());
 }
 
 Bytes search_with(size_t place, uint8_t value)
@@ -545,16 +540,6 @@ TEST_F(Discovery, EndsWhenTheServiceStopsBeforeItsPortIsFree)
         EXPECT_EQ(udp_thread(nullptr), reinterpret_cast<void *>(-1));
         EXPECT_EQ(lines.out(), Lines{"err: udp_init() fail\n"});
     });
-}
-
-/* Lets the discovery thread end early: it leaves its socket open when the thread for the membership
- * cannot be created. */
-void open_discovery_socket()
-{
-    WatchedCall creation(system_pthread_create);
-    creation.fail(EAGAIN);
-    EXPECT_EQ(udp_thread(nullptr), reinterpret_cast<void *>(-4));
-    EXPECT_GE(fcntl(g_udp_sock, F_GETFD), 0);
 }
 
 /* The discovery thread's whole life, at the end of a run. */

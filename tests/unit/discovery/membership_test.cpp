@@ -8,11 +8,13 @@
 #include "support/emulator.h"
 #include "support/own_network.h"
 #include "support/process_state.h"
+#include "support/service_facts.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"
 #include "support/wait_until.h"
 #include "tvlink/discovery.h"
 #include "tvlink/flags.h"
+#include "unit/discovery/discovery_steps.h"
 
 #include <gtest/gtest.h>
 
@@ -25,7 +27,6 @@
 namespace
 {
 
-const char *const GROUP = "239.200.201.202";
 const uint64_t SECOND = 1000000;
 
 using Lines = std::vector<std::string>;
@@ -40,19 +41,9 @@ void bring_network_up()
     }
 }
 
-/* Opens the discovery socket as the discovery thread does, without a membership thread beside it:
- * the thread ends early, and leaves the socket open, when that one cannot be created. */
-void open_discovery_socket()
-{
-    WatchedCall creation(system_pthread_create);
-    creation.fail(EAGAIN);
-    EXPECT_EQ(udp_thread(nullptr), reinterpret_cast<void *>(-4));
-    EXPECT_GE(g_udp_sock, 0);
-}
-
 /* The discovery thread's whole life: it also closes a socket that was left open. The membership
  * thread that it starts finds that its run is over. */
-void run_discovery_once()
+void end_discovery_and_run_again()
 {
     const TakenSleeps sleeps;
     flags_stop_running();
@@ -84,7 +75,7 @@ protected:
             open_discovery_socket();
             lines.clear();
             body();
-            run_discovery_once();
+            end_discovery_and_run_again();
         };
         if (!in_own_network(network, opened)) {
             GTEST_SKIP() << "this system allows no network of one's own";
@@ -104,9 +95,9 @@ TEST_F(Membership, LetsSearchesOfTheGroupArrive)
         const int off = 0;
         ASSERT_EQ(setsockopt(g_udp_sock, IPPROTO_IP, IP_MULTICAST_ALL, &off, sizeof off), 0);
         const Descriptor phone = datagram_socket();
-        ASSERT_TRUE(send_datagram(phone.get(), bytes("'before'"), GROUP, 12426));
+        ASSERT_TRUE(send_datagram(phone.get(), bytes("'before'"), SEARCH_GROUP, 12426));
         EXPECT_EQ(udp_addgroupthread(nullptr), nullptr);
-        ASSERT_TRUE(send_datagram(phone.get(), bytes("'after'"), GROUP, 12426));
+        ASSERT_TRUE(send_datagram(phone.get(), bytes("'after'"), SEARCH_GROUP, 12426));
         EXPECT_EQ(received(g_udp_sock), hex(bytes("'after'")));
     });
 }
@@ -117,7 +108,7 @@ TEST_F(Membership, IsHadAtOnceWhenTheNetworkIsUp)
         const TakenSleeps sleeps;
         errno = ENOENT; /* of before, and no reason to say so */
         udp_addgroupthread(nullptr);
-        EXPECT_TRUE(network_has_member(GROUP));
+        EXPECT_TRUE(network_has_member(SEARCH_GROUP));
         EXPECT_TRUE(sleeps.all().empty());
         EXPECT_EQ(lines.out(), Lines{"Success IP_ADD_MEMBERSHIP g_thread_run 1  \n"});
     });
@@ -128,7 +119,7 @@ TEST_F(Membership, IsHadByAHostsThreadWithAnyArgument)
     with_socket(LOOPBACK, [&] {
         int argument = 0;
         EXPECT_EQ(udp_addgroupthread(&argument), nullptr);
-        EXPECT_TRUE(network_has_member(GROUP));
+        EXPECT_TRUE(network_has_member(SEARCH_GROUP));
     });
 }
 
@@ -137,13 +128,13 @@ TEST_F(Membership, IsTriedForEverySecondUntilTheNetworkComesUp)
     with_socket(NO_INTERFACE, [&] {
         int tries = 0;
         const TakenSleeps sleeps([&](uint64_t) {
-            EXPECT_FALSE(network_has_member(GROUP));
+            EXPECT_FALSE(network_has_member(SEARCH_GROUP));
             if (++tries == 3) {
                 bring_network_up();
             }
         });
         udp_addgroupthread(nullptr);
-        EXPECT_TRUE(network_has_member(GROUP));
+        EXPECT_TRUE(network_has_member(SEARCH_GROUP));
         EXPECT_EQ(sleeps.all(), std::vector<uint64_t>(3, SECOND));
         EXPECT_EQ(lines.out(), Lines{"No such device IP_ADD_MEMBERSHIP g_thread_run 1  \n"});
     });
@@ -162,7 +153,7 @@ TEST_F(Membership, IsTriedForWhileTheHostsFlagIsAnythingButZero)
             }
         });
         udp_addgroupthread(nullptr);
-        EXPECT_TRUE(network_has_member(GROUP));
+        EXPECT_TRUE(network_has_member(SEARCH_GROUP));
         EXPECT_EQ(sleeps.all(), std::vector<uint64_t>(4, SECOND));
         EXPECT_EQ(lines.out(), Lines{"No such device IP_ADD_MEMBERSHIP g_thread_run 255  \n"});
     });
@@ -183,7 +174,7 @@ TEST_F(Membership, IsNotTriedForAtAllWhenTheServiceDoesNotRun)
     with_socket(LOOPBACK, [&] {
         flags_stop_running();
         udp_addgroupthread(nullptr);
-        EXPECT_FALSE(network_has_member(GROUP));
+        EXPECT_FALSE(network_has_member(SEARCH_GROUP));
         EXPECT_EQ(lines.out(), Lines{"Success IP_ADD_MEMBERSHIP g_thread_run 0  \n"});
     });
 }
@@ -195,7 +186,7 @@ TEST_F(Membership, IsNotTriedForByAThreadOfAnEndedRun)
         flags_stop_running();
         flags_start_run();
         membership_thread(reinterpret_cast<void *>(earlier));
-        EXPECT_FALSE(network_has_member(GROUP));
+        EXPECT_FALSE(network_has_member(SEARCH_GROUP));
     });
 }
 
@@ -210,21 +201,21 @@ TEST_F(Membership, IsNoLongerTriedForWhenAnotherRunHasBegun)
         const uintptr_t own = flags_run_number();
         membership_thread(reinterpret_cast<void *>(own));
         EXPECT_EQ(sleeps.all().size(), 1u);
-        EXPECT_FALSE(network_has_member(GROUP));
+        EXPECT_FALSE(network_has_member(SEARCH_GROUP));
     });
 }
 
 TEST_F(Membership, IsNotGivenToAnotherSocketWithTheNumberOfTheClosedOne)
 {
     const auto body = [&] {
-        run_discovery_once();
+        end_discovery_and_run_again();
         const Descriptor of_the_host = datagram_socket();
         ASSERT_EQ(of_the_host.get(), g_udp_sock) << "the number has not come back";
-        EXPECT_FALSE(discovery_join_group(GROUP, flags_run_number()));
+        EXPECT_FALSE(discovery_join_group(SEARCH_GROUP, flags_run_number()));
         EXPECT_EQ(errno, EBADF);
         const TakenSleeps sleeps([](uint64_t) { flags_stop_running(); });
         udp_addgroupthread(nullptr);
-        EXPECT_FALSE(network_has_member(GROUP));
+        EXPECT_FALSE(network_has_member(SEARCH_GROUP));
     };
     if (!in_own_network(LOOPBACK, body)) {
         GTEST_SKIP() << "this system allows no network of one's own";
@@ -236,20 +227,20 @@ TEST_F(Membership, IsNotTakenByARunThatEndsAtThatMoment)
     with_socket(LOOPBACK, [&] {
         const uint32_t own = flags_run_number();
         flags_stop_running();
-        EXPECT_FALSE(discovery_join_group(GROUP, own));
+        EXPECT_FALSE(discovery_join_group(SEARCH_GROUP, own));
         flags_start_run();
-        EXPECT_FALSE(discovery_join_group(GROUP, own));
-        EXPECT_FALSE(network_has_member(GROUP));
+        EXPECT_FALSE(discovery_join_group(SEARCH_GROUP, own));
+        EXPECT_FALSE(network_has_member(SEARCH_GROUP));
     });
 }
 
 TEST_F(Membership, IsHadAgainByTheSocketOfTheNextRun)
 {
     with_socket(LOOPBACK, [&] {
-        run_discovery_once();
+        end_discovery_and_run_again();
         open_discovery_socket();
-        EXPECT_TRUE(discovery_join_group(GROUP, flags_run_number()));
-        EXPECT_TRUE(network_has_member(GROUP));
+        EXPECT_TRUE(discovery_join_group(SEARCH_GROUP, flags_run_number()));
+        EXPECT_TRUE(network_has_member(SEARCH_GROUP));
     });
 }
 

@@ -2,6 +2,7 @@
 #include "http/http_answer.h"
 
 #include "support/system_calls.h"
+#include "unit/http/http_texts.h"
 
 #include <gtest/gtest.h>
 
@@ -44,12 +45,7 @@ std::string with_length(const std::string &value, const std::string &body = "{}"
     return "HTTP/1.0 200 OK\r\nContent-Length: " + value + "\r\n\r\n" + body;
 }
 
-std::string zeros(size_t count)
-{
-    return std::string(count, '\0');
-}
-
-const std::string GOOD = "HTTP/1.0 200 OK\r\nServer: s\r\nContent-Length: 9\r\n\r\n{\"ok\": 1}";
+const std::string COMPLETE = "HTTP/1.0 200 OK\r\nServer: s\r\nContent-Length: 9\r\n\r\n{\"ok\": 1}";
 
 void expect_body(const std::string &answer, const std::string &body)
 {
@@ -74,7 +70,7 @@ void expect_zeros(const std::string &answer, size_t size)
 
 TEST(HttpAnswer, HasTheBodyThatItAnnounces)
 {
-    expect_body(GOOD, "{\"ok\": 1}");
+    expect_body(COMPLETE, "{\"ok\": 1}");
     expect_body(with_length("2"), "{}");
     expect_body(with_length("2", "ok"), "ok");
     expect_body(with_length("1", "{"), "{");
@@ -101,16 +97,16 @@ TEST(HttpAnswer, IsCutWhereTheBodyIsLongerThanAnnounced)
 
 TEST(HttpAnswer, IsReadAtEveryLengthOfAGoodOne)
 {
-    const size_t line_end = GOOD.find("9\r\n") + 3;
-    const size_t body = GOOD.find('{');
-    for (size_t size = 0; size <= GOOD.size(); size++) {
-        const std::string part = GOOD.substr(0, size);
+    const size_t line_end = COMPLETE.find("9\r\n") + 3;
+    const size_t body = COMPLETE.find('{');
+    for (size_t size = 0; size <= COMPLETE.size(); size++) {
+        const std::string part = COMPLETE.substr(0, size);
         if (size < line_end) {
             expect_nothing(part);
         } else if (size < body) {
             expect_zeros(part, 9);
         } else {
-            expect_body(part, part.substr(body) + zeros(GOOD.size() - size));
+            expect_body(part, part.substr(body) + zeros(COMPLETE.size() - size));
         }
     }
 }

@@ -9,6 +9,7 @@
 #include "support/system_calls.h"
 #include "support/taken_time.h"
 #include "support/wait_until.h"
+#include "unit/http/http_texts.h"
 
 #include <gtest/gtest.h>
 
@@ -29,12 +30,10 @@ namespace
 using Lines = std::vector<std::string>;
 using Pauses = std::vector<uint64_t>;
 
-constexpr uint64_t SECOND = 1000000;
 constexpr size_t MOST = 1048576;
 
 const char *const BLOCKING = "soc_setBlock ok\n ";
 const char *const NOT_CONNECTED = "zqt===  web_tcpclient_conn 52\n";
-const char *const RECEIVED = "zqt===  web_tcpclient_recv 75\n";
 const Lines CLOSED = {"zqt===  web_tcpclient_close 104\n", "zqt===  soc_close 351\n"};
 
 struct Text {
@@ -214,7 +213,7 @@ TEST_F(HttpClient, SleepsASecondAfterItConnected)
     create(server.port());
     EXPECT_EQ(web_tcpclient_conn(&client), 0);
     EXPECT_EQ(client.connected, 1);
-    EXPECT_EQ(server.pauses(), Pauses{SECOND});
+    EXPECT_EQ(server.pauses(), Pauses{SECOND_US});
     EXPECT_TRUE(lines.all().empty());
 }
 
@@ -224,7 +223,7 @@ TEST_F(HttpClient, ConnectsOnce)
     connect_to(server);
     EXPECT_EQ(web_tcpclient_conn(&client), 1);
     EXPECT_EQ(client.connected, 1);
-    EXPECT_EQ(server.pauses(), Pauses{SECOND});
+    EXPECT_EQ(server.pauses(), Pauses{SECOND_US});
     EXPECT_TRUE(lines.all().empty());
 }
 
@@ -235,7 +234,7 @@ TEST_F(HttpClient, TriesThreeTimesASecondApart)
     create(port_of(port.get()));
     const int fd = client.fd;
     EXPECT_EQ(web_tcpclient_conn(&client), -1);
-    EXPECT_EQ(sleeps.all(), Pauses(3, SECOND));
+    EXPECT_EQ(sleeps.all(), Pauses(3, SECOND_US));
     EXPECT_EQ(lines.out(), Lines{NOT_CONNECTED});
     EXPECT_TRUE(lines.err().empty());
     EXPECT_EQ(client.connected, 0);
@@ -256,7 +255,7 @@ TEST_F(HttpClient, StopsTryingWhenTheServerIsThere)
         });
         create(port_of(port.get()));
         EXPECT_EQ(web_tcpclient_conn(&client), 0);
-        EXPECT_EQ(sleeps.all(), Pauses(refused + 1, SECOND));
+        EXPECT_EQ(sleeps.all(), Pauses(refused + 1, SECOND_US));
         EXPECT_TRUE(lines.all().empty());
         web_tcpclient_close(&client);
     }
@@ -306,7 +305,7 @@ TEST_F(HttpClient, EndsAtTheFirstFailureOfASend)
         EXPECT_EQ(errno, error);
         EXPECT_EQ(sends.calls(), 1);
     }
-    EXPECT_EQ(server.pauses(), Pauses{SECOND});
+    EXPECT_EQ(server.pauses(), Pauses{SECOND_US});
     EXPECT_TRUE(lines.all().empty());
     EXPECT_TRUE(is_open(client.fd));
 }
@@ -356,7 +355,7 @@ TEST_F(HttpClient, ReceivesUntilTheServerCloses)
     const Text text = receive(&client);
     EXPECT_EQ(text.length, 12);
     EXPECT_EQ(content(text), terminated("hel" + second + "rld"));
-    EXPECT_EQ(server.pauses(), (Pauses{SECOND, 1000, 1000, 1000}));
+    EXPECT_EQ(server.pauses(), (Pauses{SECOND_US, 1000, 1000, 1000}));
     EXPECT_EQ(lines.out(), Lines{RECEIVED});
     EXPECT_TRUE(lines.err().empty());
     EXPECT_FALSE(is_open(fd));
@@ -371,7 +370,7 @@ TEST_F(HttpClient, GivesAnEmptyTextWhenNothingArrives)
     const Text text = receive(&client);
     EXPECT_EQ(text.length, 0);
     EXPECT_EQ(content(text), terminated(""));
-    EXPECT_EQ(server.pauses(), Pauses{SECOND});
+    EXPECT_EQ(server.pauses(), Pauses{SECOND_US});
     EXPECT_EQ(lines.out(), Lines{RECEIVED});
 }
 
@@ -557,7 +556,7 @@ protected:
         lines.clear();
         const TakenSleeps sleeps;
         EXPECT_EQ(web_tcpclient_conn(&client), -1);
-        EXPECT_EQ(sleeps.all(), Pauses(3, SECOND));
+        EXPECT_EQ(sleeps.all(), Pauses(3, SECOND_US));
         EXPECT_EQ(lines.out(), Lines{NOT_CONNECTED});
     }
 

@@ -6,6 +6,7 @@
 #include "support/scripted_server.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"
+#include "unit/http/http_texts.h"
 
 #include <gtest/gtest.h>
 
@@ -29,20 +30,12 @@ using Pauses = std::vector<uint64_t>;
 using Pieces = std::vector<std::string>;
 using Post = int(WebTcpClient *, const char *, const char *, char **);
 
-constexpr uint64_t SECOND = 1000000;
-
 const char *const CONNECT_FAILED = "zqt===  web_tcpclient_conn 52\n";
-const char *const RECEIVED = "zqt===  web_tcpclient_recv 75\n";
 const char *const POST_ENDED = "zqt===  http_post 217\n";
 const char *const STRING_FAILED = "zqt===  http_post_string 313\n";
 
 const std::string GOOD = "HTTP/1.0 200 OK\r\nContent-Length: 9\r\n\r\n{\"ok\": 1}";
 char *const UNTOUCHED = reinterpret_cast<char *>(0x1);
-
-std::string zeros(size_t count)
-{
-    return std::string(count, '\0');
-}
 
 /* What a post gave: "0 text", "-1 null", "-1 untouched". */
 class Result
@@ -198,7 +191,7 @@ TEST_F(HttpPost, ConnectsOnlyWhatIsNotConnected)
         create(server.port());
         ASSERT_EQ(web_tcpclient_conn(&client), 0);
         EXPECT_NE(Result(post, &client).text(), "-1 null");
-        EXPECT_EQ(server.pauses(), (Pauses{SECOND, 1000}));
+        EXPECT_EQ(server.pauses(), (Pauses{SECOND_US, 1000}));
     }
 }
 
@@ -327,7 +320,7 @@ TEST_F(HttpPost, SaysWhenTheServerCannotBeReached)
         const TakenSleeps sleeps;
         create(port_of(held.get()));
         EXPECT_EQ(Result(post, &client).text(), "-1 null");
-        EXPECT_EQ(sleeps.all(), Pauses(3, SECOND));
+        EXPECT_EQ(sleeps.all(), Pauses(3, SECOND_US));
         EXPECT_EQ(
             lines.out(),
             post == http_post
@@ -564,7 +557,7 @@ TEST_F(HttpPost, LeavesARecordThatCanSendNoMore)
                   post == http_post
                       ? (Lines{"error:web_tcpclient_send():http_post-149\n", POST_ENDED})
                       : Lines{STRING_FAILED});
-        EXPECT_EQ(server.pauses(), (Pauses{SECOND, 1000}));
+        EXPECT_EQ(server.pauses(), (Pauses{SECOND_US, 1000}));
         EXPECT_EQ(client.connected, 1);
     }
 }

@@ -18,18 +18,18 @@ namespace
 
 using Texts = std::vector<std::string>;
 
-const uint8_t PAYLOAD[] = {0x45, 0x23, 0x04, 0x03};
-const int32_t PAYLOAD_SIZE = sizeof PAYLOAD;
-const size_t FRAME_SIZE = 76;
+const uint8_t EVENT[] = {0x45, 0x23, 0x04, 0x03};
+const int32_t EVENT_SIZE = sizeof EVENT;
+const size_t EVENT_FRAME_SIZE = 76;
 
 std::string frame_text(uint8_t type)
 {
-    return hex(wire_frame(type, Bytes(PAYLOAD, PAYLOAD + PAYLOAD_SIZE)));
+    return hex(wire_frame(type, Bytes(EVENT, EVENT + EVENT_SIZE)));
 }
 
 void send_to_all(int type = 9)
 {
-    sendto_all_ctrlpoint(type, PAYLOAD, PAYLOAD_SIZE);
+    sendto_all_ctrlpoint(type, EVENT, EVENT_SIZE);
 }
 
 std::string address_line(int fd, int number, const char *address = "70200c0")
@@ -45,17 +45,6 @@ const char *const ERROR_LINE = "err:socket_send(): tcp_sendbackall:177,errno=32\
 
 class Broadcast : public OpenRegistry
 {
-protected:
-    using Connections = std::vector<std::unique_ptr<ListedConnection>>;
-
-    static Connections connections(size_t count)
-    {
-        Connections result;
-        for (size_t i = 0; i < count; i++) {
-            result.push_back(std::make_unique<ListedConnection>());
-        }
-        return result;
-    }
 };
 
 } // namespace
@@ -65,8 +54,8 @@ TEST_F(Broadcast, ReachesEverybodyInOrderOfConnection)
     const ListedConnection one;
     const ListedConnection two(tcp_pair(), inet_addr("10.0.0.255"));
     send_to_all();
-    EXPECT_EQ(one.received(FRAME_SIZE), frame_text(9));
-    EXPECT_EQ(two.received(FRAME_SIZE), frame_text(9));
+    EXPECT_EQ(one.received(EVENT_FRAME_SIZE), frame_text(9));
+    EXPECT_EQ(two.received(EVENT_FRAME_SIZE), frame_text(9));
     EXPECT_EQ(lines.out(), Texts({address_line(one.number, 0), CALL_LINE, SENT_LINE,
                                   address_line(two.number, 1, "ff00000a"), CALL_LINE, SENT_LINE}));
     EXPECT_TRUE(lines.err().empty());
@@ -82,18 +71,18 @@ TEST_F(Broadcast, SendsNothingWithoutAPayload)
 {
     const ListedConnection one;
     sendto_all_ctrlpoint(9, nullptr, 4);
-    sendto_all_ctrlpoint(9, PAYLOAD, 0);
-    sendto_all_ctrlpoint(9, PAYLOAD, -1);
+    sendto_all_ctrlpoint(9, EVENT, 0);
+    sendto_all_ctrlpoint(9, EVENT, -1);
     EXPECT_TRUE(lines.all().empty());
     send_to_all(8);
-    EXPECT_EQ(one.received(FRAME_SIZE), frame_text(8));
+    EXPECT_EQ(one.received(EVENT_FRAME_SIZE), frame_text(8));
 }
 
 TEST_F(Broadcast, UsesTheLowEightBitsOfItsType)
 {
     const ListedConnection one;
     send_to_all(0x109);
-    EXPECT_EQ(one.received(FRAME_SIZE), frame_text(9));
+    EXPECT_EQ(one.received(EVENT_FRAME_SIZE), frame_text(9));
 }
 
 TEST_F(Broadcast, PassesOverAnEmptyNodeWithoutCountingIt)
@@ -122,7 +111,7 @@ TEST_F(Broadcast, DropsWhoeverFailsAndReachesTheOthers)
             stop();
             start();
             lines.clear();
-            const Connections all = connections(count);
+            const ListedConnections all = listed_connections(count, tcp_pair);
             Texts expected_lines;
             std::vector<void *> expected_records;
             for (size_t i = 0; i < count; i++) {
@@ -143,7 +132,7 @@ TEST_F(Broadcast, DropsWhoeverFailsAndReachesTheOthers)
             EXPECT_FALSE(is_open(all[failing]->number));
             for (size_t i = 0; i < count; i++) {
                 if (i != failing) {
-                    EXPECT_EQ(all[i]->received(FRAME_SIZE), frame_text(9));
+                    EXPECT_EQ(all[i]->received(EVENT_FRAME_SIZE), frame_text(9));
                 }
             }
         }
@@ -152,7 +141,7 @@ TEST_F(Broadcast, DropsWhoeverFailsAndReachesTheOthers)
 
 TEST_F(Broadcast, DropsEverybodyWhenEverybodyFails)
 {
-    const Connections all = connections(4);
+    const ListedConnections all = listed_connections(4, tcp_pair);
     const Replaced send(system_send, [](int, const void *, size_t, int) {
         errno = EPIPE;
         return ssize_t{-1};
@@ -168,7 +157,7 @@ TEST_F(Broadcast, DropsEverybodyWhenEverybodyFails)
 
 TEST_F(Broadcast, HoldsTheRegistryLockAllTheTime)
 {
-    const Connections all = connections(2);
+    const ListedConnections all = listed_connections(2, tcp_pair);
     int held = 0;
     const Replaced send(system_send, [&](int fd, const void *data, size_t size, int flags) {
         held += held_by_this_thread(g_cp_list_mutex) ? 1 : 0;
@@ -183,13 +172,13 @@ TEST_F(Broadcast, DropsAStalledPhoneAtTheGuardsLimitAndGoesOn)
     IppGuard guard = {};
     guard.send_stall_ms = 30;
     ASSERT_EQ(ipp_set_guard(&guard), 0);
-    const Connections all = connections(3);
+    const ListedConnections all = listed_connections(3, tcp_pair);
     const ScriptedSends sends(all[1]->number, std::vector<int>(100000, -EAGAIN));
     send_to_all();
     EXPECT_EQ(elements(g_cp_list), std::vector<void *>({all[0]->record, all[2]->record}));
     EXPECT_EQ(lines.count("err:socket_send(): tcp_sendbackall:177,errno=110\n"), 1u);
-    EXPECT_EQ(all[0]->received(FRAME_SIZE), frame_text(9));
-    EXPECT_EQ(all[2]->received(FRAME_SIZE), frame_text(9));
+    EXPECT_EQ(all[0]->received(EVENT_FRAME_SIZE), frame_text(9));
+    EXPECT_EQ(all[2]->received(EVENT_FRAME_SIZE), frame_text(9));
 }
 
 /* ---- Phones that stall together: all but the last, in which nothing new fits */
@@ -240,16 +229,7 @@ protected:
     }
 
     /* Local connections: no byte is on its way that the phone has not got. */
-    static Connections local_connections(size_t count)
-    {
-        Connections result;
-        for (size_t i = 0; i < count; i++) {
-            result.push_back(std::make_unique<ListedConnection>(local_pair()));
-        }
-        return result;
-    }
-
-    const Connections all = local_connections(4);
+    const ListedConnections all = listed_connections(4);
     ListedConnection *const last = all[3].get();
 };
 
@@ -260,7 +240,7 @@ TEST_F(StallingBroadcast, WaitsForAllOfThemTogether)
     have_something_to_take();
     EXPECT_EQ(waited([] { send_to_all(); }), 50u);
     EXPECT_EQ(elements(g_cp_list), std::vector<void *>({last->record}));
-    EXPECT_EQ(last->received(4 + FRAME_SIZE), hex(bytes("'....'")) + " " + frame_text(9));
+    EXPECT_EQ(last->received(4 + EVENT_FRAME_SIZE), hex(bytes("'....'")) + " " + frame_text(9));
 }
 
 TEST_F(StallingBroadcast, WaitsForAllOfThemTogetherWithHeartbeats)
@@ -326,7 +306,7 @@ TEST_F(StallingBroadcast, DropsEverybodyAlsoWithoutMemory)
     memory.fail(ENOMEM, 1, 1000);
     EXPECT_EQ(waited([] { send_to_all(); }), 150u);
     EXPECT_EQ(elements(g_cp_list), std::vector<void *>({last->record}));
-    EXPECT_EQ(last->received(FRAME_SIZE), frame_text(9));
+    EXPECT_EQ(last->received(EVENT_FRAME_SIZE), frame_text(9));
 }
 
 TEST_F(StallingBroadcast, ReachesThoseThatTakeItBeforeItWaits)
@@ -335,7 +315,7 @@ TEST_F(StallingBroadcast, ReachesThoseThatTakeItBeforeItWaits)
     EXPECT_EQ(waited([] { send_to_all(); },
                      [&](uint64_t ms) {
                          if (ms == 10) {
-                             reached = last->received(FRAME_SIZE) == frame_text(9);
+                             reached = last->received(EVENT_FRAME_SIZE) == frame_text(9);
                          }
                      }),
               50u);
@@ -378,7 +358,7 @@ void note_locks(int, const char *, void *context)
 
 TEST_F(Broadcast, GivesItsLinesToTheSinkWithNoLockHeld)
 {
-    const Connections all = connections(3);
+    const ListedConnections all = listed_connections(3, tcp_pair);
     const ScriptedSends sends(all[1]->number, {-EPIPE});
     LockCheck check;
     ipp_set_log_sink(note_locks, &check);

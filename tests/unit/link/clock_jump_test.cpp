@@ -1,6 +1,7 @@
 /* The time of day may be set at any moment, by minutes or by years, and goes on beyond 2038 and
  * 2106. */
 #include "link/receive.h"
+#include "support/service_facts.h"
 #include "support/taken_time.h"
 #include "tvlink/heartbeat.h"
 #include "unit/link/listed_connection.h"
@@ -12,9 +13,7 @@ namespace
 {
 
 using Records = std::vector<void *>;
-using Connections = std::vector<std::unique_ptr<ListedConnection>>;
 
-const char *const TIMEOUT_LINE = "zqt===  info: a CtrlPoint timeout, remove ok!\n";
 const uint32_t YEAR_2023 = 1700000000;
 const uint32_t YEAR_2038 = 0x80000000; /* here a time with a sign would turn negative */
 const uint32_t YEAR_2106 = 0;          /* and here one without begins again */
@@ -23,15 +22,6 @@ const int TWENTY_YEARS = 631152000;
 class ClockJump : public OpenRegistry
 {
 protected:
-    static Connections connections(size_t count)
-    {
-        Connections result;
-        for (size_t i = 0; i < count; i++) {
-            result.push_back(std::make_unique<ListedConnection>(local_pair()));
-        }
-        return result;
-    }
-
     /* A byte arrives from the phone. */
     static void hear(const ListedConnection &connection)
     {
@@ -151,7 +141,7 @@ TEST_F(ClockJump, LeavesTheBoundsOfIdlenessWhereTheyAre)
 
 TEST_F(ClockJump, OfAMinuteDropsEverybodyOneInEachPassInOrderOfConnection)
 {
-    const Connections all = connections(4);
+    const ListedConnections all = listed_connections(4);
     clock.advance(60);
     expect_drops({all[0]->record, all[1]->record, all[2]->record, all[3]->record});
     for (const auto &connection : all) {
@@ -162,7 +152,7 @@ TEST_F(ClockJump, OfAMinuteDropsEverybodyOneInEachPassInOrderOfConnection)
 
 TEST_F(ClockJump, OfAMinuteSparesWhoeverIsHeardBeforeItsTurnComes)
 {
-    const Connections all = connections(4);
+    const ListedConnections all = listed_connections(4);
     clock.advance(60);
     hear(*all[2]);
     expect_drops({all[0]->record, all[1]->record, all[3]->record});
@@ -171,7 +161,7 @@ TEST_F(ClockJump, OfAMinuteSparesWhoeverIsHeardBeforeItsTurnComes)
 
 TEST_F(ClockJump, SparesNobodyForBytesThatAreNotReadYet)
 {
-    const Connections all = connections(2);
+    const ListedConnections all = listed_connections(2);
     send_bytes(all[0]->phone.get(), bytes("A5"));
     clock.advance(31);
     expect_drops({all[0]->record, all[1]->record});
@@ -179,7 +169,7 @@ TEST_F(ClockJump, SparesNobodyForBytesThatAreNotReadYet)
 
 TEST_F(ClockJump, OfFiveMinutesDropsNobodyNorEverWhoIsSilentFromThenOn)
 {
-    const Connections all = connections(2);
+    const ListedConnections all = listed_connections(2);
     for (const int ahead : {300, 1, 30, 300, 3600, TWENTY_YEARS}) {
         clock.advance(ahead);
         expect_nobody_is_dropped(3);
@@ -192,7 +182,7 @@ TEST_F(ClockJump, OfFiveMinutesDropsNobodyNorEverWhoIsSilentFromThenOn)
 
 TEST_F(ClockJump, BackWithinTheBandDropsWhoHadLeftItUnnoticed)
 {
-    const Connections all = connections(1);
+    const ListedConnections all = listed_connections(1);
     clock.advance(300);
     expect_nobody_is_dropped(1);
     clock.advance(-1);
@@ -202,7 +192,7 @@ TEST_F(ClockJump, BackWithinTheBandDropsWhoHadLeftItUnnoticed)
 TEST_F(ClockJump, BackKeepsASilentPhoneUntilTheClockHasMadeUpForIt)
 {
     for (const int back : {1, 60, 300, TWENTY_YEARS}) {
-        const Connections all = connections(1);
+        const ListedConnections all = listed_connections(1);
         clock.advance(-back);
         expect_nobody_is_dropped(3);
         clock.advance(back + 30);
@@ -215,7 +205,7 @@ TEST_F(ClockJump, BackKeepsASilentPhoneUntilTheClockHasMadeUpForIt)
 TEST_F(ClockJump, IsForgottenWithTheNextByte)
 {
     for (const int jump : {300, -300, TWENTY_YEARS, -TWENTY_YEARS}) {
-        const Connections all = connections(2);
+        const ListedConnections all = listed_connections(2);
         clock.advance(jump);
         for (const auto &connection : all) {
             hear(*connection);
@@ -233,7 +223,7 @@ TEST_F(ClockJump, IsNoneWhereTheSecondsTurnOver)
 {
     for (const uint32_t turn : {YEAR_2038, YEAR_2106}) {
         clock.set(turn - 16);
-        const Connections all = connections(2);
+        const ListedConnections all = listed_connections(2);
         EXPECT_EQ(all[0]->record->connect_time, turn - 16);
         clock.set(turn - 1);
         hear(*all[1]);

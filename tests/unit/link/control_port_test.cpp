@@ -2,6 +2,7 @@
 #include "support/emulator.h"
 #include "support/mutex_state.h"
 #include "support/process_state.h"
+#include "support/service_facts.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"
 #include "support/tcp_service.h"
@@ -30,9 +31,6 @@ namespace
 
 using Texts = std::vector<std::string>;
 using Numbers = std::vector<int>;
-
-const char *const CLOSED_LINE = "zqt===  tcp_thread 595\n";
-const char *const TIMEOUT_LINE = "zqt===  info: a CtrlPoint timeout, remove ok!\n";
 
 /* More descriptors than the system gives at first. */
 class ManyDescriptors

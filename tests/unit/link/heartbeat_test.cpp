@@ -2,6 +2,7 @@
 
 #include "link/connection.h"
 #include "support/mutex_state.h"
+#include "support/service_facts.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"
 #include "unit/link/listed_connection.h"
@@ -15,20 +16,8 @@ namespace
 using Texts = std::vector<std::string>;
 using Records = std::vector<void *>;
 
-const char *const TIMEOUT_LINE = "zqt===  info: a CtrlPoint timeout, remove ok!\n";
 const char *const PIPE_LINE = "err:socket_send(): tcp_sendback:244,errno=32\n";
 const size_t HEARTBEAT_SIZE = 77;
-
-using Connections = std::vector<std::unique_ptr<ListedConnection>>;
-
-Connections connections(size_t count)
-{
-    Connections result;
-    for (size_t i = 0; i < count; i++) {
-        result.push_back(std::make_unique<ListedConnection>(local_pair()));
-    }
-    return result;
-}
 
 class Heartbeat : public OpenRegistry
 {
@@ -99,7 +88,7 @@ TEST_F(Heartbeat, ThatFailsDropsTheConnection)
 
 TEST_F(Heartbeat, GoesToEverybodyThatHasHadNone)
 {
-    const Connections all = connections(3);
+    const ListedConnections all = listed_connections(3);
     EXPECT_EQ(check_ctrlpoint_heart(), 0);
     for (const auto &connection : all) {
         expect_heartbeat(*connection);
@@ -110,7 +99,7 @@ TEST_F(Heartbeat, GoesToEverybodyThatHasHadNone)
 
 TEST_F(Heartbeat, GoesToNobodyTwiceWithinSixSeconds)
 {
-    const Connections all = connections(2);
+    const ListedConnections all = listed_connections(2);
     EXPECT_EQ(check_ctrlpoint_heart(), 0);
     const uint32_t first = clock.now();
     for (const auto &connection : all) {
@@ -164,7 +153,7 @@ TEST_F(Heartbeat, ToEverybodyDropsWhoeverFailsWithoutADeadlock)
             stop();
             start();
             lines.clear();
-            const Connections all = connections(count);
+            const ListedConnections all = listed_connections(count);
             Records expected;
             for (size_t i = 0; i < count; i++) {
                 if (i != failing) {
@@ -187,7 +176,7 @@ TEST_F(Heartbeat, ToEverybodyDropsWhoeverFailsWithoutADeadlock)
 
 TEST_F(Heartbeat, ToEverybodySurvivesThatEverybodyFails)
 {
-    Connections all = connections(3);
+    ListedConnections all = listed_connections(3);
     for (const auto &connection : all) {
         connection->phone.close();
     }
@@ -211,7 +200,7 @@ TEST_F(Heartbeat, ToEverybodyTakesTheRegistryLockThenTheConnections)
 
 TEST_F(Heartbeat, ToEverybodyIsLostWhenMemoryIsOut)
 {
-    const Connections all = connections(2);
+    const ListedConnections all = listed_connections(2);
     {
         WatchedCall allocation(system_calloc);
         allocation.fail(ENOMEM);
@@ -264,7 +253,7 @@ TEST_F(IdleCheck, DropsWhoeverHasBeenSilentFor31To299Seconds)
 
 TEST_F(IdleCheck, DropsOneAtATimeInOrderOfConnection)
 {
-    const Connections all = connections(4);
+    const ListedConnections all = listed_connections(4);
     make_idle(*all[1], 40);
     make_idle(*all[2], 30);
     make_idle(*all[3], 200);

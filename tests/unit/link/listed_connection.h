@@ -14,6 +14,9 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <vector>
+
 #include <arpa/inet.h>
 
 /* An open, empty registry, which is closed at the end. */
@@ -69,6 +72,18 @@ struct ListedConnection {
     int number; /* of the service's end */
     CtrlPoint *record;
 };
+
+using ListedConnections = std::vector<std::unique_ptr<ListedConnection>>;
+
+/* So many, in this order. */
+inline ListedConnections listed_connections(size_t count, ConnectedPair (*ends)() = local_pair)
+{
+    ListedConnections result;
+    for (size_t i = 0; i < count; i++) {
+        result.push_back(std::make_unique<ListedConnection>(ends()));
+    }
+    return result;
+}
 
 /* One more user of the connection, as the server thread is while it receives. */
 inline void hold_record(CtrlPoint *record)

@@ -20,7 +20,7 @@ using Lines = std::vector<std::string>;
 using OwnedQueue = std::unique_ptr<Queue, void (*)(Queue *)>;
 
 constexpr uint32_t CAPACITY = 50;
-int elements[200];
+int numbers[200];
 
 OwnedQueue queue_for(uint32_t capacity)
 {
@@ -30,7 +30,7 @@ OwnedQueue queue_for(uint32_t capacity)
 void fill(Queue *queue, int count)
 {
     for (int i = 0; i < count; i++) {
-        ASSERT_EQ(enqueue(queue, &elements[i]), 0) << i;
+        ASSERT_EQ(enqueue(queue, &numbers[i]), 0) << i;
     }
 }
 
@@ -79,11 +79,11 @@ TEST(Queue, HoldsOneElementLessThanItsCapacity)
     EXPECT_EQ(queueIsFull(queue.get()), 1);
     EXPECT_EQ(queueIsEmpty(queue.get()), 0);
     EXPECT_EQ(lines.out(), Lines());
-    EXPECT_EQ(enqueue(queue.get(), &elements[49]), -1);
+    EXPECT_EQ(enqueue(queue.get(), &numbers[49]), -1);
     EXPECT_EQ(lines.out(), Lines{"queue is full.\n"});
     EXPECT_EQ(lines.err(), Lines());
     for (int i = 0; i < 49; i++) {
-        EXPECT_EQ(dequeue(queue.get()), &elements[i]) << i;
+        EXPECT_EQ(dequeue(queue.get()), &numbers[i]) << i;
     }
     EXPECT_EQ(dequeue(queue.get()), nullptr);
 }
@@ -92,15 +92,15 @@ TEST(Queue, TakesOneMoreAfterOneWasTaken)
 {
     const OwnedQueue queue = queue_for(CAPACITY);
     fill(queue.get(), 49);
-    EXPECT_EQ(dequeue(queue.get()), &elements[0]);
+    EXPECT_EQ(dequeue(queue.get()), &numbers[0]);
     EXPECT_EQ(queueIsFull(queue.get()), 0);
-    EXPECT_EQ(enqueue(queue.get(), &elements[100]), 0);
+    EXPECT_EQ(enqueue(queue.get(), &numbers[100]), 0);
     EXPECT_EQ(queue->rear, 0) << "the ring does not wrap";
     EXPECT_EQ(queueIsFull(queue.get()), 1);
     for (int i = 1; i < 49; i++) {
-        EXPECT_EQ(dequeue(queue.get()), &elements[i]) << i;
+        EXPECT_EQ(dequeue(queue.get()), &numbers[i]) << i;
     }
-    EXPECT_EQ(dequeue(queue.get()), &elements[100]);
+    EXPECT_EQ(dequeue(queue.get()), &numbers[100]);
     EXPECT_EQ(queueIsEmpty(queue.get()), 1);
 }
 
@@ -109,10 +109,10 @@ TEST(Queue, KeepsTheOrderThroughManyRounds)
     const OwnedQueue queue = queue_for(7);
     int next_out = 0;
     for (int next_in = 0; next_in < 200; next_in++) {
-        ASSERT_EQ(enqueue(queue.get(), &elements[next_in]), 0);
+        ASSERT_EQ(enqueue(queue.get(), &numbers[next_in]), 0);
         if (queueIsFull(queue.get()) != 0) {
             for (int i = 0; i < 4; i++) {
-                ASSERT_EQ(dequeue(queue.get()), &elements[next_out++]);
+                ASSERT_EQ(dequeue(queue.get()), &numbers[next_out++]);
             }
         }
     }
@@ -123,9 +123,9 @@ TEST(Queue, StoresANullElementLikeAnyOther)
 {
     const OwnedQueue queue = queue_for(3);
     EXPECT_EQ(enqueue(queue.get(), nullptr), 0);
-    EXPECT_EQ(enqueue(queue.get(), &elements[1]), 0);
+    EXPECT_EQ(enqueue(queue.get(), &numbers[1]), 0);
     EXPECT_EQ(dequeue(queue.get()), nullptr);
-    EXPECT_EQ(dequeue(queue.get()), &elements[1]);
+    EXPECT_EQ(dequeue(queue.get()), &numbers[1]);
 }
 
 TEST(Queue, LengthAddsWhatItWouldBeExpectedToSubtract)
@@ -138,7 +138,7 @@ TEST(Queue, LengthAddsWhatItWouldBeExpectedToSubtract)
     for (int index = 0; index < 8; index++) {
         EXPECT_EQ(getQueueElement(queue.get(), index), queue->items[3 + index]) << index;
     }
-    EXPECT_EQ(getQueueElement(queue.get(), 1), &elements[1]);
+    EXPECT_EQ(getQueueElement(queue.get(), 1), &numbers[1]);
     EXPECT_EQ(lines.out(), Lines());
     EXPECT_EQ(getQueueElement(queue.get(), 8), nullptr);
     EXPECT_EQ(lines.out(), Lines{"queue element is out of range.\n"});
@@ -160,13 +160,13 @@ TEST(Queue, ElementsAreCountedFromTheOldestRoundTheRing)
     ASSERT_EQ(queue->front, 8);
     ASSERT_EQ(queue->rear, 2);
     EXPECT_EQ(queueLength(queue.get()), 0);
-    EXPECT_EQ(dequeue(queue.get()), &elements[0]);
+    EXPECT_EQ(dequeue(queue.get()), &numbers[0]);
     ASSERT_EQ(queueLength(queue.get()), 1);
-    EXPECT_EQ(getQueueElement(queue.get(), 0), &elements[0]);
-    EXPECT_EQ(dequeue(queue.get()), &elements[0]) << "looking at an element removes it";
+    EXPECT_EQ(getQueueElement(queue.get(), 0), &numbers[0]);
+    EXPECT_EQ(dequeue(queue.get()), &numbers[0]) << "looking at an element removes it";
     ASSERT_EQ(queueLength(queue.get()), 2);
-    EXPECT_EQ(getQueueElement(queue.get(), 0), &elements[1]);
-    EXPECT_EQ(getQueueElement(queue.get(), 1), &elements[2]);
+    EXPECT_EQ(getQueueElement(queue.get(), 0), &numbers[1]);
+    EXPECT_EQ(getQueueElement(queue.get(), 1), &numbers[2]);
 }
 
 TEST(Queue, ElementsAreFoundAcrossTheEndOfTheRing)
@@ -175,8 +175,8 @@ TEST(Queue, ElementsAreFoundAcrossTheEndOfTheRing)
     fill(queue.get(), 4);
     ASSERT_EQ(queue->rear, 3);
     ASSERT_EQ(queueLength(queue.get()), 2);
-    EXPECT_EQ(getQueueElement(queue.get(), 0), &elements[0]);
-    EXPECT_EQ(getQueueElement(queue.get(), 1), &elements[1]);
+    EXPECT_EQ(getQueueElement(queue.get(), 0), &numbers[0]);
+    EXPECT_EQ(getQueueElement(queue.get(), 1), &numbers[1]);
 }
 
 TEST(Queue, HasNoElementOutsideItsLength)
@@ -225,7 +225,7 @@ TEST(Queue, OfCapacityZeroIsEmptyAndFull)
     EXPECT_EQ(queueIsEmpty(queue.get()), 1);
     EXPECT_EQ(queueIsFull(queue.get()), 1);
     EXPECT_EQ(queueLength(queue.get()), 0);
-    EXPECT_EQ(enqueue(queue.get(), &elements[0]), -1);
+    EXPECT_EQ(enqueue(queue.get(), &numbers[0]), -1);
     EXPECT_EQ(dequeue(queue.get()), nullptr);
     EXPECT_EQ(getQueueElement(queue.get(), 0), nullptr);
     EXPECT_EQ(lines.out(), (Lines{"queue is full.\n", "queue element is out of range.\n"}));
@@ -237,14 +237,14 @@ TEST(Queue, OfCapacityOneHoldsNothing)
     const OwnedQueue queue = queue_for(1);
     EXPECT_EQ(queueIsEmpty(queue.get()), 1);
     EXPECT_EQ(queueIsFull(queue.get()), 1);
-    EXPECT_EQ(enqueue(queue.get(), &elements[0]), -1);
+    EXPECT_EQ(enqueue(queue.get(), &numbers[0]), -1);
     EXPECT_EQ(dequeue(queue.get()), nullptr);
 }
 
 TEST(Queue, ThatIsNullTakesAndGivesNothing)
 {
     const CapturedLines lines;
-    EXPECT_EQ(enqueue(nullptr, &elements[0]), -1);
+    EXPECT_EQ(enqueue(nullptr, &numbers[0]), -1);
     EXPECT_EQ(dequeue(nullptr), nullptr);
     freeQueue(nullptr);
     EXPECT_EQ(lines.out(), Lines());

@@ -32,7 +32,7 @@ const uint8_t PAYLOAD[] = {0x34, 0x12, 0x08, 0x77};
 const int32_t PAYLOAD_SIZE = sizeof PAYLOAD;
 const size_t FRAME_SIZE = 76;
 
-std::string frame_text(uint8_t type)
+std::string sent_frame(uint8_t type)
 {
     return hex(wire_frame(type, Bytes(PAYLOAD, PAYLOAD + PAYLOAD_SIZE)));
 }
@@ -72,7 +72,7 @@ protected:
     static void expect_nothing_sent(const ListedConnection &to)
     {
         EXPECT_EQ(send_to(to.record, 0x22), 1);
-        EXPECT_EQ(to.received(FRAME_SIZE), frame_text(0x22));
+        EXPECT_EQ(to.received(FRAME_SIZE), sent_frame(0x22));
     }
 };
 
@@ -100,9 +100,9 @@ TEST_F(Reply, UsesTheLowEightBitsOfItsType)
 {
     const ListedConnection connection;
     EXPECT_EQ(send_to(connection.record, 0x109), 1);
-    EXPECT_EQ(connection.received(FRAME_SIZE), frame_text(0x09));
+    EXPECT_EQ(connection.received(FRAME_SIZE), sent_frame(0x09));
     EXPECT_EQ(send_locked(connection.record, -1), 1);
-    EXPECT_EQ(connection.received(FRAME_SIZE), frame_text(0xFF));
+    EXPECT_EQ(connection.received(FRAME_SIZE), sent_frame(0xFF));
 }
 
 TEST_F(Reply, PrintsNothingWhenItSucceeds)
@@ -164,7 +164,7 @@ TEST_F(Reply, UnderTheLockPrintsItsTwoLines)
 {
     const ListedConnection connection;
     EXPECT_EQ(send_locked(connection.record), 1);
-    EXPECT_EQ(connection.received(FRAME_SIZE), frame_text(9));
+    EXPECT_EQ(connection.received(FRAME_SIZE), sent_frame(9));
     EXPECT_EQ(lines.out(), Texts({"  tcp_sendbackall 140,ack =8\n",
                                   "zqt  :socket_send(): tcp_sendbackall:167,send_ret=76\n"}));
     EXPECT_TRUE(lines.err().empty());
@@ -176,7 +176,7 @@ TEST_F(Reply, UnderTheLockPrintsALineForEverySend)
     const TakenSleeps sleeps;
     const ScriptedSends sends(connection.number, {10, -EAGAIN, 0, 60});
     EXPECT_EQ(send_locked(connection.record), 1);
-    EXPECT_EQ(connection.received(FRAME_SIZE), frame_text(9));
+    EXPECT_EQ(connection.received(FRAME_SIZE), sent_frame(9));
     const std::string start = "zqt  :socket_send(): tcp_sendbackall:167,send_ret=";
     EXPECT_EQ(lines.out(), Texts({"  tcp_sendbackall 140,ack =8\n", start + "10\n", start + "-1\n",
                                   start + "0\n", start + "60\n", start + "6\n"}));
@@ -199,7 +199,7 @@ TEST_F(Reply, GoesOnWhereAPartialSendStopped)
     const ScriptedSends sends(connection.number, {1, 2, 70, 1});
     EXPECT_EQ(send_to(connection.record), 1);
     EXPECT_EQ(sends.sizes(), std::vector<size_t>({76, 75, 73, 3, 2}));
-    EXPECT_EQ(connection.received(FRAME_SIZE), frame_text(6));
+    EXPECT_EQ(connection.received(FRAME_SIZE), sent_frame(6));
 }
 
 TEST_F(Reply, WaitsTenMillisecondsForAFullBufferOrAfterASignal)
@@ -210,7 +210,7 @@ TEST_F(Reply, WaitsTenMillisecondsForAFullBufferOrAfterASignal)
     EXPECT_EQ(send_to(connection.record), 1);
     EXPECT_EQ(sleeps.all(), std::vector<uint64_t>({10000, 10000, 10000}));
     EXPECT_EQ(sends.sizes(), std::vector<size_t>({76, 76, 56, 56, 56}));
-    EXPECT_EQ(connection.received(FRAME_SIZE), frame_text(6));
+    EXPECT_EQ(connection.received(FRAME_SIZE), sent_frame(6));
     EXPECT_TRUE(lines.all().empty());
 }
 
@@ -222,7 +222,7 @@ TEST_F(Reply, AsksAgainAtOnceWhenNothingWasTaken)
     EXPECT_EQ(send_to(connection.record), 1);
     EXPECT_TRUE(sleeps.all().empty());
     EXPECT_EQ(sends.sizes(), std::vector<size_t>({76, 76, 76}));
-    EXPECT_EQ(connection.received(FRAME_SIZE), frame_text(6));
+    EXPECT_EQ(connection.received(FRAME_SIZE), sent_frame(6));
 }
 
 TEST_F(Reply, IsTriedWithoutALimit)
@@ -232,7 +232,7 @@ TEST_F(Reply, IsTriedWithoutALimit)
     const ScriptedSends sends(connection.number, std::vector<int>(5000, -EAGAIN));
     EXPECT_EQ(send_to(connection.record), 1);
     EXPECT_EQ(sleeps.all().size(), 5000u);
-    EXPECT_EQ(connection.received(FRAME_SIZE), frame_text(6));
+    EXPECT_EQ(connection.received(FRAME_SIZE), sent_frame(6));
 }
 
 TEST_F(Reply, PassesNoFlagButTheOneThatKeepsSignalsAway)
@@ -385,7 +385,7 @@ TEST_F(Reply, ThatIsGivenUpHalfwayIsTheLastOnItsConnection)
     halfway.open();
     reply.join();
     event.join();
-    EXPECT_EQ(connection.received(2 * FRAME_SIZE), frame_text(6).substr(0, 29)); /* 10 bytes */
+    EXPECT_EQ(connection.received(2 * FRAME_SIZE), sent_frame(6).substr(0, 29)); /* 10 bytes */
     EXPECT_EQ(g_cp_list.count, 0u);
     EXPECT_FALSE(is_open(connection.number));
 }
@@ -420,7 +420,7 @@ TEST_F(Reply, ThroughAHandMadeCopyReachesThePhone)
     const ListedConnection connection;
     HandMadeRecord by_hand(connection.number);
     EXPECT_EQ(send_to(&by_hand), 1);
-    EXPECT_EQ(connection.received(FRAME_SIZE), frame_text(6));
+    EXPECT_EQ(connection.received(FRAME_SIZE), sent_frame(6));
 }
 
 TEST_F(Reply, ThroughAHandMadeCopyDropsAConnectionThatFailsHard)
@@ -467,8 +467,8 @@ TEST_F(Reply, GoesToAHostsOwnRecordToo)
     HandMadeRecord record(own.near.get());
     EXPECT_EQ(send_to(&record), 1);
     EXPECT_EQ(send_locked(&record, 8), 1);
-    EXPECT_EQ(hex(receive_bytes(own.far.get(), FRAME_SIZE)), frame_text(6));
-    EXPECT_EQ(hex(receive_bytes(own.far.get(), FRAME_SIZE)), frame_text(8));
+    EXPECT_EQ(hex(receive_bytes(own.far.get(), FRAME_SIZE)), sent_frame(6));
+    EXPECT_EQ(hex(receive_bytes(own.far.get(), FRAME_SIZE)), sent_frame(8));
 }
 
 TEST_F(Reply, GoesToAHostsOwnRecordAlsoWhileTheServiceIsStopped)
@@ -480,9 +480,9 @@ TEST_F(Reply, GoesToAHostsOwnRecordAlsoWhileTheServiceIsStopped)
     stop();
     EXPECT_EQ(send_to(&record), 1);
     EXPECT_EQ(tcp_sendbackall(&record, 8, PAYLOAD, PAYLOAD_SIZE), 1);
-    EXPECT_EQ(hex(receive_bytes(own.far.get(), FRAME_SIZE)), frame_text(6));
-    EXPECT_EQ(hex(receive_bytes(own.far.get(), FRAME_SIZE)), frame_text(6));
-    EXPECT_EQ(hex(receive_bytes(own.far.get(), FRAME_SIZE)), frame_text(8));
+    EXPECT_EQ(hex(receive_bytes(own.far.get(), FRAME_SIZE)), sent_frame(6));
+    EXPECT_EQ(hex(receive_bytes(own.far.get(), FRAME_SIZE)), sent_frame(6));
+    EXPECT_EQ(hex(receive_bytes(own.far.get(), FRAME_SIZE)), sent_frame(8));
 }
 
 TEST_F(Reply, LeavesAHostsOwnSocketOpenWhenItFails)
@@ -508,7 +508,7 @@ TEST_F(Reply, ToAHostsOwnRecordIsTriedAgainAlsoWhileTheServiceStops)
     const TakenSleeps sleeps;
     const ScriptedSends sends(own.near.get(), {-EAGAIN, 30, -EAGAIN});
     EXPECT_EQ(send_to(&record), 1);
-    EXPECT_EQ(hex(receive_bytes(own.far.get(), FRAME_SIZE)), frame_text(6));
+    EXPECT_EQ(hex(receive_bytes(own.far.get(), FRAME_SIZE)), sent_frame(6));
 }
 
 TEST_F(Reply, ThroughItemsOfAnEarlierRunGoesNowhere)
@@ -549,7 +549,7 @@ TEST_F(Reply, IsStillSentWhileTheServiceStopsWhenThereIsRoom)
     const ListedConnection connection;
     flags_stop_running();
     EXPECT_EQ(send_to(connection.record), 1);
-    EXPECT_EQ(connection.received(FRAME_SIZE), frame_text(6));
+    EXPECT_EQ(connection.received(FRAME_SIZE), sent_frame(6));
 }
 
 namespace
@@ -607,7 +607,7 @@ TEST_F(StallingReply, IsSentWhenThereIsRoomBelowTheLimit)
     const ListedConnection connection;
     EXPECT_EQ(attempts(connection, {}, 5), 6); /* after attempts at 0, 10, 20, 30 and 40 */
     EXPECT_EQ(result, 1);
-    EXPECT_EQ(connection.received(FRAME_SIZE), frame_text(6));
+    EXPECT_EQ(connection.received(FRAME_SIZE), sent_frame(6));
 }
 
 TEST_F(StallingReply, IsMeasuredFromTheLastByteThatWasTaken)

@@ -1,6 +1,7 @@
 /* A host that is suspended for 40 seconds: its clocks go on, and the kernel takes what phones send
  * and connects them. Here it is suspended at a chosen place of a pass or of a send. */
 #include "link/receive.h"
+#include "support/service_facts.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"
 #include "support/tcp_service.h"
@@ -22,8 +23,6 @@ namespace
 using Texts = std::vector<std::string>;
 using Numbers = std::vector<int>;
 
-const char *const CLOSED_LINE = "zqt===  tcp_thread 595\n";
-const char *const TIMEOUT_LINE = "zqt===  info: a CtrlPoint timeout, remove ok!\n";
 const int SUSPENDED_S = 40;
 
 bool wait_for_arrival(int number, size_t size)

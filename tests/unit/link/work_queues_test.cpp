@@ -15,7 +15,7 @@ namespace
 
 using Lines = std::vector<std::string>;
 
-int elements[100];
+int values[100];
 
 /* A queue of its own, so that no worker takes anything from it. */
 class WorkQueues : public testing::Test
@@ -72,11 +72,11 @@ TEST_F(WorkQueues, HaveTheirLocksFromTheStart)
 
 TEST_F(WorkQueues, HandItemsOverInOrder)
 {
-    EXPECT_TRUE(work_queue_post(&two_locks_, &elements[0]));
-    EXPECT_TRUE(work_queue_post(&two_locks_, &elements[1]));
+    EXPECT_TRUE(work_queue_post(&two_locks_, &values[0]));
+    EXPECT_TRUE(work_queue_post(&two_locks_, &values[1]));
     EXPECT_EQ(waiting(), 2);
-    EXPECT_EQ(work_queue_wait(&two_locks_), &elements[0]);
-    EXPECT_EQ(work_queue_wait(&two_locks_), &elements[1]);
+    EXPECT_EQ(work_queue_wait(&two_locks_), &values[0]);
+    EXPECT_EQ(work_queue_wait(&two_locks_), &values[1]);
     EXPECT_EQ(waiting(), 0);
 }
 
@@ -84,14 +84,14 @@ TEST_F(WorkQueues, RefuseThe50thItem)
 {
     const CapturedLines lines;
     for (int i = 0; i < 49; i++) {
-        ASSERT_TRUE(work_queue_post(&two_locks_, &elements[i])) << i;
+        ASSERT_TRUE(work_queue_post(&two_locks_, &values[i])) << i;
     }
     EXPECT_EQ(lines.out(), Lines());
-    EXPECT_FALSE(work_queue_post(&two_locks_, &elements[49]));
+    EXPECT_FALSE(work_queue_post(&two_locks_, &values[49]));
     EXPECT_EQ(lines.out(), Lines{"queue is full.\n"});
     EXPECT_EQ(waiting(), 49) << "the refused item is counted";
-    EXPECT_EQ(work_queue_wait(&two_locks_), &elements[0]);
-    EXPECT_TRUE(work_queue_post(&two_locks_, &elements[50]));
+    EXPECT_EQ(work_queue_wait(&two_locks_), &values[0]);
+    EXPECT_TRUE(work_queue_post(&two_locks_, &values[50]));
     EXPECT_EQ(waiting(), 49);
 }
 
@@ -100,7 +100,7 @@ TEST_F(WorkQueues, RefuseItemsBeforeThereIsAQueue)
     const CapturedLines lines;
     freeQueue(queue_);
     queue_ = nullptr;
-    EXPECT_FALSE(work_queue_post(&two_locks_, &elements[0]));
+    EXPECT_FALSE(work_queue_post(&two_locks_, &values[0]));
     EXPECT_EQ(waiting(), 0);
     EXPECT_EQ(lines.out(), Lines());
 }
@@ -118,12 +118,12 @@ TEST_F(WorkQueues, LockTheirOwnSideOnly)
         taken.push_back(lock);
         return system_pthread_mutex_lock.real(lock);
     });
-    EXPECT_TRUE(work_queue_post(&two_locks_, &elements[0]));
+    EXPECT_TRUE(work_queue_post(&two_locks_, &values[0]));
     EXPECT_EQ(taken, std::vector<pthread_mutex_t *>{&producer_lock_});
     EXPECT_EQ(pthread_mutex_trylock(&producer_lock_), 0) << "it is not given back";
     pthread_mutex_unlock(&producer_lock_);
     taken.clear();
-    EXPECT_EQ(work_queue_wait(&two_locks_), &elements[0]);
+    EXPECT_EQ(work_queue_wait(&two_locks_), &values[0]);
     EXPECT_EQ(taken, std::vector<pthread_mutex_t *>{&consumer_lock_});
     EXPECT_EQ(pthread_mutex_trylock(&consumer_lock_), 0) << "it is not given back";
     pthread_mutex_unlock(&consumer_lock_);
@@ -143,8 +143,8 @@ TEST_F(WorkQueues, WakeTheConsumerOnceTheLockIsGivenBack)
         steps.push_back(semaphore == &items_ ? "post" : "post to another");
         return system_sem_post.real(semaphore);
     });
-    EXPECT_TRUE(work_queue_post(&two_locks_, &elements[0]));
-    EXPECT_TRUE(work_queue_post(&one_lock_, &elements[1]));
+    EXPECT_TRUE(work_queue_post(&two_locks_, &values[0]));
+    EXPECT_TRUE(work_queue_post(&one_lock_, &values[1]));
     EXPECT_EQ(steps, (Lines{"unlock", "post", "unlock", "post"}));
 }
 
@@ -165,11 +165,11 @@ void expect_no_lock(int, const char *text, void *context)
 TEST_F(WorkQueues, PrintWithNoLockHeld)
 {
     for (int i = 0; i < 49; i++) {
-        ASSERT_TRUE(work_queue_post(&two_locks_, &elements[i]));
+        ASSERT_TRUE(work_queue_post(&two_locks_, &values[i]));
     }
     Locks locks = {&producer_lock_, 0};
     ipp_set_log_sink(expect_no_lock, &locks);
-    EXPECT_FALSE(work_queue_post(&two_locks_, &elements[49]));
+    EXPECT_FALSE(work_queue_post(&two_locks_, &values[49]));
     EXPECT_EQ(locks.lines, 1);
 }
 

@@ -12,17 +12,17 @@
 namespace
 {
 
-constexpr uint32_t UNTOUCHED = 0x12345678;
+constexpr uint32_t NO_ADDRESS = 0x12345678;
 
 const char *const LOOPBACK_UP = "ip link set lo up";
 
 /* The result and the address: "0 192.0.2.7". */
-std::string answer()
+std::string local_answer()
 {
-    uint32_t address = UNTOUCHED;
+    uint32_t address = NO_ADDRESS;
     const int result = get_local_ip(&address);
     const std::string text =
-        address == UNTOUCHED ? "untouched" : std::string(inet_ntoa(in_addr{address}));
+        address == NO_ADDRESS ? "untouched" : std::string(inet_ntoa(in_addr{address}));
     return std::to_string(result) + " " + text;
 }
 
@@ -30,7 +30,7 @@ std::string answer()
 #define EXPECT_ANSWER(commands, expected)                                                          \
     do {                                                                                           \
         std::string found;                                                                         \
-        if (!in_own_network(commands, [&] { found = answer(); })) {                                \
+        if (!in_own_network(commands, [&] { found = local_answer(); })) {                          \
             GTEST_SKIP() << "the system does not let a test make networks";                        \
         }                                                                                          \
         EXPECT_EQ(found, expected);                                                                \
@@ -92,24 +92,24 @@ TEST(LocalAddress, IsUnknownWithoutASocket)
 {
     WatchedCall sockets(system_socket);
     sockets.fail(EMFILE);
-    EXPECT_EQ(answer(), "-1 untouched");
+    EXPECT_EQ(local_answer(), "-1 untouched");
 }
 
 TEST(LocalAddress, IsNotThereWhenTheSystemGivesNoList)
 {
     WatchedCall queries(system_ioctl);
     queries.fail(ENOMEM);
-    EXPECT_EQ(answer(), "0 untouched");
+    EXPECT_EQ(local_answer(), "0 untouched");
     EXPECT_EQ(queries.calls(), 1);
 }
 
 TEST(LocalAddress, LeavesNoDescriptorOpen)
 {
     const std::set<int> before = open_descriptors();
-    (void)answer();
+    (void)local_answer();
     WatchedCall queries(system_ioctl);
     queries.fail(ENOMEM);
-    (void)answer();
+    (void)local_answer();
     EXPECT_EQ(open_descriptors(), before);
 }
 

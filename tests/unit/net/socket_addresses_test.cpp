@@ -16,7 +16,7 @@ namespace
 using Lines = std::vector<std::string>;
 using Commands = std::vector<std::string>;
 
-const int UNTOUCHED = -4711;
+const int NO_COUNT = -4711;
 const char *const TRACE = "zqt===  net_getipaddress 517\n";
 
 const Commands LOOPBACK = {"ip link set lo up"};
@@ -33,12 +33,12 @@ const Commands TWO_INTERFACES = {"ip link set lo up",
                                  "ip link set eth1 up"};
 
 /* The result, the count and the addresses: "0, 1: 127.0.0.1". */
-std::string answer()
+std::string addresses_answer()
 {
     uint32_t addresses[17] = {};
-    int count = UNTOUCHED;
+    int count = NO_COUNT;
     std::string text = std::to_string(net_getipaddress(addresses, &count)) + ", ";
-    if (count == UNTOUCHED) {
+    if (count == NO_COUNT) {
         return text + "untouched";
     }
     text += std::to_string(count) + ":";
@@ -64,7 +64,7 @@ protected:
 TEST_F(SocketAddresses, AreNoneWithoutAnInterfaceThatIsUp)
 {
     in_network({}, [&] {
-        EXPECT_EQ(answer(), "0, 0:");
+        EXPECT_EQ(addresses_answer(), "0, 0:");
         EXPECT_EQ(lines.out(), Lines{TRACE});
         EXPECT_EQ(lines.err(), Lines());
     });
@@ -73,16 +73,16 @@ TEST_F(SocketAddresses, AreNoneWithoutAnInterfaceThatIsUp)
 TEST_F(SocketAddresses, IncludeTheLoopback)
 {
     in_network(LOOPBACK, [&] {
-        EXPECT_EQ(answer(), "0, 1: 127.0.0.1");
+        EXPECT_EQ(addresses_answer(), "0, 1: 127.0.0.1");
         EXPECT_EQ(lines.out(), Lines{TRACE});
     });
 }
 
 TEST_F(SocketAddresses, BeginWithTheOneThatTheSystemListsLast)
 {
-    in_network(ONE_INTERFACE, [&] { EXPECT_EQ(answer(), "0, 2: 192.0.2.7 127.0.0.1"); });
+    in_network(ONE_INTERFACE, [&] { EXPECT_EQ(addresses_answer(), "0, 2: 192.0.2.7 127.0.0.1"); });
     in_network(TWO_INTERFACES, [&] {
-        EXPECT_EQ(answer(), "0, 3: 198.51.100.9 192.0.2.7 127.0.0.1");
+        EXPECT_EQ(addresses_answer(), "0, 3: 198.51.100.9 192.0.2.7 127.0.0.1");
         EXPECT_EQ(lines.out(), Lines(2, TRACE));
         EXPECT_EQ(lines.err(), Lines());
     });
@@ -93,8 +93,9 @@ TEST_F(SocketAddresses, AreAllOfAnInterface)
     Commands commands = ONE_INTERFACE;
     commands.push_back("ip address add 192.0.2.8/24 dev eth0");
     commands.push_back("ip address add 203.0.113.1/24 dev eth0 label eth0:1");
-    in_network(commands,
-               [&] { EXPECT_EQ(answer(), "0, 4: 192.0.2.8 203.0.113.1 192.0.2.7 127.0.0.1"); });
+    in_network(commands, [&] {
+        EXPECT_EQ(addresses_answer(), "0, 4: 192.0.2.8 203.0.113.1 192.0.2.7 127.0.0.1");
+    });
 }
 
 TEST_F(SocketAddresses, AreAsManyAsFitInto512Bytes)
@@ -105,7 +106,7 @@ TEST_F(SocketAddresses, AreAsManyAsFitInto512Bytes)
     }
     in_network(commands, [&] {
         uint32_t addresses[17] = {};
-        int count = UNTOUCHED;
+        int count = NO_COUNT;
         EXPECT_EQ(net_getipaddress(addresses, &count), 0);
         EXPECT_EQ(count, sizeof(void *) == 4 ? 16 : 12);
         EXPECT_EQ(addresses[count - 1], htonl(INADDR_LOOPBACK));
@@ -118,7 +119,7 @@ TEST_F(SocketAddresses, IncludeAnInterfaceWithoutReadableFlags)
     in_network(ONE_INTERFACE, [&] {
         WatchedCall queries(system_ioctl);
         queries.fail(ENODEV, 2);
-        EXPECT_EQ(answer(), "0, 2: 192.0.2.7 127.0.0.1");
+        EXPECT_EQ(addresses_answer(), "0, 2: 192.0.2.7 127.0.0.1");
         EXPECT_EQ(queries.calls(), 5);
         EXPECT_EQ(lines.out(), Lines{TRACE});
         EXPECT_EQ(lines.err(), Lines{"SIOCGIFFLAGS: No such device\n"});
@@ -130,7 +131,7 @@ TEST_F(SocketAddresses, LeaveOutAnInterfaceWhoseAddressIsGone)
     in_network(TWO_INTERFACES, [&] {
         WatchedCall queries(system_ioctl);
         queries.fail(EADDRNOTAVAIL, 5);
-        EXPECT_EQ(answer(), "0, 2: 198.51.100.9 127.0.0.1");
+        EXPECT_EQ(addresses_answer(), "0, 2: 198.51.100.9 127.0.0.1");
         EXPECT_EQ(queries.calls(), 7);
         EXPECT_EQ(lines.out(), Lines{TRACE});
         EXPECT_EQ(lines.err(), Lines());
@@ -141,7 +142,7 @@ TEST_F(SocketAddresses, AreNotToldWithoutAList)
 {
     WatchedCall queries(system_ioctl);
     queries.fail(ENOMEM);
-    EXPECT_EQ(answer(), "0, untouched");
+    EXPECT_EQ(addresses_answer(), "0, untouched");
     EXPECT_EQ(queries.calls(), 1);
     EXPECT_EQ(lines.out(), Lines{TRACE});
     EXPECT_EQ(lines.err(), Lines());
@@ -157,7 +158,7 @@ TEST_F(SocketAddresses, AreNotToldWithoutASocketAndThatIsClosedAllTheSame)
     WatchedCall sockets(system_socket);
     sockets.fail(EMFILE);
     WatchedCall queries(system_ioctl);
-    EXPECT_EQ(answer(), "-1, untouched");
+    EXPECT_EQ(addresses_answer(), "-1, untouched");
     EXPECT_EQ(closed, std::vector<int>{-1});
     EXPECT_EQ(queries.calls(), 0);
     EXPECT_EQ(lines.out(), Lines{TRACE});
@@ -166,10 +167,10 @@ TEST_F(SocketAddresses, AreNotToldWithoutASocketAndThatIsClosedAllTheSame)
 TEST_F(SocketAddresses, NeedAPlaceForAddressesAndCount)
 {
     uint32_t address = 0;
-    int count = UNTOUCHED;
+    int count = NO_COUNT;
     EXPECT_EQ(net_getipaddress(nullptr, &count), -1);
     EXPECT_EQ(net_getipaddress(&address, nullptr), -1);
-    EXPECT_EQ(count, UNTOUCHED);
+    EXPECT_EQ(count, NO_COUNT);
     EXPECT_EQ(address, 0u);
     EXPECT_EQ(lines.all().size(), 0u);
 }
@@ -177,10 +178,10 @@ TEST_F(SocketAddresses, NeedAPlaceForAddressesAndCount)
 TEST_F(SocketAddresses, LeaveNoDescriptorOpen)
 {
     const std::set<int> before = open_descriptors();
-    (void)answer();
+    (void)addresses_answer();
     WatchedCall queries(system_ioctl);
     queries.fail(ENOMEM);
-    (void)answer();
+    (void)addresses_answer();
     EXPECT_EQ(open_descriptors(), before);
 }
 

@@ -3,6 +3,7 @@
 #include "support/counted_threads.h"
 #include "support/full_buffers.h"
 #include "support/recording_host.h"
+#include "support/service_facts.h"
 #include "support/taken_time.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
@@ -24,8 +25,6 @@
 
 namespace
 {
-
-const char *const TIMEOUT_LINE = "zqt===  info: a CtrlPoint timeout, remove ok!\n";
 
 class GuardedService : public testing::Test
 {

@@ -3,24 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "player.h"
-#include "support/wire.h"
+#include "unit/sim/list_fields.h"
 
 using namespace sim;
 
 namespace
 {
-
-Bytes field(const std::string &text, size_t size)
-{
-    Bytes result(text.begin(), text.end());
-    result.resize(size);
-    return result;
-}
-
-std::string hexed(const std::string &text)
-{
-    return hex(text.data(), text.size());
-}
 
 TEST(Films, AreNumberedFromOne)
 {

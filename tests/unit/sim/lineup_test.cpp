@@ -7,7 +7,7 @@ using namespace sim;
 namespace
 {
 
-std::string refused(const LineupFiles &files)
+std::string refused_lineup(const LineupFiles &files)
 {
     try {
         load_lineup(files, 20000);
@@ -82,18 +82,20 @@ TEST(Lineup, IsRefusedWithFileLineAndReason)
     const TemporaryFile channels(one_channel);
     const TemporaryFile bad_channels("#EXTM3U\n\nhttp://a\n");
     const TemporaryFile bad_guide("<tv>\n<programme/>\n</tv>");
-    EXPECT_EQ(refused({bad_channels.path, "", false}),
+    EXPECT_EQ(refused_lineup({bad_channels.path, "", false}),
               bad_channels.path + ":3: an address without #EXTINF before it");
-    EXPECT_EQ(refused({channels.path, bad_guide.path, false}),
+    EXPECT_EQ(refused_lineup({channels.path, bad_guide.path, false}),
               bad_guide.path + ":2: a programme without a channel");
-    EXPECT_EQ(refused({"/nowhere/a.m3u", "", false}), "/nowhere/a.m3u: No such file or directory");
-    EXPECT_EQ(refused({"", "/nowhere/a.xml", false}), "/nowhere/a.xml: No such file or directory");
-    EXPECT_EQ(refused({"/", "", false}), "/: Is a directory");
+    EXPECT_EQ(refused_lineup({"/nowhere/a.m3u", "", false}),
+              "/nowhere/a.m3u: No such file or directory");
+    EXPECT_EQ(refused_lineup({"", "/nowhere/a.xml", false}),
+              "/nowhere/a.xml: No such file or directory");
+    EXPECT_EQ(refused_lineup({"/", "", false}), "/: Is a directory");
 }
 
 TEST(Lineup, RefusesFilesWithoutAnEnd)
 {
-    EXPECT_EQ(refused({"/dev/zero", "", false}), "/dev/zero: longer than 67108864 bytes");
+    EXPECT_EQ(refused_lineup({"/dev/zero", "", false}), "/dev/zero: longer than 67108864 bytes");
 }
 
 } // namespace

@@ -5,25 +5,12 @@
 #include <numeric>
 
 #include "bytes.h"
-#include "support/wire.h"
+#include "unit/sim/list_fields.h"
 
 using namespace sim;
 
 namespace
 {
-
-std::string hexed(const ListBlock &block)
-{
-    return hex(block.bytes.data(), block.bytes.size());
-}
-
-/* A text as it stands in a field of this size. */
-Bytes field(const std::string &text, size_t size)
-{
-    Bytes result(text.begin(), text.end());
-    result.resize(size);
-    return result;
-}
 
 std::vector<Channel> channels()
 {

@@ -9,8 +9,8 @@ using namespace sim;
 namespace
 {
 
-/* "LINE: reason" of a playlist that is refused. */
-std::string refused(const std::string &text)
+/* "LINE: reason" of a playlist that is refused_playlist. */
+std::string refused_playlist(const std::string &text)
 {
     try {
         parse_playlist(text);
@@ -78,45 +78,51 @@ TEST(Playlist, GivesNoNumberTwice)
 TEST(Playlist, IsRefusedWithTheLineAndTheReason)
 {
     const std::string good = "#EXTM3U\n#EXTINF:-1,A\nhttp://a\n";
-    EXPECT_EQ(refused(good), "accepted");
-    EXPECT_EQ(refused(""), "1: no channels");
-    EXPECT_EQ(refused("#EXTM3U\n\n"), "2: no channels");
-    EXPECT_EQ(refused("#EXTINF:-1,A\nhttp://a\n"), "1: a playlist begins with #EXTM3U");
-    EXPECT_EQ(refused("http://a\n"), "1: a playlist begins with #EXTM3U");
-    EXPECT_EQ(refused("#EXTM3U\nhttp://a\n"), "2: an address without #EXTINF before it");
-    EXPECT_EQ(refused(good + "http://b\n"), "4: an address without #EXTINF before it");
-    EXPECT_EQ(refused(good + "#EXTINF:-1,B\n"), "4: a channel without an address");
-    EXPECT_EQ(refused(good + "#EXTINF:-1,B\n#EXTINF:-1,C\nhttp://c\n"),
+    EXPECT_EQ(refused_playlist(good), "accepted");
+    EXPECT_EQ(refused_playlist(""), "1: no channels");
+    EXPECT_EQ(refused_playlist("#EXTM3U\n\n"), "2: no channels");
+    EXPECT_EQ(refused_playlist("#EXTINF:-1,A\nhttp://a\n"), "1: a playlist begins with #EXTM3U");
+    EXPECT_EQ(refused_playlist("http://a\n"), "1: a playlist begins with #EXTM3U");
+    EXPECT_EQ(refused_playlist("#EXTM3U\nhttp://a\n"), "2: an address without #EXTINF before it");
+    EXPECT_EQ(refused_playlist(good + "http://b\n"), "4: an address without #EXTINF before it");
+    EXPECT_EQ(refused_playlist(good + "#EXTINF:-1,B\n"), "4: a channel without an address");
+    EXPECT_EQ(refused_playlist(good + "#EXTINF:-1,B\n#EXTINF:-1,C\nhttp://c\n"),
               "4: a channel without an address");
-    EXPECT_EQ(refused(good + "#EXTINF:-1\nhttp://b\n"), "4: no comma and no name in #EXTINF");
-    EXPECT_EQ(refused(good + "#EXTINF:\nhttp://b\n"), "4: no comma and no name in #EXTINF");
-    EXPECT_EQ(refused(good + "#EXTINF:-1, \nhttp://b\n"), "4: a channel without a name");
-    EXPECT_EQ(refused(good + "#EXTINF:-1 tvg-id=\"b,B\nhttp://b\n"),
+    EXPECT_EQ(refused_playlist(good + "#EXTINF:-1\nhttp://b\n"),
+              "4: no comma and no name in #EXTINF");
+    EXPECT_EQ(refused_playlist(good + "#EXTINF:\nhttp://b\n"),
+              "4: no comma and no name in #EXTINF");
+    EXPECT_EQ(refused_playlist(good + "#EXTINF:-1, \nhttp://b\n"), "4: a channel without a name");
+    EXPECT_EQ(refused_playlist(good + "#EXTINF:-1 tvg-id=\"b,B\nhttp://b\n"),
               "4: a quotation mark is missing in #EXTINF");
-    EXPECT_EQ(refused(good + "#EXTINF:-1 tvg-id=b,B\nhttp://b\n"),
+    EXPECT_EQ(refused_playlist(good + "#EXTINF:-1 tvg-id=b,B\nhttp://b\n"),
               "4: no name=\"value\" in #EXTINF: \"tvg-id=b,B\"");
-    EXPECT_EQ(refused(good + "#EXTINF:-1 tvg-id=\"b\" B\nhttp://b\n"),
+    EXPECT_EQ(refused_playlist(good + "#EXTINF:-1 tvg-id=\"b\" B\nhttp://b\n"),
               "4: no name=\"value\" in #EXTINF: \"B\"");
-    EXPECT_EQ(refused(good + "#EXTINF:-1 tvg-id="), "4: no name=\"value\" in #EXTINF: \"tvg-id=\"");
+    EXPECT_EQ(refused_playlist(good + "#EXTINF:-1 tvg-id="),
+              "4: no name=\"value\" in #EXTINF: \"tvg-id=\"");
 }
 
 TEST(Playlist, RefusesNumbersThatNoChannelCanHave)
 {
     for (const char *number :
          {"", "0", "65536", "-1", "+1", "1.0", "1a", "0x10", " 1", "99999999999999999999"}) {
-        EXPECT_EQ(refused("#EXTM3U\n" + channel(std::string(" tvg-chno=\"") + number + "\"")),
-                  std::string("2: tvg-chno is no number from 1 to 65535: \"") + number + "\"");
+        EXPECT_EQ(
+            refused_playlist("#EXTM3U\n" + channel(std::string(" tvg-chno=\"") + number + "\"")),
+            std::string("2: tvg-chno is no number from 1 to 65535: \"") + number + "\"");
     }
-    EXPECT_EQ(refused("#EXTM3U\n" + channel(" tvg-chno=\"7\"") + channel(" tvg-chno=\"007\"")),
-              "4: channel number 007 is there already");
+    EXPECT_EQ(
+        refused_playlist("#EXTM3U\n" + channel(" tvg-chno=\"7\"") + channel(" tvg-chno=\"007\"")),
+        "4: channel number 007 is there already");
 }
 
 TEST(Playlist, RefusesWhatIsNoText)
 {
-    EXPECT_EQ(refused("#EXTM3U\n#EXTINF:-1,A\xFF\nhttp://a\n"), "2: this is no UTF-8 text");
-    EXPECT_EQ(refused(std::string("#EXTM3U\n\n#EXTINF:-1,A\0B\nhttp://a\n", 34)),
+    EXPECT_EQ(refused_playlist("#EXTM3U\n#EXTINF:-1,A\xFF\nhttp://a\n"),
+              "2: this is no UTF-8 text");
+    EXPECT_EQ(refused_playlist(std::string("#EXTM3U\n\n#EXTINF:-1,A\0B\nhttp://a\n", 34)),
               "3: this is no UTF-8 text");
-    EXPECT_EQ(refused("\x1F\x8B\x08"), "1: this is no UTF-8 text");
+    EXPECT_EQ(refused_playlist("\x1F\x8B\x08"), "1: this is no UTF-8 text");
 }
 
 TEST(Playlist, RefusesMoreChannelsThanThereAreNumbers)
@@ -126,7 +132,7 @@ TEST(Playlist, RefusesMoreChannelsThanThereAreNumbers)
         text += "#EXTINF:-1,A\na\n";
     }
     EXPECT_EQ(parse_playlist(text).back().number, 65535);
-    EXPECT_EQ(refused(text + "#EXTINF:-1,A\na\n"), "131073: too many channels");
+    EXPECT_EQ(refused_playlist(text + "#EXTINF:-1,A\na\n"), "131073: too many channels");
 }
 
 TEST(Playlist, SurvivesEveryWrongByte)
@@ -138,20 +144,20 @@ TEST(Playlist, SurvivesEveryWrongByte)
         for (const char letter : wrong) {
             std::string damaged = whole;
             damaged[at] = letter;
-            const std::string answer = refused(damaged);
+            const std::string answer = refused_playlist(damaged);
             EXPECT_TRUE(answer == "accepted" || (answer[0] >= '1' && answer[0] <= '4')) << answer;
             EXPECT_TRUE(at >= 7 || damaged == whole || answer[0] == '1') << answer;
         }
     }
 }
 
-/* Whatever is cut off a playlist, it is read or refused, and nothing else happens. */
+/* Whatever is cut off a playlist, it is read or refused_playlist, and nothing else happens. */
 TEST(Playlist, SurvivesBeingCutAnywhere)
 {
     const std::string whole =
         "#EXTM3U\n#EXTINF:-1 tvg-id=\"n\" tvg-chno=\"12\" group-title=\"G\",N\xC3\xA9\nhttp://a\n";
     for (size_t size = 0; size < whole.size(); size++) {
-        const std::string answer = refused(whole.substr(0, size));
+        const std::string answer = refused_playlist(whole.substr(0, size));
         EXPECT_EQ(answer == "accepted", size > whole.find("http")) << size << answer;
     }
 }

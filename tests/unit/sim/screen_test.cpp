@@ -15,13 +15,13 @@ using namespace sim;
 namespace
 {
 
-constexpr uint32_t evening = 1795292100;
+constexpr uint32_t quarter_past_eight = 1795292100;
 
 Guide evening_guide()
 {
     Guide guide;
-    guide.schedules["news"] = {{evening - 600, 1200, "Journal", "", ""},
-                               {evening + 600, 60, "Later", "", ""}};
+    guide.schedules["news"] = {{quarter_past_eight - 600, 1200, "Journal", "", ""},
+                               {quarter_past_eight + 600, 60, "Later", "", ""}};
     return guide;
 }
 
@@ -34,7 +34,7 @@ const Font &font()
 
 Canvas drawn(const Television &tv, const ScreenSize &size = {320, 180}, uint32_t now = 0)
 {
-    return draw_screen(screen_of(tv, evening, now), font(), size);
+    return draw_screen(screen_of(tv, quarter_past_eight, now), font(), size);
 }
 
 struct Picture {

@@ -20,7 +20,7 @@ ReadGuide read(const std::string &text)
     return parse_guide(text, two_channels());
 }
 
-std::string refused(const std::string &text)
+std::string refused_guide(const std::string &text)
 {
     try {
         read(text);
@@ -166,21 +166,21 @@ TEST(XmltvGuide, IsRefusedWithTheLineAndTheReason)
         {programme(times + "channel=\"zz\"", ""), "a programme without a title"},
     };
     for (const auto &row : rows) {
-        EXPECT_EQ(refused(tv(titled("Good") + row.programme)), "5: " + row.complaint);
+        EXPECT_EQ(refused_guide(tv(titled("Good") + row.programme)), "5: " + row.complaint);
     }
 }
 
 TEST(XmltvGuide, RefusesWhatIsNoXmlWithTheLine)
 {
-    EXPECT_EQ(refused(""), "1: a guide is one element <tv>");
-    EXPECT_EQ(refused("<html></html>"), "1: a guide is one element <tv>");
-    EXPECT_EQ(refused("#EXTM3U\n"), "1: this is no XML: expected <");
-    EXPECT_EQ(refused("<tv>\n\n</vt>\n"), "3: this is no XML: invalid closing tag name");
-    EXPECT_EQ(refused("<tv>\n<programme\n"), "3: this is no XML: expected >");
-    EXPECT_EQ(refused("<tv>\n<programme start=x>"), "2: this is no XML: expected ' or \"");
-    EXPECT_EQ(refused("<tv>\n"), "2: this is no XML: unexpected end of data");
-    EXPECT_EQ(refused("<tv>\n<a>\n\xFF</a></tv>"), "3: this is no UTF-8 text");
-    EXPECT_EQ(refused(std::string("<tv>\n\0</tv>", 11)), "2: this is no UTF-8 text");
+    EXPECT_EQ(refused_guide(""), "1: a guide is one element <tv>");
+    EXPECT_EQ(refused_guide("<html></html>"), "1: a guide is one element <tv>");
+    EXPECT_EQ(refused_guide("#EXTM3U\n"), "1: this is no XML: expected <");
+    EXPECT_EQ(refused_guide("<tv>\n\n</vt>\n"), "3: this is no XML: invalid closing tag name");
+    EXPECT_EQ(refused_guide("<tv>\n<programme\n"), "3: this is no XML: expected >");
+    EXPECT_EQ(refused_guide("<tv>\n<programme start=x>"), "2: this is no XML: expected ' or \"");
+    EXPECT_EQ(refused_guide("<tv>\n"), "2: this is no XML: unexpected end of data");
+    EXPECT_EQ(refused_guide("<tv>\n<a>\n\xFF</a></tv>"), "3: this is no UTF-8 text");
+    EXPECT_EQ(refused_guide(std::string("<tv>\n\0</tv>", 11)), "2: this is no UTF-8 text");
 }
 
 /* The parser goes one call deeper for each level. */
@@ -194,14 +194,14 @@ TEST(XmltvGuide, RefusesElementsThatLieTooDeep)
     for (int i = 0; i < 63; i++) {
         ends += "</a>";
     }
-    EXPECT_EQ(refused(deep + ends + "</tv>"), "accepted");
-    EXPECT_EQ(refused(deep + "\n<b></b>" + ends + "</tv>"),
+    EXPECT_EQ(refused_guide(deep + ends + "</tv>"), "accepted");
+    EXPECT_EQ(refused_guide(deep + "\n<b></b>" + ends + "</tv>"),
               "3: elements inside each other more than 64 deep");
     std::string hostile = "<tv>";
     for (int i = 0; i < 1000000; i++) {
         hostile += "<a>";
     }
-    EXPECT_EQ(refused(hostile), "1: elements inside each other more than 64 deep");
+    EXPECT_EQ(refused_guide(hostile), "1: elements inside each other more than 64 deep");
 }
 
 TEST(XmltvGuide, SurvivesBeingCutAnywhere)
@@ -209,12 +209,13 @@ TEST(XmltvGuide, SurvivesBeingCutAnywhere)
     const std::string whole = tv(titled("A &lt; <![CDATA[B]]>") + "<!-- no > -->" + titled("C"));
     const size_t end = whole.rfind('>');
     for (size_t size = 0; size < whole.size(); size++) {
-        const std::string answer = refused(whole.substr(0, size));
+        const std::string answer = refused_guide(whole.substr(0, size));
         EXPECT_EQ(answer == "accepted", size > end) << size << " " << answer;
     }
 }
 
-/* Whatever stands in the place of a byte, the guide is read or refused with one of its lines. */
+/* Whatever stands in the place of a byte, the guide is read or refused_guide with one of its lines.
+ */
 TEST(XmltvGuide, SurvivesEveryWrongByte)
 {
     const std::string whole = tv(titled("A &lt; &#65;<![CDATA[B]]>") + "<!-- no > -->");
@@ -224,7 +225,7 @@ TEST(XmltvGuide, SurvivesEveryWrongByte)
         for (const char letter : wrong) {
             std::string damaged = whole;
             damaged[at] = letter;
-            const std::string answer = refused(damaged);
+            const std::string answer = refused_guide(damaged);
             accepted += answer == "accepted" ? 1 : 0;
             EXPECT_TRUE(answer == "accepted" || (answer[0] >= '1' && answer[0] <= '7')) << answer;
         }
@@ -270,7 +271,7 @@ TEST(XmltvGuide, RefusesElementsThatLieTooDeepBehindADocumentType)
     for (int i = 0; i < 100000; i++) {
         hostile += "<a><!DOCTYPE x [></a>]>";
     }
-    EXPECT_EQ(refused(hostile), "1: elements inside each other more than 64 deep");
+    EXPECT_EQ(refused_guide(hostile), "1: elements inside each other more than 64 deep");
 }
 
 } // namespace
