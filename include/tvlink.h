@@ -540,6 +540,9 @@ typedef void (*IppLogSink)(int stream, const char *text, void *context);
  * 0 to 2 without reopening them, the lines may go to a phone. */
 TVLINK_API void ipp_set_log_sink(IppLogSink sink, void *context);
 
+/* A sink that takes no line. While it is set no line is formatted, so lines cost nothing. */
+TVLINK_API void ipp_log_discard(int stream, const char *text, void *context);
+
 /* Turns dumps of messages in the diagnostics on (non-zero) or off (0, the default). Any thread;
  * never blocks. */
 TVLINK_API void ipp_set_log_dumps(int on);

@@ -1,5 +1,6 @@
 #include "base/log.h"
 
+#include "base/line_format.h"
 #include "base/lock.h"
 
 #include <errno.h>
@@ -31,8 +32,14 @@ struct Backlog {
 const size_t BACKLOG_MAX = IPP_LOG_BACKLOG_MAX;
 const size_t BACKLOG_INITIAL = 4096;
 
+const size_t SHORT_LINE = 512; /* formatted on the stack */
+
+/* What to do with a line, known without a lock. */
+enum Destination { TO_STREAM, TO_SINK, NOWHERE };
+
 Lock sink_lock;
 Sink sink GUARDED_BY(sink_lock) = {nullptr, nullptr};
+int destination = TO_STREAM;
 int dumps_wanted = 0;
 __thread Backlog backlog = {0, nullptr, 0, 0};
 
@@ -65,37 +72,68 @@ static bool reserve(size_t size)
     return true;
 }
 
-static void append_to_backlog(int stream, const char *text)
+/* The bytes that the line takes in the backlog; it is there if there was room. */
+__attribute__((format(printf, 2, 0))) static size_t put_behind(int stream, const char *format,
+                                                               va_list values)
 {
-    const size_t size = strlen(text) + 2;
-    if (reserve(size)) {
-        backlog.bytes[backlog.used] = static_cast<char>(stream);
-        memcpy(backlog.bytes + backlog.used + 1, text, size - 1);
-        backlog.used += size;
+    const size_t room = backlog.size - backlog.used;
+    if (room == 0) {
+        return line_format(nullptr, 0, format, values) + 2;
     }
+    char *to = backlog.bytes + backlog.used;
+    *to = static_cast<char>(stream);
+    return line_format(to + 1, room - 1, format, values) + 2;
+}
+
+__attribute__((format(printf, 2, 0))) static void append_to_backlog(int stream, const char *format,
+                                                                    va_list values)
+{
+    const int reason = errno;
+    const size_t room = backlog.size - backlog.used;
+    const size_t size = put_behind(stream, format, values);
+    if (size <= room) {
+        backlog.used += size;
+    } else if (reserve(size)) {
+        errno = reason; /* which the line may contain */
+        backlog.used += put_behind(stream, format, values);
+    }
+}
+
+static void write_to_stream(int stream, const char *text)
+{
+    fputs(text, stream == IPP_LOG_ERR ? stderr : stdout);
 }
 
 /* The host may have removed the sink since the line was formatted. */
-static void deliver(const Sink *to, int stream, const char *text)
+static void deliver(int stream, const char *text)
 {
-    if (to->function != nullptr) {
-        to->function(stream, text, to->context);
+    const Sink to = current_sink();
+    if (to.function != nullptr) {
+        to.function(stream, text, to.context);
     } else {
-        fputs(text, stream == IPP_LOG_ERR ? stderr : stdout);
+        write_to_stream(stream, text);
     }
 }
 
-__attribute__((format(printf, 3, 0))) static void write_to_sink(const Sink *to, int stream,
-                                                                const char *format, va_list values)
+__attribute__((format(printf, 1, 0))) static char *long_line(const char *format, va_list values)
 {
     char *text = nullptr;
-    if (vasprintf(&text, format, values) < 0) {
+    return vasprintf(&text, format, values) < 0 ? nullptr : text;
+}
+
+__attribute__((format(printf, 3, 0))) static void
+write_now(void (*write)(int, const char *), int stream, const char *format, va_list values)
+{
+    const int reason = errno; /* which the line may contain */
+    char line[SHORT_LINE];
+    if (line_format(line, sizeof line, format, values) < sizeof line) {
+        write(stream, line);
         return;
     }
-    if (backlog.depth > 0) {
-        append_to_backlog(stream, text);
-    } else {
-        deliver(to, stream, text);
+    errno = reason;
+    char *text = long_line(format, values);
+    if (text != nullptr) {
+        write(stream, text);
     }
     free(text);
 }
@@ -104,11 +142,11 @@ __attribute__((format(printf, 2, 0))) static void write_line(int stream, const c
                                                              va_list values)
 {
     const int saved = errno;
-    const Sink to = current_sink();
-    if (to.function != nullptr) {
-        write_to_sink(&to, stream, format, values);
-    } else {
-        vfprintf(stream == IPP_LOG_ERR ? stderr : stdout, format, values);
+    const int to = __atomic_load_n(&destination, __ATOMIC_ACQUIRE);
+    if (to == TO_SINK && backlog.depth > 0) {
+        append_to_backlog(stream, format, values);
+    } else if (to != NOWHERE) {
+        write_now(to == TO_SINK ? deliver : write_to_stream, stream, format, values);
     }
     errno = saved;
 }
@@ -161,9 +199,8 @@ void log_release()
     backlog.bytes = nullptr; /* the sink may call the library, which may print */
     backlog.used = 0;
     backlog.size = 0;
-    const Sink to = current_sink();
     for (size_t at = 0; at < used; at += strlen(bytes + at + 1) + 2) {
-        deliver(&to, bytes[at], bytes + at + 1);
+        deliver(bytes[at], bytes + at + 1);
     }
     free(bytes);
     errno = saved;
@@ -178,7 +215,13 @@ void ipp_set_log_sink(IppLogSink function, void *context)
 {
     lock_take(&sink_lock);
     sink = {function, context};
+    const Destination other = function == nullptr ? TO_STREAM : TO_SINK;
+    __atomic_store_n(&destination, function == ipp_log_discard ? NOWHERE : other, __ATOMIC_RELEASE);
     lock_release(&sink_lock);
+}
+
+void ipp_log_discard(int, const char *, void *)
+{
 }
 
 void ipp_set_log_dumps(int on)

@@ -98,6 +98,22 @@ TEST_F(Log, GivesTheSinkTheVeryTextAndItsStream)
     EXPECT_EQ(streams.out() + streams.err(), "");
 }
 
+TEST_F(Log, FormatsNothingForTheSinkThatTakesNoLine)
+{
+    const CapturedStreams streams;
+    ipp_set_log_sink(ipp_log_discard, nullptr);
+    const char *const unreadable = reinterpret_cast<const char *>(1);
+    log_out("%s\n", unreadable);
+    log_hold();
+    log_err("%s\n", unreadable);
+    log_release();
+    ipp_log_discard(IPP_LOG_OUT, "a line", nullptr);
+    ipp_set_log_sink(nullptr, nullptr);
+    log_out("again\n");
+    EXPECT_EQ(streams.out(), "again\n");
+    EXPECT_EQ(streams.err(), "");
+}
+
 TEST_F(Log, StreamsAreNumberedAsTheSystemNumbersThem)
 {
     EXPECT_EQ(IPP_LOG_OUT, STDOUT_FILENO);
