@@ -1,10 +1,12 @@
-#include "tvlink/heartbeat.h"
+#include "link/heartbeat.h"
 
 #include "base/clock.h"
 #include "base/log.h"
 #include "link/registry.h"
 #include "link/send.h"
 #include "wire/frame.h"
+
+#include <stdlib.h>
 
 static const char HEART[] = {'H', 'E', 'A', 'R', 'T'};
 static const uint32_t HEARTBEAT_EVERY_S = 6;
@@ -14,7 +16,7 @@ int device_heartbeat(CtrlPoint *cp)
     return tcp_sendback(cp, FRAME_HEARTBEAT, HEART, sizeof HEART);
 }
 
-int check_ctrlpoint_timeout()
+bool heartbeat_drop_idle()
 {
     registry_lock();
     int32_t limit = 300; /* ignored by ctrlpoint_is_idle */
@@ -24,6 +26,12 @@ int check_ctrlpoint_timeout()
         log_out("zqt===  info: a CtrlPoint timeout, remove ok!\n");
     }
     registry_unlock();
+    return idle != nullptr;
+}
+
+int check_ctrlpoint_timeout()
+{
+    heartbeat_drop_idle();
     return 0;
 }
 
@@ -39,9 +47,11 @@ static bool begin_if_due(const Broadcast *, CtrlPoint *record, int)
 
 int check_ctrlpoint_heart()
 {
-    const Broadcast heartbeat = {FRAME_HEARTBEAT, HEART, sizeof HEART, &SENDBACK, begin_if_due};
+    const Frame frame = frame_build(FRAME_HEARTBEAT, HEART, sizeof HEART);
+    const Broadcast heartbeat = {frame, 0, &SENDBACK, begin_if_due};
     registry_lock();
     send_broadcast(&heartbeat);
     registry_unlock();
+    free(frame.bytes);
     return 0;
 }

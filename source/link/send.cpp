@@ -22,11 +22,6 @@ const SendTrace SENDBACKALL = {"tcp_sendbackall", 167, 177};
 namespace
 {
 
-struct Frame {
-    uint8_t *bytes; /* null: memory was out, or an argument bad */
-    uint32_t size;
-};
-
 /* A frame on its way to one connection, whose send lock is held from the first byte to the last. */
 struct Sending {
     Connection to;
@@ -42,13 +37,6 @@ struct Sending {
 enum Progress { SENT, FULL, FAILED };
 
 } // namespace
-
-static Frame build(int type, const void *payload, int32_t length)
-{
-    Frame frame = {nullptr, 0};
-    frame.bytes = frame_build(static_cast<uint8_t>(type), payload, length, &frame.size);
-    return frame;
-}
 
 static Sending begin(CtrlPoint *cp, Frame frame, const SendTrace *trace)
 {
@@ -164,26 +152,38 @@ static void end(const Sending *sending, bool sent)
 
 static bool send_to(CtrlPoint *cp, Frame frame, const SendTrace *trace)
 {
+    if (cp == nullptr || frame.bytes == nullptr) {
+        return false;
+    }
     Sending sending = begin(cp, frame, trace);
     const bool sent = send_whole(&sending);
     end(&sending, sent);
     return sent;
 }
 
+int send_frame(CtrlPoint *cp, Frame frame)
+{
+    return send_to(cp, frame, &SENDBACK) ? 1 : -1;
+}
+
 int tcp_sendback(CtrlPoint *cp, int type, const void *payload, int32_t length)
 {
-    const Frame frame = cp == nullptr ? Frame{nullptr, 0} : build(type, payload, length);
-    const bool sent = frame.bytes != nullptr && send_to(cp, frame, &SENDBACK);
+    const Frame frame = frame_build(static_cast<uint8_t>(type), payload, length);
+    const int result = send_frame(cp, frame);
     free(frame.bytes);
-    return sent ? 1 : -1;
+    return result;
 }
 
 /* ---- Under the registry lock */
 
-static void print_begin(const void *payload, int32_t length)
+static void print_begin(int third)
 {
-    const int third = length > 2 ? static_cast<const uint8_t *>(payload)[2] : 0;
     log_out("  %s %d,ack =%d\n", "tcp_sendbackall", 140, third);
+}
+
+static int third_byte(const void *payload, int32_t length)
+{
+    return length > 2 ? static_cast<const uint8_t *>(payload)[2] : 0;
 }
 
 int tcp_sendbackall(CtrlPoint *cp, int type, const void *payload, int32_t length)
@@ -191,9 +191,9 @@ int tcp_sendbackall(CtrlPoint *cp, int type, const void *payload, int32_t length
     if (cp == nullptr || payload == nullptr || length < 0) {
         return -1;
     }
-    print_begin(payload, length);
-    const Frame frame = build(type, payload, length);
-    const bool sent = frame.bytes != nullptr && send_to(cp, frame, &SENDBACKALL);
+    print_begin(third_byte(payload, length));
+    const Frame frame = frame_build(static_cast<uint8_t>(type), payload, length);
+    const bool sent = send_to(cp, frame, &SENDBACKALL);
     free(frame.bytes);
     return sent ? 1 : -1;
 }
@@ -243,7 +243,7 @@ static uint32_t try_again(Sending *stalled, uint32_t count)
 
 void send_broadcast(const Broadcast *broadcast)
 {
-    const Frame frame = build(broadcast->type, broadcast->payload, broadcast->length);
+    const Frame frame = broadcast->frame;
     const size_t room = guard_send_stall_ms() == 0 ? 0 : registry_list()->count;
     Sending *stalled = static_cast<Sending *>(room == 0 ? nullptr : malloc(room * sizeof *stalled));
     uint32_t count = 0;
@@ -269,14 +269,21 @@ void send_broadcast(const Broadcast *broadcast)
         count = try_again(stalled, count);
     }
     free(stalled);
-    free(frame.bytes);
 }
 
 static bool begin_event(const Broadcast *event, CtrlPoint *record, int number)
 {
     log_out("zqt fd:%d num:%d ip:%x\n", record->fd, number, record->peer_addr);
-    print_begin(event->payload, event->length);
+    print_begin(event->third_byte);
     return true;
+}
+
+void send_event(Frame frame, int third_byte)
+{
+    const Broadcast event = {frame, third_byte, &SENDBACKALL, begin_event};
+    registry_lock();
+    send_broadcast(&event);
+    registry_unlock();
 }
 
 void sendto_all_ctrlpoint(int type, const void *payload, int32_t length)
@@ -284,8 +291,7 @@ void sendto_all_ctrlpoint(int type, const void *payload, int32_t length)
     if (payload == nullptr || length < 1) {
         return;
     }
-    const Broadcast event = {type, payload, length, &SENDBACKALL, begin_event};
-    registry_lock();
-    send_broadcast(&event);
-    registry_unlock();
+    const Frame frame = frame_build(static_cast<uint8_t>(type), payload, length);
+    send_event(frame, third_byte(payload, length));
+    free(frame.bytes);
 }

@@ -1,8 +1,9 @@
-/* Sending one frame to all connections. */
+/* Sending one frame to one connection, or to all. */
 #pragma once
 
 #include "link/connection.h"
 #include "tvlink/reply.h"
+#include "wire/frame.h"
 
 /* The diagnostic lines of a send: they name the exported function. */
 struct SendTrace {
@@ -14,15 +15,20 @@ struct SendTrace {
 extern const SendTrace SENDBACK;
 extern const SendTrace SENDBACKALL;
 
+/* tcp_sendback for a frame that has been built. */
+int send_frame(CtrlPoint *cp, Frame frame);
+
 struct Broadcast {
-    int type;
-    const void *payload;
-    int32_t length;
+    Frame frame;    /* without bytes: everything but the sending is done */
+    int third_byte; /* of the payload, for the lines of events */
     const SendTrace *trace;
 
     /* Called for each listed record in turn; false: it is left out. */
     bool (*begin)(const Broadcast *broadcast, CtrlPoint *record, int number);
 };
+
+/* sendto_all_ctrlpoint for a frame that has been built. */
+void send_event(Frame frame, int third_byte);
 
 /* Sends the frame to one listed record after the other and removes those that fail, under the
  * registry lock. With the guard's send_stall_ms everybody is tried before anybody is waited for,

@@ -1,7 +1,7 @@
 #include "methods/replies.h"
 
+#include "link/send.h"
 #include "tvlink/dump.h"
-#include "tvlink/frame.h"
 #include "tvlink/reply.h"
 
 #include <stdlib.h>
@@ -27,11 +27,10 @@ static int send_result(CtrlPoint *cp, RequestReader *args, uint8_t result)
 {
     request_release(args);
     if (args->has_code) {
-        uint8_t bytes[3];
-        PayloadBuilder payload = payload_on(bytes, sizeof bytes);
+        PayloadBuilder payload = payload_begin(3);
         put_u16(&payload, args->code);
         put_u8(&payload, result);
-        tcp_sendback(cp, FRAME_SET_REPLY, bytes, sizeof bytes);
+        reply_payload(cp, &payload, FRAME_SET_REPLY);
     }
     return args->failed ? -1 : 0;
 }
@@ -48,34 +47,35 @@ int reply_zero(CtrlPoint *cp, RequestReader *args)
 
 /* ---- Get replies */
 
-static int send_number(CtrlPoint *cp, RequestReader *args, uint8_t tag, uint32_t value,
-                       int32_t width)
+static void send_number(CtrlPoint *cp, RequestReader *args, uint8_t tag, uint32_t value,
+                        uint32_t width)
 {
     request_release(args);
     if (args->has_code) {
-        uint8_t bytes[8];
-        PayloadBuilder payload = payload_on(bytes, sizeof bytes);
-        put_u8(&payload, 1);
-        put_attribute(&payload, args->code, tag);
-        put_u32(&payload, value);
-        tcp_sendback(cp, FRAME_GET_REPLY, bytes, 4 + width);
+        PayloadBuilder payload = payload_begin_value(args->code, tag, width);
+        uint8_t bytes[4];
+        store_u32(bytes, value);
+        put_bytes(&payload, bytes, width);
+        reply_payload(cp, &payload, FRAME_GET_REPLY);
     }
-    return 0;
 }
 
 int reply_u8(CtrlPoint *cp, RequestReader *args, int value)
 {
-    return send_number(cp, args, TAG_U8, static_cast<uint32_t>(value), 1);
+    send_number(cp, args, TAG_U8, static_cast<uint32_t>(value), 1);
+    return 0;
 }
 
 int reply_port(CtrlPoint *cp, RequestReader *args, uint16_t port)
 {
-    return send_number(cp, args, TAG_PORT, port, 2);
+    send_number(cp, args, TAG_PORT, port, 2);
+    return 0;
 }
 
 int reply_u32(CtrlPoint *cp, RequestReader *args, uint32_t value)
 {
-    return send_number(cp, args, TAG_U32, value, 4);
+    send_number(cp, args, TAG_U32, value, 4);
+    return 0;
 }
 
 int reply_empty_list(CtrlPoint *cp, RequestReader *args, uint8_t tag)
@@ -88,23 +88,22 @@ int reply_empty(CtrlPoint *cp, RequestReader *args)
 {
     request_release(args);
     if (args->has_code) {
-        uint8_t bytes[3];
-        PayloadBuilder payload = payload_on(bytes, sizeof bytes);
+        PayloadBuilder payload = payload_begin(3);
         put_u8(&payload, 1);
         put_u16(&payload, args->code);
-        tcp_sendback(cp, FRAME_GET_REPLY, bytes, sizeof bytes);
+        reply_payload(cp, &payload, FRAME_GET_REPLY);
     }
     return -1;
 }
 
 int reply_payload(CtrlPoint *cp, PayloadBuilder *payload, uint8_t frame_type)
 {
-    if (payload->bytes == nullptr) {
+    const Frame frame = payload_frame(payload, frame_type);
+    if (frame.bytes == nullptr) {
         return -1;
     }
-    tcp_sendback(cp, frame_type, payload->bytes, static_cast<int32_t>(payload->size));
-    free(payload->bytes);
-    payload->bytes = nullptr;
+    send_frame(cp, frame);
+    payload_free(payload);
     return 0;
 }
 
@@ -112,7 +111,7 @@ int reply_payload_or_empty(CtrlPoint *cp, RequestReader *args, PayloadBuilder *p
 {
     request_release(args);
     if (!args->has_code) {
-        free(payload->bytes);
+        payload_free(payload);
         return -1;
     }
     return reply_payload(cp, payload, FRAME_GET_REPLY) == 0 ? 0 : reply_empty(cp, args);
@@ -128,7 +127,7 @@ int reply_text(CtrlPoint *cp, RequestReader *args, const char *text)
 
 char *lend_buffer(RequestReader *args, uint32_t size)
 {
-    char *buffer = args->failed ? nullptr : static_cast<char *>(calloc(1, size_t{size} + 1));
+    char *buffer = args->failed ? nullptr : payload_lend_text(size);
     if (buffer == nullptr && !args->failed) {
         args->failed = true;
         args->out_of_memory = true;
@@ -138,10 +137,12 @@ char *lend_buffer(RequestReader *args, uint32_t size)
 
 int reply_answer(CtrlPoint *cp, RequestReader *args, int result, char *answer)
 {
-    const bool answered = answer != nullptr && result >= 0;
-    const int sent = answered ? reply_text(cp, args, answer) : reply_empty(cp, args);
-    free(answer);
-    return sent;
+    if (answer == nullptr || result < 0) {
+        payload_lent_free(answer);
+        return reply_empty(cp, args);
+    }
+    PayloadBuilder payload = payload_of_lent_text(args->code, answer);
+    return reply_payload_or_empty(cp, args, &payload);
 }
 
 /* Dumps the first 50 bytes of a reply; zeros stand for what it has less. */

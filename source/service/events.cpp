@@ -1,10 +1,8 @@
 #include "base/log.h"
+#include "link/send.h"
 #include "tvlink.h"
-#include "tvlink/frame.h"
-#include "tvlink/reply.h"
 #include "wire/payload_builder.h"
 
-#include <stdlib.h>
 #include <string.h>
 
 namespace
@@ -76,13 +74,14 @@ static int32_t report(const Event *event, const EventTrace *trace)
     if ((event->data == nullptr && event->data_length > 0) || size > PAYLOAD_MAX) {
         return -1;
     }
-    const PayloadBuilder payload = payload_of(event, size);
-    if (payload.bytes == nullptr) {
+    PayloadBuilder payload = payload_of(event, size);
+    const Frame frame = payload_frame(&payload, FRAME_EVENT);
+    if (frame.bytes == nullptr) {
         return -1;
     }
-    sendto_all_ctrlpoint(FRAME_EVENT, payload.bytes, static_cast<int32_t>(payload.size));
+    send_event(frame, payload.bytes[2]);
     log_out("%s %d   \n", trace->function, trace->last_line);
-    free(payload.bytes);
+    payload_free(&payload);
     return 0;
 }
 

@@ -46,30 +46,64 @@ uint32_t frame_length(const uint8_t *frame)
     return load_u32(frame + FRAME_LENGTH_OFFSET);
 }
 
-static uint8_t checksum(const uint8_t *bytes, uint32_t size)
+/* Sums eight bytes at a time: those at even and those at odd places each in four lanes of 16 bits,
+ * which 128 words cannot overflow. */
+static uint32_t sum_of_words(const uint8_t *bytes, uint32_t words)
 {
-    uint32_t sum = 0;
-    for (uint32_t i = 0; i < size; i++) {
-        sum += bytes[i];
+    const uint64_t EVEN = 0x00FF00FF00FF00FFU;
+    const uint64_t LOW_LANES = 0x0000FFFF0000FFFFU;
+    uint64_t lanes = 0;
+    for (uint32_t i = 0; i < words; i++) {
+        uint64_t word;
+        memcpy(&word, bytes + 8 * i, sizeof word);
+        lanes += (word & EVEN) + (word >> 8 & EVEN);
     }
-    return static_cast<uint8_t>(sum);
+    lanes = (lanes & LOW_LANES) + (lanes >> 16 & LOW_LANES);
+    return static_cast<uint32_t>(lanes) + static_cast<uint32_t>(lanes >> 32);
 }
 
-uint8_t *frame_build(uint8_t type, const void *payload, int32_t length, uint32_t *size)
+static uint32_t sum(const uint8_t *bytes, uint32_t size)
+{
+    const uint32_t WORDS_AT_ONCE = 128;
+    uint32_t total = 0;
+    uint32_t done = 0;
+    while (size - done >= 8) {
+        const uint32_t left = (size - done) / 8;
+        const uint32_t words = left < WORDS_AT_ONCE ? left : WORDS_AT_ONCE;
+        total += sum_of_words(bytes + done, words);
+        done += 8 * words;
+    }
+    for (; done < size; done++) {
+        total += bytes[done];
+    }
+    return total;
+}
+
+/* Zeros need not be summed. */
+void frame_complete(uint8_t *frame, uint8_t type, uint32_t size)
+{
+    const uint32_t end = size - FRAME_OVERHEAD + FRAME_PAYLOAD_OFFSET; /* of the payload */
+    memset(frame, MAGIC, FRAME_LENGTH_OFFSET);
+    store_u32(frame + FRAME_LENGTH_OFFSET, size);
+    memset(frame + FRAME_LENGTH_END, 0, FRAME_BODY_OFFSET - FRAME_LENGTH_END);
+    frame[FRAME_BODY_OFFSET] = type;
+    memset(frame + end, 0, size - end);
+    const uint32_t total =
+        sum(frame, FRAME_LENGTH_END) + sum(frame + FRAME_BODY_OFFSET, end - FRAME_BODY_OFFSET);
+    frame[size - 1] = static_cast<uint8_t>(total);
+}
+
+Frame frame_build(uint8_t type, const void *payload, int32_t length)
 {
     if (payload == nullptr || length < 0 || length > INT32_MAX - FRAME_OVERHEAD) {
-        return nullptr;
+        return {nullptr, 0};
     }
-    const uint32_t total = static_cast<uint32_t>(length) + FRAME_OVERHEAD;
-    uint8_t *frame = static_cast<uint8_t *>(calloc(1, total));
-    if (frame == nullptr) {
-        return nullptr;
+    const uint32_t size = static_cast<uint32_t>(length) + FRAME_OVERHEAD;
+    uint8_t *bytes = static_cast<uint8_t *>(calloc(1, size));
+    if (bytes == nullptr) {
+        return {nullptr, 0};
     }
-    memset(frame, MAGIC, FRAME_LENGTH_OFFSET);
-    store_u32(frame + FRAME_LENGTH_OFFSET, total);
-    frame[FRAME_BODY_OFFSET] = type;
-    memcpy(frame + FRAME_PAYLOAD_OFFSET, payload, static_cast<size_t>(length));
-    frame[total - 1] = checksum(frame, total);
-    *size = total;
-    return frame;
+    memcpy(bytes + FRAME_PAYLOAD_OFFSET, payload, static_cast<size_t>(length));
+    frame_complete(bytes, type, size);
+    return {bytes, size};
 }

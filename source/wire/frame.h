@@ -13,6 +13,15 @@ void store_u32(uint8_t *to, uint32_t value);
 /* The announced length of a frame of which at least FRAME_LENGTH_END bytes are there. */
 uint32_t frame_length(const uint8_t *frame);
 
-/* A whole frame around the payload, on the heap, its size in `size`. Null when the payload is null,
- * its length negative or too large for the length field, or when memory is out. */
-uint8_t *frame_build(uint8_t type, const void *payload, int32_t length, uint32_t *size);
+/* Bytes on their way. */
+struct Frame {
+    uint8_t *bytes; /* null: an argument was bad, or memory out */
+    uint32_t size;
+};
+
+/* A whole frame around a copy of the payload, on the heap. None when the payload is null, its
+ * length negative or too large for the length field, or when memory is out. */
+Frame frame_build(uint8_t type, const void *payload, int32_t length);
+
+/* Writes all of a frame of this size but its payload, which is there. */
+void frame_complete(uint8_t *frame, uint8_t type, uint32_t size);

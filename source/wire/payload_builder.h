@@ -2,10 +2,11 @@
 #pragma once
 
 #include "protocol/tags.h"
-#include "tvlink/frame.h"
+#include "wire/frame.h"
 
 #include <stdint.h>
 
+/* On the heap, with room for the rest of its frame around it, so that it is sent without a copy. */
 struct PayloadBuilder {
     uint8_t *bytes; /* null when memory is out: what is put is dropped, sending fails */
     uint32_t size;
@@ -18,8 +19,16 @@ const uint32_t PAYLOAD_MAX = INT32_MAX - FRAME_OVERHEAD;
 /* Makes room for `size` bytes, all zero; none above PAYLOAD_MAX. */
 PayloadBuilder payload_begin(uint64_t size);
 
-/* Builds in the caller's bytes, which are zeroed; there is nothing to free. */
-PayloadBuilder payload_on(uint8_t *bytes, uint32_t size);
+/* The frame of this type around the payload; it lives as long as the payload. */
+Frame payload_frame(const PayloadBuilder *payload, uint8_t type);
+
+void payload_free(PayloadBuilder *payload);
+
+/* A zeroed buffer in which a host writes a text of at most `size` bytes, and one more byte; null
+ * when memory is out. payload_of_lent_text() sends it, payload_lent_free() drops it. */
+char *payload_lend_text(uint32_t size);
+PayloadBuilder payload_of_lent_text(uint16_t code, char *text);
+void payload_lent_free(char *text);
 
 /* A reply of one attribute whose value has `value_size` bytes; what comes next is the value. */
 PayloadBuilder payload_begin_value(uint16_t code, uint8_t tag, uint64_t value_size);

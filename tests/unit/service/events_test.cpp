@@ -6,6 +6,7 @@
 #include "support/system_calls.h"
 #include "tvlink/frame.h"
 #include "tvlink/registry.h"
+#include "tvlink/reply.h"
 #include "tvlink/tcp_server.h"
 
 #include <gtest/gtest.h>
@@ -291,14 +292,15 @@ TEST_F(Events, AreNotSentWhenMemoryIsOut)
     EXPECT_EVENT(phone, "03 00 04 03 04 00 08 00 00 00 00 0C 00 00 00 00");
 }
 
-TEST_F(Events, MissAPhoneForWhichThereIsNoFrame)
+TEST_F(Events, MissEverybodyButDropNobodyWithoutMemoryForTheFrame)
 {
     const CapturedLines lines;
     const Descriptor first = connect_phone();
     const Descriptor second = connect_phone();
     WatchedCall memory(system_calloc);
-    memory.fail(ENOMEM, 2); /* the payload is made first, then the frame for everybody */
-    EXPECT_EQ(ipp_report_dev_event(1, 2, nullptr, nullptr, 0), 0);
+    memory.fail(ENOMEM);
+    sendto_all_ctrlpoint(FRAME_EVENT, "\1\2\3", 3);
+    EXPECT_EQ(lines.count("  tcp_sendbackall 140,ack =3\n"), 2u) << "they are told all the same";
     EXPECT_EQ(ipp_report_dev_event(3, 4, nullptr, nullptr, 0), 0);
     EXPECT_EVENT(first, "03 00 04 03 04 00 08 00 00 00 00 0C 00 00 00 00");
     EXPECT_EVENT(second, "03 00 04 03 04 00 08 00 00 00 00 0C 00 00 00 00");

@@ -15,15 +15,11 @@ namespace
 
 Bytes built(uint8_t type, const Bytes &payload)
 {
-    uint32_t size = 0;
-    uint8_t *frame =
+    const Frame frame =
         frame_build(type, payload.empty() ? "" : static_cast<const void *>(&payload[0]),
-                    static_cast<int32_t>(payload.size()), &size);
-    if (frame == nullptr) {
-        return {};
-    }
-    const Bytes result(frame, frame + size);
-    free(frame);
+                    static_cast<int32_t>(payload.size()));
+    const Bytes result(frame.bytes, frame.bytes + frame.size);
+    free(frame.bytes);
     return result;
 }
 
@@ -105,27 +101,45 @@ TEST(Frame, SumsItsBytesModulo256)
     EXPECT_EQ(built(0x00, {0xFF}).back(), 0x37);
 }
 
+TEST(Frame, EndsInTheSumOfPayloadsOfEverySizeAndAlignment)
+{
+    Bytes payload;
+    for (uint32_t i = 0; i < 3000; i++) {
+        payload.push_back(i % 7 == 0 ? uint8_t{0xFF} : static_cast<uint8_t>(i * 31));
+    }
+    for (size_t first = 0; first < 9; first++) {
+        for (const size_t size : {0u, 1u, 6u, 7u, 8u, 9u, 15u, 1023u, 1024u, 1025u, 1032u, 2990u}) {
+            const Bytes part(payload.begin() + static_cast<long>(first),
+                             payload.begin() + static_cast<long>(first + size));
+            const Frame frame =
+                frame_build(FRAME_GET_REPLY, payload.data() + first, static_cast<int32_t>(size));
+            EXPECT_TRUE(Bytes(frame.bytes, frame.bytes + frame.size) ==
+                        wire_frame(FRAME_GET_REPLY, part))
+                << first << " " << size;
+            free(frame.bytes);
+        }
+    }
+    EXPECT_TRUE(built(FRAME_GET_REPLY, Bytes(100000, 0xFF)) ==
+                wire_frame(FRAME_GET_REPLY, Bytes(100000, 0xFF)));
+}
+
 TEST(Frame, IsNotBuiltWithoutAPayload)
 {
-    uint32_t size = 4711;
-    EXPECT_EQ(frame_build(FRAME_EVENT, nullptr, 0, &size), nullptr);
-    EXPECT_EQ(frame_build(FRAME_EVENT, nullptr, 5, &size), nullptr);
-    EXPECT_EQ(frame_build(FRAME_EVENT, "", -1, &size), nullptr);
-    EXPECT_EQ(frame_build(FRAME_EVENT, "", INT32_MIN, &size), nullptr);
-    EXPECT_EQ(size, 4711u);
+    EXPECT_EQ(frame_build(FRAME_EVENT, nullptr, 0).bytes, nullptr);
+    EXPECT_EQ(frame_build(FRAME_EVENT, nullptr, 5).bytes, nullptr);
+    EXPECT_EQ(frame_build(FRAME_EVENT, "", -1).bytes, nullptr);
+    EXPECT_EQ(frame_build(FRAME_EVENT, "", INT32_MIN).bytes, nullptr);
 }
 
 TEST(Frame, IsBuiltOnlyWhenItsLengthFitsASigned32BitNumber)
 {
     WatchedCall memory(system_calloc);
     memory.fail(ENOMEM, 1, 10);
-    uint32_t size = 4711;
-    EXPECT_EQ(frame_build(FRAME_EVENT, "", INT32_MAX, &size), nullptr);
-    EXPECT_EQ(frame_build(FRAME_EVENT, "", INT32_MAX - 71, &size), nullptr);
+    EXPECT_EQ(frame_build(FRAME_EVENT, "", INT32_MAX).bytes, nullptr);
+    EXPECT_EQ(frame_build(FRAME_EVENT, "", INT32_MAX - 71).bytes, nullptr);
     EXPECT_EQ(memory.calls(), 0);
-    EXPECT_EQ(frame_build(FRAME_EVENT, "", INT32_MAX - 72, &size), nullptr);
+    EXPECT_EQ(frame_build(FRAME_EVENT, "", INT32_MAX - 72).bytes, nullptr);
     EXPECT_EQ(memory.calls(), 1) << "the longest frame is refused";
-    EXPECT_EQ(size, 4711u);
 }
 
 TEST(Frame, IsNullWhenMemoryIsOut)
