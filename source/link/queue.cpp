@@ -1,6 +1,5 @@
-#include "tvlink/queue.h"
-
 #include "base/log.h"
+#include "link/work_queues.h"
 
 #include <stdint.h>
 #include <stdlib.h>
@@ -52,7 +51,24 @@ void freeQueue(Queue *queue)
     }
 }
 
+static uint32_t host_changes = 0;
+
+uint32_t queue_host_changes()
+{
+    return __atomic_load_n(&host_changes, __ATOMIC_ACQUIRE);
+}
+
+/* Counted before and after: whoever reads the same number twice has seen a whole change, or none.
+ */
 int enqueue(Queue *queue, void *element)
+{
+    __atomic_add_fetch(&host_changes, 1, __ATOMIC_ACQ_REL);
+    const int result = queue_put(queue, element);
+    __atomic_add_fetch(&host_changes, 1, __ATOMIC_ACQ_REL);
+    return result;
+}
+
+int queue_put(Queue *queue, void *element)
 {
     if (queue == nullptr) {
         return -1;

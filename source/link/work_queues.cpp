@@ -35,7 +35,7 @@ bool work_queue_post(const WorkQueue *work, void *item)
 {
     log_hold();
     lock_take(work->producer_lock, &producer_mutex);
-    const bool queued = enqueue(to_fill(work), item) == 0;
+    const bool queued = queue_put(to_fill(work), item) == 0;
     lock_release(work->producer_lock, &producer_mutex);
     log_release();
     if (queued) {
@@ -65,13 +65,22 @@ static bool has_body(const Queue *queue, const uint8_t *body)
     return false;
 }
 
-bool work_queue_has_body(const WorkQueue *work, const uint8_t *body)
+/* The host's changes that are known to have left the queue. */
+static uint32_t changes_gone = 0;
+
+/* Looks only while something that the host has queued may be there. */
+bool request_queue_has_body(const uint8_t *body)
 {
-    if (queueIsEmpty(*work->queue) != 0) {
+    const uint32_t changes = queue_host_changes();
+    if (changes == changes_gone) {
         return false;
     }
-    lock_take(work->consumer_lock, &consumer_mutex);
-    const bool found = has_body(to_empty(work), body);
-    lock_release(work->consumer_lock, &consumer_mutex);
+    if (queueIsEmpty(*REQUEST_QUEUE.queue) != 0) {
+        changes_gone = changes;
+        return false;
+    }
+    lock_take(REQUEST_QUEUE.consumer_lock, &consumer_mutex);
+    const bool found = has_body(to_empty(&REQUEST_QUEUE), body);
+    lock_release(REQUEST_QUEUE.consumer_lock, &consumer_mutex);
     return found;
 }

@@ -94,7 +94,7 @@ static void finish_request(CtrlPoint *item)
     if (!connection_is_stale(item)) {
         run_request(item);
     }
-    if (!work_queue_has_body(&REQUEST_QUEUE, item->rx_buf)) {
+    if (!request_queue_has_body(item->rx_buf)) {
         free(item->rx_buf);
     }
     free(item);

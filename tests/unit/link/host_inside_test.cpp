@@ -175,7 +175,10 @@ void queue_again(const CtrlPoint *item, const Bytes &body, bool with_own_body)
         copy->rx_buf = static_cast<uint8_t *>(std::malloc(body.size()));
         std::memcpy(copy->rx_buf, body.data(), body.size());
     }
-    EXPECT_TRUE(work_queue_post(&REQUEST_QUEUE, copy));
+    pthread_mutex_lock(&devCallBackMutex);
+    EXPECT_EQ(enqueue(devCallBackQueue, copy), 0);
+    pthread_mutex_unlock(&devCallBackMutex);
+    sem_post(&devCallBackSem);
 }
 
 } // namespace
