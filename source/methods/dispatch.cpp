@@ -16,25 +16,6 @@ namespace
 
 typedef int (*Handler)(CtrlPoint *cp, uint8_t *request, int32_t length);
 
-struct Route {
-    Kind kind;
-    uint16_t first_code;
-    uint16_t last_code;
-    Handler handler;
-};
-
-/* Every operation that a method code reaches. */
-const Route ROUTES[] = {
-#define ROUTE_GET(first, last, name) {KIND_GET, first, last, handle_##name},
-#define ROUTE_SET(first, last, name) {KIND_SET, first, last, handle_##name},
-#define ROUTE_STRING(first, last, name) {KIND_STRING, first, last, handle_##name},
-#define ROUTE_INFO(first, last, name)
-#define ROUTE_DIRECT(first, last, name)
-#define OPERATION(family, kind, first, last, slot, name, ...) ROUTE_##kind(first, last, name)
-#define SLOTLESS(family, kind, first, last, name, ...) ROUTE_##kind(first, last, name)
-#include "protocol/operations.def"
-};
-
 enum CallKind {
     CALL_DEVICE_INFO = 0,
     CALL_METHOD = 1,
@@ -47,16 +28,36 @@ static bool is_refused(const CtrlPoint *cp, const uint8_t *body, int32_t length)
     return cp == nullptr || body == nullptr || length <= 0;
 }
 
-/* The handler for the request's method code; null when there is none, or no whole code. */
+static constexpr uint32_t route(Kind kind, uint16_t code)
+{
+    return uint32_t{kind} << 16 | code;
+}
+
+/* The handler for a request; null when there is none. A code that is given to two operations does
+ * not compile. */
+static Handler handler_of(uint32_t wanted)
+{
+    switch (wanted) {
+#define ROUTE(kind, first, last, name)                                                             \
+    case route(kind, first)... route(kind, last):                                                  \
+        return handle_##name;
+#define ROUTE_GET(first, last, name) ROUTE(KIND_GET, first, last, name)
+#define ROUTE_SET(first, last, name) ROUTE(KIND_SET, first, last, name)
+#define ROUTE_STRING(first, last, name) ROUTE(KIND_STRING, first, last, name)
+#define ROUTE_INFO(first, last, name)
+#define ROUTE_DIRECT(first, last, name)
+#define OPERATION(family, kind, first, last, slot, name, ...) ROUTE_##kind(first, last, name)
+#define SLOTLESS(family, kind, first, last, name, ...) ROUTE_##kind(first, last, name)
+#include "protocol/operations.def"
+    default:
+        return nullptr;
+    }
+}
+
+/* Null also for a request without a whole code. */
 static Handler find_handler(Kind kind, const RequestReader &request)
 {
-    for (const Route &route : ROUTES) {
-        if (request.has_code && route.kind == kind && request.code >= route.first_code &&
-            request.code <= route.last_code) {
-            return route.handler;
-        }
-    }
-    return nullptr;
+    return request.has_code ? handler_of(route(kind, request.code)) : nullptr;
 }
 
 static void call(Handler handler, CtrlPoint *cp, uint8_t *request, int32_t length)
