@@ -1,10 +1,23 @@
-#include "tvlink/list.h"
+#include "link/registry.h"
 
 #include <stdlib.h>
+
+static uint32_t changes = 0;
+
+uint32_t list_changes()
+{
+    return __atomic_load_n(&changes, __ATOMIC_RELAXED);
+}
+
+static void count_change()
+{
+    __atomic_add_fetch(&changes, 1, __ATOMIC_RELAXED);
+}
 
 void list_init(CtrlPointList *list)
 {
     if (list != nullptr) {
+        count_change();
         *list = {0, nullptr, nullptr};
     }
 }
@@ -22,6 +35,7 @@ int list_insert(CtrlPointList *list, void *element)
     *(list->tail == nullptr ? &list->head : &list->tail->next) = node;
     list->tail = node;
     list->count++;
+    count_change();
     return 0;
 }
 
@@ -60,6 +74,7 @@ int list_remove(CtrlPointList *list, void *element, ListFree release)
         *(previous == nullptr ? &list->head : &previous->next) = node->next;
         list->tail = list->tail == node ? previous : list->tail;
         list->count--;
+        count_change();
         release(element);
         free(node);
     }

@@ -14,6 +14,9 @@ void registry_unlock(void) RELEASES(registry_mutex);
 /* g_cp_list. */
 CtrlPointList *registry_list(void) NEEDS(registry_mutex);
 
+/* Grows with every change that a function makes to a list. */
+uint32_t list_changes(void);
+
 extern "C" int check_and_insert(int32_t fd, uint32_t peer_addr) NEEDS(registry_mutex);
 
 /* For ipp_init: empties the list. */

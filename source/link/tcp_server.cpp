@@ -4,14 +4,11 @@
 #include "base/flags.h"
 #include "base/guard.h"
 #include "base/log.h"
-#include "link/connection.h"
+#include "link/heartbeat.h"
 #include "link/receive.h"
-#include "link/registry.h"
+#include "link/watch.h"
 #include "net/bind_with_retries.h"
-#include "net/descriptor_set.h"
 #include "net/socket_io.h"
-#include "net/stop_signal.h"
-#include "tvlink/heartbeat.h"
 
 #include <errno.h>
 #include <netinet/in.h>
@@ -194,38 +191,11 @@ static void accept_pending(int listener)
 
 /* ---- One pass */
 
-/* Watches all connections, also a record that the host has put into the list itself. */
-static void watch_all(DescriptorSet *set)
-{
-    descriptor_set_clear(set);
-    descriptor_set_add(set, listening_socket());
-    descriptor_set_add(set, stop_signal_fd());
-    registry_lock();
-    for (const ListNode *node = registry_list()->head; node != nullptr; node = node->next) {
-        CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
-        if (connection_register(record)) {
-            descriptor_set_add(set, record->fd);
-        }
-    }
-    registry_unlock();
-}
-
-static Connection acquire_listed(int fd)
-{
-    registry_lock();
-    CtrlPoint *record =
-        static_cast<CtrlPoint *>(list_get(registry_list(), ctrlpoint_match_fd, &fd));
-    const Connection connection =
-        record == nullptr ? Connection{nullptr, nullptr} : connection_acquire(record);
-    registry_unlock();
-    return connection;
-}
-
 /* The descriptor may have been closed since the pass began, and its number be that of a new
  * connection, which has nothing to read and has not ended. */
-static void serve_ready(int fd)
+static void serve_ready(const Watch *watch, int fd)
 {
-    const Connection connection = acquire_listed(fd);
+    const Connection connection = watch_acquire(watch, fd);
     if (connection.place == nullptr || connection.record == nullptr) {
         return;
     }
@@ -239,22 +209,32 @@ static void serve_ready(int fd)
     connection_release(connection);
 }
 
-static void serve_all_ready(const DescriptorSet *set)
+static void serve_all_ready(const Watch *watch)
 {
+    const DescriptorSet *ready = &watch->ready;
     const int listener = listening_socket();
-    for (int fd = descriptor_set_next(set, 0); fd >= 0; fd = descriptor_set_next(set, fd + 1)) {
+    for (int fd = descriptor_set_next(ready, 0); fd >= 0; fd = descriptor_set_next(ready, fd + 1)) {
         if (fd == listener) {
             accept_pending(listener);
         } else {
-            serve_ready(fd);
+            serve_ready(watch, fd);
         }
     }
 }
 
-static void serve_one_pass(DescriptorSet *set)
+/* The second in which a pass found no idle connection; without one, 0. Until the next second there
+ * is none either, unless a host has changed a record: a pass without traffic looks again. */
+static void check_idle(bool traffic, uint32_t *checked)
 {
-    watch_all(set);
-    const int ready = descriptor_set_select(set, PASS_TIME);
+    const uint32_t now = get_current_time();
+    if (!traffic || now != *checked) {
+        *checked = heartbeat_drop_idle() ? 0 : now;
+    }
+}
+
+static void serve_one_pass(Watch *watch, uint32_t *checked)
+{
+    const int ready = watch_wait(watch, listening_socket(), PASS_TIME);
     if (ready == -1) {
         log_out("err: select() fail\n");
         log_perror("select");
@@ -262,18 +242,19 @@ static void serve_one_pass(DescriptorSet *set)
         return;
     }
     if (ready > 0) {
-        serve_all_ready(set);
+        serve_all_ready(watch);
     }
-    check_ctrlpoint_timeout();
+    check_idle(ready > 0, checked);
 }
 
 void *tcp_thread(void *)
 {
-    DescriptorSet set = {nullptr, 0, -1};
+    Watch watch = {};
+    uint32_t checked = 0;
     while (flags_running()) {
-        serve_one_pass(&set);
+        serve_one_pass(&watch, &checked);
     }
-    descriptor_set_free(&set);
+    watch_free(&watch);
     log_trace("tcp_thread", 637);
     close(listening_socket());
     set_listening_socket(-1);

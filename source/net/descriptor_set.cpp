@@ -11,13 +11,13 @@ void descriptor_set_clear(DescriptorSet *set)
     if (set->words != nullptr) {
         memset(set->words, 0, static_cast<size_t>(set->word_count) * sizeof *set->words);
     }
-    set->highest = -1;
+    set->size = 0;
 }
 
 void descriptor_set_free(DescriptorSet *set)
 {
     free(set->words);
-    *set = {nullptr, 0, -1};
+    *set = {};
 }
 
 static bool has_word(DescriptorSet *set, int word)
@@ -44,14 +44,29 @@ void descriptor_set_add(DescriptorSet *set, int fd)
         return;
     }
     set->words[fd / WORD_BITS] |= 1UL << (fd % WORD_BITS);
-    if (fd > set->highest) {
-        set->highest = fd;
+    if (fd >= set->size) {
+        set->size = fd + 1;
     }
+}
+
+bool descriptor_set_copy(DescriptorSet *to, const DescriptorSet *from)
+{
+    descriptor_set_clear(to);
+    if (from->size == 0) {
+        return true;
+    }
+    const int words = (from->size - 1) / WORD_BITS + 1;
+    if (!has_word(to, words - 1)) {
+        return false;
+    }
+    memcpy(to->words, from->words, static_cast<size_t>(words) * sizeof *to->words);
+    to->size = from->size;
+    return true;
 }
 
 int descriptor_set_next(const DescriptorSet *set, int from)
 {
-    for (int word = from / WORD_BITS; from <= set->highest; from = ++word * WORD_BITS) {
+    for (int word = from / WORD_BITS; from < set->size; from = ++word * WORD_BITS) {
         const unsigned long left = set->words[word] >> (from % WORD_BITS);
         if (left != 0) {
             return from + __builtin_ctzl(left);
@@ -62,6 +77,5 @@ int descriptor_set_next(const DescriptorSet *set, int from)
 
 int descriptor_set_select(DescriptorSet *set, struct timeval limit)
 {
-    return select(set->highest + 1, reinterpret_cast<fd_set *>(set->words), nullptr, nullptr,
-                  &limit);
+    return select(set->size, reinterpret_cast<fd_set *>(set->words), nullptr, nullptr, &limit);
 }

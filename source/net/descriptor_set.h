@@ -7,7 +7,7 @@
 struct DescriptorSet {
     unsigned long *words; /* laid out as the system's fd_set; owned */
     int word_count;
-    int highest; /* -1: the set is empty */
+    int size; /* one more than the highest member; 0: the set is empty */
 };
 
 void descriptor_set_clear(DescriptorSet *set);
@@ -15,6 +15,9 @@ void descriptor_set_free(DescriptorSet *set);
 
 /* Leaves the descriptor out when memory is out. */
 void descriptor_set_add(DescriptorSet *set, int fd);
+
+/* False when memory is out. */
+bool descriptor_set_copy(DescriptorSet *to, const DescriptorSet *from);
 
 /* The lowest member at or above `from`; -1 when there is none. */
 int descriptor_set_next(const DescriptorSet *set, int from);

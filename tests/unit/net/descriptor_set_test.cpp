@@ -40,7 +40,7 @@ protected:
 
     using Members = std::vector<int>;
 
-    DescriptorSet set = {nullptr, 0, -1};
+    DescriptorSet set = {};
 };
 
 } // namespace
@@ -50,7 +50,7 @@ TEST_F(DescriptorSets, AreEmptyAtFirst)
     EXPECT_EQ(members(), Members());
     descriptor_set_clear(&set);
     EXPECT_EQ(members(), Members());
-    EXPECT_EQ(set.highest, -1);
+    EXPECT_EQ(set.size, 0);
 }
 
 TEST_F(DescriptorSets, GiveTheirMembersInAscendingOrder)
@@ -61,7 +61,7 @@ TEST_F(DescriptorSets, GiveTheirMembersInAscendingOrder)
         descriptor_set_add(&set, *fd);
     }
     EXPECT_EQ(members(), ascending);
-    EXPECT_EQ(set.highest, 5000);
+    EXPECT_EQ(set.size, 5001);
 }
 
 TEST_F(DescriptorSets, GiveTheFirstMemberAtOrAboveANumber)
@@ -86,7 +86,7 @@ TEST_F(DescriptorSets, TakeNoNegativeNumber)
     descriptor_set_add(&set, -1);
     descriptor_set_add(&set, INT_MIN);
     EXPECT_EQ(members(), Members());
-    EXPECT_EQ(set.highest, -1);
+    EXPECT_EQ(set.size, 0);
 }
 
 TEST_F(DescriptorSets, AreEmptyAgainOnceTheyAreCleared)
@@ -95,7 +95,7 @@ TEST_F(DescriptorSets, AreEmptyAgainOnceTheyAreCleared)
     descriptor_set_add(&set, 2000);
     descriptor_set_clear(&set);
     EXPECT_EQ(members(), Members());
-    EXPECT_EQ(set.highest, -1);
+    EXPECT_EQ(set.size, 0);
     descriptor_set_add(&set, 2100);
     EXPECT_EQ(members(), Members({2100}));
 }
@@ -116,10 +116,36 @@ TEST_F(DescriptorSets, LeaveOutWhatThereIsNoMemoryFor)
     allocation.fail(ENOMEM);
     descriptor_set_add(&set, 9000);
     EXPECT_EQ(members(), Members({5}));
-    EXPECT_EQ(set.highest, 5);
+    EXPECT_EQ(set.size, 6);
     descriptor_set_add(&set, 6);
     descriptor_set_add(&set, 9000);
     EXPECT_EQ(members(), Members({5, 6, 9000}));
+}
+
+TEST_F(DescriptorSets, AreCopiedWithoutWhatTheCopyHeldBefore)
+{
+    DescriptorSet copy = {};
+    descriptor_set_add(&copy, 300);
+    EXPECT_TRUE(descriptor_set_copy(&copy, &set));
+    EXPECT_EQ(copy.size, 0);
+    EXPECT_EQ(descriptor_set_next(&copy, 0), -1);
+    for (const int fd : {3, 64, 5000}) {
+        descriptor_set_add(&set, fd);
+    }
+    EXPECT_TRUE(descriptor_set_copy(&copy, &set));
+    descriptor_set_free(&set);
+    std::swap(set, copy);
+    EXPECT_EQ(members(), Members({3, 64, 5000}));
+}
+
+TEST_F(DescriptorSets, AreNotCopiedWhenMemoryIsOut)
+{
+    descriptor_set_add(&set, 3);
+    DescriptorSet copy = {};
+    WatchedCall memory(system_realloc);
+    memory.fail(ENOMEM);
+    EXPECT_FALSE(descriptor_set_copy(&copy, &set));
+    EXPECT_EQ(copy.size, 0);
 }
 
 TEST_F(DescriptorSets, AreLaidOutAsTheSystemsOwn)
