@@ -156,14 +156,10 @@ TEST(Lifecycle, StartsOnceMoreWhenTheHostClearsItsFlag)
         IppGuard guard = {};
         guard.bind_wait_ms = 1;
         ASSERT_EQ(ipp_set_guard(&guard), 0);
-        /* The second start takes the server thread's signal to stop away. */
-        const Replaced select(system_select, [](int count, fd_set *reading, fd_set *writing,
-                                                fd_set *excepting, timeval *) {
-            timeval hardly_any = {0, 1000};
-            return system_select.real(count, reading, writing, excepting, &hardly_any);
-        });
         ASSERT_EQ(ipp_init(7, "Den", "SN-1"), 0);
+        EXPECT_TRUE(lines.wait_for("Success IP_ADD_MEMBERSHIP g_thread_run 1  \n"));
         __atomic_store_n(&g_is_inited, 0, __ATOMIC_RELEASE);
+        /* The threads of the first start wait for the signal that the second one's end raises. */
         EXPECT_EQ(ipp_init(8, "Attic", "SN-2"), -1) << "the first start has the control port";
         EXPECT_EQ(own_lines(lines), "err: tcp_sock_init() fail\n"
                                     "err: start_tcp_rcv_thread() fail\n"
