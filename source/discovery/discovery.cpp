@@ -8,10 +8,12 @@
 #include "discovery/discovery_socket.h"
 #include "discovery/membership.h"
 #include "discovery/run_thread.h"
+#include "net/stop_signal.h"
 #include "tvlink.h"
 #include "wire/frame.h"
 
 #include <arpa/inet.h>
+#include <poll.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
@@ -109,6 +111,8 @@ static void answer_if_search(const uint8_t *packet, int length, const struct soc
     }
 }
 
+/* ---- Receiving */
+
 static void receive_one()
 {
     uint8_t packet[RECEIVE_SIZE] = {};
@@ -121,6 +125,19 @@ static void receive_one()
         return;
     }
     answer_if_search(packet, static_cast<int>(length), &from);
+}
+
+/* Waits until a datagram arrives or the service stops. False when there is nothing to receive.
+ * Where it cannot wait, the receive has a time-out of its own, and a pause follows when that
+ * receives nothing: a stop is noticed all the same. */
+static bool wait_for_datagram()
+{
+    const int stop_fd = stop_signal_fd();
+    if (stop_fd < 0) {
+        return true;
+    }
+    struct pollfd entries[] = {{discovery_socket_fd(), POLLIN, 0}, {stop_fd, POLLIN, 0}};
+    return ppoll(entries, 2, nullptr, nullptr) != 0 && flags_running();
 }
 
 /* ---- The thread */
@@ -137,7 +154,9 @@ void *udp_thread(void *)
         return reinterpret_cast<void *>(-4);
     }
     while (flags_running()) {
-        receive_one();
+        if (wait_for_datagram()) {
+            receive_one();
+        }
     }
     discovery_leave_group();
     log_trace("udp_thread", 317);
