@@ -29,7 +29,12 @@ time_t printTime(const char *)
 
 uint64_t clock_elapsed_ms()
 {
+    return clock_elapsed_us() / 1000;
+}
+
+uint64_t clock_elapsed_us()
+{
     struct timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
+    return static_cast<uint64_t>(now.tv_sec) * 1000000 + static_cast<uint64_t>(now.tv_nsec) / 1000;
 }

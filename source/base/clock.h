@@ -5,3 +5,4 @@
 
 /* Milliseconds of the monotonic clock; setting the time of day does not affect it. */
 uint64_t clock_elapsed_ms(void);
+uint64_t clock_elapsed_us(void); /* microseconds */

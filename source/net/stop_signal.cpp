@@ -7,7 +7,9 @@ static int descriptor = -1;
 
 void stop_signal_open()
 {
-    __atomic_store_n(&descriptor, eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), __ATOMIC_RELEASE);
+    if (stop_signal_fd() < 0) {
+        __atomic_store_n(&descriptor, eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), __ATOMIC_RELEASE);
+    }
 }
 
 void stop_signal_raise()

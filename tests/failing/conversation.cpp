@@ -5,6 +5,7 @@
 #include "support/phone.h"
 #include "support/wait_until.h"
 #include "tvlink/bulk.h"
+#include "tvlink/discovery_socket.h"
 #include "tvlink/frame.h"
 #include "tvlink/host/push.h"
 #include "tvlink/lzw.h"
@@ -22,6 +23,7 @@ namespace
 const char *const SEARCH = "A5 A5 08 00 41 49 49 50";
 const char *const CAPTURE = "01 18 01 EE EE FE FF EE FD FF";
 const char *const CALL = "04 50 08 02 00 'hi'";
+const int SEARCHES = 3; /* at a time: so often the discovery receives something */
 const int32_t PATIENCE_MS = 10000;
 const size_t LENGTH_FIELD = 4;
 const size_t PORT_AT = 55; /* of a capture's reply: frame type, code and tag stand before it */
@@ -103,8 +105,12 @@ private:
     {
         const Descriptor ear = datagram_socket(IPP_ANSWER_PORT);
         const Descriptor searcher = datagram_socket();
+        wait_until([] { return __atomic_load_n(&g_udp_sock, __ATOMIC_ACQUIRE) >= 0; },
+                   std::chrono::milliseconds(SHORT_WAIT_MS));
         for (int tries = wait_ms_ / SHORT_WAIT_MS; tries > 0; tries--) {
-            send_datagram(searcher.get(), bytes(SEARCH), "127.0.0.1", IPP_SEARCH_PORT);
+            for (int i = 0; i < SEARCHES; i++) {
+                send_datagram(searcher.get(), bytes(SEARCH), "127.0.0.1", IPP_SEARCH_PORT);
+            }
             if (readable(ear.get(), SHORT_WAIT_MS)) {
                 return;
             }

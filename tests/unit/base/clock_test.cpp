@@ -152,4 +152,15 @@ TEST(Clock, CountsElapsedMillisecondsThatNobodySets)
     }
 }
 
+TEST(Clock, CountsElapsedTimeInWholeUnits)
+{
+    const Replaced clock(system_clock_gettime, [](clockid_t which, timespec *to) {
+        EXPECT_EQ(which, CLOCK_MONOTONIC);
+        *to = {0x7FFFFFFF, 987654999};
+        return 0;
+    });
+    EXPECT_EQ(clock_elapsed_us(), 2147483647987654u);
+    EXPECT_EQ(clock_elapsed_ms(), 2147483647987u);
+}
+
 } // namespace

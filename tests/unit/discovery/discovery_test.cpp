@@ -14,6 +14,7 @@
 #include "tvlink.h"
 #include "tvlink/flags.h"
 #include "unit/discovery/discovery_steps.h"
+#include "unit/discovery/search_steps.h"
 
 #include <gtest/gtest.h>
 
@@ -35,35 +36,11 @@ namespace
 using Clock = std::chrono::steady_clock;
 using Lines = std::vector<std::string>;
 
-const char *const SEARCH = "A5 A5 08 00 41 49 49 50";
-const uint16_t SEARCH_PORT = 12426;
-const uint16_t ANSWER_PORT = 9988;
 const uint64_t SHORTEST_DELAY_US = 100000;
-
-/* magic, length 12, 10.20.30.40, port 8801, device type 0x1234 */
-const char *const ANSWER = "A5 A5 0C 00 0A 14 1E 28 61 22 34 12";
 
 const std::vector<std::string> LOOPBACK_ALONE = {"ip link set lo up",
                                                  "ip route add 224.0.0.0/4 dev lo"};
-const std::vector<std::string> NETWORK = {"ip link set lo up", "ip addr add 10.20.30.40/24 dev lo",
-                                          "ip route add 224.0.0.0/4 dev lo"};
-
 const char *const DELAYED = "the answer is delayed\n";
-
-std::string receipt(size_t size, const std::string &from = "127.0.0.1")
-{
-    return "UDP:recv from Control Point:ip=" + from + ",recv_len=" + std::to_string(size) + "\n";
-}
-
-std::string recognition(const std::string &from = "127.0.0.1")
-{
-    return "check_search_packet true " + from + "\n";
-}
-
-std::string response(const std::string &to = "127.0.0.1")
-{
-    return "response_cp_search " + to + " \n";
-}
 
 /* The whole line of an answered search of 8 bytes. */
 Lines answered(const std::string &phone = "127.0.0.1")
@@ -92,21 +69,6 @@ sockaddr_in phone_at(const char *address)
     phone.sin_port = htons(4711);
     phone.sin_addr.s_addr = inet_addr(address);
     return phone;
-}
-
-/* What the guard's admit is asked, and what it answers. */
-struct Doorman {
-    std::atomic<int> answer{1};
-    std::mutex lock;
-    std::vector<uint32_t> asked;
-};
-
-int ask(uint32_t peer_addr, void *context)
-{
-    Doorman *doorman = static_cast<Doorman *>(context);
-    const std::lock_guard<std::mutex> guard(doorman->lock);
-    doorman->asked.push_back(peer_addr);
-    return doorman->answer;
 }
 
 /* The discovery thread at work. Its delays before an answer are taken away and stand in the log as
@@ -170,35 +132,9 @@ private:
     std::function<void()> during_delay_;
 };
 
-class Discovery : public testing::Test
+class Discovery : public SearchTest
 {
 protected:
-    void SetUp() override
-    {
-        threads_before = thread_count();
-        g_udp_sock = -1;
-        flags_set_device_type(0x1234);
-        flags_start_run();
-    }
-
-    /* The threads that nobody joins must not reach into the next test. */
-    void TearDown() override
-    {
-        flags_stop_running();
-        discovery_join();
-        EXPECT_TRUE(wait_until([&] { return thread_count() <= threads_before; }));
-        flags_set_device_type(0);
-        ipp_set_guard(nullptr);
-        g_udp_sock = -1;
-    }
-
-    void in_network(const std::vector<std::string> &network, const std::function<void()> &body)
-    {
-        if (!in_own_network(network, body)) {
-            GTEST_SKIP() << "this system allows no network of one's own";
-        }
-    }
-
     /* Runs the body beside a discovery thread and a phone that listens for answers. */
     void with_television(const std::vector<std::string> &network,
                          const std::function<void(Television &tv, int phone)> &body)
@@ -210,9 +146,6 @@ protected:
             body(tv, phone.get());
         });
     }
-
-    size_t threads_before = 0;
-    CapturedLines lines;
 };
 
 TEST_F(Discovery, AnswersASearchWithAddressPortAndDeviceType)
@@ -378,10 +311,7 @@ TEST_F(Discovery, DoesNotAnswerWhomTheHostRefuses)
         const Descriptor stranger = datagram_socket(0, "127.0.0.2");
         ASSERT_TRUE(send_datagram(stranger.get(), bytes(SEARCH), "127.0.0.1", SEARCH_PORT));
         ASSERT_TRUE(lines.wait_for(recognition("127.0.0.2")));
-        ASSERT_TRUE(wait_until([&] {
-            const std::lock_guard<std::mutex> hold(doorman.lock);
-            return doorman.asked.size() == 1;
-        }));
+        ASSERT_TRUE(wait_until([&] { return doorman.all_asked().size() == 1; }));
         doorman.answer = 1;
         expect_ignored(phone, lines, bytes("A5 A5 08 00 41 49 49 51"));
         EXPECT_EQ(doorman.asked,
@@ -602,13 +532,6 @@ TEST_F(Discovery, AnswersNobodyForANullAddress)
     response_cp_search(nullptr);
     EXPECT_TRUE(sleeps.all().empty());
     EXPECT_TRUE(lines.all().empty());
-}
-
-/* The delay that a television with this time of day draws. */
-uint64_t drawn_delay(time_t now)
-{
-    srand(static_cast<unsigned>(now));
-    return 100000 + static_cast<uint64_t>(rand() % 250000);
 }
 
 TEST_F(Discovery, DrawsItsDelayFromATenthOfASecondAndAQuarterMore)

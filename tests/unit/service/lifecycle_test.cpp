@@ -2,6 +2,7 @@
 
 #include "base/flags.h"
 #include "support/child_process.h"
+#include "support/datagrams.h"
 #include "support/emulator.h"
 #include "support/mutex_state.h"
 #include "support/process_state.h"
@@ -156,14 +157,10 @@ TEST(Lifecycle, StartsOnceMoreWhenTheHostClearsItsFlag)
         IppGuard guard = {};
         guard.bind_wait_ms = 1;
         ASSERT_EQ(ipp_set_guard(&guard), 0);
-        /* The second start takes the server thread's signal to stop away. */
-        const Replaced select(system_select, [](int count, fd_set *reading, fd_set *writing,
-                                                fd_set *excepting, timeval *) {
-            timeval hardly_any = {0, 1000};
-            return system_select.real(count, reading, writing, excepting, &hardly_any);
-        });
         ASSERT_EQ(ipp_init(7, "Den", "SN-1"), 0);
+        EXPECT_TRUE(lines.wait_for("Success IP_ADD_MEMBERSHIP g_thread_run 1  \n"));
         __atomic_store_n(&g_is_inited, 0, __ATOMIC_RELEASE);
+        /* The threads of the first start wait for the signal that the second one's end raises. */
         EXPECT_EQ(ipp_init(8, "Attic", "SN-2"), -1) << "the first start has the control port";
         EXPECT_EQ(own_lines(lines), "err: tcp_sock_init() fail\n"
                                     "err: start_tcp_rcv_thread() fail\n"
@@ -284,6 +281,26 @@ TEST(LifecycleStop, EndsConnectionsAndFreesThePort)
     });
 }
 
+TEST(LifecycleStop, NeedsNoSignal)
+{
+    in_child([] {
+        const CapturedLines lines;
+        {
+            WatchedCall signals(system_eventfd);
+            signals.fail(EMFILE);
+            ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        }
+        expect_alive(Phone());
+        const Descriptor phone = datagram_socket(IPP_ANSWER_PORT);
+        EXPECT_TRUE(wait_until([] { return discovery_socket() >= 0; }));
+        EXPECT_TRUE(
+            send_datagram(phone.get(), bytes("A5 A5 08 00 'AIIP'"), "127.0.0.1", IPP_SEARCH_PORT));
+        EXPECT_EQ(received(phone.get()).substr(0, 11), "A5 A5 0C 00");
+        EXPECT_EQ(ipp_finish(), 0);
+        expect_stopped();
+    });
+}
+
 TEST(LifecycleStop, EndsAnEndlessWaitForTheSearchPort)
 {
     in_child([] {
@@ -310,6 +327,49 @@ TEST(LifecycleStop, EndsAnEndlessWaitForTheControlPort)
         EXPECT_EQ(result, -1);
         EXPECT_EQ(own_lines(lines),
                   "err: tcp_sock_init() fail\nerr: start_tcp_rcv_thread() fail\n");
+    });
+}
+
+/* ---- A service that nothing arrives at */
+
+TEST(LifecycleIdle, WakesNoThreadMoreThanOnceASecond)
+{
+    in_child([] {
+        const CapturedLines lines;
+        static std::atomic<int> passes{0};
+        static std::atomic<int> waits{0};
+        static std::atomic<int> receives{0};
+        static std::atomic<int> short_ones{0};
+        const Replaced select(system_select, [](int count, fd_set *reading, fd_set *writing,
+                                                fd_set *excepting, timeval *limit) {
+            short_ones += limit->tv_sec < 1 ? 1 : 0;
+            passes++;
+            return system_select.real(count, reading, writing, excepting, limit);
+        });
+        const Replaced poll(system_ppoll, [](pollfd *entries, nfds_t count, const timespec *limit,
+                                             const sigset_t *mask) {
+            short_ones += limit != nullptr ? 1 : 0;
+            waits++;
+            return system_ppoll.real(entries, count, limit, mask);
+        });
+        const Replaced receive(system_recvfrom, [](int fd, void *data, size_t size, int flags,
+                                                   sockaddr *from, socklen_t *from_size) {
+            receives++;
+            return system_recvfrom.real(fd, data, size, flags, from, from_size);
+        });
+        const Replaced sleep(system_usleep, [](useconds_t microseconds) {
+            short_ones += microseconds < 500000 ? 1 : 0; /* the announcing thread's shortest */
+            return system_usleep.real(microseconds);
+        });
+        ASSERT_EQ(ipp_init(7, nullptr, nullptr), 0);
+        EXPECT_TRUE(lines.wait_for("groupcast notfit 9988 \n", 2)); /* half a second lies between */
+        EXPECT_TRUE(wait_until([] { return waits == 1; }));
+        EXPECT_EQ(receives, 0);
+        EXPECT_EQ(ipp_finish(), 0);
+        EXPECT_EQ(waits, 1);
+        EXPECT_EQ(receives, 0);
+        EXPECT_EQ(short_ones, 0);
+        EXPECT_GE(passes, 1);
     });
 }
 
