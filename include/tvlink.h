@@ -465,7 +465,10 @@ enum {
     IPP_BAD_TAG_REFUSE = 1 /* print the same line, answer with a failure and continue */
 };
 
-/* Limits that the host sets on the use of its resources by the network. All zero: no limits. */
+/* Limits that the host sets on the use of its resources by the network. All zero: no limits.
+ *
+ * Until version 1.0 the record may grow at its end with the minor version: host and library must be
+ * of the same one, as the library's soname and its CMake package demand. */
 typedef struct IppGuard {
     /* IPP_BAD_TAG_END or IPP_BAD_TAG_REFUSE. */
     int on_bad_tag;
@@ -498,20 +501,30 @@ typedef struct IppGuard {
     /* Passed to admit. A call may be under way while the guard changes, so both must stay valid
      * until ipp_finish has returned. */
     void *admit_context;
+    /* At most so many answers to searches wait at a time, side by side, each for its own random
+     * delay; values above 1,024 count as 1,024. A source address has one of these places: its
+     * further searches until the answer is sent are not answered, nor are searches of other
+     * addresses while no place is free. Such searches print the two lines of every search that is
+     * recognised, admit is not asked about them, and they may be repeated. No delay is below 0.1 s,
+     * so at most ten times as many answers are sent a second, also to a neighbour that forges its
+     * addresses. Answers that still wait when the service stops are dropped. 0: one answer after
+     * the other, in order of arrival, each after its own delay: one neighbour's flood then hides
+     * the television. */
+    uint32_t max_search_answers;
 } IppGuard;
 
 /* Limits for a television in production; add an admit function where the owner decides which peers
  * may connect. */
 #define IPP_GUARD_RECOMMENDED                                                                      \
     {                                                                                              \
-        IPP_BAD_TAG_REFUSE, 1048576u, 64u, 2000u, 15000u, 8u, 2000u, NULL, NULL                    \
+        IPP_BAD_TAG_REFUSE, 1048576u, 64u, 2000u, 15000u, 8u, 2000u, NULL, NULL, 32u               \
     }
 
 /* Sets the guard: the record is copied; null removes all limits. 0, or -1 for an unknown
  * on_bad_tag, and then nothing changes. Call it before ipp_init. A later call takes effect at once,
- * with these exceptions: existing connections stay, a capture that has been requested keeps its
- * bulk_accept_ms and send_stall_ms, and a waiting ipp_init keeps its bind_wait_ms. Any thread, also
- * inside admit; never blocks. */
+ * with these exceptions: existing connections and waiting answers stay, a capture that has been
+ * requested keeps its bulk_accept_ms and send_stall_ms, and a waiting ipp_init keeps its
+ * bind_wait_ms. Any thread, also inside admit; never blocks. */
 TVLINK_API int ipp_set_guard(const IppGuard *guard);
 
 /* ---- Diagnostics ---- */

@@ -46,6 +46,7 @@ int ipp_set_guard(const IppGuard *wanted)
     store(&guard.bulk_accept_ms, wanted->bulk_accept_ms);
     store(&guard.max_captures, wanted->max_captures);
     store(&guard.bind_wait_ms, wanted->bind_wait_ms);
+    store(&guard.max_search_answers, wanted->max_search_answers);
     admission = {wanted->admit, wanted->admit_context};
     lock_release(&guard_lock);
     return 0;
@@ -79,6 +80,11 @@ uint32_t guard_max_captures()
 uint32_t guard_bind_wait_ms()
 {
     return load(&guard.bind_wait_ms);
+}
+
+uint32_t guard_max_search_answers()
+{
+    return load(&guard.max_search_answers);
 }
 
 bool guard_ends_on_bad_tag()

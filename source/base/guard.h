@@ -10,6 +10,7 @@ uint32_t guard_send_stall_ms(void);
 uint32_t guard_bulk_accept_ms(void);
 uint32_t guard_max_captures(void);
 uint32_t guard_bind_wait_ms(void);
+uint32_t guard_max_search_answers(void);
 
 /* True when a wrong value tag ends the process. */
 bool guard_ends_on_bad_tag(void);

@@ -1,5 +1,6 @@
 #include "discovery/discovery.h"
 
+#include "base/clock.h"
 #include "base/flags.h"
 #include "base/guard.h"
 #include "base/log.h"
@@ -8,6 +9,7 @@
 #include "discovery/discovery_socket.h"
 #include "discovery/membership.h"
 #include "discovery/run_thread.h"
+#include "discovery/waiting_answers.h"
 #include "net/stop_signal.h"
 #include "tvlink.h"
 #include "wire/frame.h"
@@ -78,10 +80,18 @@ static const char *dotted(const struct sockaddr_in *address, char text[INET_ADDR
 }
 
 /* Several televisions receive the same search: a random delay spreads their answers. */
-static void wait_random_delay()
+static useconds_t draw_delay()
 {
     srand(static_cast<unsigned>(time(nullptr)));
-    usleep(ANSWER_DELAY_US + static_cast<useconds_t>(rand() % ANSWER_SPREAD_US));
+    return ANSWER_DELAY_US + static_cast<useconds_t>(rand() % ANSWER_SPREAD_US);
+}
+
+static void send_answer(uint32_t address, const uint8_t packet[ANSWER_SIZE])
+{
+    const struct sockaddr_in to = answer_destination(address);
+    char text[INET_ADDRSTRLEN];
+    log_out("response_cp_search %s \n", dotted(&to, text));
+    discovery_socket_send(packet, ANSWER_SIZE, &to);
 }
 
 void response_cp_search(const struct sockaddr_in *from)
@@ -91,14 +101,31 @@ void response_cp_search(const struct sockaddr_in *from)
     }
     uint8_t packet[ANSWER_SIZE];
     answer_packet_build(packet);
-    const struct sockaddr_in to = answer_destination(from->sin_addr.s_addr);
-    wait_random_delay();
-    char text[INET_ADDRSTRLEN];
-    log_out("response_cp_search %s \n", dotted(&to, text));
-    discovery_socket_send(packet, sizeof packet, &to);
+    usleep(draw_delay());
+    send_answer(from->sin_addr.s_addr, packet);
 }
 
-static void answer_if_search(const uint8_t *packet, int length, const struct sockaddr_in *from)
+/* With the guard's max_search_answers: the thread goes on receiving while the answer waits. */
+static void answer_later(WaitingAnswers *waiting, uint32_t limit, uint32_t address)
+{
+    if (waiting_answers_has_room(waiting, limit, address) && guard_admits(address)) {
+        WaitingAnswer answer = {0, address, {}};
+        answer_packet_build(answer.packet);
+        answer.due_us = clock_elapsed_us() + draw_delay();
+        waiting_answers_add(waiting, &answer);
+    }
+}
+
+static void send_due_answers(WaitingAnswers *waiting)
+{
+    WaitingAnswer answer;
+    while (waiting->count > 0 && waiting_answers_take_due(waiting, clock_elapsed_us(), &answer)) {
+        send_answer(answer.address, answer.packet);
+    }
+}
+
+static void answer_if_search(WaitingAnswers *waiting, const uint8_t *packet, int length,
+                             const struct sockaddr_in *from)
 {
     char text[INET_ADDRSTRLEN];
     log_out("UDP:recv from Control Point:ip=%s,recv_len=%d\n", dotted(from, text), length);
@@ -106,38 +133,76 @@ static void answer_if_search(const uint8_t *packet, int length, const struct soc
         return;
     }
     log_out("check_search_packet true %s\n", dotted(from, text));
-    if (guard_admits(from->sin_addr.s_addr)) {
+    const uint32_t limit = guard_max_search_answers();
+    if (limit != 0) {
+        answer_later(waiting, limit, from->sin_addr.s_addr);
+    } else if (guard_admits(from->sin_addr.s_addr)) {
         response_cp_search(from);
     }
 }
 
 /* ---- Receiving */
 
-static void receive_one()
+/* An empty datagram counts as a failed receive, but with max_search_answers the pause after that
+ * would let a neighbour hide the television. A receive that fails names no sender. */
+static bool is_worth_a_pause(ssize_t length, const struct sockaddr_in *from)
+{
+    return length < 0 || from->sin_family != AF_INET || guard_max_search_answers() == 0;
+}
+
+static void receive_one(WaitingAnswers *waiting)
 {
     uint8_t packet[RECEIVE_SIZE] = {};
     struct sockaddr_in from = {};
     socklen_t size = sizeof from;
     const ssize_t length = recvfrom(discovery_socket_fd(), packet, sizeof packet, 0,
                                     reinterpret_cast<struct sockaddr *>(&from), &size);
-    if (length <= 0) {
+    if (length > 0) {
+        answer_if_search(waiting, packet, static_cast<int>(length), &from);
+    } else if (is_worth_a_pause(length, &from)) {
         usleep(PAUSE_US);
-        return;
     }
-    answer_if_search(packet, static_cast<int>(length), &from);
 }
 
-/* Waits until a datagram arrives or the service stops. False when there is nothing to receive.
- * Where it cannot wait, the receive has a time-out of its own, and a pause follows when that
- * receives nothing: a stop is noticed all the same. */
-static bool wait_for_datagram()
+/* How long the earliest answer has to wait; null when none waits. */
+static const struct timespec *time_left(const WaitingAnswers *waiting, struct timespec *left)
+{
+    if (waiting->count == 0) {
+        return nullptr;
+    }
+    const uint64_t due_us = waiting->answers[0].due_us;
+    const uint64_t now_us = clock_elapsed_us();
+    const uint64_t left_us = due_us > now_us ? due_us - now_us : 0;
+    left->tv_sec = static_cast<time_t>(left_us / 1000000);
+    left->tv_nsec = static_cast<long>(left_us % 1000000 * 1000);
+    return left;
+}
+
+/* Waits until a datagram arrives, the service stops or an answer is due. False when there is
+ * nothing to receive. Where it cannot wait, the receive has a time-out of its own, and a pause
+ * follows when that receives nothing: a stop is noticed all the same. */
+static bool wait_for_datagram(const WaitingAnswers *waiting)
 {
     const int stop_fd = stop_signal_fd();
     if (stop_fd < 0) {
         return true;
     }
     struct pollfd entries[] = {{discovery_socket_fd(), POLLIN, 0}, {stop_fd, POLLIN, 0}};
-    return ppoll(entries, 2, nullptr, nullptr) != 0 && flags_running();
+    struct timespec left = {};
+    return ppoll(entries, 2, time_left(waiting, &left), nullptr) != 0 && flags_running();
+}
+
+/* Answers that still wait at the end are dropped. */
+static void serve_searches()
+{
+    WaitingAnswers waiting;
+    waiting.count = 0;
+    while (flags_running()) {
+        send_due_answers(&waiting);
+        if (wait_for_datagram(&waiting)) {
+            receive_one(&waiting);
+        }
+    }
 }
 
 /* ---- The thread */
@@ -153,11 +218,7 @@ void *udp_thread(void *)
         log_out("err: pthread_create() fail\n");
         return reinterpret_cast<void *>(-4);
     }
-    while (flags_running()) {
-        if (wait_for_datagram()) {
-            receive_one();
-        }
-    }
+    serve_searches();
     discovery_leave_group();
     log_trace("udp_thread", 317);
     discovery_socket_close();

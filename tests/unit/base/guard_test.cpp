@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <climits>
+#include <cstddef>
 #include <thread>
 #include <vector>
 
@@ -45,6 +46,7 @@ struct Numbers {
     uint32_t bulk_accept_ms = guard_bulk_accept_ms();
     uint32_t max_captures = guard_max_captures();
     uint32_t bind_wait_ms = guard_bind_wait_ms();
+    uint32_t max_search_answers = guard_max_search_answers();
 };
 
 std::string text(const Numbers &numbers)
@@ -53,7 +55,8 @@ std::string text(const Numbers &numbers)
            std::to_string(numbers.max_frame_length) + " " + std::to_string(numbers.max_ctrlpoints) +
            " " + std::to_string(numbers.send_stall_ms) + " " +
            std::to_string(numbers.bulk_accept_ms) + " " + std::to_string(numbers.max_captures) +
-           " " + std::to_string(numbers.bind_wait_ms);
+           " " + std::to_string(numbers.bind_wait_ms) + " " +
+           std::to_string(numbers.max_search_answers);
 }
 
 std::string now()
@@ -61,7 +64,7 @@ std::string now()
     return text(Numbers());
 }
 
-const char *const PLAIN = "end 0 0 0 0 0 0";
+const char *const PLAIN = "end 0 0 0 0 0 0 0";
 
 /* Before main(): no host has set anything. */
 const Numbers initial_guard;
@@ -83,14 +86,31 @@ TEST_F(Guard, BoundsNothingAtFirst)
 
 TEST_F(Guard, IsCopiedFromTheHostsRecord)
 {
-    IppGuard guard = {IPP_BAD_TAG_REFUSE, 1, 2, 3, 4, 5, 6, nullptr, nullptr};
+    IppGuard guard = {IPP_BAD_TAG_REFUSE, 1, 2, 3, 4, 5, 6, nullptr, nullptr, 7};
     EXPECT_EQ(ipp_set_guard(&guard), 0);
     guard = {};
-    EXPECT_EQ(now(), "refuse 1 2 3 4 5 6");
+    EXPECT_EQ(now(), "refuse 1 2 3 4 5 6 7");
     const IppGuard most = {IPP_BAD_TAG_END, UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX,
-                           UINT32_MAX,      UINT32_MAX, nullptr,    nullptr};
+                           UINT32_MAX,      UINT32_MAX, nullptr,    nullptr,    UINT32_MAX};
     EXPECT_EQ(ipp_set_guard(&most), 0);
-    EXPECT_EQ(now(), "end 4294967295 4294967295 4294967295 4294967295 4294967295 4294967295");
+    EXPECT_EQ(now(),
+              "end 4294967295 4294967295 4294967295 4294967295 4294967295 4294967295 4294967295");
+}
+
+/* An initialiser that names fewer fields means what it meant before the record grew. */
+TEST_F(Guard, GrowsAtItsEnd)
+{
+    struct First {
+        int on_bad_tag;
+        uint32_t numbers[6];
+        int (*admit)(uint32_t peer_addr, void *context);
+        void *admit_context;
+    };
+    EXPECT_EQ(offsetof(IppGuard, max_frame_length), offsetof(First, numbers));
+    EXPECT_EQ(offsetof(IppGuard, bind_wait_ms), offsetof(First, numbers) + 5 * sizeof(uint32_t));
+    EXPECT_EQ(offsetof(IppGuard, admit), offsetof(First, admit));
+    EXPECT_EQ(offsetof(IppGuard, admit_context), offsetof(First, admit_context));
+    EXPECT_EQ(offsetof(IppGuard, max_search_answers), sizeof(First));
 }
 
 TEST_F(Guard, HasRecommendedValues)
@@ -99,7 +119,7 @@ TEST_F(Guard, HasRecommendedValues)
     EXPECT_EQ(guard.admit, nullptr);
     EXPECT_EQ(guard.admit_context, nullptr);
     EXPECT_EQ(ipp_set_guard(&guard), 0);
-    EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000");
+    EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000 32");
     EXPECT_TRUE(guard_admits(1));
 }
 
@@ -127,7 +147,7 @@ TEST_F(Guard, RefusesAnUnknownOnBadTagAndStaysAsItWas)
         IppGuard guard = {};
         guard.on_bad_tag = wrong;
         EXPECT_EQ(ipp_set_guard(&guard), -1) << wrong;
-        EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000") << wrong;
+        EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000 32") << wrong;
     }
     EXPECT_TRUE(guard_admits(1));
     EXPECT_EQ(asked.times, 1);
