@@ -504,20 +504,25 @@ typedef struct IppGuard {
     /* At most so many answers to searches wait at a time, side by side, each for its own random
      * delay; values above 1,024 count as 1,024. A source address has one of these places: its
      * further searches until the answer is sent are not answered, nor are searches of other
-     * addresses while no place is free. Such searches print the two lines of every search that is
-     * recognised, admit is not asked about them, and they may be repeated. No delay is below 0.1 s,
-     * so at most ten times as many answers are sent a second, also to a neighbour that forges its
-     * addresses. Answers that still wait when the service stops are dropped. 0: one answer after
-     * the other, in order of arrival, each after its own delay: one neighbour's flood then hides
-     * the television. */
+     * addresses while no place is free, and admit is not asked about them. They print the two lines
+     * of every search, and may be repeated. No delay is below 0.1 s, so at most ten times as many
+     * answers are sent a second, also to a neighbour that forges its addresses. Answers that still
+     * wait when the service stops are dropped. 0: one answer after the other, in order of arrival,
+     * each after its own delay: one neighbour's flood then hides the television. */
     uint32_t max_search_answers;
+    /* Bytes. What a connection does not take at once is kept and sent when it has room, so that no
+     * reply and no event waits for another peer, and tcp_sendback succeeds. A connection may keep
+     * so many, or one frame of any length; all together at most four times as many. Whoever would
+     * keep more is dropped, with ENOBUFS in its line, as is a connection that accepts no byte for
+     * send_stall_ms. Frames that are kept are dropped when the service stops. 0: senders wait. */
+    uint32_t send_backlog_bytes;
 } IppGuard;
 
 /* Limits for a television in production; add an admit function where the owner decides which peers
  * may connect. */
 #define IPP_GUARD_RECOMMENDED                                                                      \
     {                                                                                              \
-        IPP_BAD_TAG_REFUSE, 1048576u, 64u, 2000u, 15000u, 8u, 2000u, NULL, NULL, 32u               \
+        IPP_BAD_TAG_REFUSE, 1048576u, 64u, 2000u, 15000u, 8u, 2000u, NULL, NULL, 32u, 8388608u     \
     }
 
 /* Sets the guard: the record is copied; null removes all limits. 0, or -1 for an unknown

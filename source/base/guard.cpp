@@ -47,6 +47,7 @@ int ipp_set_guard(const IppGuard *wanted)
     store(&guard.max_captures, wanted->max_captures);
     store(&guard.bind_wait_ms, wanted->bind_wait_ms);
     store(&guard.max_search_answers, wanted->max_search_answers);
+    store(&guard.send_backlog_bytes, wanted->send_backlog_bytes);
     admission = {wanted->admit, wanted->admit_context};
     lock_release(&guard_lock);
     return 0;
@@ -85,6 +86,11 @@ uint32_t guard_bind_wait_ms()
 uint32_t guard_max_search_answers()
 {
     return load(&guard.max_search_answers);
+}
+
+uint32_t guard_send_backlog_bytes()
+{
+    return load(&guard.send_backlog_bytes);
 }
 
 bool guard_ends_on_bad_tag()

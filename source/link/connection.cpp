@@ -17,9 +17,10 @@ enum {
 
 /* Identity and record are written while the place is free, and read by its users. */
 struct Place {
-    uint32_t users; /* their number, and OPEN; 0: the place is free */
+    uint32_t users; /* their number, and OPEN; the one that makes it 0 ends the connection */
     uint32_t identity;
-    CtrlPoint *record;
+    CtrlPoint *record; /* null: the place is free */
+    Backlog backlog;
 };
 
 /* Flag in `users`: the record is listed, and new users are let in. */
@@ -28,6 +29,7 @@ static const uint32_t OPEN = 0x80000000U;
 static const uint32_t FIRST_BLOCK = 64;
 
 LockName registry_mutex;
+LockName send_mutex;
 
 /* The table: block n holds FIRST_BLOCK << n places. */
 static Place *blocks[27] = {};
@@ -58,7 +60,7 @@ static Place *place_of(const CtrlPoint *cp)
 static uint32_t find_free_place() NEEDS(registry_mutex)
 {
     for (uint32_t i = 0; i < place_count; i++) {
-        if (__atomic_load_n(&place_at(i)->users, __ATOMIC_ACQUIRE) == 0) {
+        if (__atomic_load_n(&place_at(i)->record, __ATOMIC_ACQUIRE) == nullptr) {
             return i + 1;
         }
     }
@@ -83,6 +85,13 @@ static void free_record(CtrlPoint *record)
     free(record);
 }
 
+static void end(Place *place)
+{
+    backlog_clear(&place->backlog);
+    free_record(place->record);
+    __atomic_store_n(&place->record, nullptr, __ATOMIC_RELEASE);
+}
+
 static bool enter(Place *place)
 {
     uint32_t users = __atomic_load_n(&place->users, __ATOMIC_RELAXED);
@@ -97,9 +106,8 @@ static bool enter(Place *place)
 
 static void leave(Place *place)
 {
-    CtrlPoint *record = place->record; /* another connection's once the place is free */
     if (__atomic_sub_fetch(&place->users, 1, __ATOMIC_ACQ_REL) == 0) {
-        free_record(record);
+        end(place);
     }
 }
 
@@ -126,6 +134,11 @@ void connection_release(Connection connection)
     }
 }
 
+Backlog *connection_backlog(Connection connection)
+{
+    return &connection.place->backlog;
+}
+
 /* ---- The registry's part */
 
 /* The place comes last: another thread may be looking at a record that the host has listed. */
@@ -150,6 +163,12 @@ bool connection_register(CtrlPoint *record)
     return true;
 }
 
+uint32_t connection_waiting(const CtrlPoint *record)
+{
+    const Place *place = place_of(record);
+    return place == nullptr ? 0 : __atomic_load_n(&place->backlog.waiting, __ATOMIC_ACQUIRE);
+}
+
 void connection_drop(CtrlPoint *record)
 {
     Place *place = place_of(record);
@@ -159,7 +178,7 @@ void connection_drop(CtrlPoint *record)
     }
     shutdown(record->fd, SHUT_RDWR); /* before the last user can close it */
     if (__atomic_and_fetch(&place->users, ~OPEN, __ATOMIC_ACQ_REL) == 0) {
-        free_record(record);
+        end(place);
     }
 }
 

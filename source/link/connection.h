@@ -17,6 +17,7 @@
 #pragma once
 
 #include "base/lock.h"
+#include "link/backlog.h"
 #include "tvlink/ctrlpoint.h"
 
 struct Place;
@@ -30,6 +31,12 @@ struct Connection {
 Connection connection_acquire(CtrlPoint *cp);
 void connection_release(Connection connection);
 
+/* Stands for the send lock of a record. */
+extern LockName send_mutex;
+
+/* Of an acquired connection with a place. */
+Backlog *connection_backlog(Connection connection) NEEDS(send_mutex);
+
 /* ---- For the registry, under its lock. */
 
 /* Stands for g_cp_list_mutex. */
@@ -37,6 +44,9 @@ extern LockName registry_mutex;
 
 /* Gives a listed record a handle, unless it has one. False when memory is out. */
 bool connection_register(CtrlPoint *record) NEEDS(registry_mutex);
+
+/* The bytes that wait to be sent to the peer of a listed record. */
+uint32_t connection_waiting(const CtrlPoint *record) NEEDS(registry_mutex);
 
 /* For a record that is out of the list: shuts the connection down, and frees the record as soon as
  * nobody uses it. A record without a handle is freed at once. */

@@ -35,7 +35,7 @@ int check_ctrlpoint_timeout()
     return 0;
 }
 
-static bool begin_if_due(const Broadcast *, CtrlPoint *record, int)
+static bool begin_if_due(const SendToAll *, CtrlPoint *record, int)
 {
     const uint32_t now = get_current_time();
     if (now - record->last_heartbeat < HEARTBEAT_EVERY_S) {
@@ -48,7 +48,7 @@ static bool begin_if_due(const Broadcast *, CtrlPoint *record, int)
 int check_ctrlpoint_heart()
 {
     const Frame frame = frame_build(FRAME_HEARTBEAT, HEART, sizeof HEART);
-    const Broadcast heartbeat = {frame, 0, &SENDBACK, begin_if_due};
+    const SendToAll heartbeat = {frame, 0, &SENDBACK, begin_if_due};
     registry_lock();
     send_broadcast(&heartbeat);
     registry_unlock();

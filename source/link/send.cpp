@@ -45,9 +45,6 @@ static Sending begin(CtrlPoint *cp, Frame frame, const SendTrace *trace)
 
 /* ---- One frame to one connection */
 
-/* Stands for the send lock of the record that a frame is on its way to. */
-static LockName send_mutex;
-
 static ssize_t send_some(Sending *sending) NEEDS(send_mutex)
 {
     const int fd = sending->to.record->fd;
@@ -115,7 +112,44 @@ static bool finish(const Sending *sending, Progress progress) RELEASES(send_mute
 }
 
 /* Sends the frame for as long as it takes. */
-static bool send_whole(Sending *sending)
+static Progress send_whole(Sending *sending) NEEDS(send_mutex)
+{
+    Progress progress = FULL;
+    while ((progress = send_until_full(sending)) == FULL) {
+        usleep(RETRY_PAUSE_US);
+    }
+    return progress;
+}
+
+/* Sends what the peer takes at once and keeps the rest for the server thread. */
+static Progress send_or_keep(Sending *sending, Backlog *backlog) NEEDS(send_mutex)
+{
+    sending->flags |= MSG_DONTWAIT;
+    const bool first = backlog->waiting == 0;
+    const Progress progress = first ? send_until_full(sending) : FULL;
+    if (progress != FULL) {
+        return progress;
+    }
+    if (!backlog_keep(backlog, sending->frame.bytes + sending->sent,
+                      sending->frame.size - sending->sent, clock_elapsed_ms())) {
+        return FAILED;
+    }
+    if (first) {
+        backlog_signal_raise();
+    }
+    return SENT;
+}
+
+/* What waits goes first, also when the guard keeps nothing any more. */
+static Progress send_in_order(Sending *sending) NEEDS(send_mutex)
+{
+    Backlog *backlog = sending->to.place == nullptr ? nullptr : connection_backlog(sending->to);
+    const bool keeps =
+        backlog != nullptr && (guard_send_backlog_bytes() != 0 || backlog->waiting != 0);
+    return keeps ? send_or_keep(sending, backlog) : send_whole(sending);
+}
+
+static bool send_locked(Sending *sending)
 {
     if (sending->to.record == nullptr) {
         errno = EPIPE;
@@ -123,11 +157,7 @@ static bool send_whole(Sending *sending)
     }
     log_hold();
     lock_take(&sending->to.record->send_lock, &send_mutex);
-    Progress progress = FULL;
-    while ((progress = send_until_full(sending)) == FULL) {
-        usleep(RETRY_PAUSE_US);
-    }
-    const bool sent = finish(sending, progress);
+    const bool sent = finish(sending, send_in_order(sending));
     log_release();
     return sent;
 }
@@ -156,7 +186,7 @@ static bool send_to(CtrlPoint *cp, Frame frame, const SendTrace *trace)
         return false;
     }
     Sending sending = begin(cp, frame, trace);
-    const bool sent = send_whole(&sending);
+    const bool sent = send_locked(&sending);
     end(&sending, sent);
     return sent;
 }
@@ -241,26 +271,27 @@ static uint32_t try_again(Sending *stalled, uint32_t count)
     return left;
 }
 
-void send_broadcast(const Broadcast *broadcast)
+void send_broadcast(const SendToAll *to_all)
 {
-    const Frame frame = broadcast->frame;
-    const size_t room = guard_send_stall_ms() == 0 ? 0 : registry_list()->count;
+    const Frame frame = to_all->frame;
+    const bool waits = guard_send_stall_ms() != 0 && guard_send_backlog_bytes() == 0;
+    const size_t room = waits ? registry_list()->count : 0;
     Sending *stalled = static_cast<Sending *>(room == 0 ? nullptr : malloc(room * sizeof *stalled));
     uint32_t count = 0;
     const ListNode *node = registry_list()->head;
     for (int number = 0; node != nullptr;) {
         CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
         node = node->next; /* a failed send removes the current node */
-        if (record == nullptr || !broadcast->begin(broadcast, record, number++) ||
+        if (record == nullptr || !to_all->begin(to_all, record, number++) ||
             frame.bytes == nullptr) {
             continue;
         }
         connection_register(record); /* the host may have listed it */
         if (stalled == nullptr) {
-            send_to(record, frame, broadcast->trace);
+            send_to(record, frame, to_all->trace);
             continue;
         }
-        stalled[count] = begin(record, frame, broadcast->trace);
+        stalled[count] = begin(record, frame, to_all->trace);
         stalled[count].flags |= MSG_DONTWAIT;
         count += send_without_waiting(&stalled[count]) ? 0 : 1;
     }
@@ -271,7 +302,44 @@ void send_broadcast(const Broadcast *broadcast)
     free(stalled);
 }
 
-static bool begin_event(const Broadcast *event, CtrlPoint *record, int number)
+/* ---- What waits */
+
+/* Until the peer takes no more; one of its bytes ends a stall. */
+static Progress send_backlog(Sending *sending, Backlog *backlog) NEEDS(send_mutex)
+{
+    Progress progress = SENT;
+    while (progress == SENT && backlog->waiting != 0) {
+        sending->frame = backlog_next(backlog);
+        sending->sent = 0;
+        sending->stalled_since_ms = backlog->progress_ms;
+        progress = send_until_full(sending);
+        if (sending->sent > 0) {
+            backlog->progress_ms = sending->attempt_ms;
+            backlog_drop(backlog, sending->sent);
+        }
+    }
+    return progress;
+}
+
+void send_waiting(Connection to)
+{
+    Sending sending = {to, {nullptr, 0}, &SENDBACK, MSG_NOSIGNAL | MSG_DONTWAIT, false, 0, 0, 0};
+    log_hold();
+    bool failed = false;
+    if (lock_if_free(&sending)) {
+        const Progress progress = send_backlog(&sending, connection_backlog(to));
+        failed = progress == FAILED;
+        finish(&sending, progress);
+    }
+    log_release();
+    if (failed) {
+        remove_failed(&sending);
+    }
+}
+
+/* ---- Events */
+
+static bool begin_event(const SendToAll *event, CtrlPoint *record, int number)
 {
     log_out("zqt fd:%d num:%d ip:%x\n", record->fd, number, record->peer_addr);
     print_begin(event->third_byte);
@@ -280,7 +348,7 @@ static bool begin_event(const Broadcast *event, CtrlPoint *record, int number)
 
 void send_event(Frame frame, int third_byte)
 {
-    const Broadcast event = {frame, third_byte, &SENDBACKALL, begin_event};
+    const SendToAll event = {frame, third_byte, &SENDBACKALL, begin_event};
     registry_lock();
     send_broadcast(&event);
     registry_unlock();

@@ -18,14 +18,18 @@ extern const SendTrace SENDBACKALL;
 /* tcp_sendback for a frame that has been built. */
 int send_frame(CtrlPoint *cp, Frame frame);
 
-struct Broadcast {
+struct SendToAll {
     Frame frame;    /* without bytes: everything but the sending is done */
     int third_byte; /* of the payload, for the lines of events */
     const SendTrace *trace;
 
     /* Called for each listed record in turn; false: it is left out. */
-    bool (*begin)(const Broadcast *broadcast, CtrlPoint *record, int number);
+    bool (*begin)(const SendToAll *to_all, CtrlPoint *record, int number);
 };
+
+/* For the server thread: sends what the backlog of an acquired connection holds, as far as the peer
+ * takes it. A peer that has taken no byte for the guard's send_stall_ms is dropped. */
+void send_waiting(Connection to);
 
 /* sendto_all_ctrlpoint for a frame that has been built. */
 void send_event(Frame frame, int third_byte);
@@ -33,4 +37,4 @@ void send_event(Frame frame, int third_byte);
 /* Sends the frame to one listed record after the other and removes those that fail, under the
  * registry lock. With the guard's send_stall_ms everybody is tried before anybody is waited for,
  * and then all that are stalled are waited for at once. */
-void send_broadcast(const Broadcast *broadcast) NEEDS(registry_mutex);
+void send_broadcast(const SendToAll *to_all) NEEDS(registry_mutex);

@@ -6,6 +6,7 @@
 #include "base/log.h"
 #include "link/heartbeat.h"
 #include "link/receive.h"
+#include "link/send.h"
 #include "link/watch.h"
 #include "net/bind_with_retries.h"
 #include "net/socket_io.h"
@@ -47,10 +48,12 @@ int start_tcp_thread()
         log_out("err: tcp_sock_init() fail\n");
         return -1;
     }
+    backlog_signal_open();
     if (pthread_create(&g_tcp_tid, nullptr, tcp_thread, nullptr) != 0) {
         log_out("err: pthread_create() fail\n");
         close(listening_socket()); /* otherwise the next start could not bind the port */
         set_listening_socket(-1);
+        backlog_signal_close();
         return -4;
     }
     thread_to_join = true;
@@ -63,6 +66,7 @@ void tcp_server_join()
         pthread_join(g_tcp_tid, nullptr);
         thread_to_join = false;
     }
+    backlog_signal_close();
 }
 
 /* ---- The listening socket */
@@ -216,8 +220,23 @@ static void serve_all_ready(const Watch *watch)
     for (int fd = descriptor_set_next(ready, 0); fd >= 0; fd = descriptor_set_next(ready, fd + 1)) {
         if (fd == listener) {
             accept_pending(listener);
+        } else if (fd == backlog_signal_fd()) {
+            backlog_signal_clear();
         } else {
             serve_ready(watch, fd);
+        }
+    }
+}
+
+/* Also to those without room: whoever takes nothing for too long is dropped. */
+static void send_all_waiting(const Watch *watch)
+{
+    const DescriptorSet *set = &watch->waiting;
+    for (int fd = descriptor_set_next(set, 0); fd >= 0; fd = descriptor_set_next(set, fd + 1)) {
+        const Connection connection = watch_acquire(watch, fd);
+        if (connection.place != nullptr && connection.record != nullptr) {
+            send_waiting(connection);
+            connection_release(connection);
         }
     }
 }
@@ -244,6 +263,7 @@ static void serve_one_pass(Watch *watch, uint32_t *checked)
     if (ready > 0) {
         serve_all_ready(watch);
     }
+    send_all_waiting(watch);
     check_idle(ready > 0, checked);
 }
 

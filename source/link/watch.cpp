@@ -6,6 +6,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+static const struct timeval WITH_BACKLOG = {0, 100000};
+
 /* Compares the list itself, too: a host may have linked a record by hand. */
 static bool is_current(const Watch *watch) NEEDS(registry_mutex)
 {
@@ -51,6 +53,7 @@ static void renew(Watch *watch, int listener) NEEDS(registry_mutex)
     descriptor_set_clear(&watch->all);
     descriptor_set_add(&watch->all, listener);
     descriptor_set_add(&watch->all, stop_signal_fd());
+    descriptor_set_add(&watch->all, backlog_signal_fd());
     for (int fd = 0; fd < watch->room; fd++) {
         watch->records[fd] = nullptr;
     }
@@ -62,18 +65,37 @@ static void renew(Watch *watch, int listener) NEEDS(registry_mutex)
     watch->list_changes = list_changes();
 }
 
+/* Usually there are none. */
+static void find_waiting(Watch *watch) NEEDS(registry_mutex)
+{
+    descriptor_set_clear(&watch->waiting);
+    if (backlog_total() == 0) {
+        return;
+    }
+    for (const ListNode *node = registry_list()->head; node != nullptr; node = node->next) {
+        const CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
+        if (connection_waiting(record) > 0) {
+            descriptor_set_add(&watch->waiting, record->fd);
+        }
+    }
+}
+
 int watch_wait(Watch *watch, int listener, struct timeval limit)
 {
     registry_lock();
     if (!is_current(watch)) {
         renew(watch, listener);
     }
+    find_waiting(watch);
     registry_unlock();
-    if (!descriptor_set_copy(&watch->ready, &watch->all)) {
+    if (!descriptor_set_copy(&watch->ready, &watch->all) ||
+        !descriptor_set_copy(&watch->writable, &watch->waiting)) {
         errno = ENOMEM;
         return -1;
     }
-    const int ready = descriptor_set_select(&watch->ready, limit);
+    const bool waiting = watch->waiting.size > 0;
+    const int ready = descriptor_set_select(&watch->ready, waiting ? WITH_BACKLOG : limit,
+                                            waiting ? &watch->writable : nullptr);
     watch->complete &= ready > 0; /* after a pause look whether a host has changed a record */
     return ready;
 }
@@ -100,6 +122,8 @@ void watch_free(Watch *watch)
 {
     descriptor_set_free(&watch->all);
     descriptor_set_free(&watch->ready);
+    descriptor_set_free(&watch->waiting);
+    descriptor_set_free(&watch->writable);
     free(watch->records);
     *watch = {};
 }

@@ -1,5 +1,6 @@
 #include "net/descriptor_set.h"
 
+#include <errno.h>
 #include <limits.h>
 #include <stdlib.h>
 #include <string.h>
@@ -75,7 +76,24 @@ int descriptor_set_next(const DescriptorSet *set, int from)
     return -1;
 }
 
-int descriptor_set_select(DescriptorSet *set, struct timeval limit)
+static fd_set *system_set(DescriptorSet *set)
 {
-    return select(set->size, reinterpret_cast<fd_set *>(set->words), nullptr, nullptr, &limit);
+    return set == nullptr ? nullptr : reinterpret_cast<fd_set *>(set->words);
+}
+
+/* The system looks at as many words of each set as the larger one has. */
+static bool has_words_for(DescriptorSet *set, int size)
+{
+    return set == nullptr || size == 0 || has_word(set, (size - 1) / WORD_BITS);
+}
+
+int descriptor_set_select(DescriptorSet *readable, struct timeval limit, DescriptorSet *writable)
+{
+    const bool larger = writable != nullptr && writable->size > readable->size;
+    const int size = larger ? writable->size : readable->size;
+    if (!has_words_for(readable, size) || !has_words_for(writable, size)) {
+        errno = ENOMEM;
+        return -1;
+    }
+    return select(size, system_set(readable), system_set(writable), nullptr, &limit);
 }

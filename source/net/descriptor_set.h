@@ -22,6 +22,7 @@ bool descriptor_set_copy(DescriptorSet *to, const DescriptorSet *from);
 /* The lowest member at or above `from`; -1 when there is none. */
 int descriptor_set_next(const DescriptorSet *set, int from);
 
-/* Waits until a member is readable or the time is over, and removes all other members. Result and
- * errno are those of select. */
-int descriptor_set_select(DescriptorSet *set, struct timeval limit);
+/* Waits until a member is readable, or one of the second set writable, or the time is over, and
+ * removes all other members. Result and errno are those of select. */
+int descriptor_set_select(DescriptorSet *readable, struct timeval limit,
+                          DescriptorSet *writable = nullptr);

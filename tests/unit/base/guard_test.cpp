@@ -47,6 +47,7 @@ struct Numbers {
     uint32_t max_captures = guard_max_captures();
     uint32_t bind_wait_ms = guard_bind_wait_ms();
     uint32_t max_search_answers = guard_max_search_answers();
+    uint32_t send_backlog_bytes = guard_send_backlog_bytes();
 };
 
 std::string text(const Numbers &numbers)
@@ -56,7 +57,8 @@ std::string text(const Numbers &numbers)
            " " + std::to_string(numbers.send_stall_ms) + " " +
            std::to_string(numbers.bulk_accept_ms) + " " + std::to_string(numbers.max_captures) +
            " " + std::to_string(numbers.bind_wait_ms) + " " +
-           std::to_string(numbers.max_search_answers);
+           std::to_string(numbers.max_search_answers) + " " +
+           std::to_string(numbers.send_backlog_bytes);
 }
 
 std::string now()
@@ -64,7 +66,7 @@ std::string now()
     return text(Numbers());
 }
 
-const char *const PLAIN = "end 0 0 0 0 0 0 0";
+const char *const PLAIN = "end 0 0 0 0 0 0 0 0";
 
 /* Before main(): no host has set anything. */
 const Numbers initial_guard;
@@ -86,15 +88,17 @@ TEST_F(Guard, BoundsNothingAtFirst)
 
 TEST_F(Guard, IsCopiedFromTheHostsRecord)
 {
-    IppGuard guard = {IPP_BAD_TAG_REFUSE, 1, 2, 3, 4, 5, 6, nullptr, nullptr, 7};
+    IppGuard guard = {IPP_BAD_TAG_REFUSE, 1, 2, 3, 4, 5, 6, nullptr, nullptr, 7, 8};
     EXPECT_EQ(ipp_set_guard(&guard), 0);
     guard = {};
-    EXPECT_EQ(now(), "refuse 1 2 3 4 5 6 7");
-    const IppGuard most = {IPP_BAD_TAG_END, UINT32_MAX, UINT32_MAX, UINT32_MAX, UINT32_MAX,
-                           UINT32_MAX,      UINT32_MAX, nullptr,    nullptr,    UINT32_MAX};
+    EXPECT_EQ(now(), "refuse 1 2 3 4 5 6 7 8");
+    const IppGuard most = {IPP_BAD_TAG_END, UINT32_MAX, UINT32_MAX, UINT32_MAX,
+                           UINT32_MAX,      UINT32_MAX, UINT32_MAX, nullptr,
+                           nullptr,         UINT32_MAX, UINT32_MAX};
     EXPECT_EQ(ipp_set_guard(&most), 0);
     EXPECT_EQ(now(),
-              "end 4294967295 4294967295 4294967295 4294967295 4294967295 4294967295 4294967295");
+              "end 4294967295 4294967295 4294967295 4294967295 4294967295 4294967295 4294967295 "
+              "4294967295");
 }
 
 /* An initialiser that names fewer fields means what it meant before the record grew. */
@@ -111,6 +115,7 @@ TEST_F(Guard, GrowsAtItsEnd)
     EXPECT_EQ(offsetof(IppGuard, admit), offsetof(First, admit));
     EXPECT_EQ(offsetof(IppGuard, admit_context), offsetof(First, admit_context));
     EXPECT_EQ(offsetof(IppGuard, max_search_answers), sizeof(First));
+    EXPECT_EQ(offsetof(IppGuard, send_backlog_bytes), sizeof(First) + sizeof(uint32_t));
 }
 
 TEST_F(Guard, HasRecommendedValues)
@@ -119,7 +124,7 @@ TEST_F(Guard, HasRecommendedValues)
     EXPECT_EQ(guard.admit, nullptr);
     EXPECT_EQ(guard.admit_context, nullptr);
     EXPECT_EQ(ipp_set_guard(&guard), 0);
-    EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000 32");
+    EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000 32 8388608");
     EXPECT_TRUE(guard_admits(1));
 }
 
@@ -147,7 +152,7 @@ TEST_F(Guard, RefusesAnUnknownOnBadTagAndStaysAsItWas)
         IppGuard guard = {};
         guard.on_bad_tag = wrong;
         EXPECT_EQ(ipp_set_guard(&guard), -1) << wrong;
-        EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000 32") << wrong;
+        EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000 32 8388608") << wrong;
     }
     EXPECT_TRUE(guard_admits(1));
     EXPECT_EQ(asked.times, 1);

@@ -1,6 +1,7 @@
 /* What a start, a stop and single calls do first, and what they do then. */
 #include "base/flags.h"
 #include "discovery/announce.h"
+#include "link/backlog.h"
 #include "link/registry.h"
 #include "net/stop_signal.h"
 #include "support/captured_lines.h"
@@ -141,7 +142,7 @@ TEST(OrderOfStart, IsFromTheNamesToTheFlagThatAllIsReady)
 {
     in_child([] {
         const Replaced signal(system_eventfd, [](unsigned value, int flags) {
-            Steps::call("stop signal");
+            Steps::call(stop_signal_fd() < 0 ? "stop signal" : "backlog signal");
             return system_eventfd.real(value, flags);
         });
         const Replaced listen(system_listen, [](int fd, int backlog) {
@@ -161,8 +162,8 @@ TEST(OrderOfStart, IsFromTheNamesToTheFlagThatAllIsReady)
         EXPECT_EQ(steps.all(),
                   (Entries{"serial SN-1", "name Den", "device type 7", "running 1", "stop signal",
                            "lock of the registry", "listed 0", "unlock of the registry",
-                           "request worker", "heartbeat worker", "control port", "server thread",
-                           "discovery thread", "announcing thread", "inited 1"}));
+                           "request worker", "heartbeat worker", "control port", "backlog signal",
+                           "server thread", "discovery thread", "announcing thread", "inited 1"}));
         EXPECT_EQ(g_cp_list.head, nullptr);
         EXPECT_EQ(g_cp_list.tail, nullptr);
     });
@@ -185,8 +186,10 @@ TEST(OrderOfStop, IsFromTheFlagsOverTheThreadsToTheRegistry)
         });
         ASSERT_EQ(ipp_init(7, "Den", "SN-1"), 0);
         const Phone phone;
-        names = {{number_of(phone), "connection"}, {stop_signal_fd(), "stop signal"}};
-        ASSERT_EQ(names.size(), 2u);
+        names = {{number_of(phone), "connection"},
+                 {stop_signal_fd(), "stop signal"},
+                 {backlog_signal_fd(), "backlog signal"}};
+        ASSERT_EQ(names.size(), 3u);
         const pthread_t stopping = pthread_self();
         const Replaced close(system_close, [stopping](int fd) {
             if (pthread_equal(stopping, pthread_self())) {
@@ -196,11 +199,11 @@ TEST(OrderOfStop, IsFromTheFlagsOverTheThreadsToTheRegistry)
         });
         const Steps steps;
         EXPECT_EQ(ipp_finish(), 0);
-        EXPECT_EQ(steps.all(),
-                  (Entries{"inited 0", "running 0", "join of the discovery thread",
-                           "join of the server thread", "close of the stop signal",
-                           "lock of the registry", "shutdown of the connection",
-                           "close of the connection", "listed 0", "unlock of the registry"}));
+        EXPECT_EQ(steps.all(), (Entries{"inited 0", "running 0", "join of the discovery thread",
+                                        "join of the server thread", "close of the backlog signal",
+                                        "close of the stop signal", "lock of the registry",
+                                        "shutdown of the connection", "close of the connection",
+                                        "listed 0", "unlock of the registry"}));
     });
 }
 

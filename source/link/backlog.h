@@ -1,0 +1,42 @@
+/* What peers have not taken yet, under the guard's send_backlog_bytes. Every connection has a
+ * backlog; its send lock guards it. The server thread sends what is in it when there is room. */
+#pragma once
+
+#include "wire/frame.h"
+
+struct BacklogPart; /* of a frame */
+
+struct Backlog {
+    BacklogPart *first;
+    BacklogPart *last;
+    uint32_t sent;        /* bytes of the first part */
+    uint32_t waiting;     /* bytes of all parts that are still to be sent */
+    uint64_t progress_ms; /* when the peer last took a byte, or the first part began to wait */
+};
+
+/* Keeps a copy of the bytes. False, with the reason in errno: ENOBUFS for more than the guard
+ * allows the connection, or all together, and ENOMEM. */
+bool backlog_keep(Backlog *backlog, const uint8_t *bytes, uint32_t size, uint64_t now_ms);
+
+/* The next bytes to send; of size 0 when none wait. */
+Frame backlog_next(const Backlog *backlog);
+
+/* So many of the next bytes have been sent. */
+void backlog_drop(Backlog *backlog, uint32_t size);
+
+void backlog_clear(Backlog *backlog);
+
+/* The bytes that wait for all peers together. Any thread, without a lock. */
+uint32_t backlog_total(void);
+
+/* ---- Waking the server thread, which may be waiting for other things. */
+
+/* Before the server thread begins, and once it has ended. */
+void backlog_signal_open(void);
+void backlog_signal_close(void);
+
+/* Readable from raise to clear; -1: there is none, and the server finds what waits at its next
+ * pass. */
+int backlog_signal_fd(void);
+void backlog_signal_raise(void);
+void backlog_signal_clear(void);
