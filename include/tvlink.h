@@ -504,11 +504,12 @@ typedef struct IppGuard {
     /* At most so many answers to searches wait at a time, side by side, each for its own random
      * delay; values above 1,024 count as 1,024. A source address has one of these places: its
      * further searches until the answer is sent are not answered, nor are searches of other
-     * addresses while no place is free, and admit is not asked about them. They print the two lines
-     * of every search, and may be repeated. No delay is below 0.1 s, so at most ten times as many
-     * answers are sent a second, also to a neighbour that forges its addresses. Answers that still
-     * wait when the service stops are dropped. 0: one answer after the other, in order of arrival,
-     * each after its own delay: one neighbour's flood then hides the television. */
+     * addresses while no place is free. Such searches print the two lines of every search that is
+     * recognised, admit is not asked about them, and they may be repeated. No delay is below 0.1 s,
+     * so at most ten times as many answers are sent a second, also to a neighbour that forges its
+     * addresses. Answers that still wait when the service stops are dropped. 0: one answer after
+     * the other, in order of arrival, each after its own delay: one neighbour's flood then hides
+     * the television. */
     uint32_t max_search_answers;
     /* Bytes. What a connection does not take at once is kept and sent when it has room, so that no
      * reply and no event waits for another peer, and tcp_sendback succeeds. A connection may keep

@@ -46,17 +46,18 @@ uint32_t frame_length(const uint8_t *frame)
     return load_u32(frame + FRAME_LENGTH_OFFSET);
 }
 
-/* Sums eight bytes at a time: those at even and those at odd places each in four lanes of 16 bits,
- * which 128 words cannot overflow. */
+static const uint64_t EVEN_BYTES = 0x00FF00FF00FF00FFU;
+static const uint64_t LOW_LANES = 0x0000FFFF0000FFFFU;
+static const uint32_t WORDS_AT_ONCE = 128;
+
+/* Sums eight bytes at a time, in four lanes of 16 bits, which WORDS_AT_ONCE cannot overflow. */
 static uint32_t sum_of_words(const uint8_t *bytes, uint32_t words)
 {
-    const uint64_t EVEN = 0x00FF00FF00FF00FFU;
-    const uint64_t LOW_LANES = 0x0000FFFF0000FFFFU;
     uint64_t lanes = 0;
     for (uint32_t i = 0; i < words; i++) {
         uint64_t word;
-        memcpy(&word, bytes + 8 * i, sizeof word);
-        lanes += (word & EVEN) + (word >> 8 & EVEN);
+        memcpy(&word, bytes + size_t{8} * i, sizeof word);
+        lanes += (word & EVEN_BYTES) + (word >> 8 & EVEN_BYTES);
     }
     lanes = (lanes & LOW_LANES) + (lanes >> 16 & LOW_LANES);
     return static_cast<uint32_t>(lanes) + static_cast<uint32_t>(lanes >> 32);
@@ -64,7 +65,6 @@ static uint32_t sum_of_words(const uint8_t *bytes, uint32_t words)
 
 static uint32_t sum(const uint8_t *bytes, uint32_t size)
 {
-    const uint32_t WORDS_AT_ONCE = 128;
     uint32_t total = 0;
     uint32_t done = 0;
     while (size - done >= 8) {
