@@ -54,6 +54,11 @@ static void renew(Watch *watch, int listener) NEEDS(registry_mutex)
     descriptor_set_add(&watch->all, listener);
     descriptor_set_add(&watch->all, stop_signal_fd());
     descriptor_set_add(&watch->all, backlog_signal_fd());
+    if (registry_list()->count == 0) {
+        free(watch->records);
+        watch->records = nullptr;
+        watch->room = 0;
+    }
     for (int fd = 0; fd < watch->room; fd++) {
         watch->records[fd] = nullptr;
     }
