@@ -9,10 +9,18 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-/* The bytes follow in the same allocation. */
+/* Of a frame. The bytes follow in the same allocation. */
 struct BacklogPart {
     BacklogPart *next;
     uint32_t size;
+};
+
+struct BacklogQueue {
+    BacklogPart *first;
+    BacklogPart *last;
+    uint32_t sent;    /* bytes of the first part */
+    uint32_t waiting; /* bytes of all parts that are still to be sent */
+    uint64_t progress_ms;
 };
 
 /* All connections together may keep as much as so many of them. */
@@ -57,11 +65,41 @@ static bool is_allowed(const Backlog *backlog, uint32_t size)
 {
     const uint64_t limit = guard_send_backlog_bytes();
     const uint64_t all = limit * SHARES < UINT32_MAX ? limit * SHARES : UINT32_MAX;
-    const bool within = backlog->waiting == 0 || uint64_t{backlog->waiting} + size <= limit;
+    const uint32_t waiting = backlog_waiting(backlog);
+    const bool within = waiting == 0 || uint64_t{waiting} + size <= limit;
     return within && add_to_total(size, all);
 }
 
 /* ---- Keeping and sending */
+
+/* False when memory is out. */
+static bool make_queue(Backlog *backlog)
+{
+    if (backlog->queue != nullptr) {
+        return true;
+    }
+    BacklogQueue *queue = static_cast<BacklogQueue *>(calloc(1, sizeof *queue));
+    __atomic_store_n(&backlog->queue, queue, __ATOMIC_RELEASE);
+    return queue != nullptr;
+}
+
+static BacklogPart *make_part(const uint8_t *bytes, uint32_t size)
+{
+    BacklogPart *part = static_cast<BacklogPart *>(malloc(sizeof *part + size));
+    if (part != nullptr) {
+        *part = {nullptr, size};
+        memcpy(bytes_of(part), bytes, size);
+    }
+    return part;
+}
+
+static void append(BacklogQueue *queue, BacklogPart *part, uint64_t now_ms)
+{
+    queue->progress_ms = queue->first == nullptr ? now_ms : queue->progress_ms;
+    *(queue->first == nullptr ? &queue->first : &queue->last->next) = part;
+    queue->last = part;
+    __atomic_store_n(&queue->waiting, queue->waiting + part->size, __ATOMIC_RELEASE);
+}
 
 bool backlog_keep(Backlog *backlog, const uint8_t *bytes, uint32_t size, uint64_t now_ms)
 {
@@ -69,47 +107,58 @@ bool backlog_keep(Backlog *backlog, const uint8_t *bytes, uint32_t size, uint64_
         errno = ENOBUFS;
         return false;
     }
-    BacklogPart *part = static_cast<BacklogPart *>(malloc(sizeof *part + size));
+    BacklogPart *part = make_queue(backlog) ? make_part(bytes, size) : nullptr;
     if (part == nullptr) {
         take_from_total(size);
         errno = ENOMEM;
         return false;
     }
-    *part = {nullptr, size};
-    memcpy(bytes_of(part), bytes, size);
-    backlog->progress_ms = backlog->first == nullptr ? now_ms : backlog->progress_ms;
-    *(backlog->first == nullptr ? &backlog->first : &backlog->last->next) = part;
-    backlog->last = part;
-    __atomic_store_n(&backlog->waiting, backlog->waiting + size, __ATOMIC_RELEASE);
+    append(backlog->queue, part, now_ms);
     return true;
+}
+
+uint32_t backlog_waiting(const Backlog *backlog)
+{
+    const BacklogQueue *queue = __atomic_load_n(&backlog->queue, __ATOMIC_ACQUIRE);
+    return queue == nullptr ? 0 : __atomic_load_n(&queue->waiting, __ATOMIC_ACQUIRE);
+}
+
+uint64_t backlog_progress_ms(const Backlog *backlog)
+{
+    return backlog->queue == nullptr ? 0 : backlog->queue->progress_ms;
 }
 
 Frame backlog_next(const Backlog *backlog)
 {
-    if (backlog->first == nullptr) {
+    if (backlog_waiting(backlog) == 0) {
         return {nullptr, 0};
     }
-    return {bytes_of(backlog->first) + backlog->sent, backlog->first->size - backlog->sent};
+    const BacklogQueue *queue = backlog->queue;
+    return {bytes_of(queue->first) + queue->sent, queue->first->size - queue->sent};
 }
 
-void backlog_drop(Backlog *backlog, uint32_t size)
+void backlog_drop(Backlog *backlog, uint32_t size, uint64_t now_ms)
 {
-    backlog->sent += size;
-    __atomic_store_n(&backlog->waiting, backlog->waiting - size, __ATOMIC_RELEASE);
+    BacklogQueue *queue = backlog->queue;
+    queue->progress_ms = now_ms;
+    queue->sent += size;
+    __atomic_store_n(&queue->waiting, queue->waiting - size, __ATOMIC_RELEASE);
     take_from_total(size);
-    BacklogPart *part = backlog->first;
-    if (part != nullptr && backlog->sent == part->size) {
-        backlog->first = part->next;
-        backlog->sent = 0;
+    BacklogPart *part = queue->first;
+    if (queue->sent == part->size) {
+        queue->first = part->next;
+        queue->sent = 0;
         free(part);
     }
 }
 
 void backlog_clear(Backlog *backlog)
 {
-    while (backlog->first != nullptr) {
-        backlog_drop(backlog, backlog->first->size - backlog->sent);
+    for (Frame rest = backlog_next(backlog); rest.size != 0; rest = backlog_next(backlog)) {
+        backlog_drop(backlog, rest.size, 0);
     }
+    free(backlog->queue);
+    backlog->queue = nullptr;
 }
 
 /* ---- The signal */

@@ -4,14 +4,11 @@
 
 #include "wire/frame.h"
 
-struct BacklogPart; /* of a frame */
+struct BacklogQueue;
 
+/* A pointer, since most connections never need more: a table holds one for each. */
 struct Backlog {
-    BacklogPart *first;
-    BacklogPart *last;
-    uint32_t sent;        /* bytes of the first part */
-    uint32_t waiting;     /* bytes of all parts that are still to be sent */
-    uint64_t progress_ms; /* when the peer last took a byte, or the first part began to wait */
+    BacklogQueue *queue; /* null until something has been kept; from then on until clear */
 };
 
 /* Keeps a copy of the bytes. False, with the reason in errno: ENOBUFS for more than the guard
@@ -21,9 +18,17 @@ bool backlog_keep(Backlog *backlog, const uint8_t *bytes, uint32_t size, uint64_
 /* The next bytes to send; of size 0 when none wait. */
 Frame backlog_next(const Backlog *backlog);
 
-/* So many of the next bytes have been sent. */
-void backlog_drop(Backlog *backlog, uint32_t size);
+/* So many of the next bytes were sent, by an attempt that began at that time. */
+void backlog_drop(Backlog *backlog, uint32_t size, uint64_t now_ms);
 
+/* When the peer last took a byte, or the first of what waits was kept. */
+uint64_t backlog_progress_ms(const Backlog *backlog);
+
+/* Bytes that are still to be sent. Any thread for which the backlog is not cleared, without its
+ * lock. */
+uint32_t backlog_waiting(const Backlog *backlog);
+
+/* For its last user. */
 void backlog_clear(Backlog *backlog);
 
 /* The bytes that wait for all peers together. Any thread, without a lock. */

@@ -166,7 +166,7 @@ bool connection_register(CtrlPoint *record)
 uint32_t connection_waiting(const CtrlPoint *record)
 {
     const Place *place = place_of(record);
-    return place == nullptr ? 0 : __atomic_load_n(&place->backlog.waiting, __ATOMIC_ACQUIRE);
+    return place == nullptr ? 0 : backlog_waiting(&place->backlog);
 }
 
 void connection_drop(CtrlPoint *record)

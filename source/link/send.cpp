@@ -125,7 +125,7 @@ static Progress send_whole(Sending *sending) NEEDS(send_mutex)
 static Progress send_or_keep(Sending *sending, Backlog *backlog) NEEDS(send_mutex)
 {
     sending->flags |= MSG_DONTWAIT;
-    const bool first = backlog->waiting == 0;
+    const bool first = backlog_waiting(backlog) == 0;
     const Progress progress = first ? send_until_full(sending) : FULL;
     if (progress != FULL) {
         return progress;
@@ -145,7 +145,7 @@ static Progress send_in_order(Sending *sending) NEEDS(send_mutex)
 {
     Backlog *backlog = sending->to.place == nullptr ? nullptr : connection_backlog(sending->to);
     const bool keeps =
-        backlog != nullptr && (guard_send_backlog_bytes() != 0 || backlog->waiting != 0);
+        backlog != nullptr && (guard_send_backlog_bytes() != 0 || backlog_waiting(backlog) != 0);
     return keeps ? send_or_keep(sending, backlog) : send_whole(sending);
 }
 
@@ -308,14 +308,13 @@ void send_broadcast(const SendToAll *to_all)
 static Progress send_backlog(Sending *sending, Backlog *backlog) NEEDS(send_mutex)
 {
     Progress progress = SENT;
-    while (progress == SENT && backlog->waiting != 0) {
+    while (progress == SENT && backlog_waiting(backlog) != 0) {
         sending->frame = backlog_next(backlog);
         sending->sent = 0;
-        sending->stalled_since_ms = backlog->progress_ms;
+        sending->stalled_since_ms = backlog_progress_ms(backlog);
         progress = send_until_full(sending);
         if (sending->sent > 0) {
-            backlog->progress_ms = sending->attempt_ms;
-            backlog_drop(backlog, sending->sent);
+            backlog_drop(backlog, sending->sent, sending->attempt_ms);
         }
     }
     return progress;

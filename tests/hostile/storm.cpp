@@ -18,7 +18,7 @@
 namespace
 {
 
-const size_t SPARE_KB = 512; /* among them 16 bytes for each of the most connections at once */
+const size_t SPARE_KB = 640; /* among them 24 bytes for each of the most connections at once */
 /* What came while the backlog was full the kernel brings later, after ever longer pauses; what is
  * silent then has half a minute more, and the service ends one in a pass, which takes the longer
  * the more there are. */
