@@ -116,8 +116,8 @@ static inline bool copy_long(uint8_t *to, const uint8_t *out, const uint32_t *st
     return true;
 }
 
-/* How many codes can be decoded without a look at the end of the input and of the table. Half of
- * the room is for their first COPY_STEP bytes. */
+/* The codes that can be decoded before input, room or the codes of this width run out. Half of the
+ * room is for the first COPY_STEP bytes of every string, half for the rest of the long ones. */
 static uint32_t easy_codes(const Decoder *decoder)
 {
     if (decoder->at + READER_BITS > decoder->bits || decoder->next == 0) {
@@ -128,17 +128,21 @@ static uint32_t easy_codes(const Decoder *decoder)
     return static_cast<uint32_t>(lesser(lesser(in_input, in_room), decoder->full - decoder->next));
 }
 
-/* Decodes codes of strings while that is easy. */
+/* Decodes as many codes as easy_codes(), fewer when another code than that of a string comes or a
+ * long string needs too much of the room. */
 __attribute__((noinline)) static void decode_run(Decoder *decoder)
 {
     uint32_t *const starts = decoder->starts;
     uint8_t *const tails = decoder->tails;
     uint8_t *const out = decoder->out;
+    const uint32_t codes = easy_codes(decoder);
+    if (codes == 0) {
+        return;
+    }
     CodeReader reader = {decoder->in + decoder->at / 8, 0, -static_cast<int>(decoder->at % 8),
                          static_cast<int>(decoder->width)};
-    const uint32_t codes = easy_codes(decoder);
     size_t written = decoder->written;
-    size_t spare = decoder->room - written - size_t{codes} * COPY_STEP; /* for longer tails */
+    size_t spare = decoder->room - written - size_t{codes} * COPY_STEP;
     size_t newest = decoder->next - 1;
     const size_t last = newest + codes;
 
@@ -208,7 +212,7 @@ static Outcome widen(Decoder *decoder)
     return decoder->full <= decoder->codes || enlarge_table(decoder) ? GO_ON : NO_MEMORY;
 }
 
-/* To be called when the output has this room. */
+/* Puts the strings of one byte behind the room of the output. */
 static void set_room(Decoder *decoder, uint32_t room)
 {
     decoder->room = room;
@@ -253,7 +257,7 @@ static Outcome decode_string(Decoder *decoder, uint32_t code)
     return GO_ON;
 }
 
-/* Decodes any one code, or prepares for it. */
+/* Decodes one code with all checks. When the table or the output is full, enlarges that instead. */
 static Outcome decode_code(Decoder *decoder)
 {
     if (decoder->next == decoder->full) {
