@@ -1,154 +1,188 @@
-/* Compressing and expanding: the library beside libtiff, whose LZW also has codes of up to 12 bits.
+/* Compressing and expanding: the library beside libtiff, whose LZW also has codes of up to 12 bits,
+ * and beside zstd -1 and lz4 where the build has found them.
  *
- *     bench_codec [ROUNDS]
+ *     bench_codec [--short] [--size KIB]... [--sample NAME]... [--rounds N]
  *
- * Rounds alternate between the two, so that other load affects both alike: compare the ratio. Times
- * are processor time of the median round. For libtiff only the coding call is measured, for the
- * library the whole call. Peak memory is heap memory, including the result. */
+ * A round runs every codec once, so that other load affects all alike: compare the ratios. Each is
+ * the median over the rounds, with the quartiles behind it, of libtiff's processor time in a round
+ * to the codec's in the same round. MB/s are those of the median round. For the library the whole
+ * call is measured, for the others the coding alone. Peak memory is heap memory, including the
+ * result. --short: three small sizes in few rounds. */
 
-#include "heap.h"
+#include "codecs.h"
 #include "samples.h"
-#include "tiff_lzw.h"
-#include "tvlink/host/sized_block.h"
-#include "tvlink/lzw.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <ctime>
+#include <getopt.h>
+#include <string>
 
 namespace
 {
 
-constexpr size_t SIZE = 1 << 20;
-constexpr int COMPARED_BITS = 12;
+using Values = std::vector<double>;
 
-using Bytes = std::vector<uint8_t>;
-using Times = std::vector<double>;
-
-struct Figures {
-    Times encode;
-    Times decode;
-    size_t compressed = 0;
-    size_t encode_peak = 0;
-    size_t decode_peak = 0;
+struct Options {
+    std::vector<size_t> sizes;        /* in KiB */
+    std::vector<std::string> samples; /* none: all */
+    size_t rounds = 0;                /* 0: by size */
 };
 
-double seconds()
+/* The rounds of one codec. */
+struct Results {
+    Values encode;
+    Values decode;
+    Round last;
+};
+
+struct Spread {
+    double median;
+    double lower;
+    double upper;
+};
+
+/* Enough for figures that stay the same, and not more than a few seconds for a sample. */
+size_t rounds_for(size_t size)
 {
-    timespec now = {};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+    return std::clamp<size_t>((size_t{48} << 20) / size, 7, 301);
 }
 
-/* Appends the processor time of `work` to `times`, and stores its peak heap use. */
-template <typename Work> void measure(Times *times, size_t *peak, Work work)
+Spread spread(Values values)
 {
-    const size_t held = heap_held();
-    heap_watch();
-    const double before = seconds();
-    work();
-    times->push_back(seconds() - before);
-    *peak = heap_peak() - held;
+    std::sort(values.begin(), values.end());
+    const size_t count = values.size();
+    return {values[count / 2], values[count / 4], values[count * 3 / 4]};
 }
 
-uint32_t count_of(const void *block)
+double rate(const Values &seconds, size_t size)
 {
-    return static_cast<const uint32_t *>(block)[-1];
+    return static_cast<double>(size) / spread(seconds).median / 1e6;
 }
 
-void release(void *block)
+Spread ratio(const Values &reference, const Values &seconds)
 {
-    free(static_cast<uint32_t *>(block) - 2);
+    Values ratios;
+    for (size_t round = 0; round < seconds.size(); round++) {
+        ratios.push_back(reference[round] / seconds[round]);
+    }
+    return spread(ratios);
 }
 
-void require_same(const void *expanded, size_t size, const Bytes &content)
+void print_ratio(const Spread &ratio)
 {
-    if (size != content.size() || memcmp(expanded, content.data(), size) != 0) {
-        std::fputs("what comes back is not what went in\n", stderr);
-        std::exit(1);
+    std::printf("  %6.2fx %5.2f-%5.2f", ratio.median, ratio.lower, ratio.upper);
+}
+
+void print_head(size_t size)
+{
+    std::printf("%zu KiB\n%-8s %-12s %8s %8s %7s %9s %9s  %-19s  %s\n", size / 1024, "", "",
+                "encode", "decode", "size", "peak of", "peak of", "encode, ratio to",
+                "decode, ratio to");
+    std::printf("%-8s %-12s %8s %8s %7s %9s %9s  %-19s  %s\n", "", "", "MB/s", "MB/s", "%",
+                "enc., KiB", "dec., KiB", "libtiff, quartiles", "libtiff, quartiles");
+}
+
+void print_row(const Sample &sample, const char *codec, const Results &results,
+               const Results &reference)
+{
+    const size_t size = sample.content.size();
+    const Round &last = results.last;
+    std::printf("%-8s %-12s %8.0f %8.0f %7.1f %9zu %9zu", sample.name.c_str(), codec,
+                rate(results.encode, size), rate(results.decode, size),
+                100.0 * static_cast<double>(last.compressed) / static_cast<double>(size),
+                last.encode.peak / 1024, last.decode.peak / 1024);
+    if (&results != &reference) {
+        print_ratio(ratio(reference.encode, results.encode));
+        print_ratio(ratio(reference.decode, results.decode));
+    }
+    std::printf("\n");
+}
+
+void compare(const Sample &sample, size_t rounds)
+{
+    const std::vector<Codec> compared = codecs();
+    std::vector<Results> results(compared.size());
+    for (size_t round = 0; round < rounds; round++) {
+        for (size_t i = 0; i < compared.size(); i++) {
+            results[i].last = compared[i].run(sample.content);
+            results[i].encode.push_back(results[i].last.encode.seconds);
+            results[i].decode.push_back(results[i].last.decode.seconds);
+        }
+    }
+    for (size_t i = 0; i < compared.size(); i++) {
+        print_row(sample, compared[i].name, results[i], results[0]);
     }
 }
 
-void run_ours(const Bytes &content, int max_bits, Figures *figures)
+bool wanted(const Options &options, const Sample &sample)
 {
-    void *in = mem_alloc(1, static_cast<uint32_t>(content.size()));
-    memcpy(in, content.data(), content.size());
-    void *compressed = nullptr;
-    void *expanded = nullptr;
-    measure(&figures->encode, &figures->encode_peak,
-            [&] { compressed = lzw_encode(in, max_bits); });
-    measure(&figures->decode, &figures->decode_peak, [&] { expanded = lzw_decode(compressed); });
-    require_same(expanded, count_of(expanded), content);
-    figures->compressed = count_of(compressed);
-    release(in);
-    release(compressed);
-    release(expanded);
+    const std::vector<std::string> &names = options.samples;
+    return names.empty() || std::find(names.begin(), names.end(), sample.name) != names.end();
 }
 
-void run_tiff(const Bytes &content, Figures *figures)
+[[noreturn]] void usage()
 {
-    TiffImage image;
-    tiff_open_new(&image, content.size());
-    measure(&figures->encode, &figures->encode_peak, [&] { tiff_compress(&image, content); });
-    tiff_close(&image);
-    figures->encode_peak += image.file.size();
-    tiff_open_written(&image);
-    Bytes expanded(content.size());
-    measure(&figures->decode, &figures->decode_peak, [&] { tiff_expand(&image, &expanded); });
-    figures->decode_peak += expanded.size();
-    figures->compressed = tiff_compressed_size(&image);
-    tiff_close(&image);
-    require_same(expanded.data(), expanded.size(), content);
+    std::fputs("usage: bench_codec [--short] [--size KIB]... [--sample NAME]... [--rounds N]\n",
+               stderr);
+    std::exit(2);
 }
 
-double median(Times times)
+size_t number(const char *text)
 {
-    std::sort(times.begin(), times.end());
-    return times[times.size() / 2];
+    const long value = std::atol(text);
+    return value > 0 ? static_cast<size_t>(value) : (usage(), 0);
 }
 
-double rate(const Times &times)
+Options parse(int argc, char **argv)
 {
-    return static_cast<double>(SIZE) / median(times) / 1e6;
-}
-
-void print_row(const std::string &name, const char *codec, const Figures &figures)
-{
-    std::printf("%-8s %-12s %8.0f %8.0f %10.1f %12zu %12zu\n", name.c_str(), codec,
-                rate(figures.encode), rate(figures.decode),
-                100.0 * static_cast<double>(figures.compressed) / SIZE, figures.encode_peak / 1024,
-                figures.decode_peak / 1024);
-}
-
-void compare(const Sample &sample, int rounds)
-{
-    Figures ours;
-    Figures narrow;
-    Figures tiff;
-    for (int round = 0; round < rounds; round++) {
-        run_tiff(sample.content, &tiff);
-        run_ours(sample.content, COMPARED_BITS, &ours);
-        run_ours(sample.content, 9, &narrow);
+    static const option OPTIONS[] = {{"short", no_argument, nullptr, 'q'},
+                                     {"size", required_argument, nullptr, 's'},
+                                     {"sample", required_argument, nullptr, 'n'},
+                                     {"rounds", required_argument, nullptr, 'r'},
+                                     {nullptr, 0, nullptr, 0}};
+    Options options;
+    std::vector<size_t> sizes = {4, 64, 1024, 4096, 16384};
+    for (int key = 0; (key = getopt_long(argc, argv, "", OPTIONS, nullptr)) != -1;) {
+        switch (key) {
+        case 'q':
+            sizes = {4, 64, 1024};
+            options.rounds = 5;
+            break;
+        case 's':
+            options.sizes.push_back(number(optarg));
+            break;
+        case 'n':
+            options.samples.emplace_back(optarg);
+            break;
+        case 'r':
+            options.rounds = number(optarg);
+            break;
+        default:
+            usage();
+        }
     }
-    print_row(sample.name, "libtiff", tiff);
-    print_row(sample.name, "tvlink", ours);
-    print_row(sample.name, "tvlink 9 bit", narrow);
-    std::printf("%-8s %-12s %7.2fx %7.2fx\n\n", sample.name.c_str(), "ratio",
-                rate(ours.encode) / rate(tiff.encode), rate(ours.decode) / rate(tiff.decode));
+    if (optind != argc) {
+        usage();
+    }
+    options.sizes = options.sizes.empty() ? sizes : options.sizes;
+    return options;
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    const int rounds = argc > 1 ? std::atoi(argv[1]) : 101;
-    std::printf("%-8s %-12s %8s %8s %10s %12s %12s\n", "", "", "encode", "decode", "size",
-                "encode peak", "decode peak");
-    std::printf("%-8s %-12s %8s %8s %10s %12s %12s\n", "", "", "MB/s", "MB/s", "%", "KiB", "KiB");
-    for (const Sample &sample : samples(SIZE)) {
-        compare(sample, rounds);
+    const Options options = parse(argc, argv);
+    for (const size_t kib : options.sizes) {
+        const size_t size = kib * 1024;
+        print_head(size);
+        for (const Sample &sample : samples(size)) {
+            if (wanted(options, sample)) {
+                compare(sample, options.rounds == 0 ? rounds_for(size) : options.rounds);
+            }
+        }
+        std::printf("\n");
     }
     return 0;
 }

@@ -1,5 +1,7 @@
 #include "tvlink/host/sized_block.h"
 
+#include "base/block_header.h"
+
 #include <stdlib.h>
 #include <string.h>
 
@@ -40,20 +42,23 @@ void *mem_alloc(uint32_t size, uint32_t count)
     return header + 1;
 }
 
-void *mem_extend(void *block, uint32_t count)
+void *block_resize(void *block, uint32_t count)
 {
-    const BlockHeader old = *header_of(block);
-    const uint32_t bytes = whole_size(old.size, count);
-    if (bytes == 0) {
-        return nullptr;
-    }
-    BlockHeader *header = static_cast<BlockHeader *>(realloc(header_of(block), bytes));
+    BlockHeader *header = header_of(block);
+    const uint32_t bytes = whole_size(header->size, count);
+    header = bytes == 0 ? nullptr : static_cast<BlockHeader *>(realloc(header, bytes));
     if (header == nullptr) {
         return nullptr;
     }
     header->count = count;
-    uint8_t *elements = reinterpret_cast<uint8_t *>(header + 1);
-    if (old.count < count) {
+    return header + 1;
+}
+
+void *mem_extend(void *block, uint32_t count)
+{
+    const BlockHeader old = *header_of(block);
+    uint8_t *elements = static_cast<uint8_t *>(block_resize(block, count));
+    if (elements != nullptr && old.count < count) {
         const size_t kept = static_cast<size_t>(old.size) * old.count;
         memset(elements + kept, 0, static_cast<size_t>(old.size) * (count - old.count));
     }

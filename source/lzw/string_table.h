@@ -1,74 +1,55 @@
-/* The encoder's dictionary: maps the code of a prefix and the byte that follows it to the code of
- * the longer string.
+/* The encoder's dictionary: maps a known string and the byte that follows it to the longer string.
  *
  * The encoder looks up every byte of its input and clears the table every few kilobytes. An array
  * indexed by prefix and byte would need one access, but is too large for a small cache and slow to
- * clear. This table takes 12 bytes for each code. It is a hash table with chained entries, in which
- * most lookups need one access:
- * - a string has a bit for each of 16 classes of following bytes, so that most failing lookups end
- *   there;
- * - the oldest string of a list, the one looked up most often, stays its head.
- * A list has at most 256 strings: those that end in the same byte are in different lists. */
+ * clear. This table takes 12 bytes for each code. It is a hash table with chained entries:
+ * - There are four buckets for each code, so that most have at most one string.
+ * - The head of a bucket is identified by its hash, not by its code. So the bucket for the next
+ * byte does not depend on what is read for this one, and a processor that predicts the result of
+ * the comparison looks up several bytes at a time. A head stays the head.
+ * - The other strings of a bucket, and those of one byte, are identified by their codes.
+ * - The strings of a bucket have different prefixes, so the code of the prefix is the whole key.
+ * A chain has at most 512 strings: for each last byte one with a hash and one with a code in front
+ * of it. */
 #pragma once
 
+#include "lzw/lzw_codes.h"
+
+#include <stddef.h>
 #include <stdint.h>
 
-struct KnownString {
-    uint32_t key;       /* from string_key() */
-    uint16_t other;     /* the next string in the list, by its code; 0 ends it */
-    uint16_t followers; /* a bit for each class of following bytes, from string_follower() */
-};
-
 struct StringTable {
-    KnownString *strings; /* by code */
-    uint16_t *lists;      /* codes by hash; behind the strings, in the same allocation */
-    uint32_t hash_bits;
+    uint16_t *heads;    /* by bucket: a code; 0: none */
+    uint16_t *links;    /* by code: the next code of the chain; 0: none */
+    uint16_t *prefixes; /* by code: the code of the string without its last byte */
+    uint32_t mask;      /* the bits of a hash that select a bucket */
+    uint32_t factor;    /* spreads bytes over the buckets */
 };
 
-/* False when memory is out. */
-bool string_table_make(StringTable *table, uint32_t max_bits);
+struct KnownString {
+    uint32_t id; /* a hash or the code */
+    uint32_t code;
+};
+
+/* For codes of so many bits. False when memory is out. */
+bool string_table_make(StringTable *table, uint32_t code_bits);
 /* Leaves only the strings of one byte. */
 void string_table_clear(StringTable *table);
 void string_table_free(StringTable *table);
 
-static inline uint32_t string_key(uint32_t code, uint32_t byte)
+/* Both factors are odd, so different bytes behind one prefix have different buckets, and so have
+ * different hashes or different codes in front of one byte. */
+static inline uint32_t string_hash(const StringTable *table, KnownString prefix, uint32_t byte)
 {
-    return code << 8 | byte;
+    return prefix.id * 9 + byte * table->factor;
 }
 
-/* The list for this prefix and byte. There are twice as many lists as codes, so the index is in
- * range. The code is combined last, because it becomes known last. */
-static inline uint16_t *string_list(const StringTable *table, uint32_t code, uint32_t byte)
+/* The link to the string with this prefix in the chain behind a code, or the link that ends it. */
+static inline uint16_t *string_link(const StringTable *table, uint32_t code, uint32_t prefix)
 {
-    const uint32_t scattered = byte * 0x9E3779B1u >> (32 - table->hash_bits);
-    return &table->lists[scattered ^ code];
-}
-
-static inline uint32_t string_follower(uint32_t byte)
-{
-    return 1u << byte % 16;
-}
-
-/* The code of the string followed by this byte; 0 when it is not in the table. */
-static inline uint32_t string_find(const StringTable *table, uint32_t code, uint32_t byte)
-{
-    if ((table->strings[code].followers & string_follower(byte)) == 0) {
-        return 0;
+    uint16_t *link = &table->links[code];
+    while (unlikely(*link != 0) && table->prefixes[*link] != prefix) {
+        link = &table->links[*link];
     }
-    uint32_t found = *string_list(table, code, byte);
-    while (found != 0 && table->strings[found].key != string_key(code, byte)) {
-        found = table->strings[found].other;
-    }
-    return found;
-}
-
-/* Inserts the new string as the second of its list. */
-static inline void string_add(const StringTable *table, uint32_t code, uint32_t byte, uint32_t next)
-{
-    uint16_t *place = string_list(table, code, byte);
-    place = *place == 0 ? place : &table->strings[*place].other;
-    table->strings[next] = {string_key(code, byte), *place, 0};
-    *place = static_cast<uint16_t>(next);
-    KnownString *string = &table->strings[code];
-    string->followers = static_cast<uint16_t>(string->followers | string_follower(byte));
+    return link;
 }

@@ -2,6 +2,7 @@
 
 #include "support/system_calls.h"
 #include "unit/lzw/lzw_blocks.h"
+#include "unit/lzw/lzw_model.h"
 
 #include <gtest/gtest.h>
 
@@ -107,6 +108,18 @@ TEST(LzwEncode, WritesTheClearCodeOneBitWiderThanAnyOther)
         }
         EXPECT_EQ(bits_at(stream, at, max_bits + 1), 256u);
         EXPECT_EQ(bits_at(stream, at + max_bits + 1, 9), input[read]);
+    }
+}
+
+/* The encoder's table is only as large as the length demands. */
+TEST(LzwEncode, HasEnoughCodesForEveryLength)
+{
+    for (size_t width = 9; width <= 15; width++) {
+        const size_t codes = (size_t{1} << width) - 258;
+        for (size_t length = codes - 2; length <= codes + 3; length++) {
+            const Bytes input = never_repeating(length);
+            ASSERT_TRUE(encoded(input, 16) == model_encoded(input, 16)) << length;
+        }
     }
 }
 
