@@ -167,37 +167,30 @@ static int call_ioctl(int fd, unsigned long request, void *value)
 
 /* ---- The server's calls */
 
-static int readable_now(int count, unsigned long *words)
+static int readable_now(int epoll, epoll_event *events, int room)
 {
-    const timespec at_once = {};
-    const int ready =
-        pselect(count, reinterpret_cast<fd_set *>(words), nullptr, nullptr, &at_once, nullptr);
-    if (ready > 0) {
+    const int count = system_epoll_wait.real(epoll, events, room, 0);
+    if (count > 0) {
         fiber_step();
     }
-    return ready;
+    return count;
 }
 
 /* Waits only when nothing is readable, and only once, as if the time-out had expired then. */
-static int call_select(int count, fd_set *readable, fd_set *, fd_set *, timeval *)
+static int call_epoll_wait(int epoll, epoll_event *events, int room, int)
 {
     model_received();
     must((session.flags & GUARDED) == 0 || registered_count() <= GUARDED_PHONES,
          "there are no more phones than the guard allows");
-    unsigned long *words = reinterpret_cast<unsigned long *>(readable);
-    const size_t word_bits = sizeof *words * 8;
-    const size_t word_count = (static_cast<size_t>(count) + word_bits - 1) / word_bits;
-    const std::vector<unsigned long> watched(words, words + word_count);
-    const int ready = readable_now(count, words);
-    if (ready != 0) {
-        return ready;
+    const int count = readable_now(epoll, events, room);
+    if (count != 0) {
+        return count;
     }
     for (const Connection &connection : session.connections) {
         must(!is_refused(connection) || !connection.registered, "who is not admitted is refused");
     }
     fiber_wait();
-    std::copy(watched.begin(), watched.end(), words);
-    return readable_now(count, words);
+    return readable_now(epoll, events, room);
 }
 
 static int call_accept(int, sockaddr *from, socklen_t *, int)
@@ -384,7 +377,7 @@ void replace_system_calls()
     replace<call_recv>(system_recv);
     replace<call_send>(system_send);
     replace<call_ioctl>(system_ioctl);
-    replace<call_select>(system_select);
+    replace<call_epoll_wait>(system_epoll_wait);
     replace<call_socket>(system_socket);
     replace<call_listen>(system_listen);
     replace<call_getsockname>(system_getsockname);

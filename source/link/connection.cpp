@@ -189,6 +189,11 @@ bool connection_has_handle(const CtrlPoint *cp)
     return place_of(cp) != nullptr;
 }
 
+uint32_t connection_identity(const CtrlPoint *cp)
+{
+    return cp->reserved[WORD_IDENTITY];
+}
+
 bool connection_is_stale(const CtrlPoint *cp)
 {
     return connection_has_handle(cp) && flags_run_has_ended(cp->reserved[WORD_RUN]);

@@ -57,6 +57,9 @@ void connection_drop(CtrlPoint *record);
 /* True for a record of the library and its copies, as long as `fd` is what it was. */
 bool connection_has_handle(const CtrlPoint *cp);
 
+/* Of a record with a handle, and of its copies. */
+uint32_t connection_identity(const CtrlPoint *cp);
+
 /* True for a record, and its copies, of a run that has been stopped. */
 bool connection_is_stale(const CtrlPoint *cp);
 

@@ -22,7 +22,7 @@
 static const int BACKLOG = 20;
 static const int LISTENER_TIMEOUT_MS = 1;
 static const useconds_t PAUSE_US = 10000;
-static const struct timeval PASS_TIME = {1, 500000};
+static const int PASS_TIME_MS = 1500;
 
 int32_t g_tcp_sock = -1;
 pthread_t g_tcp_tid = 0;
@@ -253,7 +253,7 @@ static void check_idle(bool traffic, uint32_t *checked)
 
 static void serve_one_pass(Watch *watch, uint32_t *checked)
 {
-    const int ready = watch_wait(watch, listening_socket(), PASS_TIME);
+    const int ready = watch_wait(watch, PASS_TIME_MS);
     if (ready == -1) {
         log_out("err: select() fail\n");
         log_perror("select");
@@ -269,12 +269,12 @@ static void serve_one_pass(Watch *watch, uint32_t *checked)
 
 void *tcp_thread(void *)
 {
-    Watch watch = {};
+    Watch watch = watch_begin(listening_socket());
     uint32_t checked = 0;
     while (flags_running()) {
         serve_one_pass(&watch, &checked);
     }
-    watch_free(&watch);
+    watch_end(&watch);
     log_trace("tcp_thread", 637);
     close(listening_socket());
     set_listening_socket(-1);

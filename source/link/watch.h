@@ -1,29 +1,39 @@
-/* What a pass of the server waits for: kept from pass to pass, and made anew when the registry has
- * changed. With many connections the walk through the list costs more than the rest of a pass. */
+/* What the server thread waits for. The system keeps the descriptors from pass to pass, so that a
+ * pass costs the same however many phones are connected; they are compared with the registry only
+ * when that has changed, or after a pause. */
 #pragma once
 
 #include "link/registry.h"
 #include "net/descriptor_set.h"
 
-/* Zeros: nothing is watched yet. */
+struct Watched {
+    CtrlPoint *record; /* valid while the registry is as it was; null: none */
+    uint32_t identity; /* of the connection that the system watches; 0: none */
+    bool for_room;     /* also until there is room to send */
+};
+
 struct Watch {
-    DescriptorSet all;
-    DescriptorSet ready;    /* those of the latest pass */
-    DescriptorSet waiting;  /* connections with a backlog */
-    DescriptorSet writable; /* those with room */
-    CtrlPoint **records;    /* by descriptor; valid while the registry is as it was */
-    int room;               /* descriptors that `records` has room for */
-    bool complete;          /* nothing was left out for want of memory */
+    int listener;
+    int epoll;             /* -1: the system watches nothing yet */
+    DescriptorSet ready;   /* those of the latest pass */
+    DescriptorSet waiting; /* connections with a backlog */
+    Watched *connections;  /* by descriptor */
+    int room;              /* descriptors that `connections` has room for */
+    bool complete;         /* nothing was left out */
+    bool for_room;         /* a connection may be watched for room */
     CtrlPointList registry;
     uint32_t list_changes;
 };
 
-/* Waits as select does, for all connections, the listening socket and the signals; and for room for
- * what waits to be sent, then not longer than a tenth of a second. */
-int watch_wait(Watch *watch, int listener, struct timeval limit);
+Watch watch_begin(int listener);
+
+/* Waits until a connection, the listening socket or a signal is readable, a connection with a
+ * backlog has room, or the time is over; with a backlog not longer than a tenth of a second.
+ * Returns how many there are; -1 with an errno. */
+int watch_wait(Watch *watch, int limit_ms);
 
 /* The connection with this descriptor, acquired; without a place and a record when there is none.
  */
 Connection watch_acquire(const Watch *watch, int fd);
 
-void watch_free(Watch *watch);
+void watch_end(Watch *watch);

@@ -1,6 +1,5 @@
 #include "net/descriptor_set.h"
 
-#include <errno.h>
 #include <limits.h>
 #include <stdlib.h>
 #include <string.h>
@@ -39,29 +38,18 @@ static bool has_word(DescriptorSet *set, int word)
     return true;
 }
 
-void descriptor_set_add(DescriptorSet *set, int fd)
+bool descriptor_set_add(DescriptorSet *set, int fd)
 {
-    if (fd < 0 || !has_word(set, fd / WORD_BITS)) {
-        return;
+    if (fd < 0) {
+        return true;
+    }
+    if (!has_word(set, fd / WORD_BITS)) {
+        return false;
     }
     set->words[fd / WORD_BITS] |= 1UL << (fd % WORD_BITS);
     if (fd >= set->size) {
         set->size = fd + 1;
     }
-}
-
-bool descriptor_set_copy(DescriptorSet *to, const DescriptorSet *from)
-{
-    descriptor_set_clear(to);
-    if (from->size == 0) {
-        return true;
-    }
-    const int words = (from->size - 1) / WORD_BITS + 1;
-    if (!has_word(to, words - 1)) {
-        return false;
-    }
-    memcpy(to->words, from->words, static_cast<size_t>(words) * sizeof *to->words);
-    to->size = from->size;
     return true;
 }
 
@@ -74,26 +62,4 @@ int descriptor_set_next(const DescriptorSet *set, int from)
         }
     }
     return -1;
-}
-
-static fd_set *system_set(DescriptorSet *set)
-{
-    return set == nullptr ? nullptr : reinterpret_cast<fd_set *>(set->words);
-}
-
-/* The system looks at as many words of each set as the larger one has. */
-static bool has_words_for(DescriptorSet *set, int size)
-{
-    return set == nullptr || size == 0 || has_word(set, (size - 1) / WORD_BITS);
-}
-
-int descriptor_set_select(DescriptorSet *readable, struct timeval limit, DescriptorSet *writable)
-{
-    const bool larger = writable != nullptr && writable->size > readable->size;
-    const int size = larger ? writable->size : readable->size;
-    if (!has_words_for(readable, size) || !has_words_for(writable, size)) {
-        errno = ENOMEM;
-        return -1;
-    }
-    return select(size, system_set(readable), system_set(writable), nullptr, &limit);
 }

@@ -15,7 +15,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <semaphore.h>
-#include <sys/select.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/types.h>

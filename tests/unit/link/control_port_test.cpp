@@ -114,19 +114,18 @@ struct HeldServer {
     }
 };
 
-/* Holds the server thread between two passes, in front of select. */
+/* Holds the server thread between two passes, in front of its wait. */
 struct HeldPass {
     std::atomic<bool> armed{false};
     Door door;
     std::atomic<int> passes{0};
-    const Replaced<decltype(system_select)> select{
-        system_select,
-        [this](int count, fd_set *reading, fd_set *writing, fd_set *excepting, timeval *limit) {
+    const Replaced<decltype(system_epoll_wait)> wait{
+        system_epoll_wait, [this](int epoll, epoll_event *events, int room, int limit_ms) {
             passes++;
             if (armed.exchange(false)) {
                 door.pass();
             }
-            return system_select.real(count, reading, writing, excepting, limit);
+            return system_epoll_wait.real(epoll, events, room, limit_ms);
         }};
 
     /* A byte of the visitor's ends the pass that is under way. */
@@ -289,15 +288,15 @@ TEST_F(ControlPort, TakesWhatAPhoneSentBeforeItHungUp)
 TEST_F(ControlPort, WaitsOneAndAHalfSecondsInEveryPass)
 {
     std::mutex lock;
-    std::vector<std::pair<long, long>> limits;
-    const Replaced select(system_select, [&](int count, fd_set *reading, fd_set *writing,
-                                             fd_set *excepting, timeval *limit) {
-        {
-            const std::lock_guard<std::mutex> guard(lock);
-            limits.emplace_back(limit->tv_sec, limit->tv_usec);
-        }
-        return system_select.real(count, reading, writing, excepting, limit);
-    });
+    std::vector<int> limits;
+    const Replaced wait(system_epoll_wait,
+                        [&](int epoll, epoll_event *events, int room, int limit_ms) {
+                            {
+                                const std::lock_guard<std::mutex> guard(lock);
+                                limits.push_back(limit_ms);
+                            }
+                            return system_epoll_wait.real(epoll, events, room, limit_ms);
+                        });
     const TcpService service;
     const Phone phone;
     for (int i = 0; i < 3; i++) {
@@ -305,8 +304,8 @@ TEST_F(ControlPort, WaitsOneAndAHalfSecondsInEveryPass)
     }
     const std::lock_guard<std::mutex> guard(lock);
     EXPECT_GE(limits.size(), 4u);
-    for (const auto &limit : limits) {
-        EXPECT_EQ(limit, std::make_pair(1L, 500000L));
+    for (const int limit_ms : limits) {
+        EXPECT_EQ(limit_ms, 1500);
     }
 }
 
@@ -316,18 +315,18 @@ TEST_F(ControlPort, GoesOnAfterAFailedPassWithoutTheIdleCheck)
     std::atomic<bool> at_rest{false};
     std::atomic<int> failures{0};
     std::atomic<int> pauses{0};
-    const Replaced select(system_select, [&](int count, fd_set *reading, fd_set *writing,
-                                             fd_set *excepting, timeval *limit) {
-        at_rest = true;
-        const int ready = system_select.real(count, reading, writing, excepting, limit);
-        at_rest = false;
-        if (failures > 0) {
-            failures--;
-            errno = EBADF;
-            return -1;
-        }
-        return ready;
-    });
+    const Replaced wait(system_epoll_wait,
+                        [&](int epoll, epoll_event *events, int room, int limit_ms) {
+                            at_rest = true;
+                            const int ready = system_epoll_wait.real(epoll, events, room, limit_ms);
+                            at_rest = false;
+                            if (failures > 0) {
+                                failures--;
+                                errno = EBADF;
+                                return -1;
+                            }
+                            return ready;
+                        });
     const Replaced pause(system_usleep, [&](useconds_t microseconds) {
         pauses += microseconds == 10000 ? 1 : 0;
         return system_usleep.real(microseconds);
@@ -390,9 +389,6 @@ TEST_F(ControlPort, ServesAnyNumberOfReadyPhonesInOnePass)
 
 TEST_F(ControlPort, ServesPhonesBeyondTheFirst1024Descriptors)
 {
-    if (EMULATED) {
-        GTEST_SKIP() << "the emulator's own select ends at 1,024 descriptors";
-    }
     const ManyDescriptors limit(1400);
     if (!limit.allowed()) {
         GTEST_SKIP() << "the system does not allow 1400 descriptors";
@@ -594,10 +590,9 @@ TEST_F(ControlPort, IsServedWhileTheHostsFlagIsAnythingButZero)
 TEST_F(ControlPort, EndsItsPassWhenTheServiceStops)
 {
     std::atomic<int> passes{0};
-    const Replaced select(system_select, [&](int count, fd_set *reading, fd_set *writing,
-                                             fd_set *excepting, timeval *) {
+    const Replaced wait(system_epoll_wait, [&](int epoll, epoll_event *events, int room, int) {
         passes++;
-        return system_select.real(count, reading, writing, excepting, nullptr);
+        return system_epoll_wait.real(epoll, events, room, -1);
     });
     const std::set<int> before = open_descriptors();
     TcpService service;
@@ -722,10 +717,8 @@ TEST_F(ControlPort, DropsAPhoneThatStaysSilentAlsoWhenNothingElseHappens)
     FrozenClock clock;
     std::atomic<int> quiet_passes{0};
     std::atomic<int> other_passes{0};
-    const Replaced select(system_select, [&](int count, fd_set *reading, fd_set *writing,
-                                             fd_set *excepting, timeval *) {
-        timeval hardly_any = {0, 1000};
-        const int ready = system_select.real(count, reading, writing, excepting, &hardly_any);
+    const Replaced wait(system_epoll_wait, [&](int epoll, epoll_event *events, int room, int) {
+        const int ready = system_epoll_wait.real(epoll, events, room, 1);
         (ready == 0 ? quiet_passes : other_passes)++;
         return ready;
     });
@@ -770,14 +763,14 @@ TEST_F(ControlPort, DropsTwoIdlePhonesInTwoSuccessivePasses)
     int passes = 0;
     std::vector<std::pair<int, int>> closed; /* number and pass */
     Numbers watched;
-    const Replaced select(system_select, [&](int count, fd_set *reading, fd_set *writing,
-                                             fd_set *excepting, timeval *limit) {
-        {
-            const std::lock_guard<std::mutex> guard(lock);
-            passes++;
-        }
-        return system_select.real(count, reading, writing, excepting, limit);
-    });
+    const Replaced wait(system_epoll_wait,
+                        [&](int epoll, epoll_event *events, int room, int limit_ms) {
+                            {
+                                const std::lock_guard<std::mutex> guard(lock);
+                                passes++;
+                            }
+                            return system_epoll_wait.real(epoll, events, room, limit_ms);
+                        });
     const Replaced close(system_close, [&](int fd) {
         {
             const std::lock_guard<std::mutex> guard(lock);

@@ -97,9 +97,9 @@ private:
 
 const IppGuard GUARDS[] = {{}, IPP_GUARD_RECOMMENDED};
 
-/* Suspends the server thread in its select, and afterwards notes who is connected at the beginning
+/* Suspends the server thread in its wait, and afterwards notes who is connected at the beginning
  * of each pass. Passes take no time. */
-class SuspendedSelect
+class SuspendedWait
 {
 public:
     /* The function does what happens during the suspension. */
@@ -119,7 +119,7 @@ public:
 private:
     enum State { AWAKE, WANTED, NOTING, OVER };
 
-    void before_select(timeval *limit)
+    void before_wait(int *limit_ms)
     {
         if (state_ == WANTED) {
             meanwhile_();
@@ -128,17 +128,16 @@ private:
             connected_.push_back(listed_numbers());
             state_ = connected_.size() == 2 ? OVER : NOTING;
         }
-        *limit = {0, 1000};
+        *limit_ms = 1;
     }
 
     std::function<void()> meanwhile_;
     std::vector<Numbers> connected_;
     std::atomic<State> state_{AWAKE};
-    const Replaced<decltype(system_select)> select_{
-        system_select,
-        [this](int count, fd_set *reading, fd_set *writing, fd_set *excepting, timeval *limit) {
-            before_select(limit);
-            return system_select.real(count, reading, writing, excepting, limit);
+    const Replaced<decltype(system_epoll_wait)> wait_{
+        system_epoll_wait, [this](int epoll, epoll_event *events, int room, int limit_ms) {
+            before_wait(&limit_ms);
+            return system_epoll_wait.real(epoll, events, room, limit_ms);
         }};
 };
 
@@ -149,7 +148,7 @@ private:
 void SuspendedHost::suspend_between_two_passes()
 {
     const GetRequests requests([](CtrlPoint *item, const Bytes &body) { echo(item, body); });
-    SuspendedSelect select;
+    SuspendedWait server;
     const TcpService service;
     const auto silent = live_phone();
     const auto beating = live_phone();
@@ -170,7 +169,7 @@ void SuspendedHost::suspend_between_two_passes()
     Phone arriving{Phone::Later()};
     const Bytes three = joined(
         {wire_frame(5, bytes("'a'")), wire_frame(5, bytes("'b'")), wire_frame(5, bytes("'c'"))});
-    select.suspend([&] {
+    server.suspend([&] {
         clock.advance(SUSPENDED_S);
         beating->send(heartbeat);
         asking->send(three);
@@ -184,7 +183,7 @@ void SuspendedHost::suspend_between_two_passes()
         EXPECT_TRUE(wait_for_ready(gone_at));
         EXPECT_TRUE(wait_for_ready(listener));
     });
-    const std::vector<Numbers> connected = select.wait_for_two_passes();
+    const std::vector<Numbers> connected = server.wait_for_two_passes();
     const int arriving_at = number_of(arriving);
     EXPECT_EQ(connected.at(0),
               (Numbers{beating_at, also_silent_at, asking_at, halfway_at, arriving_at}));
@@ -263,13 +262,13 @@ TEST_F(SuspendedHost, WithinAPassDropsNobodyWhoHasSentWhenTheFirstIsSilent)
 
 TEST_F(SuspendedHost, ForFiveMinutesDropsNobody)
 {
-    SuspendedSelect select;
+    SuspendedWait server;
     const TcpService service;
     const auto one = live_phone();
     const auto two = live_phone();
     const Numbers both = {number_of(*one), number_of(*two)};
-    select.suspend([&] { clock.advance(300); });
-    EXPECT_EQ(select.wait_for_two_passes(), (std::vector<Numbers>{both, both}));
+    server.suspend([&] { clock.advance(300); });
+    EXPECT_EQ(server.wait_for_two_passes(), (std::vector<Numbers>{both, both}));
     EXPECT_EQ(hex(one->exchange_heartbeat()), hex(answer_heartbeat()));
     EXPECT_EQ(lines.count(TIMEOUT_LINE), 0u);
 }

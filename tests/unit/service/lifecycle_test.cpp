@@ -340,12 +340,12 @@ TEST(LifecycleIdle, WakesNoThreadMoreThanOnceASecond)
         static std::atomic<int> waits{0};
         static std::atomic<int> receives{0};
         static std::atomic<int> short_ones{0};
-        const Replaced select(system_select, [](int count, fd_set *reading, fd_set *writing,
-                                                fd_set *excepting, timeval *limit) {
-            short_ones += limit->tv_sec < 1 ? 1 : 0;
-            passes++;
-            return system_select.real(count, reading, writing, excepting, limit);
-        });
+        const Replaced wait(system_epoll_wait,
+                            [](int epoll, epoll_event *events, int room, int limit_ms) {
+                                short_ones += limit_ms < 1000 ? 1 : 0;
+                                passes++;
+                                return system_epoll_wait.real(epoll, events, room, limit_ms);
+                            });
         const Replaced poll(system_ppoll, [](pollfd *entries, nfds_t count, const timespec *limit,
                                              const sigset_t *mask) {
             short_ones += limit != nullptr ? 1 : 0;
