@@ -71,7 +71,7 @@ static bool start_service(uint32_t most_phones, bool plain)
     table.get_tv_currentposition = copy_long_text;
     table.get_tv_channelcode = copy_channel_list;
     register_tv_method(&table);
-    ipp_set_log_sink([](int, const char *, void *) {}, nullptr);
+    ipp_set_log_sink(ipp_log_discard, nullptr);
     IppGuard guard = IPP_GUARD_RECOMMENDED;
     guard.max_ctrlpoints = most_phones;
     ipp_set_guard(plain ? nullptr : &guard);

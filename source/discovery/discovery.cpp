@@ -25,6 +25,9 @@
 static const useconds_t PAUSE_US = 10000;
 static const useconds_t ANSWER_DELAY_US = 100000;
 static const int ANSWER_SPREAD_US = 250000;
+/* The system may end a wait late, by a thousandth of it, so the last wait for an answer is short.
+ */
+static const uint64_t LAST_WAIT_US = 1000;
 static const int SEARCH_SIZE = 8;
 static const size_t RECEIVE_SIZE = 256;
 
@@ -164,7 +167,7 @@ static void receive_one(WaitingAnswers *waiting)
     }
 }
 
-/* How long the earliest answer has to wait; null when none waits. */
+/* How long to wait for the earliest answer; null when none waits. */
 static const struct timespec *time_left(const WaitingAnswers *waiting, struct timespec *left)
 {
     if (waiting->count == 0) {
@@ -172,7 +175,8 @@ static const struct timespec *time_left(const WaitingAnswers *waiting, struct ti
     }
     const uint64_t due_us = waiting->answers[0].due_us;
     const uint64_t now_us = clock_elapsed_us();
-    const uint64_t left_us = due_us > now_us ? due_us - now_us : 0;
+    uint64_t left_us = due_us > now_us ? due_us - now_us : 0;
+    left_us -= left_us > LAST_WAIT_US ? LAST_WAIT_US : 0;
     left->tv_sec = static_cast<time_t>(left_us / 1000000);
     left->tv_nsec = static_cast<long>(left_us % 1000000 * 1000);
     return left;

@@ -30,7 +30,7 @@ struct Sending {
     int flags;
     bool locked; /* between attempts that do not wait */
     uint32_t sent;
-    uint64_t attempt_ms;       /* start of the latest attempt */
+    uint64_t attempt_ms;       /* start of the latest attempt of a stalled send */
     uint64_t stalled_since_ms; /* since when no byte could be sent; 0: not stalled */
 };
 
@@ -49,7 +49,7 @@ static ssize_t send_some(Sending *sending) NEEDS(send_mutex)
 {
     const int fd = sending->to.record->fd;
     const SendTrace *trace = sending->trace;
-    sending->attempt_ms = clock_elapsed_ms();
+    sending->attempt_ms = sending->stalled_since_ms == 0 ? 0 : clock_elapsed_ms();
     set_option_without_effect(fd, TCP_CORK);
     const ssize_t taken = send(fd, sending->frame.bytes + sending->sent,
                                sending->frame.size - sending->sent, sending->flags);
@@ -69,7 +69,8 @@ static int reason_to_end(Sending *sending)
     }
     const uint32_t limit = guard_send_stall_ms();
     if (sending->stalled_since_ms == 0) {
-        sending->stalled_since_ms = sending->attempt_ms;
+        sending->stalled_since_ms = clock_elapsed_ms();
+        return 0;
     }
     const bool stalled = sending->attempt_ms - sending->stalled_since_ms >= limit;
     return limit != 0 && stalled ? ETIMEDOUT : 0;
@@ -314,7 +315,7 @@ static Progress send_backlog(Sending *sending, Backlog *backlog) NEEDS(send_mute
         sending->stalled_since_ms = backlog_progress_ms(backlog);
         progress = send_until_full(sending);
         if (sending->sent > 0) {
-            backlog_drop(backlog, sending->sent, sending->attempt_ms);
+            backlog_drop(backlog, sending->sent, clock_elapsed_ms());
         }
     }
     return progress;

@@ -197,7 +197,15 @@ protected:
     }
 
     static constexpr const char *ADDRESSES[] = {"127.0.0.2", "127.0.0.3", "127.0.0.4"};
+    /* The last millisecond is waited for on its own. */
+    static uint64_t but_the_last(uint64_t us)
+    {
+        return us - LAST_WAIT_US;
+    }
+
+    static constexpr uint64_t LAST_WAIT_US = 1000;
     const Draw draw = draw_of(7);
+    const uint64_t long_us = but_the_last(draw.delay_us);
     HeldTime time{draw};
     Descriptor phones[3];
 };
@@ -212,7 +220,7 @@ TEST_F(SearchPlaces, LetAnswersWaitSideBySide)
         const Lines heard = joined_lines(
             {recognised("127.0.0.2"), recognised("127.0.0.3"), recognised("127.0.0.4")});
         EXPECT_EQ(lines.out(), heard);
-        EXPECT_EQ(time.limits(), (Limits{NO_LIMIT, draw.delay_us, draw.delay_us, draw.delay_us}));
+        EXPECT_EQ(time.limits(), (Limits{NO_LIMIT, long_us, long_us, long_us}));
         expect_silence();
         time.pass(draw.delay_us);
         EXPECT_TRUE(time.wait_for(5));
@@ -223,8 +231,24 @@ TEST_F(SearchPlaces, LetAnswersWaitSideBySide)
         EXPECT_EQ(lines.out(), joined_lines({heard,
                                              {response("127.0.0.2"), response("127.0.0.3"),
                                               response("127.0.0.4")}}));
-        EXPECT_EQ(time.limits(),
-                  (Limits{NO_LIMIT, draw.delay_us, draw.delay_us, draw.delay_us, NO_LIMIT}));
+        EXPECT_EQ(time.limits(), (Limits{NO_LIMIT, long_us, long_us, long_us, NO_LIMIT}));
+        EXPECT_EQ(tv.sleeps(), Limits());
+    });
+}
+
+/* A long wait may end late. */
+TEST_F(SearchPlaces, AreLeftAfterAShortWait)
+{
+    with_television(1, [&](SignalledTelevision &tv) {
+        EXPECT_TRUE(time.wait_for(1));
+        search_from(phones[0]);
+        time.pass(long_us);
+        EXPECT_TRUE(time.wait_for(3));
+        expect_silence();
+        time.pass(LAST_WAIT_US);
+        EXPECT_TRUE(time.wait_for(4));
+        expect_answer(0);
+        EXPECT_EQ(time.limits(), (Limits{NO_LIMIT, long_us, LAST_WAIT_US, NO_LIMIT}));
         EXPECT_EQ(tv.sleeps(), Limits());
     });
 }
@@ -247,8 +271,8 @@ TEST_F(SearchPlaces, GiveEachAnswerADelayOfItsOwn)
         time.pass(left_us);
         EXPECT_TRUE(time.wait_for(5));
         expect_answer(0);
-        EXPECT_EQ(time.limits(),
-                  (Limits{NO_LIMIT, draw.delay_us, shorter.delay_us, left_us, NO_LIMIT}));
+        EXPECT_EQ(time.limits(), (Limits{NO_LIMIT, long_us, but_the_last(shorter.delay_us),
+                                         but_the_last(left_us), NO_LIMIT}));
         EXPECT_EQ(lines.out(), joined_lines({recognised("127.0.0.2"),
                                              recognised("127.0.0.3"),
                                              {response("127.0.0.3"), response("127.0.0.2")}}));
@@ -364,7 +388,7 @@ TEST_F(SearchPlaces, KeepWhatWaitsWhenTheGuardIsTakenAway)
         expect_answer(1);
         expect_silence();
         EXPECT_EQ(tv.sleeps(), Limits{draw.delay_us});
-        EXPECT_EQ(time.limits(), (Limits{NO_LIMIT, draw.delay_us, draw.delay_us}));
+        EXPECT_EQ(time.limits(), (Limits{NO_LIMIT, long_us, long_us}));
         time.pass(draw.delay_us);
         expect_answer(0);
         EXPECT_TRUE(time.wait_for(4));
