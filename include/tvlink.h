@@ -513,9 +513,11 @@ typedef struct IppGuard {
     uint32_t max_search_answers;
     /* Bytes. What a connection does not take at once is kept and sent when it has room, so that no
      * reply and no event waits for another peer, and tcp_sendback succeeds. A connection may keep
-     * so many, or one frame of any length; all together at most four times as many. Whoever would
-     * keep more is dropped, with ENOBUFS in its line, as is a connection that accepts no byte for
-     * send_stall_ms. Frames that are kept are dropped when the service stops. 0: senders wait. */
+     * one frame of any length, and so many bytes after it; all together at most four times as many.
+     * Whoever would keep more is dropped, with ENOBUFS in its line, as is a connection that accepts
+     * no byte for send_stall_ms. A thread of its own compresses a list of more than 256 KiB, one at
+     * a time, so that no request waits for it; its reply keeps its place among those to its phone.
+     * Frames that are kept are dropped when the service stops. 0: senders wait. */
     uint32_t send_backlog_bytes;
 } IppGuard;
 

@@ -13,6 +13,7 @@
 struct BacklogPart {
     BacklogPart *next;
     uint32_t size;
+    bool reserved; /* for a frame that is still being made; it counts as a byte */
 };
 
 struct BacklogQueue {
@@ -20,6 +21,7 @@ struct BacklogQueue {
     BacklogPart *last;
     uint32_t sent;    /* bytes of the first part */
     uint32_t waiting; /* bytes of all parts that are still to be sent */
+    uint32_t ready;   /* the first part has bytes to send: true or false */
     uint64_t progress_ms;
 };
 
@@ -60,67 +62,138 @@ static void take_from_total(uint32_t size)
     __atomic_sub_fetch(&total, size, __ATOMIC_ACQ_REL);
 }
 
-/* A frame for a peer for which nothing waits may be longer than the peer's bound. */
-static bool is_allowed(const Backlog *backlog, uint32_t size)
+/* The first part does not count for its peer: it may be longer than the bound. */
+static bool is_allowed(const BacklogQueue *queue, uint32_t size, bool first)
 {
     const uint64_t limit = guard_send_backlog_bytes();
     const uint64_t all = limit * SHARES < UINT32_MAX ? limit * SHARES : UINT32_MAX;
-    const uint32_t waiting = backlog_waiting(backlog);
-    const bool within = waiting == 0 || uint64_t{waiting} + size <= limit;
+    const uint32_t rest = queue->first == nullptr ? 0 : queue->first->size - queue->sent;
+    const bool within = first || uint64_t{queue->waiting - rest} + size <= limit;
     return within && add_to_total(size, all);
+}
+
+/* ---- The queue of a connection */
+
+/* Null when memory is out. */
+static BacklogQueue *queue_of(Backlog *backlog)
+{
+    if (backlog->queue == nullptr) {
+        BacklogQueue *queue = static_cast<BacklogQueue *>(calloc(1, sizeof *queue));
+        __atomic_store_n(&backlog->queue, queue, __ATOMIC_RELEASE);
+    }
+    return backlog->queue;
+}
+
+/* Null, with the reason in errno. The bytes count as waiting. */
+static BacklogPart *make_part(BacklogQueue *queue, const uint8_t *bytes, uint32_t size, bool first)
+{
+    if (!is_allowed(queue, size, first)) {
+        errno = ENOBUFS;
+        return nullptr;
+    }
+    BacklogPart *part = static_cast<BacklogPart *>(malloc(sizeof *part + size));
+    if (part == nullptr) {
+        take_from_total(size);
+        errno = ENOMEM;
+        return nullptr;
+    }
+    *part = {nullptr, size, bytes == nullptr};
+    if (bytes != nullptr) {
+        memcpy(bytes_of(part), bytes, size);
+    }
+    queue->waiting += size;
+    return part;
+}
+
+static void take_waiting(BacklogQueue *queue, uint32_t size)
+{
+    queue->waiting -= size;
+    take_from_total(size);
+}
+
+/* After each change of the first part. */
+static void note_first(BacklogQueue *queue, uint64_t now_ms)
+{
+    queue->progress_ms = now_ms;
+    const uint32_t ready = queue->first != nullptr && !queue->first->reserved ? 1 : 0;
+    __atomic_store_n(&queue->ready, ready, __ATOMIC_RELEASE);
+}
+
+static BacklogPart *append(Backlog *backlog, const uint8_t *bytes, uint32_t size, uint64_t now_ms)
+{
+    BacklogQueue *queue = queue_of(backlog);
+    if (queue == nullptr) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    BacklogPart *part = make_part(queue, bytes, size, queue->first == nullptr);
+    if (part == nullptr) {
+        return nullptr;
+    }
+    if (queue->first == nullptr) {
+        queue->first = part;
+        note_first(queue, now_ms);
+    } else {
+        queue->last->next = part;
+    }
+    queue->last = part;
+    return part;
+}
+
+/* Puts the part in the place of another one; null: none. */
+static void replace(BacklogQueue *queue, BacklogPart *former, BacklogPart *part)
+{
+    BacklogPart *before = nullptr;
+    for (BacklogPart *at = queue->first; at != former; at = at->next) {
+        before = at;
+    }
+    if (part != nullptr) {
+        part->next = former->next;
+    }
+    *(before == nullptr ? &queue->first : &before->next) = part == nullptr ? former->next : part;
+    if (queue->last == former) {
+        queue->last = part == nullptr ? before : part;
+    }
+    take_waiting(queue, former->size);
+    free(former);
 }
 
 /* ---- Keeping and sending */
 
-/* False when memory is out. */
-static bool make_queue(Backlog *backlog)
-{
-    if (backlog->queue != nullptr) {
-        return true;
-    }
-    BacklogQueue *queue = static_cast<BacklogQueue *>(calloc(1, sizeof *queue));
-    __atomic_store_n(&backlog->queue, queue, __ATOMIC_RELEASE);
-    return queue != nullptr;
-}
-
-static BacklogPart *make_part(const uint8_t *bytes, uint32_t size)
-{
-    BacklogPart *part = static_cast<BacklogPart *>(malloc(sizeof *part + size));
-    if (part != nullptr) {
-        *part = {nullptr, size};
-        memcpy(bytes_of(part), bytes, size);
-    }
-    return part;
-}
-
-static void append(BacklogQueue *queue, BacklogPart *part, uint64_t now_ms)
-{
-    queue->progress_ms = queue->first == nullptr ? now_ms : queue->progress_ms;
-    *(queue->first == nullptr ? &queue->first : &queue->last->next) = part;
-    queue->last = part;
-    __atomic_store_n(&queue->waiting, queue->waiting + part->size, __ATOMIC_RELEASE);
-}
-
 bool backlog_keep(Backlog *backlog, const uint8_t *bytes, uint32_t size, uint64_t now_ms)
 {
-    if (!is_allowed(backlog, size)) {
-        errno = ENOBUFS;
-        return false;
-    }
-    BacklogPart *part = make_queue(backlog) ? make_part(bytes, size) : nullptr;
-    if (part == nullptr) {
-        take_from_total(size);
-        errno = ENOMEM;
-        return false;
-    }
-    append(backlog->queue, part, now_ms);
-    return true;
+    return append(backlog, bytes, size, now_ms) != nullptr;
 }
 
-uint32_t backlog_waiting(const Backlog *backlog)
+BacklogPart *backlog_reserve(Backlog *backlog, uint64_t now_ms)
+{
+    return append(backlog, nullptr, 1, now_ms);
+}
+
+bool backlog_fill(Backlog *backlog, BacklogPart *place, const uint8_t *bytes, uint32_t size,
+                  uint64_t now_ms)
+{
+    BacklogQueue *queue = backlog->queue;
+    const bool first = queue->first == place;
+    BacklogPart *part = size == 0 ? nullptr : make_part(queue, bytes, size, first);
+    const int reason = errno;
+    replace(queue, place, part);
+    if (first) {
+        note_first(queue, now_ms);
+    }
+    errno = reason;
+    return part != nullptr || size == 0;
+}
+
+bool backlog_is_used(const Backlog *backlog)
+{
+    return backlog->queue != nullptr && backlog->queue->first != nullptr;
+}
+
+bool backlog_has_next(const Backlog *backlog)
 {
     const BacklogQueue *queue = __atomic_load_n(&backlog->queue, __ATOMIC_ACQUIRE);
-    return queue == nullptr ? 0 : __atomic_load_n(&queue->waiting, __ATOMIC_ACQUIRE);
+    return queue != nullptr && __atomic_load_n(&queue->ready, __ATOMIC_ACQUIRE) != 0;
 }
 
 uint64_t backlog_progress_ms(const Backlog *backlog)
@@ -130,7 +203,7 @@ uint64_t backlog_progress_ms(const Backlog *backlog)
 
 Frame backlog_next(const Backlog *backlog)
 {
-    if (backlog_waiting(backlog) == 0) {
+    if (!backlog_has_next(backlog)) {
         return {nullptr, 0};
     }
     const BacklogQueue *queue = backlog->queue;
@@ -140,18 +213,18 @@ Frame backlog_next(const Backlog *backlog)
 void backlog_drop(Backlog *backlog, uint32_t size, uint64_t now_ms)
 {
     BacklogQueue *queue = backlog->queue;
-    queue->progress_ms = now_ms;
-    queue->sent += size;
-    __atomic_store_n(&queue->waiting, queue->waiting - size, __ATOMIC_RELEASE);
-    take_from_total(size);
     BacklogPart *part = queue->first;
+    queue->sent += size;
+    take_waiting(queue, size);
     if (queue->sent == part->size) {
         queue->first = part->next;
         queue->sent = 0;
         free(part);
     }
+    note_first(queue, now_ms);
 }
 
+/* Whoever has reserved a place is a user of the connection, too, and has filled it before. */
 void backlog_clear(Backlog *backlog)
 {
     for (Frame rest = backlog_next(backlog); rest.size != 0; rest = backlog_next(backlog)) {

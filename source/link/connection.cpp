@@ -163,10 +163,10 @@ bool connection_register(CtrlPoint *record)
     return true;
 }
 
-uint32_t connection_waiting(const CtrlPoint *record)
+bool connection_is_waiting(const CtrlPoint *record)
 {
     const Place *place = place_of(record);
-    return place == nullptr ? 0 : backlog_waiting(&place->backlog);
+    return place != nullptr && backlog_has_next(&place->backlog);
 }
 
 void connection_drop(CtrlPoint *record)

@@ -45,8 +45,8 @@ extern LockName registry_mutex;
 /* Gives a listed record a handle, unless it has one. False when memory is out. */
 bool connection_register(CtrlPoint *record) NEEDS(registry_mutex);
 
-/* The bytes that wait to be sent to the peer of a listed record. */
-uint32_t connection_waiting(const CtrlPoint *record) NEEDS(registry_mutex);
+/* True when something waits to be sent to the peer of a listed record. */
+bool connection_is_waiting(const CtrlPoint *record) NEEDS(registry_mutex);
 
 /* For a record that is out of the list: shuts the connection down, and frees the record as soon as
  * nobody uses it. A record without a handle is freed at once. */

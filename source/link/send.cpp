@@ -126,7 +126,7 @@ static Progress send_whole(Sending *sending) NEEDS(send_mutex)
 static Progress send_or_keep(Sending *sending, Backlog *backlog) NEEDS(send_mutex)
 {
     sending->flags |= MSG_DONTWAIT;
-    const bool first = backlog_waiting(backlog) == 0;
+    const bool first = !backlog_is_used(backlog);
     const Progress progress = first ? send_until_full(sending) : FULL;
     if (progress != FULL) {
         return progress;
@@ -146,7 +146,7 @@ static Progress send_in_order(Sending *sending) NEEDS(send_mutex)
 {
     Backlog *backlog = sending->to.place == nullptr ? nullptr : connection_backlog(sending->to);
     const bool keeps =
-        backlog != nullptr && (guard_send_backlog_bytes() != 0 || backlog_waiting(backlog) != 0);
+        backlog != nullptr && (guard_send_backlog_bytes() != 0 || backlog_is_used(backlog));
     return keeps ? send_or_keep(sending, backlog) : send_whole(sending);
 }
 
@@ -309,7 +309,7 @@ void send_broadcast(const SendToAll *to_all)
 static Progress send_backlog(Sending *sending, Backlog *backlog) NEEDS(send_mutex)
 {
     Progress progress = SENT;
-    while (progress == SENT && backlog_waiting(backlog) != 0) {
+    while (progress == SENT && backlog_has_next(backlog)) {
         sending->frame = backlog_next(backlog);
         sending->sent = 0;
         sending->stalled_since_ms = backlog_progress_ms(backlog);
@@ -321,9 +321,14 @@ static Progress send_backlog(Sending *sending, Backlog *backlog) NEEDS(send_mute
     return progress;
 }
 
+static Sending begin_waiting(Connection to)
+{
+    return {to, {nullptr, 0}, &SENDBACK, MSG_NOSIGNAL | MSG_DONTWAIT, false, 0, 0, 0};
+}
+
 void send_waiting(Connection to)
 {
-    Sending sending = {to, {nullptr, 0}, &SENDBACK, MSG_NOSIGNAL | MSG_DONTWAIT, false, 0, 0, 0};
+    Sending sending = begin_waiting(to);
     log_hold();
     bool failed = false;
     if (lock_if_free(&sending)) {
@@ -335,6 +340,50 @@ void send_waiting(Connection to)
     if (failed) {
         remove_failed(&sending);
     }
+}
+
+/* ---- Frames that are still being made */
+
+bool send_reserve(CtrlPoint *cp, ReservedPlace *place)
+{
+    if (guard_send_backlog_bytes() == 0) {
+        return false;
+    }
+    place->to = connection_acquire(cp);
+    place->part = nullptr;
+    if (place->to.place != nullptr && place->to.record != nullptr) {
+        lock_take(&place->to.record->send_lock, &send_mutex);
+        place->part = backlog_reserve(connection_backlog(place->to), clock_elapsed_ms());
+        lock_release(&place->to.record->send_lock, &send_mutex);
+    }
+    if (place->part == nullptr) {
+        connection_release(place->to);
+    }
+    return place->part != nullptr;
+}
+
+static Progress fill_and_send(Sending *sending, BacklogPart *part, Frame frame) NEEDS(send_mutex)
+{
+    Backlog *backlog = connection_backlog(sending->to);
+    if (!backlog_fill(backlog, part, frame.bytes, frame.size, clock_elapsed_ms())) {
+        return FAILED;
+    }
+    const Progress progress = send_backlog(sending, backlog);
+    if (progress == FULL) {
+        backlog_signal_raise();
+    }
+    return progress;
+}
+
+void send_reserved(const ReservedPlace *place, Frame frame)
+{
+    Sending sending = begin_waiting(place->to);
+    log_hold();
+    lock_take(&place->to.record->send_lock, &send_mutex);
+    const Progress progress = fill_and_send(&sending, place->part, frame);
+    finish(&sending, progress);
+    log_release();
+    end(&sending, progress != FAILED);
 }
 
 /* ---- Events */

@@ -27,6 +27,21 @@ struct SendToAll {
     bool (*begin)(const SendToAll *to_all, CtrlPoint *record, int number);
 };
 
+/* The place of a frame that is still being made among those of its connection, which stays in use
+ * meanwhile. */
+struct ReservedPlace {
+    Connection to;
+    BacklogPart *part;
+};
+
+/* With the guard's send_backlog_bytes: reserves the place. Everything that is sent afterwards is
+ * kept and waits for send_reserved(), which must follow. False: there is none; send as usual. */
+bool send_reserve(CtrlPoint *cp, ReservedPlace *place);
+
+/* Sends the frame from its place; of size 0: nothing. A failure has the line and the consequence
+ * that it has in tcp_sendback. */
+void send_reserved(const ReservedPlace *place, Frame frame);
+
 /* For the server thread: sends what the backlog of an acquired connection holds, as far as the peer
  * takes it. A peer that has taken no byte for the guard's send_stall_ms is dropped. */
 void send_waiting(Connection to);

@@ -203,7 +203,7 @@ static void find_waiting(Watch *watch) NEEDS(registry_mutex)
     }
     for (const ListNode *node = registry_list()->head; node != nullptr; node = node->next) {
         const CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
-        const bool waits = connection_waiting(record) > 0;
+        const bool waits = connection_is_waiting(record);
         if (waits) {
             descriptor_set_add(&watch->waiting, record->fd);
         }

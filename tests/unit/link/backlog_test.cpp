@@ -122,10 +122,11 @@ TEST_F(KeptFrames, EndTheConnectionBeyondItsBound)
     bound(2 * KEPT_FRAME_SIZE);
     const ListedConnection connection(local_pair());
     const auto nothing_taken = full(connection);
-    EXPECT_EQ(reply(connection.record, 1), 1);
-    EXPECT_EQ(reply(connection.record, 2), 1);
+    for (uint8_t first = 1; first <= 3; first++) {
+        EXPECT_EQ(reply(connection.record, first), 1) << "the first one does not count";
+    }
     EXPECT_TRUE(lines.all().empty());
-    EXPECT_EQ(reply(connection.record, 3), -1);
+    EXPECT_EQ(reply(connection.record, 4), -1);
     EXPECT_EQ(lines.out(), (std::vector<std::string>{reason_line("tcp_sendback", 244, ENOBUFS)}));
     EXPECT_FALSE(is_listed(connection.record));
     EXPECT_FALSE(is_open(connection.number));
