@@ -103,13 +103,11 @@ static bool make_room(Watch *watch, int fd)
     return true;
 }
 
-static void unwatch(const Watch *watch, int fd)
+/* A host may have listed a further record of a descriptor that is being watched. */
+static bool watch_connection(const Watch *watch, int fd, uint32_t identity)
 {
-    Watched *watched = &watch->connections[fd];
-    if (watched->identity != 0) {
-        control(watch, EPOLL_CTL_DEL, fd, 0, 0); /* fails when it has been closed */
-        *watched = {watched->record, 0, false};
-    }
+    return control(watch, EPOLL_CTL_ADD, fd, identity, EPOLLIN) ||
+           (errno == EEXIST && control(watch, EPOLL_CTL_MOD, fd, identity, EPOLLIN));
 }
 
 /* Of two records with one descriptor the first in the list counts. */
@@ -127,9 +125,8 @@ static bool add(Watch *watch, CtrlPoint *record) NEEDS(registry_mutex)
     if (watched->identity == identity) {
         return true;
     }
-    unwatch(watch, record->fd);
-    const bool added = control(watch, EPOLL_CTL_ADD, record->fd, identity, EPOLLIN);
-    watched->identity = added ? identity : 0;
+    const bool added = watch_connection(watch, record->fd, identity);
+    *watched = {record, added ? identity : 0, false};
     return added;
 }
 
@@ -140,6 +137,8 @@ static void give_room_back(Watch *watch)
     watch->room = 0;
 }
 
+/* The system ends the watch of a connection when that is closed. Here it could not be ended: the
+ * number may by now be that of something else. */
 static void renew(Watch *watch) NEEDS(registry_mutex)
 {
     for (int fd = 0; fd < watch->room; fd++) {
@@ -151,7 +150,7 @@ static void renew(Watch *watch) NEEDS(registry_mutex)
     }
     for (int fd = 0; fd < watch->room; fd++) {
         if (watch->connections[fd].record == nullptr) {
-            unwatch(watch, fd);
+            watch->connections[fd] = {};
         }
     }
     if (registry_list()->count == 0) {
@@ -214,8 +213,8 @@ static void find_waiting(Watch *watch) NEEDS(registry_mutex)
 
 /* ---- Waiting */
 
-/* A connection that is not watched can still be told: the system watches it until its last
- * descriptor is closed, and a child process of the host may have one. */
+/* The system goes on to watch a connection that has been dropped until it is closed: by its last
+ * user, and by a child process of the host that has a copy of its descriptor. */
 static bool is_known(const Watch *watch, const struct epoll_event *event)
 {
     const uint32_t identity = identity_of(event);
