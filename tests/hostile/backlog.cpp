@@ -425,6 +425,7 @@ void run_unbounded(const Run &run)
     for (int i = 0; i < 3; i++) {
         silent.ask_for_numbers();
     }
+    wait_until([&] { return host.board().calls != 0; }); /* the key comes behind */
     honest.send_key();
     const std::chrono::milliseconds patience(run.long_form ? 20000 : 500);
     const bool answered = honest.is_answered(patience);
