@@ -320,10 +320,10 @@ void stop_reading(const Run &run, const Host &host, Honest &honest, Figures *fig
     append(&figures->alone, honest.take_trips());
 
     board.watch = 1;
-    board.event_rate = 20;
     const Clock::time_point begin = Clock::now();
     ask_for_list(host, honest, silent);
     append(&figures->behind_list, honest.take_trips());
+    board.event_rate = 20; /* not before: on a slow machine they alone would fill a connection */
     fill(honest, silent, 5);
     append(&figures->filling, honest.take_trips());
     press_until_left(honest, SILENT - 1);
