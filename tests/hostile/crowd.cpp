@@ -213,3 +213,8 @@ Bytes call_reply(const std::string &request)
 {
     return wire_frame(0x22, joined({bytes("04 50 01"), text_bytes(request), bytes("00")}));
 }
+
+Bytes numbers_frame(uint32_t number)
+{
+    return wire_frame(0x05, joined({bytes("01 1C 40 01 08"), text_bytes(std::to_string(number))}));
+}

@@ -66,3 +66,4 @@ uint32_t number_at(const uint8_t *at); /* four bytes, little-endian */
 Bytes little_endian(uint32_t value, size_t size);
 Bytes call_frame(const std::string &request); /* of the host's function, which gives it back */
 Bytes call_reply(const std::string &request);
+Bytes numbers_frame(uint32_t number); /* asks for the host's large reply, all of this number */

@@ -15,15 +15,6 @@ const size_t BEHIND = 21;
 const Manner RELUCTANT = {0, 2048, true};
 const size_t SPARE_KB = 64;
 
-/* Asks for a reply of which every number is the tag. */
-Bytes request(uint32_t tag)
-{
-    const std::string name = std::to_string(tag);
-    return wire_frame(
-        0x05, joined({bytes("01 1C 40 01 08"), little_endian(static_cast<uint32_t>(name.size()), 2),
-                      Bytes(name.begin(), name.end())}));
-}
-
 bool is_own(const uint8_t *frame, size_t size, uint32_t tag)
 {
     static const Bytes head = bytes("01 1C 40 0C");
@@ -57,7 +48,7 @@ Asker ask(Counts *counts, const Manner &manner, size_t times)
     Asker asker = {connect_phone(manner), ++counts->tag};
     counts->connections++;
     for (size_t i = 0; i < times; i++) {
-        send_bytes(asker.phone.get(), request(asker.tag));
+        send_bytes(asker.phone.get(), numbers_frame(asker.tag));
     }
     return asker;
 }

@@ -4,6 +4,7 @@
 #include "support/wait_until.h"
 #include "tvlink/flags.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -43,6 +44,14 @@ bool contains(const char *line, const char *text)
     return std::strstr(line, text) != nullptr;
 }
 
+void count_failed_send(const char *line)
+{
+    static const std::string stalled = ",errno=" + std::to_string(ETIMEDOUT) + "\n";
+    static const std::string refused = ",errno=" + std::to_string(ENOBUFS) + "\n";
+    host_board->stalled += contains(line, stalled.c_str()) ? 1 : 0;
+    host_board->refused += contains(line, refused.c_str()) ? 1 : 0;
+}
+
 void count_line(int, const char *line, void *)
 {
     if (std::strcmp(line, "queue is full.\n") == 0) {
@@ -51,6 +60,8 @@ void count_line(int, const char *line, void *)
         host_board->announces = 1;
     } else if (contains(line, "IP_ADD_MEMBERSHIP")) {
         host_board->searchable = 1;
+    } else if (contains(line, "err:socket_send()")) {
+        count_failed_send(line);
     }
 }
 
@@ -87,11 +98,38 @@ uint32_t *give_numbers(uint32_t *count, const char *request)
     return numbers;
 }
 
-uint64_t monotonic_ns()
+/* Cells of 256 bytes, each with a text and zeros. */
+std::string channels(size_t size)
 {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint64_t>(now.tv_sec) * 1000000000 + static_cast<uint64_t>(now.tv_nsec);
+    std::string list(size, '\0');
+    for (size_t at = 0; at + 256 <= size; at += 256) {
+        const uint32_t number = static_cast<uint32_t>(at / 256);
+        std::snprintf(&list[at], 256, "%u channel %u http://streams.example/%08x%08x%08x.ts",
+                      number, number * 2654435761U, number * 40503U, number * 2246822519U,
+                      number * 3266489917U);
+    }
+    return list;
+}
+
+void *give_list(uint16_t *count)
+{
+    static const std::string list = channels(host_board->list_size);
+    host_board->calls++;
+    const uint32_t header[] = {1, static_cast<uint32_t>(list.size())};
+    char *block = static_cast<char *>(std::malloc(sizeof header + list.size()));
+    if (block == nullptr) {
+        return nullptr;
+    }
+    std::memcpy(block, header, sizeof header);
+    std::memcpy(block + sizeof header, list.data(), list.size());
+    *count = 1;
+    return block + sizeof header;
+}
+
+/* The key's low bits, so that an answer is known to be that key's. */
+int accept_key(uint32_t key, uint32_t)
+{
+    return static_cast<int>(key % 128);
 }
 
 void report_event(uint64_t due_ns, uint32_t number)
@@ -104,28 +142,41 @@ void report_event(uint64_t due_ns, uint32_t number)
     host_board->reported++;
 }
 
-/* Each event when it is due; those that were held up follow at once. */
-void report_events()
-{
-    uint64_t due_ns = monotonic_ns();
-    for (uint32_t rate = host_board->event_rate; rate != 0; rate = host_board->event_rate) {
-        if (wait_until(
-                [&] { return monotonic_ns() >= due_ns || host_board->event_rate != rate; }) &&
-            host_board->event_rate == rate) {
-            report_event(due_ns, host_board->reported);
-            due_ns += 1000000000 / rate;
-        }
-    }
-}
-
 size_t allocated_bytes()
 {
     if (__sanitizer_get_current_allocated_bytes != nullptr) {
         return __sanitizer_get_current_allocated_bytes();
     }
-    malloc_trim(0);
     const struct mallinfo2 info = mallinfo2();
     return info.uordblks + info.hblkhd;
+}
+
+uint32_t allocated_kb()
+{
+    return static_cast<uint32_t>(allocated_bytes() / 1024);
+}
+
+void watch_memory()
+{
+    if (host_board->watch != 0) {
+        host_board->most_kb = std::max(host_board->most_kb.load(), allocated_kb());
+    }
+}
+
+/* Each event when it is due; those that were held up follow at once. */
+void report_events()
+{
+    uint64_t due_ns = monotonic_ns();
+    for (uint32_t rate = host_board->event_rate; rate != 0; rate = host_board->event_rate) {
+        if (wait_until([&] {
+                watch_memory();
+                return monotonic_ns() >= due_ns || host_board->event_rate != rate;
+            }) &&
+            host_board->event_rate == rate) {
+            report_event(due_ns, host_board->reported);
+            due_ns += 1000000000 / rate;
+        }
+    }
 }
 
 bool is_asked_to_measure()
@@ -137,7 +188,8 @@ void measure_if_asked()
 {
     const uint32_t asked = host_board->measure;
     if (is_asked_to_measure()) {
-        host_board->allocated_kb = static_cast<uint32_t>(allocated_bytes() / 1024);
+        malloc_trim(0);
+        host_board->allocated_kb = allocated_kb();
         host_board->measured = asked;
     }
 }
@@ -168,6 +220,8 @@ void run_host(const Run &run, size_t descriptors_besides)
     hold_descriptors(descriptors_besides);
     table.get_screen_shot2 = give_capture;
     table.get_tv_vodintarray2 = give_numbers;
+    table.get_tv_channelcode = give_list;
+    table.set_tv_key = accept_key;
     tv_ippRpcFunSet = answer_call;
     register_tv_method(&table);
     ipp_set_log_sink(count_line, nullptr);
@@ -180,6 +234,7 @@ void run_host(const Run &run, size_t descriptors_besides)
         report_events();
         measure_if_asked();
         wait_until([] {
+            watch_memory();
             return host_board->stop != 0 || host_board->event_rate != 0 || is_asked_to_measure();
         });
     }
@@ -242,6 +297,13 @@ size_t status_number(pid_t id, const std::string &name)
 }
 
 } // namespace
+
+uint64_t monotonic_ns()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000000000 + static_cast<uint64_t>(now.tv_nsec);
+}
 
 size_t open_connections()
 {

@@ -23,6 +23,11 @@ struct Board {
     std::atomic<uint32_t> full_lines;   /* "queue is full." */
     std::atomic<uint32_t> capture_size; /* bytes of the picture that the host gives */
     std::atomic<uint32_t> answer_size;  /* bytes of the large reply that the host gives */
+    std::atomic<uint32_t> list_size;    /* bytes of the channel list that the host gives */
+    std::atomic<uint32_t> stalled;      /* lines of sends that were given up after send_stall_ms */
+    std::atomic<uint32_t> refused;      /* lines of sends that no backlog had room for */
+    std::atomic<uint32_t> watch;        /* while set, the host looks at its memory continually */
+    std::atomic<uint32_t> most_kb;      /* the most that was allocated while it did */
     std::atomic<uint32_t> measure;      /* raised by the scenario; the host follows with measured */
     std::atomic<uint32_t> measured;
     std::atomic<uint32_t> allocated_kb;
@@ -76,3 +81,4 @@ struct EventHead {
     uint64_t due_ns;
     uint64_t number;
 };
+uint64_t monotonic_ns();

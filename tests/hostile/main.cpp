@@ -25,6 +25,7 @@ struct Scenario {
 
 const Scenario SCENARIOS[] = {
     {"announced_length", run_announced_length},
+    {"backlog", run_backlog},
     {"captures", run_captures},
     {"clock", run_clock},
     {"descriptor_reuse", run_descriptor_reuse},

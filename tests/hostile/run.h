@@ -17,6 +17,7 @@ struct Run {
 
 /* One for each program that misbehaves. */
 void run_announced_length(const Run &run);
+void run_backlog(const Run &run);
 void run_captures(const Run &run);
 void run_clock(const Run &run);
 void run_descriptor_reuse(const Run &run);
