@@ -265,7 +265,8 @@ void check_blocked(Connection *connection, uint64_t began_ms)
         return;
     }
     if (connection->stalled_since_ms == 0) {
-        connection->stalled_since_ms = began_ms;
+        connection->stalled_since_ms = session.elapsed_ms;
+        return;
     }
     if (began_ms - connection->stalled_since_ms >= GUARDED_STALL_MS) {
         connection->may_drop = true;

@@ -45,7 +45,7 @@ struct Connection {
     size_t frame_size;          /* of the complete frame */
     Lane sender;
     bool abandoned;            /* no more of that frame is sent */
-    uint64_t stalled_since_ms; /* since when none of its bytes could be sent; 0: not stalled */
+    uint64_t stalled_since_ms; /* when the first attempt to send it failed; 0: not stalled */
     Bytes expected;            /* accepted by send for this phone */
     Bytes received;
     Fault ioctl_fault;
