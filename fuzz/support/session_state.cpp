@@ -11,7 +11,7 @@ bool contains(const std::vector<size_t> &list, size_t number)
 
 uint32_t backlog_bound()
 {
-    return BACKLOG_BOUNDS[(session.flags & KEEPS_FRAMES) / (KEEPS_FRAMES & -KEEPS_FRAMES)];
+    return BACKLOG_BOUNDS[(session.flags & KEEPS_FRAMES) / KEEPS_100_BYTES];
 }
 
 Connection *find_connection(int fd)

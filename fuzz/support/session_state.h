@@ -16,8 +16,10 @@ enum Flag {
     REFUSES_LAST_PHONE = 2,
     WITHOUT_TABLE = 4,
     WITH_DUMPS = 8,
-    STOPS_EARLY = 16,  /* otherwise everything is served first */
-    KEEPS_FRAMES = 96, /* two bits: the guard's send_backlog_bytes, one of BACKLOG_BOUNDS */
+    STOPS_EARLY = 16,     /* otherwise everything is served first */
+    KEEPS_100_BYTES = 32, /* the guard's send_backlog_bytes; with both bits BACKLOG_BOUNDS[3] */
+    KEEPS_1000_BYTES = 64,
+    KEEPS_FRAMES = KEEPS_100_BYTES | KEEPS_1000_BYTES,
 };
 
 /* The fault of the next system call on a connection; `value` chooses its kind and size. */
