@@ -4,14 +4,15 @@
  * input chooses: every interleaving is possible, reproducible, and as fast as one thread.
  *
  * A plain model tracks the bytes: what the phones sent, which requests must therefore be queued,
- * and what each phone may be sent. A phone without a fault of its own receives every byte, whatever
- * the faults of the others.
+ * what each phone may be sent, and under the guard's send_backlog_bytes what is kept for it. A
+ * phone without a fault of its own receives every byte, whatever the faults of the others.
  *
  * Input: flags (enum Flag), the number of the host's answers, the answers, then one byte for each
  * action: enum Action in the low 4 bits; the phone or thread in 2 bits; options in 2 bits. Some
  * actions are followed by arguments.
  *
- * Under test: source/link/connection.cpp source/net/descriptor_set.cpp source/link/heartbeat.cpp
+ * Under test: source/link/backlog.cpp source/link/watch.cpp
+ * source/link/connection.cpp source/net/descriptor_set.cpp source/link/heartbeat.cpp
  * source/link/receive.cpp source/link/registry.cpp source/link/list.cpp
  * source/link/connection_target.cpp source/link/send.cpp source/link/tcp_server.cpp
  * source/service/events.cpp source/wire/frame.cpp source/service/lifecycle.cpp
@@ -19,6 +20,7 @@
  * source/service/workers.cpp */
 #include "support/fuzz_input.h"
 #include "support/quiet_system.h"
+#include "support/session_backlog.h"
 #include "support/session_model.h"
 #include "support/session_phones.h"
 #include "support/session_service.h"
@@ -217,6 +219,7 @@ static void drain()
              "whatever was sent has been taken");
         must(!connection.registered || !is_idle(connection), "who is idle is dropped");
     }
+    must(kept_for_all() == 0, "whatever was kept has been sent");
 }
 
 /* The phone has received the bytes that the service sent, in complete frames. */
@@ -273,6 +276,7 @@ static void check_nothing_left(const std::vector<int> &before)
     for (const Connection &connection : session.connections) {
         must(connection.service_fd < 0 && connection.pending_fd < 0, "every connection is closed");
     }
+    must(kept_for_all() == 0, "nothing is kept for them");
     must(open_descriptors() == before, "no descriptor is left");
 }
 

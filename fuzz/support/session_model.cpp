@@ -1,5 +1,7 @@
 #include "support/session_model.h"
 
+#include "support/session_backlog.h"
+
 #include "tvlink/flags.h"
 #include "tvlink/registry.h"
 #include "tvlink/workers.h"
@@ -181,7 +183,19 @@ static void check_call(const Bytes &body, CpBytes payload)
          "the answer is that to the call");
 }
 
-static void check_reply(const Connection *connection, const CpFrame &frame)
+static void check_answer(const Bytes &request, const CpFrame &frame)
+{
+    if (frame.type == CP_FRAME_RPC_REPLY) {
+        check_call(request, frame.payload);
+    } else {
+        must(frame.type == CP_FRAME_GET_REPLY || frame.type == CP_FRAME_SET_REPLY,
+             "a reply has the type of one");
+        check_code(request, frame.payload, frame.type);
+    }
+}
+
+/* Returns the request. */
+static const Bytes &note_reply(const Connection *connection)
 {
     must(!session.requests.serving.empty(), "the worker answers requests");
     Item &item = session.requests.serving.front();
@@ -189,19 +203,11 @@ static void check_reply(const Connection *connection, const CpFrame &frame)
     must(!item.answered, "a request has one reply");
     must(item.run == session.run || connection->dropped, "nobody is answered in a later run");
     item.answered = true;
-    if (frame.type == CP_FRAME_RPC_REPLY) {
-        check_call(item.body, frame.payload);
-    } else {
-        must(frame.type == CP_FRAME_GET_REPLY || frame.type == CP_FRAME_SET_REPLY,
-             "a reply has the type of one");
-        check_code(item.body, frame.payload, frame.type);
-    }
+    return item.body;
 }
 
-static void check_heartbeat(const Connection *connection, Lane lane, const CpFrame &frame)
+static void note_heartbeat(const Connection *connection, Lane lane)
 {
-    must(frame.type == CP_FRAME_HEARTBEAT && cp_decode_heartbeat(frame.payload) == CP_OK,
-         "a heartbeat is one");
     const size_t number = index_of(connection);
     if (lane == LANE_HOST) {
         must(session.job == JOB_HEARTBEATS && !contains(session.heartbeats_sent, number),
@@ -216,14 +222,27 @@ static void check_heartbeat(const Connection *connection, Lane lane, const CpFra
     item.answered = true;
 }
 
-static void check_event(const Connection *connection, Broadcast *broadcast, const Bytes &frame)
+static void check_heartbeat(const Connection *connection, Lane lane, const CpFrame &frame)
 {
-    must(broadcast->active && frame == broadcast->frame, "an event is that which is reported");
+    must(frame.type == CP_FRAME_HEARTBEAT && cp_decode_heartbeat(frame.payload) == CP_OK,
+         "a heartbeat is one");
+    note_heartbeat(connection, lane);
+}
+
+static void note_event(const Connection *connection, Broadcast *broadcast)
+{
     must(!contains(broadcast->delivered, index_of(connection)), "each phone is told once");
     broadcast->delivered.push_back(index_of(connection));
 }
 
-static void begin_frame(Connection *connection, Lane lane, const Bytes &bytes)
+static void check_event(const Connection *connection, Broadcast *broadcast, const Bytes &frame)
+{
+    must(broadcast->active && frame == broadcast->frame, "an event is that which is reported");
+    note_event(connection, broadcast);
+}
+
+/* Calls `check` with the frame that the bytes are. */
+template <typename Check> static void check_frame_in(const Bytes &bytes, Check check)
 {
     CpSplitter *splitter = cp_splitter_new(0);
     CpFrame frame = {};
@@ -231,14 +250,26 @@ static void begin_frame(Connection *connection, Lane lane, const Bytes &bytes)
          "there is memory for a reply");
     must(cp_splitter_next(splitter, &frame) == CP_OK && cp_splitter_pending(splitter) == 0,
          "one whole frame is sent");
+    check(frame);
+    cp_splitter_free(splitter);
+}
+
+static void check_new_frame(const Connection *connection, Lane lane, const CpFrame &frame,
+                            const Bytes &bytes)
+{
     if (frame.type == CP_FRAME_EVENT) {
         check_event(connection, &session.broadcasts[lane], bytes);
     } else if (lane == LANE_REQUESTS) {
-        check_reply(connection, frame);
+        check_answer(note_reply(connection), frame);
     } else {
         check_heartbeat(connection, lane, frame);
     }
-    cp_splitter_free(splitter);
+}
+
+void begin_frame(Connection *connection, Lane lane, const Bytes &bytes)
+{
+    check_frame_in(bytes,
+                   [&](const CpFrame &frame) { check_new_frame(connection, lane, frame, bytes); });
     connection->sending = bytes;
     connection->frame_size = bytes.size();
     connection->sender = lane;
@@ -246,9 +277,56 @@ static void begin_frame(Connection *connection, Lane lane, const Bytes &bytes)
     connection->stalled_since_ms = 0;
 }
 
+KeptFrame note_unseen_frame(const Connection *connection, Lane lane)
+{
+    Broadcast *broadcast = &session.broadcasts[lane];
+    KeptFrame frame = unseen_frame(lane);
+    if (broadcast->active) {
+        note_event(connection, broadcast);
+    } else if (lane == LANE_REQUESTS) {
+        note_reply(connection);
+    } else {
+        note_heartbeat(connection, lane);
+    }
+    return frame;
+}
+
+KeptFrame unseen_frame(Lane lane)
+{
+    const Broadcast &broadcast = session.broadcasts[lane];
+    KeptFrame frame = {};
+    if (broadcast.active) {
+        frame.bytes = broadcast.frame;
+    } else if (lane == LANE_REQUESTS) {
+        must(!session.requests.serving.empty(), "the worker answers requests");
+        frame.request = session.requests.serving.front().body;
+    } else {
+        frame.bytes = build_frame(CP_FRAME_HEARTBEAT, {'H', 'E', 'A', 'R', 'T'});
+    }
+    frame.size = frame.bytes.size();
+    return frame;
+}
+
+size_t longest_unseen(const KeptFrame &frame)
+{
+    const size_t most_around_a_text = 88;
+    return !frame.bytes.empty()     ? frame.size
+           : is_call(frame.request) ? most_around_a_text + frame.request.size()
+                                    : SIZE_MAX;
+}
+
+void check_late_reply(const Bytes &request, const Bytes &bytes)
+{
+    check_frame_in(bytes, [&](const CpFrame &frame) { check_answer(request, frame); });
+}
+
 void check_offered(Connection *connection, const Bytes &bytes)
 {
     const Lane lane = present_lane();
+    if (backlog_bound() != 0) {
+        check_offered_or_kept(connection, lane, bytes);
+        return;
+    }
     if (connection->sender == lane && connection->sending == bytes && !bytes.empty()) {
         must(!connection->abandoned, "a frame is given up when there is a reason");
         return;
@@ -265,7 +343,8 @@ void check_blocked(Connection *connection, uint64_t began_ms)
         return;
     }
     if (connection->stalled_since_ms == 0) {
-        connection->stalled_since_ms = began_ms;
+        connection->stalled_since_ms = session.elapsed_ms;
+        return;
     }
     if (began_ms - connection->stalled_since_ms >= GUARDED_STALL_MS) {
         connection->may_drop = true;

@@ -25,6 +25,20 @@ void finish_item(WorkModel *work);
 
 /* ---- Sending. */
 
+/* A frame of this lane, of which it has passed no byte to send. */
+void begin_frame(Connection *connection, Lane lane, const Bytes &bytes);
+
+/* The frame that a lane has to send at present, as far as the model knows it before send does, and
+ * the most bytes that it may have. */
+KeptFrame unseen_frame(Lane lane);
+size_t longest_unseen(const KeptFrame &frame);
+
+/* The same frame, once it counts as sent without having been passed to send. */
+KeptFrame note_unseen_frame(const Connection *connection, Lane lane);
+
+/* The content of a reply that counted as sent before. */
+void check_late_reply(const Bytes &request, const Bytes &bytes);
+
 /* The bytes passed to send: the rest of the current frame, or a new frame. */
 void check_offered(Connection *connection, const Bytes &bytes);
 

@@ -54,6 +54,7 @@ void connect_phone(unsigned phone, unsigned options)
     connection.pending_fd = fcntl(ends[0], F_DUPFD_CLOEXEC, FIRST_PHONE_FD);
     connection.phone_fd = fcntl(ends[1], F_DUPFD_CLOEXEC, FIRST_PHONE_FD);
     connection.service_fd = -1;
+    connection.outgoing.holder = LANE_COUNT;
     connection.reads = (options & 2) == 0;
     close(ends[0]);
     close(ends[1]);

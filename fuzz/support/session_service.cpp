@@ -180,6 +180,7 @@ static void set_guard()
 {
     IppGuard guard = {};
     guard.on_bad_tag = IPP_BAD_TAG_REFUSE;
+    guard.send_backlog_bytes = backlog_bound();
     if ((session.flags & GUARDED) != 0) {
         guard.max_frame_length = GUARDED_FRAME;
         guard.max_ctrlpoints = GUARDED_PHONES;

@@ -9,6 +9,11 @@ bool contains(const std::vector<size_t> &list, size_t number)
     return std::find(list.begin(), list.end(), number) != list.end();
 }
 
+uint32_t backlog_bound()
+{
+    return BACKLOG_BOUNDS[(session.flags & KEEPS_FRAMES) / KEEPS_100_BYTES];
+}
+
 Connection *find_connection(int fd)
 {
     const auto found =

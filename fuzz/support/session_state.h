@@ -9,18 +9,49 @@
 #include <ctime>
 #include <deque>
 
+#include <pthread.h>
+
 enum Flag {
     GUARDED = 1,
     REFUSES_LAST_PHONE = 2,
     WITHOUT_TABLE = 4,
     WITH_DUMPS = 8,
-    STOPS_EARLY = 16, /* otherwise everything is served first */
+    STOPS_EARLY = 16,     /* otherwise everything is served first */
+    KEEPS_100_BYTES = 32, /* the guard's send_backlog_bytes; with both bits BACKLOG_BOUNDS[3] */
+    KEEPS_1000_BYTES = 64,
+    KEEPS_FRAMES = KEEPS_100_BYTES | KEEPS_1000_BYTES,
 };
 
 /* The fault of the next system call on a connection; `value` chooses its kind and size. */
 struct Fault {
     bool set;
     uint8_t value;
+};
+
+/* A frame, or the rest of one, that the service keeps for a phone. */
+struct KeptFrame {
+    size_t size;
+    Bytes bytes;   /* empty: a reply whose content is not known yet */
+    Bytes request; /* answered by such a reply */
+    bool begun;    /* the phone has been sent a part of it */
+};
+
+/* With KEEPS_FRAMES: what the service keeps for a phone, and the latest use of the connection's
+ * send lock. */
+struct Outgoing {
+    std::deque<KeptFrame> kept;
+    const pthread_mutex_t *lock; /* null: not known yet */
+    Lane holder;                 /* LANE_COUNT: the lock is free */
+    bool offered;                /* bytes were passed to send under the lock */
+    bool blocked;                /* send has accepted none of them at last */
+    bool failed;                 /* the holder has shut the connection down */
+    bool finished;               /* the server thread has sent the first frame completely */
+    size_t uncounted;            /* sent, and still counted as kept by the service */
+    uint64_t taken_ms;           /* when the phone last took a byte, or the first frame was kept */
+    uint64_t counted_ms;         /* the same by the service's records */
+    bool listed_as_waiting;      /* since the current pass of the server thread began */
+    bool overdue;                /* the current pass must drop the connection unless it has room */
+    bool tried;                  /* in the current pass */
 };
 
 /* One connection of one phone, and its state in the model. */
@@ -45,8 +76,9 @@ struct Connection {
     size_t frame_size;          /* of the complete frame */
     Lane sender;
     bool abandoned;            /* no more of that frame is sent */
-    uint64_t stalled_since_ms; /* since when none of its bytes could be sent; 0: not stalled */
-    Bytes expected;            /* accepted by send for this phone */
+    uint64_t stalled_since_ms; /* when the first attempt to send it failed; 0: not stalled */
+    Outgoing outgoing;
+    Bytes expected; /* accepted by send for this phone */
     Bytes received;
     Fault ioctl_fault;
     Fault recv_fault;
@@ -108,11 +140,15 @@ struct Session {
 const uint32_t GUARDED_FRAME = 1024;
 const uint32_t GUARDED_PHONES = 3;
 const uint32_t GUARDED_STALL_MS = 2000;
+const uint32_t BACKLOG_BOUNDS[] = {0, 100, 1000, 8000};
 const int FIRST_PHONE_FD = 200; /* lower descriptors are the service's */
 
 extern Session session;
 
 bool contains(const std::vector<size_t> &list, size_t number);
+
+/* The guard's send_backlog_bytes. */
+uint32_t backlog_bound();
 
 /* By the service's descriptor; null when no connection has this number. */
 Connection *find_connection(int fd);

@@ -1,6 +1,7 @@
 #include "support/session_system.h"
 
 #include "support/fibers.h"
+#include "support/session_backlog.h"
 #include "support/session_model.h"
 #include "support/session_phones.h"
 #include "support/system_calls.h"
@@ -125,7 +126,11 @@ static ssize_t call_recv(int fd, void *data, size_t size, int)
 static ssize_t not_sent(Connection *connection, int reason, uint64_t began_ms)
 {
     if (reason == EAGAIN || reason == EINTR) {
-        check_blocked(connection, began_ms);
+        if (backlog_bound() != 0) {
+            note_no_room(connection, began_ms);
+        } else {
+            check_blocked(connection, began_ms);
+        }
     } else {
         connection->may_drop = true;
         connection->abandoned = true;
@@ -133,9 +138,22 @@ static ssize_t not_sent(Connection *connection, int reason, uint64_t began_ms)
     return fail(reason);
 }
 
-static ssize_t call_send(int fd, const void *data, size_t size, int)
+static void note_sent(Connection *connection, const uint8_t *bytes, ssize_t count)
+{
+    connection->expected.insert(connection->expected.end(), bytes, bytes + count);
+    if (present_lane() == LANE_SERVER) {
+        note_kept_sent(connection, static_cast<size_t>(count));
+    } else {
+        connection->sending.erase(connection->sending.begin(), connection->sending.begin() + count);
+    }
+    connection->stalled_since_ms = 0;
+}
+
+static ssize_t call_send(int fd, const void *data, size_t size, int flags)
 {
     const uint64_t began_ms = session.elapsed_ms;
+    must(backlog_bound() == 0 || (flags & MSG_DONTWAIT) != 0, "a send does not wait for room");
+    send_begins(find_connection(fd));
     step();
     Connection *connection = find_connection(fd);
     must(connection != nullptr, "what is sent goes to a connection");
@@ -149,10 +167,7 @@ static ssize_t call_send(int fd, const void *data, size_t size, int)
         must(errno == EAGAIN || may_be_dropped(*connection), "a send fails when there is a reason");
         return not_sent(connection, errno, began_ms);
     }
-    Bytes &sending = connection->sending;
-    connection->expected.insert(connection->expected.end(), bytes, bytes + count);
-    sending.erase(sending.begin(), sending.begin() + count);
-    connection->stalled_since_ms = 0;
+    note_sent(connection, bytes, count);
     if (connection->reads) {
         phone_reads(connection);
     }
@@ -177,20 +192,33 @@ static int readable_now(int epoll, epoll_event *events, int room)
 }
 
 /* Waits only when nothing is readable, and only once, as if the time-out had expired then. */
-static int call_epoll_wait(int epoll, epoll_event *events, int room, int)
+static int ready_or_late(int epoll, epoll_event *events, int room, int limit_ms)
+{
+    check_wait(limit_ms);
+    fiber_wait();
+    const int count = readable_now(epoll, events, room);
+    if (count == 0) {
+        check_wait(limit_ms);
+    }
+    return count;
+}
+
+static int call_epoll_wait(int epoll, epoll_event *events, int room, int limit_ms)
 {
     model_received();
+    check_pass();
     must((session.flags & GUARDED) == 0 || registered_count() <= GUARDED_PHONES,
          "there are no more phones than the guard allows");
-    const int count = readable_now(epoll, events, room);
-    if (count != 0) {
-        return count;
-    }
+    int count = readable_now(epoll, events, room);
     for (const Connection &connection : session.connections) {
-        must(!is_refused(connection) || !connection.registered, "who is not admitted is refused");
+        must(count != 0 || !is_refused(connection) || !connection.registered,
+             "who is not admitted is refused");
     }
-    fiber_wait();
-    return readable_now(epoll, events, room);
+    if (count == 0) {
+        count = ready_or_late(epoll, events, room, limit_ms);
+    }
+    begin_pass();
+    return count;
 }
 
 static int call_accept(int, sockaddr *from, socklen_t *, int)
@@ -229,6 +257,7 @@ static int call_shutdown(int fd, int how)
         if (present_lane() == LANE_SERVER) {
             model_split(connection); /* an announced length may be the reason */
         }
+        note_shutdown(connection);
         must(may_be_dropped(*connection), "who has given no reason is not dropped");
         connection->registered = false;
         connection->dropped = true;
@@ -248,6 +277,7 @@ static void note_closed(Connection *connection)
         connection->may_drop = true;
         connection->dropped = true;
     }
+    forget_kept(connection);
     connection->service_fd = -1;
 }
 
@@ -287,6 +317,7 @@ static int call_getsockname(int, sockaddr *name, socklen_t *)
 static int call_usleep(useconds_t)
 {
     if (fiber_current() != nullptr) {
+        check_sleep();
         fiber_step();
         fiber_wait();
     }
@@ -305,7 +336,9 @@ static int call_mutex_trylock(pthread_mutex_t *mutex)
 {
     Holder &holder = holders[mutex];
     const bool again = holder.fiber == fiber_current() && mutex == &g_cp_list_mutex;
-    if (holder.depth > 0 && !again) {
+    const bool busy = holder.depth > 0 && !again;
+    note_lock(mutex, !busy);
+    if (busy) {
         return EBUSY;
     }
     holder.fiber = fiber_current();
@@ -317,6 +350,7 @@ static int call_mutex_unlock(pthread_mutex_t *mutex)
 {
     Holder &holder = holders[mutex];
     must(holder.depth > 0 && holder.fiber == fiber_current(), "who unlocks a lock holds it");
+    note_unlock(mutex);
     holder.depth--;
     if (holder.depth == 0) {
         holders.erase(mutex);
