@@ -40,13 +40,14 @@ size_t kept_for_all()
     return backlog_total();
 }
 
-/* The first frame may be longer than the bound. */
+/* The first frame does not count for its connection. */
 static bool is_within_bound(const Connection &connection, size_t size)
 {
-    const size_t waiting = kept_for(connection);
+    const std::deque<KeptFrame> &kept = connection.outgoing.kept;
+    const size_t behind = kept.empty() ? 0 : kept_for(connection) - kept.front().size;
     const size_t bound = backlog_bound();
     const size_t all = modelled_total();
-    return (waiting == 0 || size <= bound - std::min(bound, waiting)) &&
+    return (kept.empty() || size <= bound - std::min(bound, behind)) &&
            size <= SHARES * bound - std::min(SHARES * bound, all);
 }
 
