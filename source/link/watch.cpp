@@ -202,10 +202,8 @@ static void find_waiting(Watch *watch) NEEDS(registry_mutex)
     }
     for (const ListNode *node = registry_list()->head; node != nullptr; node = node->next) {
         const CtrlPoint *record = static_cast<CtrlPoint *>(node->data);
-        const bool waits = connection_is_waiting(record);
-        if (waits) {
-            descriptor_set_add(&watch->waiting, record->fd);
-        }
+        const bool waits =
+            connection_is_waiting(record) && descriptor_set_add(&watch->waiting, record->fd);
         watch_for_room(watch, record, waits);
     }
     watch->for_room = watch->waiting.size > 0;
@@ -232,6 +230,16 @@ static bool note_ready(Watch *watch, const struct epoll_event *event)
            descriptor_set_add(&watch->ready, fd_of(event));
 }
 
+static bool note_all_ready(Watch *watch, const struct epoll_event *events, int count)
+{
+    for (int i = 0; i < count && watch->epoll >= 0; i++) {
+        if (!note_ready(watch, &events[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
 /* Collects all that are ready: the idle check must not come before what phones have sent. */
 static int collect(Watch *watch, int limit_ms)
 {
@@ -246,17 +254,15 @@ static int collect(Watch *watch, int limit_ms)
             return -1;
         }
         all += count;
-        for (int i = 0; i < count && watch->epoll >= 0; i++) {
-            if (!note_ready(watch, &events[i])) {
-                errno = ENOMEM;
-                return -1;
-            }
+        if (!note_all_ready(watch, events, count)) {
+            errno = ENOMEM;
+            return -1;
         }
     }
     return all;
 }
 
-int watch_wait(Watch *watch, int limit_ms)
+static int wait_once(Watch *watch, int limit_ms)
 {
     if (!begin(watch)) {
         return -1;
@@ -267,7 +273,16 @@ int watch_wait(Watch *watch, int limit_ms)
     }
     find_waiting(watch);
     registry_unlock();
-    const int ready = collect(watch, watch->for_room ? WITH_BACKLOG_MS : limit_ms);
+    return collect(watch, watch->for_room ? WITH_BACKLOG_MS : limit_ms);
+}
+
+int watch_wait(Watch *watch, int limit_ms)
+{
+    int ready = 0;
+    do {
+        ready = wait_once(watch, limit_ms);
+    } while (ready >= 0 &&
+             watch->epoll < 0);   /* all was forgotten: not all that are ready are told */
     watch->complete &= ready > 0; /* after a pause look whether a host has changed a record */
     return ready;
 }
