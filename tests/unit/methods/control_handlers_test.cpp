@@ -51,19 +51,19 @@ TEST_F(ControlHandlers, TouchTruncatesTowardZeroAndBoundsWhatDoesNotFit)
 
 TEST_F(ControlHandlers, OrderIsChangedByTwoCodesOnly)
 {
+    Bytes request = bytes("00 00 06 01 00 02 00");
     for (unsigned code = 0; code <= 0xFFFF; code++) {
-        const Bytes request = joined({{static_cast<uint8_t>(code), static_cast<uint8_t>(code >> 8)},
-                                      bytes("06 01 00 02 00")});
+        request[0] = static_cast<uint8_t>(code);
+        request[1] = static_cast<uint8_t>(code >> 8);
         EXPECT_EQ(ask(handle_set_tv_order, request), 0);
-        const Lines calls = host.calls();
         if (code == 0x2006) {
-            EXPECT_EQ(calls, Lines{"set_tv_order 1 2 1"});
+            EXPECT_EQ(host.calls(), Lines{"set_tv_order 1 2 1"});
         } else if (code == 0x2010) {
-            EXPECT_EQ(calls, Lines{"set_tv_order 1 2 2"});
-        } else {
-            EXPECT_TRUE(calls.empty()) << code;
+            EXPECT_EQ(host.calls(), Lines{"set_tv_order 1 2 2"});
+        } else if (code % 16 == 15) { /* what the buffers hold */
+            EXPECT_TRUE(host.calls().empty()) << "at or a little below " << code;
+            phone.received();
         }
-        phone.received();
     }
 }
 
