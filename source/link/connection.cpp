@@ -224,7 +224,7 @@ CtrlPoint *connection_copy(const CtrlPoint *record)
         copy->rx_fill = record->rx_fill;
         copy->rx_pos = record->rx_pos;
         copy->last_heartbeat = __atomic_load_n(&record->last_heartbeat, __ATOMIC_RELAXED);
-        copy->last_active = record->last_active;
+        copy->last_active = __atomic_load_n(&record->last_active, __ATOMIC_RELAXED);
         copy->idle_limit = record->idle_limit;
     }
     return copy;
