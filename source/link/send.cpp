@@ -141,13 +141,14 @@ static Progress send_or_keep(Sending *sending, Backlog *backlog) NEEDS(send_mute
     return SENT;
 }
 
-/* What waits goes first, also when the guard keeps nothing any more. */
-static Progress send_in_order(Sending *sending) NEEDS(send_mutex)
+/* What waits goes first, also when the guard keeps nothing any more. `otherwise` sends to a
+ * connection for which nothing is kept. */
+static Progress send_in_order(Sending *sending, Progress (*otherwise)(Sending *)) NEEDS(send_mutex)
 {
     Backlog *backlog = sending->to.place == nullptr ? nullptr : connection_backlog(sending->to);
     const bool keeps =
         backlog != nullptr && (guard_send_backlog_bytes() != 0 || backlog_is_used(backlog));
-    return keeps ? send_or_keep(sending, backlog) : send_whole(sending);
+    return keeps ? send_or_keep(sending, backlog) : otherwise(sending);
 }
 
 static bool send_locked(Sending *sending)
@@ -158,7 +159,7 @@ static bool send_locked(Sending *sending)
     }
     log_hold();
     lock_take(&sending->to.record->send_lock, &send_mutex);
-    const bool sent = finish(sending, send_in_order(sending));
+    const bool sent = finish(sending, send_in_order(sending, send_whole));
     log_release();
     return sent;
 }
@@ -251,7 +252,7 @@ static bool send_without_waiting(Sending *sending)
     if (!lock_if_free(sending)) {
         return false;
     }
-    const Progress progress = send_until_full(sending);
+    const Progress progress = send_in_order(sending, send_until_full);
     if (progress == FULL) {
         stay_locked(sending);
         return false;

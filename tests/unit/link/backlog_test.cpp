@@ -103,6 +103,19 @@ TEST_F(KeptFrames, StayInTheirOrderAndNothingOvertakesThem)
     EXPECT_FALSE(is_listed(connection.record));
 }
 
+/* Under send_stall_ms alone an event does not wait for anybody at first. */
+TEST_F(KeptFrames, AreNotOvertakenByEventsWhenTheGuardHasChanged)
+{
+    const ListedConnection connection(local_pair());
+    const ScriptedSends sends(connection.number, {10, -EAGAIN});
+    EXPECT_EQ(reply(connection.record, 1), 1);
+    bound(0, 2000);
+    sendto_all_ctrlpoint(FRAME_EVENT, kept_payload(2).data(), 4);
+    EXPECT_EQ(sends.calls().size(), 2u) << "an event was sent into a frame";
+    EXPECT_FALSE(is_listed(connection.record));
+    EXPECT_EQ(backlog_total(), 0u);
+}
+
 TEST_F(KeptFrames, AreAllSentInOnePassWhenThereIsRoom)
 {
     const ListedConnection connection(local_pair());
