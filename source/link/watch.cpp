@@ -40,8 +40,8 @@ static uint32_t identity_of(const struct epoll_event *event)
     return static_cast<uint32_t>(event->data.u64 >> 32);
 }
 
-/* Without one there is nothing to watch. */
-static bool watch_number(const Watch *watch, int fd)
+/* For a signal or the listening socket; -1: there is none to watch. */
+static bool watch_descriptor(const Watch *watch, int fd)
 {
     return fd < 0 || control(watch, EPOLL_CTL_ADD, fd, 0, EPOLLIN);
 }
@@ -65,8 +65,8 @@ static bool begin(Watch *watch)
     if (watch->epoll < 0) {
         return false;
     }
-    if (watch_number(watch, watch->listener) && watch_number(watch, stop_signal_fd()) &&
-        watch_number(watch, backlog_signal_fd())) {
+    if (watch_descriptor(watch, watch->listener) && watch_descriptor(watch, stop_signal_fd()) &&
+        watch_descriptor(watch, backlog_signal_fd())) {
         return true;
     }
     const int reason = errno;

@@ -124,6 +124,22 @@ TEST_F(Watches, TakeNoConnectionForAFormerOneOfItsNumber)
     EXPECT_EQ(ready(), Numbers({number}));
 }
 
+/* A host may have listed a record whose descriptor is not open: nobody else is harmed. */
+TEST_F(Watches, ServeOthersBesideARecordWithoutAnOpenDescriptor)
+{
+    const ListedConnection connection(local_pair());
+    HandMadeRecord closed(9999);
+    registry_lock();
+    ASSERT_EQ(list_insert(&g_cp_list, &closed), 0);
+    registry_unlock();
+    speak(connection);
+    EXPECT_EQ(ready(), Numbers({connection.number}));
+    EXPECT_EQ(ready(), Numbers({connection.number}));
+    registry_lock();
+    list_remove(&g_cp_list, &closed, [](void *) {});
+    registry_unlock();
+}
+
 TEST_F(Watches, LeaveOutWhatTheSystemDoesNotWatchUntilItDoes)
 {
     const ListedConnection connection(local_pair());
