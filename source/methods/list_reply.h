@@ -21,6 +21,7 @@ constexpr ListForm list_form(const protocol::Operation &operation)
 
 /* Compresses the block that a slot has returned, sends it behind the counts and releases it. Null
  * and a block of length 0 are answered with the empty list. The whole reply is dumped under the
- * label unless that is null. Returns 0, or -1 after the empty list. */
+ * label unless that is null. A long list is left to a thread where the guard's send_backlog_bytes
+ * allows it. Returns 0, also once the list is left to the thread, or -1 after the empty list. */
 int reply_list(CtrlPoint *cp, RequestReader *args, ListForm form, uint32_t counts, void *block,
                const char *dump_label = nullptr);
