@@ -22,7 +22,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <functional>
-#include <mutex>
 #include <set>
 #include <thread>
 
@@ -105,8 +104,7 @@ public:
     /* Runs on the discovery thread while the next answer is delayed. */
     void during_next_delay(std::function<void()> what)
     {
-        const std::lock_guard<std::mutex> guard(lock_);
-        during_delay_ = std::move(what);
+        errand_.set(std::move(what));
     }
 
 private:
@@ -116,20 +114,12 @@ private:
             return; /* between two looks at an empty socket */
         }
         log_out("%s", DELAYED);
-        std::function<void()> what;
-        {
-            const std::lock_guard<std::mutex> guard(lock_);
-            what.swap(during_delay_);
-        }
-        if (what) {
-            what();
-        }
+        errand_.run();
     }
 
     std::thread thread_;
     void *result_ = nullptr;
-    std::mutex lock_;
-    std::function<void()> during_delay_;
+    Errand errand_;
 };
 
 class Discovery : public SearchTest

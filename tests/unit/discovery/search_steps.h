@@ -82,6 +82,33 @@ inline int ask(uint32_t peer_addr, void *context)
     return doorman->answer;
 }
 
+/* Something that another thread is to do, once. */
+class Errand
+{
+public:
+    void set(std::function<void()> what)
+    {
+        const std::lock_guard<std::mutex> guard(lock_);
+        what_ = std::move(what);
+    }
+
+    void run()
+    {
+        std::function<void()> what;
+        {
+            const std::lock_guard<std::mutex> guard(lock_);
+            what.swap(what_);
+        }
+        if (what) {
+            what();
+        }
+    }
+
+private:
+    std::mutex lock_;
+    std::function<void()> what_;
+};
+
 /* The discovery thread with the stop signal that the service gives it. None of its sleeps is waited
  * for. */
 class SignalledTelevision
@@ -130,29 +157,24 @@ public:
     /* Runs on the discovery thread in place of its next sleep. */
     void during_next_sleep(std::function<void()> what)
     {
-        const std::lock_guard<std::mutex> guard(lock_);
-        during_sleep_ = std::move(what);
+        errand_.set(std::move(what));
     }
 
 private:
     void take(uint64_t microseconds)
     {
-        std::function<void()> what;
         {
             const std::lock_guard<std::mutex> guard(lock_);
             sleeps_.push_back(microseconds);
-            what.swap(during_sleep_);
         }
-        if (what) {
-            what();
-        }
+        errand_.run();
     }
 
     std::thread thread_;
     void *result_ = nullptr;
     std::mutex lock_;
     std::vector<uint64_t> sleeps_;
-    std::function<void()> during_sleep_;
+    Errand errand_;
 };
 
 /* Counts the receives on the discovery socket. */

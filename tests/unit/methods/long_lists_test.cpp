@@ -121,6 +121,15 @@ protected:
         return hex(wire_frame(FRAME_GET_REPLY, Bytes(4, number)));
     }
 
+    /* It is closed, keeps nothing, and this is all that was printed. */
+    void expect_end(const ListedConnection &connection, const std::string &line) const
+    {
+        EXPECT_FALSE(is_open(connection.number));
+        EXPECT_EQ(backlog_total(), 0u);
+        EXPECT_EQ(lines.out(), std::vector<std::string>{line});
+        EXPECT_EQ(lines.all().size(), 1u);
+    }
+
     static std::string empty_frame()
     {
         return hex(wire_frame(FRAME_GET_REPLY, bytes("01 00 30 A3 00 00 00 00")));
@@ -273,25 +282,19 @@ TEST_F(LongLists, EndTheirConnectionWhenTheyCannotBeKept)
     keep(1); /* four bytes for all together */
     threads.run_first();
     EXPECT_FALSE(is_listed(connection.record));
-    EXPECT_FALSE(is_open(connection.number));
-    EXPECT_EQ(backlog_total(), 0u);
-    ASSERT_EQ(lines.all().size(), 1u);
-    EXPECT_EQ(lines.all()[0].text, ENOBUFS_LINE);
+    expect_end(connection, ENOBUFS_LINE);
 }
 
 TEST_F(LongLists, AreLostWithALineWhenTheirPhoneHasLeft)
 {
     HeldThreads threads;
-    ListedConnection connection(local_pair());
+    const ListedConnection connection(local_pair());
     EXPECT_EQ(ask_for_list(connection), 0);
     EXPECT_EQ(reply(connection, 2), 1);
     registry_remove(connection.record);
     EXPECT_TRUE(is_open(connection.number)) << "the number may be that of another phone";
     threads.run_first();
-    EXPECT_FALSE(is_open(connection.number));
-    EXPECT_EQ(backlog_total(), 0u);
-    ASSERT_EQ(lines.all().size(), 1u);
-    EXPECT_EQ(lines.all()[0].text, EPIPE_LINE);
+    expect_end(connection, EPIPE_LINE);
 }
 
 TEST_F(LongLists, AreDroppedWhenTheServiceStops)
