@@ -14,7 +14,8 @@ namespace
 
 using Formatter = size_t(char *, size_t, const char *, va_list);
 
-size_t by_the_system(char *to, size_t room, const char *format, va_list values)
+__attribute__((format(printf, 3, 0))) size_t by_the_system(char *to, size_t room,
+                                                           const char *format, va_list values)
 {
     return static_cast<size_t>(vsnprintf(to, room, format, values));
 }

@@ -419,14 +419,14 @@ TEST_F(NewRecord, ComesBehindTheOthers)
 TEST_F(NewRecord, IsNotMadeWhenMemoryIsOutAndTheSocketStaysOpen)
 {
     const ConnectedPair ends = local_pair();
-    {
-        WatchedCall allocation(system_calloc);
+    for (SystemFunction *const call :
+         std::initializer_list<SystemFunction *>{&system_calloc, &system_malloc}) {
+        WatchedCall allocation(*call);
         allocation.fail(ENOMEM);
+        registry_lock();
         EXPECT_EQ(check_and_insert(ends.near.get(), 1), -1);
+        registry_unlock();
     }
-    WatchedCall allocation(system_malloc);
-    allocation.fail(ENOMEM);
-    EXPECT_EQ(check_and_insert(ends.near.get(), 1), -1);
     EXPECT_EQ(g_cp_list.count, 0u);
     EXPECT_TRUE(is_open(ends.near.get()));
 }

@@ -99,7 +99,7 @@ std::set<unsigned> tested_codes(Reached reached, size_t code_at)
         const Bytes request = bytes(row.request);
         const bool silent = row.reply.empty() && *row.call == '\0';
         if (row.reached == reached && !silent) {
-            codes.insert(request[code_at] | request[code_at + 1] << 8U);
+            codes.insert(request[code_at] + 256u * request[code_at + 1]);
         }
     }
     return codes;
