@@ -3,6 +3,7 @@
 
 #include "support/phone.h"
 
+#include <algorithm>
 #include <csignal>
 
 namespace
@@ -138,6 +139,24 @@ TEST(SimProcess, RefusesOptionsThatItDoesNotKnow)
         EXPECT_EQ(result.out, "");
         EXPECT_EQ(result.err.find("tvlink-sim: "), 0u) << result.err;
     }
+}
+
+TEST(SimProcess, ListsTheSlots)
+{
+    const Finished list = run_program(TVLINK_SIM_PATH, {"--slots"});
+    EXPECT_EQ(list.status, 0);
+    EXPECT_EQ(std::count(list.out.begin(), list.out.end(), '\n'), 87);
+    for (const char *line : {
+             "\n 5   get_tv_epg                  get 0x2000         guide\n",
+             "\n27   set_tv_key                  set 0x0109         key\n",
+             "\n29   set_tv_channel              set 0x0101-0x0102  channel up, down\n",
+             "\n35   reserved_35                 never\n",
+             "\n66   get_device_info             device information ",
+         }) {
+        EXPECT_NE(list.out.find(line), std::string::npos) << line << list.out;
+    }
+    EXPECT_EQ(list.out.find('*'), std::string::npos) << "the simulator fills every slot";
+    EXPECT_EQ(list.err, "");
 }
 
 TEST(SimProcess, TellsItsVersionAndItsOptions)

@@ -7,6 +7,7 @@
 #include "events.h"
 #include "report_url.h"
 #include "service.h"
+#include "slot_list.h"
 #include "tvlink.h"
 
 namespace
@@ -47,7 +48,7 @@ std::string check_report_url(const std::string &text)
     return sim::read_report_url(text, url);
 }
 
-void define_options(CLI::App &app, sim::Options &options)
+void define_options(CLI::App &app, sim::Options &options, bool &slots)
 {
     app.add_option("--name", options.name, "Name that phones show")
         ->option_text("TEXT=" + options.name)
@@ -81,6 +82,7 @@ void define_options(CLI::App &app, sim::Options &options)
                    "http://ADDRESS:PORT/PATH with an IPv4 address")
         ->option_text("URL")
         ->check(check_report_url);
+    app.add_flag("--slots", slots, "List the slots of the method table, and exit");
     app.set_version_flag("--version", std::string("tvlink-sim ") + ipp_version(),
                          "Print the version and exit");
     app.footer(event_table());
@@ -93,7 +95,8 @@ int main(int argc, char **argv)
     sim::Options options;
     options.font = TVLINK_SIM_FONT;
     CLI::App app("A simulated television that phones on the network find and drive.", "tvlink-sim");
-    define_options(app, options);
+    bool slots = false;
+    define_options(app, options, slots);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
@@ -103,6 +106,11 @@ int main(int argc, char **argv)
         fprintf(stderr, "tvlink-sim: %s\ntvlink-sim: \"tvlink-sim --help\" lists the options\n",
                 error.what());
         return status_usage;
+    }
+    if (slots) {
+        sim::register_television(options);
+        fputs(sim::slot_list().c_str(), stdout);
+        return 0;
     }
     return sim::run_television(options);
 }

@@ -37,19 +37,6 @@ void show_line(int, const char *text, void *)
     fputs(text, stderr);
 }
 
-void register_television(const Options &options)
-{
-    static TvMethodTable table;
-    static const IppGuard guard = IPP_GUARD_RECOMMENDED;
-#define OPERATION(family, kind, first, last, slot, name, ...) table.name = name;
-#include "protocol/operations.def"
-    set_screen_font(options.font);
-    register_tv_method(&table);
-    tv_ippRpcFunSet = answer_rpc;
-    ipp_set_guard(&guard);
-    ipp_set_log_sink(options.diagnostics ? show_line : hide_line, nullptr);
-}
-
 std::string dotted(const in_addr &address)
 {
     char text[INET_ADDRSTRLEN] = "";
@@ -192,6 +179,19 @@ int run_lineup(const Options &options, const Lineup &lineup, const sigset_t &sig
 }
 
 } // namespace
+
+void register_television(const Options &options)
+{
+    static TvMethodTable table;
+    static const IppGuard guard = IPP_GUARD_RECOMMENDED;
+#define OPERATION(family, kind, first, last, slot, name, ...) table.name = name;
+#include "protocol/operations.def"
+    set_screen_font(options.font);
+    register_tv_method(&table);
+    tv_ippRpcFunSet = answer_rpc;
+    ipp_set_guard(&guard);
+    ipp_set_log_sink(options.diagnostics ? show_line : hide_line, nullptr);
+}
 
 int run_television(const Options &options)
 {

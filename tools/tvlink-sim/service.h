@@ -25,6 +25,9 @@ struct Options {
 constexpr int status_no_service = 1;
 constexpr int status_bad_file = 3;
 
+/* Registers the television with the library, which does not run yet. */
+void register_television(const Options &options);
+
 /* Runs the television until SIGINT or SIGTERM. Returns the program's exit status: 0, or one of
  * those above when the television could not start. */
 int run_television(const Options &options);
