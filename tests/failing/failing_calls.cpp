@@ -70,14 +70,15 @@ bool threads_have_ended(size_t before)
     return false;
 }
 
-/* False, and says so, when there are more descriptors than that. */
+/* False, and says so, when there are more descriptors than that. A worker may still have the
+ * connection of the request that it runs. */
 bool descriptors_are_closed(size_t most)
 {
-    const size_t now = open_descriptors().size();
-    if (now > most) {
-        complain(std::to_string(now - most) + " descriptors stay open");
+    if (!wait_until([&] { return open_descriptors().size() <= most; })) {
+        complain(std::to_string(open_descriptors().size() - most) + " descriptors stay open");
+        return false;
     }
-    return now <= most;
+    return true;
 }
 
 bool works_again()

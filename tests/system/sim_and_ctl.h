@@ -18,10 +18,12 @@ using Words = std::vector<std::string>;
 inline std::unique_ptr<Program> start_sim(const Words &arguments = {})
 {
     auto sim = std::make_unique<Program>(TVLINK_SIM_PATH, arguments);
-    const bool started = wait_until([&] {
-        return sim->out().find("Ctrl-C stops\n") != std::string::npos ||
-               sim->out().find("\"type\":\"start\"") != std::string::npos;
-    });
+    const bool started = wait_until(
+        [&] {
+            return sim->out().find("Ctrl-C stops\n") != std::string::npos ||
+                   sim->out().find("\"type\":\"start\"") != std::string::npos;
+        },
+        3 * PATIENCE); /* it may have long files to read */
     EXPECT_TRUE(started) << sim->out() << sim->err();
     return started ? std::move(sim) : nullptr;
 }
