@@ -1,11 +1,11 @@
 # Library, headers, CMake package and pkg-config file. The tools install themselves.
-if(NOT PROJECT_IS_TOP_LEVEL)
+if(NOT TVLINK_INSTALL)
     return()
 endif()
 include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tvlink)
 
-install(TARGETS tvlink tvlink_static EXPORT tvlinkTargets
+install(TARGETS ${TVLINK_LIBRARIES} EXPORT tvlinkTargets
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
@@ -17,7 +17,7 @@ configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/tvlinkConfig.cmake.in
                               ${CMAKE_CURRENT_BINARY_DIR}/tvlinkConfig.cmake
                               INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/tvlinkConfigVersion.cmake
-                                 COMPATIBILITY SameMinorVersion)
+                                 COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tvlinkConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/tvlinkConfigVersion.cmake
         DESTINATION ${package_dir})
