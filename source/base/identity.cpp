@@ -1,6 +1,7 @@
 #include "base/identity.h"
 
 #include "base/lock.h"
+#include "base/text_cut.h"
 #include "tvlink.h"
 
 #include <string.h>
@@ -8,29 +9,12 @@
 char gTvName[IDENTITY_SIZE] = {};
 char gTvSN[IDENTITY_SIZE] = {};
 
-static const size_t UTF8_MAX = 4; /* bytes of a character */
-
 static Lock identity_lock;
-
-/* The length of the text, or of as much of it as fits and ends where a UTF-8 character does. */
-static size_t kept_length(const char *text)
-{
-    const size_t length = strnlen(text, IDENTITY_SIZE);
-    if (length < IDENTITY_SIZE) {
-        return length;
-    }
-    size_t end = IDENTITY_SIZE - 1;
-    while (end > IDENTITY_SIZE - UTF8_MAX && (text[end] & 0xC0) == 0x80) {
-        end--;
-    }
-    const bool starts_character = (text[end] & 0xC0) == 0xC0;
-    return starts_character ? end : IDENTITY_SIZE - 1;
-}
 
 static void write_text(char *buffer, const char *text, const char *fallback) NEEDS(identity_lock)
 {
     const char *from = text != nullptr ? text : fallback;
-    const size_t length = kept_length(from);
+    const size_t length = text_cut_length(from, IDENTITY_SIZE - 1);
     memmove(buffer, from, length); /* the text may be the buffer itself */
     if (text != nullptr) {
         memset(buffer + length, 0, IDENTITY_SIZE - length);

@@ -2,6 +2,7 @@
 
 #include "base/block_header.h"
 #include "base/detached_thread.h"
+#include "base/outcome.h"
 #include "link/send.h"
 #include "tvlink/dump.h"
 #include "tvlink/frame.h"
@@ -74,15 +75,25 @@ static PayloadBuilder pack(List *list)
     return payload;
 }
 
+static PayloadBuilder pack_or_empty(List *list)
+{
+    const PayloadBuilder payload = pack(list);
+    return payload.bytes != nullptr ? payload
+                                    : payload_begin_value(list->code, list->form.empty_tag, 4);
+}
+
+PayloadBuilder list_payload(uint16_t code, ListForm form, uint32_t counts, void *block)
+{
+    List list = {code, form, counts, block, nullptr};
+    return pack_or_empty(&list);
+}
+
 /* ---- Long lists */
 
 static void *list_thread(void *argument)
 {
     ListJob *job = static_cast<ListJob *>(argument);
-    PayloadBuilder payload = pack(&job->list);
-    if (payload.bytes == nullptr) {
-        payload = payload_begin_value(job->list.code, job->list.form.empty_tag, 4);
-    }
+    PayloadBuilder payload = pack_or_empty(&job->list);
     send_reserved(&job->place, payload_frame(&payload, FRAME_GET_REPLY));
     payload_free(&payload);
     free(job);
@@ -121,9 +132,11 @@ static bool leave_to_thread(CtrlPoint *cp, const List *list)
 int reply_list(CtrlPoint *cp, RequestReader *args, ListForm form, uint32_t counts, void *block,
                const char *dump_label)
 {
+    outcome_answer(block == nullptr || block_count(block) == 0 ? -1 : 0);
     request_release(args);
     List list = {args->code, form, counts, block, dump_label};
     if (leave_to_thread(cp, &list)) {
+        outcome_replied();
         return reply_nothing(args);
     }
     PayloadBuilder payload = pack(&list);

@@ -19,6 +19,10 @@ constexpr ListForm list_form(const protocol::Operation &operation)
             operation.reply.max_bits};
 }
 
+/* The payload of a list, of which it compresses and frees the block; an empty list's for null and a
+ * block of length 0. Without bytes when memory is out. */
+PayloadBuilder list_payload(uint16_t code, ListForm form, uint32_t counts, void *block);
+
 /* Compresses the block that a slot has returned, sends it behind the counts and releases it. Null
  * and a block of length 0 are answered with the empty list. The whole reply is dumped under the
  * label unless that is null. A long list is left to a thread where the guard's send_backlog_bytes

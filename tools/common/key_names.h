@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "tvlink/conventions.h"
+
 namespace tools
 {
 
@@ -15,44 +17,43 @@ struct KeyName {
     uint32_t code;
 };
 
-/* The codes are those of the Linux input subsystem. */
 inline constexpr KeyName key_names[] = {
-    {"0", 11},
-    {"1", 2},
-    {"2", 3},
-    {"3", 4},
-    {"4", 5},
-    {"5", 6},
-    {"6", 7},
-    {"7", 8},
-    {"8", 9},
-    {"9", 10},
-    {"up", 103},
-    {"down", 108},
-    {"left", 105},
-    {"right", 106},
-    {"ok", 28},
-    {"back", 158},
-    {"home", 102},
-    {"menu", 139},
-    {"exit", 174},
-    {"info", 358},
-    {"guide", 362},
-    {"power", 116},
-    {"mute", 113},
-    {"volume-up", 115},
-    {"volume-down", 114},
-    {"channel-up", 402},
-    {"channel-down", 403},
-    {"play", 207},
-    {"pause", 119},
-    {"stop", 128},
-    {"rewind", 168},
-    {"forward", 208},
-    {"red", 398},
-    {"green", 399},
-    {"yellow", 400},
-    {"blue", 401},
+    {"0", IPP_KEY_0},
+    {"1", IPP_KEY_1},
+    {"2", IPP_KEY_2},
+    {"3", IPP_KEY_3},
+    {"4", IPP_KEY_4},
+    {"5", IPP_KEY_5},
+    {"6", IPP_KEY_6},
+    {"7", IPP_KEY_7},
+    {"8", IPP_KEY_8},
+    {"9", IPP_KEY_9},
+    {"up", IPP_KEY_UP},
+    {"down", IPP_KEY_DOWN},
+    {"left", IPP_KEY_LEFT},
+    {"right", IPP_KEY_RIGHT},
+    {"ok", IPP_KEY_OK},
+    {"back", IPP_KEY_BACK},
+    {"home", IPP_KEY_HOME},
+    {"menu", IPP_KEY_MENU},
+    {"exit", IPP_KEY_EXIT},
+    {"info", IPP_KEY_INFO},
+    {"guide", IPP_KEY_GUIDE},
+    {"power", IPP_KEY_POWER},
+    {"mute", IPP_KEY_MUTE},
+    {"volume-up", IPP_KEY_VOLUME_UP},
+    {"volume-down", IPP_KEY_VOLUME_DOWN},
+    {"channel-up", IPP_KEY_CHANNEL_UP},
+    {"channel-down", IPP_KEY_CHANNEL_DOWN},
+    {"play", IPP_KEY_PLAY},
+    {"pause", IPP_KEY_PAUSE},
+    {"stop", IPP_KEY_STOP},
+    {"rewind", IPP_KEY_REWIND},
+    {"forward", IPP_KEY_FORWARD},
+    {"red", IPP_KEY_RED},
+    {"green", IPP_KEY_GREEN},
+    {"yellow", IPP_KEY_YELLOW},
+    {"blue", IPP_KEY_BLUE},
 };
 
 /* The code of the key with this name. */

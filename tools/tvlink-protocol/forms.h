@@ -14,6 +14,9 @@ std::string lua_form();
 /* The tables of the page about the protocol, each between a line with its name and an end line. */
 std::string markdown_form();
 
+/* The enumerations of tvlink/conventions.h, each between a comment with its name and an end. */
+std::string c_form();
+
 /* A dictionary for fuzzers: each request up to its method code. */
 std::string dictionary();
 

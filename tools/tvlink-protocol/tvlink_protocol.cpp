@@ -38,6 +38,7 @@ int main(int argc, char **argv)
     add_form("--json", "all of it as JSON", [] { return json_form().dump(2) + "\n"; });
     add_form("--lua", "all of it as a Lua chunk that returns a table", lua_form);
     add_form("--markdown", "the tables of docs/PROTOCOL.md", markdown_form);
+    add_form("--c", "the enumerations of tvlink/conventions.h", c_form);
     add_form("--dictionary", "the beginnings of requests for a fuzzer", dictionary);
     app.add_option("-o,--output", output, "file to write instead of the standard output");
     CLI11_PARSE(app, argc, argv);

@@ -52,8 +52,9 @@ Outcome install_application(Television &tv, const std::string &name)
         return refusal(request, "no room");
     }
     tv.applications.push_back({name, package_of(name), "1.0"});
-    return {
-        0, request, {{EVENT_APPLICATION, static_cast<uint32_t>(tv.applications.size()), name, {}}}};
+    return {0,
+            request,
+            {{IPP_EVENT_APPLICATION, static_cast<uint32_t>(tv.applications.size()), name, {}}}};
 }
 
 } // namespace sim

@@ -29,11 +29,4 @@ void append_field(std::string &bytes, const std::string &text, size_t size)
     bytes.append(size - kept.size(), '\0');
 }
 
-void append_text(std::string &bytes, const std::string &text, size_t max)
-{
-    const std::string kept = tools::cut_text(text, max);
-    append_u16(bytes, static_cast<uint16_t>(kept.size()));
-    bytes += kept;
-}
-
 } // namespace sim

@@ -16,9 +16,6 @@ void append_u32(std::string &bytes, uint32_t value);
  * one zero. */
 void append_field(std::string &bytes, const std::string &text, size_t size);
 
-/* A 2-byte length, then the text, truncated at a character boundary to at most `max` bytes. */
-void append_text(std::string &bytes, const std::string &text, size_t max);
-
 } // namespace sim
 
 #endif

@@ -16,12 +16,12 @@ constexpr size_t max_found_channels = 16;
 Event channel_event(const Television &tv)
 {
     const Channel &channel = current_channel(tv);
-    return {EVENT_CHANNEL, channel.number, channel.name, {}};
+    return {IPP_EVENT_CHANNEL, channel.number, channel.name, {}};
 }
 
 Event order_event(const Television &tv)
 {
-    return {EVENT_ORDER, static_cast<uint32_t>(tv.channels.size()), "", channel_order(tv)};
+    return {IPP_EVENT_ORDER, static_cast<uint32_t>(tv.channels.size()), "", channel_order(tv)};
 }
 
 Outcome show_channel(Television &tv, size_t index, const std::string &request)

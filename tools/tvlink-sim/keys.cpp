@@ -50,7 +50,7 @@ Outcome press_key(Television &tv, uint32_t key, uint32_t value)
     tv.last_key = key;
     Outcome outcome = key_action(tv, name);
     outcome.words = outcome.words.empty() ? request : request + ": " + outcome.words;
-    outcome.events.insert(outcome.events.begin(), {EVENT_KEY, key, name, {}});
+    outcome.events.insert(outcome.events.begin(), {IPP_EVENT_KEY, key, name, {}});
     return outcome;
 }
 

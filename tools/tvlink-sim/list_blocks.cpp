@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-#include "bytes.h"
+#include "tvlink/host/lists.h"
+
 #include "utf8.h"
 
 namespace sim
@@ -11,51 +12,40 @@ namespace sim
 namespace
 {
 
-constexpr size_t name_size = 64;
-constexpr size_t group_size = 32;
-constexpr size_t guide_id_size = 32;
-constexpr size_t address_size = 124;
-constexpr size_t max_short_name = 255;
-constexpr size_t max_title = 255;
-constexpr size_t max_description = 1000;
-
 enum class Details : uint8_t { NONE, DESCRIPTION };
 
-/* False when there is no room left. */
-bool append_entry(ListBlock &block, const std::string &entry)
+/* Ends the list. */
+ListBlock finished(IppList &list)
 {
-    if (block.entries == max_entries || block.bytes.size() + entry.size() > max_list_bytes) {
-        return false;
+    ListBlock block;
+    block.entries = list.entries;
+    block.channels = list.channels;
+    if (list.size > 0) {
+        block.bytes.assign(static_cast<const char *>(list.block), list.size);
     }
-    block.bytes += entry;
-    block.entries++;
-    return true;
+    ipp_list_clear(&list);
+    return block;
 }
 
-std::string channel_cell(const Channel &channel)
+/* False when there is no room left. */
+bool append_cell(IppList &list, const Channel &channel)
 {
-    std::string cell;
-    append_u16(cell, channel.number);
-    append_u16(cell, 0);
-    append_field(cell, channel.name, name_size);
-    append_field(cell, channel.group, group_size);
-    append_field(cell, channel.guide_id, guide_id_size);
-    append_field(cell, channel.address, address_size);
-    return cell;
+    const IppChannel cell = {channel.number, channel.name.c_str(), channel.group.c_str(),
+                             channel.guide_id.c_str(), channel.address.c_str()};
+    return ipp_list_add_channel(&list, &cell) == 1;
 }
 
-std::string guide_entry(const Channel &channel, const Programme &programme, Details details)
+bool append_entry(IppList &list, const Channel &channel, const Programme &programme,
+                  Details details)
 {
-    std::string rest;
-    append_u16(rest, channel.number);
-    append_u32(rest, programme.start);
-    append_u32(rest, programme.duration);
-    append_text(rest, programme.title, max_title);
-    append_text(rest, programme.category, max_title);
-    append_text(rest, programme.description, details == Details::DESCRIPTION ? max_description : 0);
-    std::string entry;
-    append_u16(entry, static_cast<uint16_t>(sizeof(uint16_t) + rest.size()));
-    return entry + rest;
+    const bool described = details == Details::DESCRIPTION;
+    const IppProgramme entry = {channel.number,
+                                programme.start,
+                                programme.duration,
+                                programme.title.c_str(),
+                                programme.category.c_str(),
+                                described ? programme.description.c_str() : nullptr};
+    return ipp_list_add_programme(&list, &entry) == 1;
 }
 
 bool matches(const GuideQuery &query, const Programme &programme)
@@ -77,61 +67,53 @@ template <typename Wanted> Chosen choose(const Schedule &schedule, const Wanted 
     return chosen;
 }
 
-/* False when there is no room left. */
-bool append_chosen(ListBlock &block, const Channel &channel, const Chosen &chosen, Details details)
+/* The list of the programmes that `choose_from` returns for each channel and its schedule. */
+template <typename Choose>
+IppList chosen_list(const std::vector<Channel> &channels, const Guide &guide, Details details,
+                    const Choose &choose_from)
 {
-    const uint32_t before = block.entries;
-    const bool fits = std::all_of(chosen.begin(), chosen.end(), [&](const Programme *programme) {
-        return append_entry(block, guide_entry(channel, *programme, details));
-    });
-    block.channels += block.entries > before ? 1 : 0;
-    return fits;
+    IppList list = IPP_LIST_EMPTY;
+    for (const Channel &channel : channels) {
+        for (const Programme *programme : choose_from(channel, schedule_of(guide, channel))) {
+            if (!append_entry(list, channel, *programme, details)) {
+                return list;
+            }
+        }
+    }
+    return list;
 }
 
-/* The list of the programmes that `choose_from` returns for each channel and its schedule. */
 template <typename Choose>
 ListBlock chosen_entries(const std::vector<Channel> &channels, const Guide &guide, Details details,
                          const Choose &choose_from)
 {
-    ListBlock block;
-    for (const Channel &channel : channels) {
-        const Chosen chosen = choose_from(channel, schedule_of(guide, channel));
-        if (!append_chosen(block, channel, chosen, details)) {
-            break;
-        }
-    }
-    return block;
+    IppList list = chosen_list(channels, guide, details, choose_from);
+    return finished(list);
 }
 
 } // namespace
 
 ListBlock channel_cells(const std::vector<Channel> &channels, const std::string &text)
 {
-    ListBlock block;
+    IppList list = IPP_LIST_EMPTY;
     for (const Channel &channel : channels) {
         if ((holds(channel.name, text) || holds(channel.group, text)) &&
-            !append_entry(block, channel_cell(channel))) {
+            !append_cell(list, channel)) {
             break;
         }
     }
-    block.channels = block.entries;
-    return block;
+    return finished(list);
 }
 
 ListBlock short_channels(const std::vector<Channel> &channels)
 {
-    ListBlock block;
+    IppList list = IPP_LIST_EMPTY;
     for (const Channel &channel : channels) {
-        const std::string name = cut_text(channel.name, max_short_name);
-        std::string entry;
-        append_u16(entry, channel.number);
-        append_u8(entry, static_cast<uint8_t>(name.size()));
-        if (!append_entry(block, entry + name)) {
+        if (ipp_list_add_short_channel(&list, channel.number, channel.name.c_str()) != 1) {
             break;
         }
     }
-    block.channels = block.entries;
-    return block;
+    return finished(list);
 }
 
 ListBlock guide_entries(const std::vector<Channel> &channels, const Guide &guide,
@@ -149,14 +131,20 @@ ListBlock guide_entries(const std::vector<Channel> &channels, const Guide &guide
                           });
 }
 
-ListBlock present_entries(const std::vector<Channel> &channels, const Guide &guide, uint32_t now)
+IppList present_list(const std::vector<Channel> &channels, const Guide &guide, uint32_t now)
 {
-    return chosen_entries(
+    return chosen_list(
         channels, guide, Details::NONE, [=](const Channel &, const Schedule &schedule) {
             Chosen chosen = {on_at(schedule, now), next_after(schedule, now)};
             chosen.erase(std::remove(chosen.begin(), chosen.end(), nullptr), chosen.end());
             return chosen;
         });
+}
+
+ListBlock present_entries(const std::vector<Channel> &channels, const Guide &guide, uint32_t now)
+{
+    IppList list = present_list(channels, guide, now);
+    return finished(list);
 }
 
 ListBlock matching_entries(const std::vector<Channel> &channels, const Guide &guide,

@@ -8,14 +8,12 @@
 
 #include "channels.h"
 #include "guide.h"
+#include "tvlink/host/lists.h"
 
 namespace sim
 {
 
-/* The limits of a list; entries beyond them are left out. A 16-bit field counts the entries. */
-constexpr size_t max_entries = 65535;
-constexpr size_t max_list_bytes = 16777216;
-
+/* Entries beyond the library's limits of a list are left out. */
 struct ListBlock {
     std::string bytes;
     uint32_t entries = 0;
@@ -38,6 +36,7 @@ struct GuideQuery {
 ListBlock guide_entries(const std::vector<Channel> &channels, const Guide &guide,
                         const GuideQuery &query);
 /* The present and the next programme of each channel, without descriptions. */
+IppList present_list(const std::vector<Channel> &channels, const Guide &guide, uint32_t now);
 ListBlock present_entries(const std::vector<Channel> &channels, const Guide &guide, uint32_t now);
 /* The programmes whose title or category contains the text, without descriptions. */
 ListBlock matching_entries(const std::vector<Channel> &channels, const Guide &guide,

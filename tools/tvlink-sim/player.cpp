@@ -18,7 +18,7 @@ constexpr uint32_t stream_duration = 5400;
 
 Event player_event(const Player &player)
 {
-    return {EVENT_PLAYER, static_cast<uint32_t>(player.state), player.address, {}};
+    return {IPP_EVENT_PLAYER, static_cast<uint32_t>(player.state), player.address, {}};
 }
 
 Outcome set_play_state(Television &tv, PlayState state, uint32_t now, const std::string &request)
@@ -105,7 +105,7 @@ Outcome seek_player(Television &tv, int32_t position, uint32_t now)
     player.since = now;
     Outcome outcome{0, request, {}};
     if (player.position != before) {
-        outcome.events.push_back({EVENT_POSITION, player.position, player.address, {}});
+        outcome.events.push_back({IPP_EVENT_POSITION, player.position, player.address, {}});
     }
     return outcome;
 }
@@ -119,7 +119,7 @@ Outcome set_player_volume(Television &tv, uint8_t volume)
     Outcome outcome{0, request, {}};
     if (volume != tv.player.volume) {
         tv.player.volume = volume;
-        outcome.events.push_back({EVENT_PLAYER_VOLUME, volume, "", {}});
+        outcome.events.push_back({IPP_EVENT_PLAYER_VOLUME, volume, "", {}});
     }
     return outcome;
 }

@@ -14,7 +14,11 @@ namespace sim
 
 struct Television;
 
-enum class PlayState : uint8_t { STOPPED = 0, PLAYING = 1, PAUSED = 2 };
+enum class PlayState : uint8_t {
+    STOPPED = IPP_PLAYER_STOPPED,
+    PLAYING = IPP_PLAYER_PLAYING,
+    PAUSED = IPP_PLAYER_PAUSED
+};
 
 struct Player {
     PlayState state = PlayState::STOPPED;

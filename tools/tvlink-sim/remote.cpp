@@ -23,12 +23,12 @@ std::string on_off(bool on)
 
 Event mute_event(const Television &tv)
 {
-    return {EVENT_MUTE, tv.muted ? 1U : 0U, on_off(tv.muted), {}};
+    return {IPP_EVENT_MUTE, tv.muted ? 1U : 0U, on_off(tv.muted), {}};
 }
 
 /* Replaces a text; reports an event when it changes. */
 Outcome replace_text(std::string &kept, const std::string &text, const std::string &words,
-                     EventCode code)
+                     int32_t code)
 {
     Outcome outcome{0, words + quoted(text), {}};
     if (text != kept) {
@@ -51,7 +51,7 @@ Outcome step_volume(Television &tv, int32_t step)
     Outcome outcome{0, request + " -> " + std::to_string(volume), {}};
     if (volume != tv.volume) {
         tv.volume = volume;
-        outcome.events.push_back({EVENT_VOLUME, static_cast<uint32_t>(volume), "", {}});
+        outcome.events.push_back({IPP_EVENT_VOLUME, static_cast<uint32_t>(volume), "", {}});
     }
     if (step > 0 && tv.muted) {
         tv.muted = false;
@@ -80,7 +80,7 @@ Outcome set_power(Television &tv, bool on)
     Outcome outcome{0, "power -> " + word, {}};
     if (on != tv.on) {
         tv.on = on;
-        outcome.events.push_back({EVENT_POWER, on ? 1U : 0U, word, {}});
+        outcome.events.push_back({IPP_EVENT_POWER, on ? 1U : 0U, word, {}});
     }
     return outcome;
 }
@@ -97,7 +97,7 @@ Outcome set_picture_mode(Television &tv, uint32_t mode)
     Outcome outcome{0, request + " -> " + picture_mode_name(mode), {}};
     if (mode != tv.picture_mode) {
         tv.picture_mode = mode;
-        outcome.events.push_back({EVENT_PICTURE, mode, picture_mode_name(mode), {}});
+        outcome.events.push_back({IPP_EVENT_PICTURE, mode, picture_mode_name(mode), {}});
     }
     return outcome;
 }
@@ -112,7 +112,7 @@ Outcome type_text(Television &tv, const std::string &text, const std::string &la
     if (text != tv.text || label != tv.text_label) {
         tv.text = text;
         tv.text_label = label;
-        outcome.events.push_back({EVENT_TEXT, static_cast<uint32_t>(text.size()), text, {}});
+        outcome.events.push_back({IPP_EVENT_TEXT, static_cast<uint32_t>(text.size()), text, {}});
     }
     return outcome;
 }
@@ -122,24 +122,24 @@ Outcome pair_phone(Television &tv, const std::string &phone)
     Outcome outcome{0, "paired with " + quoted(phone), {}};
     if (phone != tv.phone) {
         tv.phone = phone;
-        outcome.events.push_back({EVENT_PHONE, phone.empty() ? 0U : 1U, phone, {}});
+        outcome.events.push_back({IPP_EVENT_PHONE, phone.empty() ? 0U : 1U, phone, {}});
     }
     return outcome;
 }
 
 Outcome rename_television(Television &tv, const std::string &name)
 {
-    return replace_text(tv.name, name, "name -> ", EVENT_NAME);
+    return replace_text(tv.name, name, "name -> ", IPP_EVENT_NAME);
 }
 
 Outcome set_nickname(Television &tv, const std::string &nickname)
 {
-    return replace_text(tv.nickname, nickname, "nickname -> ", EVENT_NICKNAME);
+    return replace_text(tv.nickname, nickname, "nickname -> ", IPP_EVENT_NICKNAME);
 }
 
 Outcome set_place(Television &tv, const std::string &place)
 {
-    return replace_text(tv.place, place, "place -> ", EVENT_PLACE);
+    return replace_text(tv.place, place, "place -> ", IPP_EVENT_PLACE);
 }
 
 const char *picture_mode_name(uint32_t mode)

@@ -119,7 +119,7 @@ void report_demo_event(DemoEvents &demo)
 {
     if (demo.pause > Clock::duration::zero() && Clock::now() >= demo.next) {
         demo.number++;
-        report({EVENT_DEMO, demo.number, "demo " + std::to_string(demo.number), {}});
+        report({IPP_EVENT_DEMO, demo.number, "demo " + std::to_string(demo.number), {}});
         demo.next += demo.pause;
     }
 }

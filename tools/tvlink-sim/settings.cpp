@@ -40,7 +40,7 @@ Outcome keep_setting(Television &tv, const std::string &name, const std::string 
     Outcome outcome{0, request, {}};
     if (kept.value != value || kept.kind != kind) {
         kept = {value, kind};
-        outcome.events.push_back({EVENT_SETTING, kind, name, {}});
+        outcome.events.push_back({IPP_EVENT_SETTING, kind, name, {}});
     }
     return outcome;
 }

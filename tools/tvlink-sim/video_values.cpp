@@ -36,7 +36,7 @@ Outcome keep_video_value(Television &tv, const std::string &name, const VideoVal
     if (kept == tv.video_values.end() || kept->second != value) {
         tv.video_values[name] = value;
         outcome.events.push_back(
-            {EVENT_VIDEO, static_cast<uint32_t>(tv.video_values.size()), name, {}});
+            {IPP_EVENT_VIDEO, static_cast<uint32_t>(tv.video_values.size()), name, {}});
     }
     return outcome;
 }

@@ -24,7 +24,7 @@ TEST(Applications, AreInstalledOnce)
     Television tv = sample_television();
     const Outcome outcome = install_application(tv, "Chess 2 \xC3\xA9");
     EXPECT_EQ(outcome.status, 0);
-    ASSERT_EQ(codes(outcome), Codes{EVENT_APPLICATION});
+    ASSERT_EQ(codes(outcome), Codes{IPP_EVENT_APPLICATION});
     EXPECT_EQ(outcome.events[0].value, 4u);
     EXPECT_EQ(tv.applications.back().package, "app.chess2");
     EXPECT_EQ(install_application(tv, "chess 2 \xC3\xA9").words,

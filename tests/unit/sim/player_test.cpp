@@ -14,10 +14,10 @@ TEST(Player, PlaysAStreamAgainstTheClock)
 {
     Television tv = sample_television();
     EXPECT_EQ(play(tv, 0).words, "play refused: no stream");
-    EXPECT_EQ(codes(open_stream(tv, "http://films/1")), Codes{EVENT_PLAYER});
+    EXPECT_EQ(codes(open_stream(tv, "http://films/1")), Codes{IPP_EVENT_PLAYER});
     EXPECT_EQ(tv.player.duration, 5400u);
     const Outcome started = play(tv, 100);
-    ASSERT_EQ(codes(started), Codes{EVENT_PLAYER});
+    ASSERT_EQ(codes(started), Codes{IPP_EVENT_PLAYER});
     EXPECT_EQ(started.events[0].value, 1u);
     EXPECT_EQ(started.events[0].text, "http://films/1");
     EXPECT_EQ(player_position(tv.player, 130), 30u);
@@ -38,11 +38,11 @@ TEST(Player, GoesOnFromWhereItWasSoughtTo)
     play(tv, 100);
     const Outcome sought = seek_player(tv, 1000, 110);
     EXPECT_EQ(sought.words, "seek 1000 s");
-    ASSERT_EQ(codes(sought), Codes{EVENT_POSITION});
+    ASSERT_EQ(codes(sought), Codes{IPP_EVENT_POSITION});
     EXPECT_EQ(sought.events[0].value, 1000u);
     EXPECT_EQ(player_position(tv.player, 115), 1005u);
     EXPECT_TRUE(seek_player(tv, 1005, 115).events.empty());
-    EXPECT_EQ(codes(seek_player(tv, 0, 115)), Codes{EVENT_POSITION});
+    EXPECT_EQ(codes(seek_player(tv, 0, 115)), Codes{IPP_EVENT_POSITION});
 }
 
 TEST(Player, RefusesToSeekOutsideTheStream)
@@ -67,7 +67,7 @@ TEST(Player, StopsAStreamThatHasComeToItsEnd)
     EXPECT_EQ(player_position(tv.player, 99999), 5400u);
     const std::vector<Event> events = end_stream(tv, 5500);
     ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0].code, EVENT_PLAYER);
+    EXPECT_EQ(events[0].code, IPP_EVENT_PLAYER);
     EXPECT_EQ(events[0].value, 0u);
     EXPECT_EQ(events[0].text, "http://films/1");
     EXPECT_EQ(tv.player.state, PlayState::STOPPED);
@@ -103,7 +103,7 @@ TEST(Player, KeepsItsVolumeWhenTheStreamChanges)
 {
     Television tv = sample_television();
     const Outcome quiet = set_player_volume(tv, 7);
-    ASSERT_EQ(codes(quiet), Codes{EVENT_PLAYER_VOLUME});
+    ASSERT_EQ(codes(quiet), Codes{IPP_EVENT_PLAYER_VOLUME});
     EXPECT_EQ(quiet.events[0].value, 7u);
     EXPECT_TRUE(set_player_volume(tv, 7).events.empty());
     open_stream(tv, "http://other");
@@ -117,7 +117,7 @@ TEST(Player, StartsAFilmByItsTitle)
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.words,
               "stream \"http://films.example/harbour-lights\": play -> playing at 60 s");
-    ASSERT_EQ(codes(outcome), (Codes{EVENT_PLAYER, EVENT_PLAYER}));
+    ASSERT_EQ(codes(outcome), (Codes{IPP_EVENT_PLAYER, IPP_EVENT_PLAYER}));
     EXPECT_EQ(outcome.events[1].value, 1u);
     EXPECT_EQ(player_position(tv.player, 110), 70u);
     EXPECT_EQ(tv.player.film, 2u);

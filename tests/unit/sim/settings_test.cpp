@@ -16,7 +16,7 @@ TEST(Settings, AreKeptAndToldWhenTheyChange)
     const Outcome outcome = keep_setting(tv, "language", "fr", 0);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.words, "setting \"language\" -> \"fr\"");
-    ASSERT_EQ(codes(outcome), Codes{EVENT_SETTING});
+    ASSERT_EQ(codes(outcome), Codes{IPP_EVENT_SETTING});
     EXPECT_EQ(outcome.events[0].text, "language");
     EXPECT_EQ(setting_json(tv.settings, "language").dump(),
               "{\"name\":\"language\",\"value\":\"fr\"}");
@@ -45,7 +45,7 @@ TEST(Settings, OfAnotherKindThanPlainAreNeitherPrintedNorTold)
     EXPECT_EQ(tv.settings["wifi"].value, "hunter2");
     EXPECT_EQ(setting_json(tv.settings, "wifi").dump(), "{\"name\":\"wifi\",\"value\":null}");
     EXPECT_EQ(settings_json(tv.settings).dump().find("hunter2"), std::string::npos);
-    EXPECT_EQ(codes(keep_setting(tv, "wifi", "hunter2", 0)), Codes{EVENT_SETTING});
+    EXPECT_EQ(codes(keep_setting(tv, "wifi", "hunter2", 0)), Codes{IPP_EVENT_SETTING});
 }
 
 TEST(Settings, AreFoundByNameAndCountedByItsBeginning)

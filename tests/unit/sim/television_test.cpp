@@ -15,7 +15,7 @@ TEST(Television, StepsThroughItsChannelsAndRoundTheirEnds)
     const Outcome up = step_channel(tv, 2);
     EXPECT_EQ(up.status, 0);
     EXPECT_EQ(up.words, "channel +2 -> 3 (Films)");
-    ASSERT_EQ(codes(up), Codes{EVENT_CHANNEL});
+    ASSERT_EQ(codes(up), Codes{IPP_EVENT_CHANNEL});
     EXPECT_EQ(up.events[0].value, 3u);
     EXPECT_EQ(up.events[0].text, "Films");
     EXPECT_EQ(step_channel(tv, -3).words, "channel -3 -> 8 (Cooking)");
@@ -37,7 +37,7 @@ TEST(Television, KeepsItsVolumeBetweenSilenceAndFull)
     EXPECT_EQ(step_volume(tv, 5).words, "volume +5 -> 25");
     const Outcome full = step_volume(tv, 255);
     EXPECT_EQ(full.words, "volume +255 -> 100");
-    ASSERT_EQ(codes(full), Codes{EVENT_VOLUME});
+    ASSERT_EQ(codes(full), Codes{IPP_EVENT_VOLUME});
     EXPECT_EQ(full.events[0].value, 100u);
     EXPECT_TRUE(step_volume(tv, 1).events.empty());
     EXPECT_EQ(step_volume(tv, -255).words, "volume -255 -> 0");
@@ -47,11 +47,11 @@ TEST(Television, KeepsItsVolumeBetweenSilenceAndFull)
 TEST(Television, IsHeardAgainWhenItIsMadeLouder)
 {
     Television tv = sample_television();
-    EXPECT_EQ(codes(set_mute(tv, true)), Codes{EVENT_MUTE});
+    EXPECT_EQ(codes(set_mute(tv, true)), Codes{IPP_EVENT_MUTE});
     EXPECT_TRUE(set_mute(tv, true).events.empty());
-    EXPECT_EQ(codes(step_volume(tv, -1)), Codes{EVENT_VOLUME});
+    EXPECT_EQ(codes(step_volume(tv, -1)), Codes{IPP_EVENT_VOLUME});
     EXPECT_TRUE(tv.muted);
-    EXPECT_EQ(codes(step_volume(tv, 1)), (Codes{EVENT_VOLUME, EVENT_MUTE}));
+    EXPECT_EQ(codes(step_volume(tv, 1)), (Codes{IPP_EVENT_VOLUME, IPP_EVENT_MUTE}));
     EXPECT_FALSE(tv.muted);
 }
 
@@ -60,7 +60,7 @@ TEST(Television, KnowsItsPictureModesAndRefusesOthers)
     Television tv = sample_television();
     const Outcome cinema = set_picture_mode(tv, 2);
     EXPECT_EQ(cinema.words, "picture mode 2 -> cinema");
-    EXPECT_EQ(codes(cinema), Codes{EVENT_PICTURE});
+    EXPECT_EQ(codes(cinema), Codes{IPP_EVENT_PICTURE});
     EXPECT_EQ(set_picture_mode(tv, 4).status, -1);
     EXPECT_EQ(tv.picture_mode, 2u);
 }
@@ -70,7 +70,7 @@ TEST(Television, ActsOnKeysAndRemembersTheLast)
     Television tv = sample_television();
     const Outcome louder = press_key(tv, 115, 0);
     EXPECT_EQ(louder.words, "key volume-up (115, 0): volume +1 -> 21");
-    EXPECT_EQ(codes(louder), (Codes{EVENT_KEY, EVENT_VOLUME}));
+    EXPECT_EQ(codes(louder), (Codes{IPP_EVENT_KEY, IPP_EVENT_VOLUME}));
     EXPECT_EQ(louder.events[0].value, 115u);
     EXPECT_EQ(louder.events[0].text, "volume-up");
     EXPECT_EQ(press_key(tv, 5, 0).words, "key 4 (5, 0): channel 4 -> 4 (Music)");
@@ -78,14 +78,14 @@ TEST(Television, ActsOnKeysAndRemembersTheLast)
     const Outcome unknown = press_key(tv, 4711, 12);
     EXPECT_EQ(unknown.status, 0);
     EXPECT_EQ(unknown.words, "key unknown (4711, 12)");
-    EXPECT_EQ(codes(unknown), Codes{EVENT_KEY});
+    EXPECT_EQ(codes(unknown), Codes{IPP_EVENT_KEY});
     EXPECT_EQ(tv.last_key, 4711u);
 }
 
 TEST(Television, ObeysOnlyPowerInStandby)
 {
     Television tv = sample_television();
-    EXPECT_EQ(codes(press_key(tv, 116, 0)), (Codes{EVENT_KEY, EVENT_POWER}));
+    EXPECT_EQ(codes(press_key(tv, 116, 0)), (Codes{IPP_EVENT_KEY, IPP_EVENT_POWER}));
     EXPECT_FALSE(tv.on);
     for (const Outcome &outcome :
          {step_channel(tv, 1), step_volume(tv, 1), set_mute(tv, true), set_picture_mode(tv, 1),
@@ -104,18 +104,18 @@ TEST(Television, ReportsATextOnceUntilItChanges)
     Television tv = sample_television();
     const Outcome typed = type_text(tv, "Hello", "field");
     EXPECT_EQ(typed.words, "text \"Hello\" with \"field\"");
-    ASSERT_EQ(codes(typed), Codes{EVENT_TEXT});
+    ASSERT_EQ(codes(typed), Codes{IPP_EVENT_TEXT});
     EXPECT_EQ(typed.events[0].value, 5u);
     EXPECT_EQ(typed.events[0].text, "Hello");
     EXPECT_TRUE(type_text(tv, "Hello", "field").events.empty());
-    EXPECT_EQ(codes(type_text(tv, "Hello", "other")), Codes{EVENT_TEXT});
+    EXPECT_EQ(codes(type_text(tv, "Hello", "other")), Codes{IPP_EVENT_TEXT});
 }
 
 TEST(Television, ReordersChannelsAndKeepsTheOneThatIsShown)
 {
     Television tv = sample_television();
     const Outcome swapped = reorder_channels(tv, 1, 3, 1);
-    ASSERT_EQ(codes(swapped), Codes{EVENT_ORDER});
+    ASSERT_EQ(codes(swapped), Codes{IPP_EVENT_ORDER});
     const std::vector<uint8_t> after_swap = {3, 0, 2, 0, 1, 0, 4, 0, 5, 0, 6, 0, 7, 0, 8, 0};
     EXPECT_EQ(swapped.events[0].data, after_swap);
     EXPECT_EQ(swapped.events[0].value, 8u);
@@ -134,7 +134,7 @@ TEST(Television, FindsChannelsUpToALimit)
     Television tv = sample_television();
     EXPECT_EQ(search_channels(tv).words, "channel search -> 9 (Local 9)");
     for (int i = 0; i < 7; i++) {
-        EXPECT_EQ(codes(search_channels(tv)), Codes{EVENT_ORDER});
+        EXPECT_EQ(codes(search_channels(tv)), Codes{IPP_EVENT_ORDER});
     }
     EXPECT_EQ(tv.channels.size(), 16u);
     const Outcome nothing = search_channels(tv);
@@ -145,9 +145,9 @@ TEST(Television, FindsChannelsUpToALimit)
 TEST(Television, PairsAndTakesANewName)
 {
     Television tv = sample_television();
-    EXPECT_EQ(codes(pair_phone(tv, "Ann's phone")), Codes{EVENT_PHONE});
+    EXPECT_EQ(codes(pair_phone(tv, "Ann's phone")), Codes{IPP_EVENT_PHONE});
     EXPECT_TRUE(pair_phone(tv, "Ann's phone").events.empty());
-    EXPECT_EQ(codes(rename_television(tv, "Kitchen")), Codes{EVENT_NAME});
+    EXPECT_EQ(codes(rename_television(tv, "Kitchen")), Codes{IPP_EVENT_NAME});
     EXPECT_EQ(tv.name, "Kitchen");
     EXPECT_TRUE(rename_television(tv, "Kitchen").events.empty());
 }
@@ -157,7 +157,7 @@ TEST(Television, NamesEveryEventOnce)
     for (const EventKind &kind : event_kinds()) {
         EXPECT_STREQ(event_name(kind.code), kind.name);
     }
-    EXPECT_STREQ(event_name(static_cast<EventCode>(1)), "unknown");
+    EXPECT_STREQ(event_name(1), "unknown");
 }
 
 TEST(Television, SaysItsStateInOneLine)

@@ -15,14 +15,14 @@ TEST(VideoValues, AreKeptAsNumbersOrTexts)
     Television tv = sample_television();
     const Outcome number = keep_video_value(tv, "rate", int64_t{-5});
     EXPECT_EQ(number.words, "video value \"rate\" -> -5");
-    ASSERT_EQ(codes(number), Codes{EVENT_VIDEO});
+    ASSERT_EQ(codes(number), Codes{IPP_EVENT_VIDEO});
     EXPECT_EQ(number.events[0].value, 1u);
     EXPECT_EQ(number.events[0].text, "rate");
     EXPECT_EQ(keep_video_value(tv, "genre", std::string("noir")).words,
               "video value \"genre\" -> \"noir\"");
     EXPECT_EQ(video_values_json(tv.video_values).dump(), "{\"genre\":\"noir\",\"rate\":-5}");
     EXPECT_TRUE(keep_video_value(tv, "rate", int64_t{-5}).events.empty());
-    EXPECT_EQ(codes(keep_video_value(tv, "rate", std::string("-5"))), Codes{EVENT_VIDEO});
+    EXPECT_EQ(codes(keep_video_value(tv, "rate", std::string("-5"))), Codes{IPP_EVENT_VIDEO});
 }
 
 TEST(VideoValues, AreNumbersWhenAPersonWritesDigits)

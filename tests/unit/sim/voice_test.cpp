@@ -37,7 +37,7 @@ TEST(Voice, DoesWhatIsSaid)
         EXPECT_EQ(outcome.status, 0) << row.spoken;
         EXPECT_EQ(outcome.words, std::string("voice \"") + row.spoken + "\": " + row.words);
     }
-    EXPECT_EQ(codes(obey_voice(tv, "channel 1", 0)), Codes{EVENT_CHANNEL});
+    EXPECT_EQ(codes(obey_voice(tv, "channel 1", 0)), Codes{IPP_EVENT_CHANNEL});
 }
 
 TEST(Voice, FailsOnEverythingElse)
