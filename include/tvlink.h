@@ -12,7 +12,9 @@
  *     if (ipp_init(1, "Living room", "SN-0001") != IPP_OK)
  *         return 1;
  *
- * The other exports of the library are declared in the headers under tvlink/, one for each subject.
+ * examples/television.c is a whole host. tvlink/conventions.h has words for codes, keys and events,
+ * tvlink/host/lists.h builds the lists that slots return, tvlink/observer.h tells what happens. The
+ * other exports of the library are declared in the headers under tvlink/, one for each subject.
  *
  * The service belongs to the process that started it: a child of that process has none of its
  * threads and may only exec, so a host that becomes a daemon starts it afterwards. A thread must
@@ -25,6 +27,7 @@
 
 #include "tvlink/api.h"
 #include "tvlink/ctrlpoint.h"
+#include "tvlink/observer.h"
 
 TVLINK_BEGIN
 
@@ -116,7 +119,9 @@ TVLINK_API int32_t ipp_report_dev_event2(int32_t code, uint32_t value, const cha
  * - Thread. [worker]: the library's request worker, one call at a time, in the order in which
  *   requests arrived. [caller]: no method code leads there; the slot runs on the thread on which
  *   the host calls the handler of the same name (tvlink/handlers.h), possibly beside the
- *   worker.
+ *   worker. Phones get at what such a slot does by a key, where its comment names one, or by a
+ *   string call (tv_ippRpcFunSet) in words that host and phones agree on; to a handler itself none
+ *   can get.
  * - Locks. None is held; a slot may call ipp_report_dev_event.
  * - Blocking. It may block, but every later request of every phone waits behind it.
  * - Texts (const char *) end in zero and are borrowed: valid until the slot returns. Their greatest
@@ -140,6 +145,7 @@ TVLINK_API int32_t ipp_report_dev_event2(int32_t code, uint32_t value, const cha
  *
  * A sized block is returned by slots whose data is sent compressed: on the C heap, two uint32_t
  * words, element size and element count, and right behind them the data, whose address is returned.
+ * ipp_list_finish (tvlink/host/lists.h) makes one of channels or programmes.
  * The library releases it by freeing the address of the two words. The data is as long as the count
  * says, so use elements of one byte. mem_alloc (tvlink/host/sized_block.h) makes such a block;
  * without it:
@@ -214,7 +220,8 @@ typedef struct TvMethodTable {
 
     /* -- the plain remote control -- */
 
-    /* 15: 0 sound on, otherwise muted. Result: status; failure: negative. [caller] no code. */
+    /* 15: 0 sound on, otherwise muted. Result: status; failure: negative. [caller] no code; phones
+     * send the key IPP_KEY_MUTE. */
     int (*set_tv_mute)(uint8_t mute);
     /* 16: an unnamed action. Result: status; failure: negative. [caller] no code. */
     int (*set_tv_action2)(void);
@@ -242,7 +249,8 @@ typedef struct TvMethodTable {
     /* 25: steps of volume, -255 to 255, negative is quieter. Result: status; failure: negative.
      * [worker] set 0x010F (louder), 0x0110 (quieter). */
     int (*set_tv_volume)(int32_t step);
-    /* 26: power mode; the host's numbers. Result: status; failure: negative. [caller] no code. */
+    /* 26: power mode; the host's numbers. Result: status; failure: negative. [caller] no code;
+     * phones send the key IPP_KEY_POWER. */
     int (*set_tv_powermode)(uint8_t mode);
     /* 27: a key's code and a second value, both as the phone sent them. Result: status; failure:
      * negative. [worker] set 0x0109. */
@@ -439,7 +447,13 @@ typedef struct TvMethodTable {
  * Nothing is copied: the record stays the host's and must outlive its last use, which may be after
  * ipp_finish (see there). Call it before ipp_init; later calls replace the table from the next
  * request on. Any thread; never blocks. */
-TVLINK_API const TvMethodTable *register_tv_method(const TvMethodTable *table);
+TVLINK_API const TvMethodTable *(register_tv_method)(const TvMethodTable *table);
+
+/* The same with the size of the host's version of the record; a host calls it by its short name.
+ * Slots that a newer host has filled and this library does not know are refused: null, and nothing
+ * changes. Of an older host's record, which is shorter, a copy is taken. */
+#define register_tv_method(table) register_tv_method_sized((table), sizeof(TvMethodTable))
+TVLINK_API const TvMethodTable *register_tv_method_sized(const TvMethodTable *table, size_t size);
 
 /* The table that is registered, or null. For reading; register_tv_method sets it. */
 extern TVLINK_API const TvMethodTable *g_tv_method;
@@ -467,8 +481,8 @@ enum {
 
 /* Limits that the host sets on the use of its resources by the network. All zero: no limits.
  *
- * Until version 1.0 the record may grow at its end with the minor version: host and library must be
- * of the same one, as the library's soname and its CMake package demand. */
+ * The record may grow at its end. ipp_set_guard tells the library the size that the host was
+ * compiled with: what an older host does not know is zero. */
 typedef struct IppGuard {
     /* IPP_BAD_TAG_END or IPP_BAD_TAG_REFUSE. */
     int on_bad_tag;
@@ -519,13 +533,17 @@ typedef struct IppGuard {
      * a time, so that no request waits for it; its reply keeps its place among those to its phone.
      * Frames that are kept are dropped when the service stops. 0: senders wait. */
     uint32_t send_backlog_bytes;
+    /* Milliseconds. A slot that runs for this long is told once, while it still runs: a line, and
+     * the observer's slot_is_slow. 0: never. */
+    uint32_t slot_warn_ms;
 } IppGuard;
 
 /* Limits for a television in production; add an admit function where the owner decides which peers
  * may connect. */
 #define IPP_GUARD_RECOMMENDED                                                                      \
     {                                                                                              \
-        IPP_BAD_TAG_REFUSE, 1048576u, 64u, 2000u, 15000u, 8u, 2000u, NULL, NULL, 32u, 8388608u     \
+        IPP_BAD_TAG_REFUSE, 1048576u, 64u, 2000u, 15000u, 8u, 2000u, NULL, NULL, 32u, 8388608u,    \
+            1000u                                                                                  \
     }
 
 /* Sets the guard: the record is copied; null removes all limits. 0, or -1 for an unknown
@@ -533,13 +551,20 @@ typedef struct IppGuard {
  * with these exceptions: existing connections and waiting answers stay, a capture that has been
  * requested keeps its bulk_accept_ms and send_stall_ms, and a waiting ipp_init keeps its
  * bind_wait_ms. Any thread, also inside admit; never blocks. */
-TVLINK_API int ipp_set_guard(const IppGuard *guard);
+TVLINK_API int(ipp_set_guard)(const IppGuard *guard);
+
+/* The same with the size of the host's version of the record; a host calls it by its short name. -1
+ * also for a limit that a newer host has set and this library does not know. */
+#define ipp_set_guard(guard) ipp_set_guard_sized((guard), sizeof(IppGuard))
+TVLINK_API int ipp_set_guard_sized(const IppGuard *guard, size_t size);
 
 /* ---- Diagnostics ---- */
 
 enum {
     IPP_LOG_OUT = 1, /* what goes to standard output */
-    IPP_LOG_ERR = 2  /* what goes to standard error */
+    IPP_LOG_ERR = 2, /* what goes to standard error */
+    /* The service's own remarks; without a sink they go to standard error. */
+    IPP_LOG_WARNING = 3
 };
 
 /* Bytes of lines that one thread keeps back while it holds a lock; further lines are dropped. */

@@ -1,6 +1,7 @@
 #include "base/guard.h"
 
 #include "base/lock.h"
+#include "base/sized_record.h"
 
 namespace
 {
@@ -29,12 +30,8 @@ static uint32_t load(const uint32_t *from)
     return __atomic_load_n(from, __ATOMIC_RELAXED);
 }
 
-int ipp_set_guard(const IppGuard *wanted)
+static int set_guard(const IppGuard *wanted)
 {
-    const IppGuard plain = {};
-    if (wanted == nullptr) {
-        wanted = &plain;
-    }
     if (wanted->on_bad_tag != IPP_BAD_TAG_END && wanted->on_bad_tag != IPP_BAD_TAG_REFUSE) {
         return -1;
     }
@@ -48,9 +45,27 @@ int ipp_set_guard(const IppGuard *wanted)
     store(&guard.bind_wait_ms, wanted->bind_wait_ms);
     store(&guard.max_search_answers, wanted->max_search_answers);
     store(&guard.send_backlog_bytes, wanted->send_backlog_bytes);
+    store(&guard.slot_warn_ms, wanted->slot_warn_ms);
     admission = {wanted->admit, wanted->admit_context};
     lock_release(&guard_lock);
     return 0;
+}
+
+/* As it was before it could be told how long it is. */
+static const size_t SIZE_WITHOUT_SIZE = offsetof(IppGuard, slot_warn_ms);
+
+int(ipp_set_guard)(const IppGuard *wanted)
+{
+    return ipp_set_guard_sized(wanted, SIZE_WITHOUT_SIZE);
+}
+
+int ipp_set_guard_sized(const IppGuard *wanted, size_t size)
+{
+    IppGuard next = {};
+    if (wanted != nullptr && !sized_record_take(&next, sizeof next, wanted, size)) {
+        return -1;
+    }
+    return set_guard(&next);
 }
 
 uint32_t guard_max_frame_length()
@@ -91,6 +106,11 @@ uint32_t guard_max_search_answers()
 uint32_t guard_send_backlog_bytes()
 {
     return load(&guard.send_backlog_bytes);
+}
+
+uint32_t guard_slot_warn_ms()
+{
+    return load(&guard.slot_warn_ms);
 }
 
 bool guard_ends_on_bad_tag()

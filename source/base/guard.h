@@ -12,6 +12,7 @@ uint32_t guard_max_captures(void);
 uint32_t guard_bind_wait_ms(void);
 uint32_t guard_max_search_answers(void);
 uint32_t guard_send_backlog_bytes(void);
+uint32_t guard_slot_warn_ms(void);
 
 /* True when a wrong value tag ends the process. */
 bool guard_ends_on_bad_tag(void);

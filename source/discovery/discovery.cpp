@@ -4,6 +4,7 @@
 #include "base/flags.h"
 #include "base/guard.h"
 #include "base/log.h"
+#include "base/notices.h"
 #include "discovery/announce.h"
 #include "discovery/answer_packet.h"
 #include "discovery/discovery_socket.h"
@@ -95,6 +96,7 @@ static void send_answer(uint32_t address, const uint8_t packet[ANSWER_SIZE])
     char text[INET_ADDRSTRLEN];
     log_out("response_cp_search %s \n", dotted(&to, text));
     discovery_socket_send(packet, ANSWER_SIZE, &to);
+    notice_search_answered(address);
 }
 
 void response_cp_search(const struct sockaddr_in *from)
@@ -108,14 +110,38 @@ void response_cp_search(const struct sockaddr_in *from)
     send_answer(from->sin_addr.s_addr, packet);
 }
 
-/* With the guard's max_search_answers: the thread goes on receiving while the answer waits. */
-static void answer_later(WaitingAnswers *waiting, uint32_t limit, uint32_t address)
+static void answer_later(WaitingAnswers *waiting, uint32_t address)
 {
-    if (waiting_answers_has_room(waiting, limit, address) && guard_admits(address)) {
-        WaitingAnswer answer = {0, address, {}};
-        answer_packet_build(answer.packet);
-        answer.due_us = clock_elapsed_us() + draw_delay();
-        waiting_answers_add(waiting, &answer);
+    WaitingAnswer answer = {0, address, {}};
+    answer_packet_build(answer.packet);
+    answer.due_us = clock_elapsed_us() + draw_delay();
+    waiting_answers_add(waiting, &answer);
+}
+
+/* Without the guard's max_search_answers nothing is limited. */
+static int reason_to_refuse(const WaitingAnswers *waiting, uint32_t limit, uint32_t address)
+{
+    if (limit != 0 && waiting_answers_has(waiting, address)) {
+        return IPP_REASON_ALREADY_WAITS;
+    }
+    if (limit != 0 && !waiting_answers_has_room(waiting, limit)) {
+        return IPP_REASON_TOO_MANY;
+    }
+    return guard_admits(address) ? IPP_REASON_NONE : IPP_REASON_NOT_ADMITTED;
+}
+
+/* With a limit the thread goes on receiving while the answer waits. */
+static void answer(WaitingAnswers *waiting, const struct sockaddr_in *from)
+{
+    const uint32_t address = from->sin_addr.s_addr;
+    const uint32_t limit = guard_max_search_answers();
+    const int reason = reason_to_refuse(waiting, limit, address);
+    if (reason != IPP_REASON_NONE) {
+        notice_search_refused(address, reason);
+    } else if (limit != 0) {
+        answer_later(waiting, address);
+    } else {
+        response_cp_search(from);
     }
 }
 
@@ -136,12 +162,7 @@ static void answer_if_search(WaitingAnswers *waiting, const uint8_t *packet, int
         return;
     }
     log_out("check_search_packet true %s\n", dotted(from, text));
-    const uint32_t limit = guard_max_search_answers();
-    if (limit != 0) {
-        answer_later(waiting, limit, from->sin_addr.s_addr);
-    } else if (guard_admits(from->sin_addr.s_addr)) {
-        response_cp_search(from);
-    }
+    answer(waiting, from);
 }
 
 /* ---- Receiving */

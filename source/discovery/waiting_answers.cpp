@@ -2,7 +2,7 @@
 
 #include <string.h>
 
-static bool is_waited_for(const WaitingAnswers *waiting, uint32_t address)
+bool waiting_answers_has(const WaitingAnswers *waiting, uint32_t address)
 {
     for (uint32_t i = 0; i < waiting->count; i++) {
         if (waiting->answers[i].address == address) {
@@ -12,10 +12,9 @@ static bool is_waited_for(const WaitingAnswers *waiting, uint32_t address)
     return false;
 }
 
-bool waiting_answers_has_room(const WaitingAnswers *waiting, uint32_t limit, uint32_t address)
+bool waiting_answers_has_room(const WaitingAnswers *waiting, uint32_t limit)
 {
-    return waiting->count < limit && waiting->count < WAITING_ANSWERS_MAX &&
-           !is_waited_for(waiting, address);
+    return waiting->count < limit && waiting->count < WAITING_ANSWERS_MAX;
 }
 
 void waiting_answers_add(WaitingAnswers *waiting, const WaitingAnswer *answer)

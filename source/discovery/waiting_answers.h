@@ -16,8 +16,11 @@ struct WaitingAnswers {
     WaitingAnswer answers[WAITING_ANSWERS_MAX]; /* `count` of them, in the order of their times */
 };
 
-/* True when fewer than `limit` answers wait, and none of them for this address. */
-bool waiting_answers_has_room(const WaitingAnswers *waiting, uint32_t limit, uint32_t address);
+/* True when an answer for this address waits. */
+bool waiting_answers_has(const WaitingAnswers *waiting, uint32_t address);
+
+/* True when fewer than `limit` answers wait. */
+bool waiting_answers_has_room(const WaitingAnswers *waiting, uint32_t limit);
 
 /* There must be room. Answers with the same time keep the order in which they are added. */
 void waiting_answers_add(WaitingAnswers *waiting, const WaitingAnswer *answer);

@@ -1,6 +1,7 @@
 #include "link/connection.h"
 
 #include "base/flags.h"
+#include "base/notices.h"
 
 #include <stdlib.h>
 #include <string.h>
@@ -20,6 +21,7 @@ struct Place {
     uint32_t users; /* their number, and OPEN; the one that makes it 0 ends the connection */
     uint32_t identity;
     CtrlPoint *record; /* null: the place is free */
+    int end_reason;    /* why the connection ends, once that is known; the registry's lock */
     Backlog backlog;
 };
 
@@ -154,12 +156,14 @@ bool connection_register(CtrlPoint *record)
     Place *place = place_at(number - 1);
     place->record = record;
     place->identity = next_identity;
+    place->end_reason = IPP_REASON_HOST;
     __atomic_store_n(&place->users, OPEN, __ATOMIC_RELEASE);
     record->reserved[WORD_IDENTITY] = next_identity;
     record->reserved[WORD_DESCRIPTOR] = static_cast<uint32_t>(record->fd);
     record->reserved[WORD_RUN] = flags_run_number();
     __atomic_store_n(&record->reserved[WORD_PLACE], number, __ATOMIC_RELEASE);
     next_identity += next_identity == UINT32_MAX ? 2 : 1;
+    notice_connected(record->peer_addr);
     return true;
 }
 
@@ -167,6 +171,14 @@ bool connection_is_waiting(const CtrlPoint *record)
 {
     const Place *place = place_of(record);
     return place != nullptr && backlog_has_next(&place->backlog);
+}
+
+void connection_set_end(const CtrlPoint *record, int reason)
+{
+    Place *place = place_of(record);
+    if (place != nullptr) {
+        place->end_reason = reason;
+    }
 }
 
 void connection_drop(CtrlPoint *record)
@@ -177,6 +189,7 @@ void connection_drop(CtrlPoint *record)
         return;
     }
     shutdown(record->fd, SHUT_RDWR); /* before the last user can close it */
+    notice_gone(record->peer_addr, place->end_reason);
     if (__atomic_and_fetch(&place->users, ~OPEN, __ATOMIC_ACQ_REL) == 0) {
         end(place);
     }

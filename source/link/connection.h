@@ -48,6 +48,9 @@ bool connection_register(CtrlPoint *record) NEEDS(registry_mutex);
 /* True when something waits to be sent to the peer of a listed record. */
 bool connection_is_waiting(const CtrlPoint *record) NEEDS(registry_mutex);
 
+/* Why a listed record is about to be dropped; otherwise the host has removed it. */
+void connection_set_end(const CtrlPoint *record, int reason) NEEDS(registry_mutex);
+
 /* For a record that is out of the list: shuts the connection down, and frees the record as soon as
  * nobody uses it. A record without a handle is freed at once. */
 void connection_drop(CtrlPoint *record);

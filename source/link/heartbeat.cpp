@@ -22,7 +22,7 @@ bool heartbeat_drop_idle()
     int32_t limit = 300; /* ignored by ctrlpoint_is_idle */
     void *idle = list_get(registry_list(), ctrlpoint_is_idle, &limit);
     if (idle != nullptr) {
-        list_remove(registry_list(), idle, ctrlpoint_free);
+        registry_remove_locked(static_cast<CtrlPoint *>(idle), IPP_REASON_IDLE);
         log_out("zqt===  info: a CtrlPoint timeout, remove ok!\n");
     }
     registry_unlock();

@@ -3,11 +3,14 @@
 #include "base/clock.h"
 #include "base/guard.h"
 #include "base/log.h"
+#include "base/notices.h"
+#include "base/stats.h"
 #include "link/connection.h"
 #include "link/registry.h"
 #include "link/work_queues.h"
 #include "net/socket_io.h"
 #include "wire/frame.h"
+#include "wire/request_head.h"
 
 #include <errno.h>
 #include <netinet/tcp.h>
@@ -82,6 +85,7 @@ static bool read_some(CtrlPoint *record, uint32_t wanted, uint32_t *got)
     set_option_without_effect(record->fd, TCP_QUICKACK);
     if (count > 0) {
         *got += static_cast<uint32_t>(count);
+        stats_received(static_cast<uint32_t>(count));
         record->rx_fill += static_cast<uint32_t>(count);
         __atomic_store_n(&record->last_active, get_current_time(), __ATOMIC_RELAXED);
         return true;
@@ -110,29 +114,73 @@ static void queue_heartbeat(CtrlPoint *record)
     }
 }
 
-static void queue_request(CtrlPoint *record, const uint8_t *frame, uint32_t frame_size)
+/* The item of a request; null when memory is out. */
+static CtrlPoint *request_item(const CtrlPoint *record, const uint8_t *frame, uint32_t length)
 {
-    const uint32_t length = frame_size - FRAME_BODY_OVERHEAD;
     uint8_t *body = static_cast<uint8_t *>(malloc(length));
     CtrlPoint *item = body == nullptr ? nullptr : connection_copy(record);
-    if (item != nullptr) {
-        memcpy(body, frame + FRAME_BODY_OFFSET, length);
-        item->rx_buf = body;
-        item->rx_cap = length;
-        if (work_queue_post(&REQUEST_QUEUE, item)) {
-            return;
-        }
+    if (item == nullptr) {
+        free(body);
+        return nullptr;
     }
-    free(body);
+    memcpy(body, frame + FRAME_BODY_OFFSET, length);
+    item->rx_buf = body;
+    item->rx_cap = length;
+    return item;
+}
+
+/* The checksum is of no consequence, so it is looked at for an observer only. */
+static QueuedNote note_of(const uint8_t *frame, uint32_t size)
+{
+    if (!notices_are_wanted()) {
+        return {};
+    }
+    const int reason =
+        request_has_checksum(frame, size) ? IPP_REASON_NONE : IPP_REASON_BAD_CHECKSUM;
+    return {nullptr, clock_elapsed_us(), reason};
+}
+
+/* The reason why the request was not queued. */
+static int post_request(CtrlPoint *item, const uint8_t *frame, uint32_t size)
+{
+    if (item == nullptr) {
+        return IPP_REASON_NO_MEMORY;
+    }
+    if (work_queue_post(&REQUEST_QUEUE, item, note_of(frame, size))) {
+        return IPP_REASON_NONE;
+    }
+    free(item->rx_buf);
     free(item);
+    return IPP_REASON_QUEUE_FULL;
+}
+
+static void queue_request(const CtrlPoint *record, const uint8_t *frame, uint32_t size)
+{
+    const uint32_t length = size - FRAME_BODY_OVERHEAD;
+    IppRequest request = request_head(record, frame + FRAME_BODY_OFFSET, length);
+    notice_request_arrived(request);
+    request.reason = post_request(request_item(record, frame, length), frame, size);
+    if (request.reason != IPP_REASON_NONE) {
+        notice_request_ended(request);
+    }
+}
+
+/* Why a frame of this size is none. */
+static int reason_to_skip(const uint8_t *frame, uint32_t size)
+{
+    if (size < FRAME_OVERHEAD) {
+        return IPP_REASON_BAD_LENGTH;
+    }
+    const bool begins_well = check_frame(frame, static_cast<int32_t>(size)) == 0;
+    return begins_well ? IPP_REASON_NONE : IPP_REASON_BAD_MAGIC;
 }
 
 static void queue_frame(CtrlPoint *record, const uint8_t *frame, uint32_t size)
 {
-    if (size < FRAME_OVERHEAD || check_frame(frame, static_cast<int32_t>(size)) != 0) {
-        return;
-    }
-    if (frame[FRAME_BODY_OFFSET] == FRAME_HEARTBEAT) {
+    const int reason = reason_to_skip(frame, size);
+    if (reason != IPP_REASON_NONE) {
+        notice_bad_frame(record->peer_addr, size, reason);
+    } else if (frame[FRAME_BODY_OFFSET] == FRAME_HEARTBEAT) {
         queue_heartbeat(record);
     } else {
         queue_request(record, frame, size);
@@ -168,10 +216,17 @@ static FrameState split(CtrlPoint *record, uint32_t max_frame)
     return state;
 }
 
+/* Without its length the end of a frame cannot be found. */
+static void drop_rest(CtrlPoint *record)
+{
+    notice_bad_frame(record->peer_addr, unread_bytes(record), IPP_REASON_BAD_LENGTH);
+    record->rx_pos = record->rx_fill;
+}
+
 void handle_ctrlpoint_request(CtrlPoint *record)
 {
     if (split(record, guard_max_frame_length()) == FRAME_WITHOUT_END) {
-        record->rx_pos = record->rx_fill;
+        drop_rest(record);
     }
 }
 
@@ -197,14 +252,17 @@ static bool receive_portion(CtrlPoint *record, uint32_t size, Arrival *arrival)
         return false;
     }
     const bool complete = read_all(record, size);
-    const FrameState state =
-        arrival->out_of_sync ? FRAME_WITHOUT_END : split(record, arrival->max_frame);
+    if (arrival->out_of_sync) {
+        record->rx_pos = record->rx_fill;
+        return complete;
+    }
+    const FrameState state = split(record, arrival->max_frame);
     if (state == FRAME_WITHOUT_END) {
         arrival->out_of_sync = true;
-        record->rx_pos = record->rx_fill;
+        drop_rest(record);
     }
     if (state == FRAME_TOO_LONG) {
-        registry_remove(record);
+        registry_remove(record, IPP_REASON_FRAME_TOO_LONG);
         return false;
     }
     return complete;

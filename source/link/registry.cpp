@@ -1,7 +1,7 @@
 #include "link/registry.h"
 
 #include "base/clock.h"
-#include "base/log.h"
+#include "base/held_calls.h"
 
 #include <stdlib.h>
 
@@ -17,14 +17,14 @@ pthread_mutex_t g_cp_list_mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
 
 void registry_lock()
 {
-    log_hold();
+    calls_hold();
     lock_take(&g_cp_list_mutex, &registry_mutex);
 }
 
 void registry_unlock()
 {
     lock_release(&g_cp_list_mutex, &registry_mutex);
-    log_release();
+    calls_release();
 }
 
 CtrlPointList *registry_list()
@@ -42,6 +42,9 @@ void registry_open()
 void registry_close()
 {
     registry_lock();
+    for (const ListNode *node = registry_list()->head; node != nullptr; node = node->next) {
+        connection_set_end(static_cast<const CtrlPoint *>(node->data), IPP_REASON_STOPPED);
+    }
     list_clean(registry_list(), ctrlpoint_free);
     registry_unlock();
 }
@@ -78,10 +81,23 @@ int check_and_insert(int32_t fd, uint32_t peer_addr)
     return 0;
 }
 
-void registry_remove(CtrlPoint *record)
+static int is_record(void *record, void *key)
+{
+    return record == key ? 1 : 0;
+}
+
+void registry_remove_locked(CtrlPoint *record, int reason)
+{
+    if (list_find(registry_list(), is_record, record) != 0) {
+        connection_set_end(record, reason);
+        list_remove(registry_list(), record, ctrlpoint_free);
+    }
+}
+
+void registry_remove(CtrlPoint *record, int reason)
 {
     registry_lock();
-    list_remove(registry_list(), record, ctrlpoint_free);
+    registry_remove_locked(record, reason);
     registry_unlock();
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "link/connection.h"
+#include "tvlink/observer.h"
 #include "tvlink/registry.h"
 
 /* Lock g_cp_list_mutex. Diagnostic lines for the sink are held back while it is held. */
@@ -25,5 +26,6 @@ void registry_open(void);
 /* For ipp_finish, once the network threads have ended: drops every connection. */
 void registry_close(void);
 
-/* Removes a record from the list and drops it. Idempotent. For callers without the lock. */
-void registry_remove(CtrlPoint *record);
+/* Removes a record from the list and drops it for this reason. Idempotent; null is allowed. */
+void registry_remove(CtrlPoint *record, int reason = IPP_REASON_HOST);
+void registry_remove_locked(CtrlPoint *record, int reason) NEEDS(registry_mutex);

@@ -2,7 +2,10 @@
 
 #include "base/clock.h"
 #include "base/guard.h"
+#include "base/held_calls.h"
 #include "base/log.h"
+#include "base/notices.h"
+#include "base/stats.h"
 #include "link/connection.h"
 #include "link/registry.h"
 #include "net/socket_io.h"
@@ -32,6 +35,7 @@ struct Sending {
     uint32_t sent;
     uint64_t attempt_ms;       /* start of the latest attempt of a stalled send */
     uint64_t stalled_since_ms; /* since when no byte could be sent; 0: not stalled */
+    int error;                 /* the errno of its failure */
 };
 
 enum Progress { SENT, FULL, FAILED };
@@ -40,7 +44,7 @@ enum Progress { SENT, FULL, FAILED };
 
 static Sending begin(CtrlPoint *cp, Frame frame, const SendTrace *trace)
 {
-    return {connection_acquire(cp), frame, trace, MSG_NOSIGNAL, false, 0, 0, 0};
+    return {connection_acquire(cp), frame, trace, MSG_NOSIGNAL, false, 0, 0, 0, 0};
 }
 
 /* ---- One frame to one connection */
@@ -82,6 +86,7 @@ static Progress send_until_full(Sending *sending) NEEDS(send_mutex)
         const ssize_t taken = send_some(sending);
         if (taken > 0) {
             sending->sent += static_cast<uint32_t>(taken);
+            stats_sent(static_cast<uint32_t>(taken));
             sending->stalled_since_ms = 0;
         } else if (taken == -1) {
             const int reason = send_worth_retrying() ? reason_to_end(sending) : errno;
@@ -100,9 +105,10 @@ static bool print_failure(const Sending *sending)
 }
 
 /* True when the frame was sent. */
-static bool finish(const Sending *sending, Progress progress) RELEASES(send_mutex)
+static bool finish(Sending *sending, Progress progress) RELEASES(send_mutex)
 {
     if (progress == FAILED) {
+        sending->error = errno;
         print_failure(sending);
         if (sending->to.place != nullptr) {
             shutdown(sending->to.record->fd, SHUT_RDWR); /* nothing may follow half a frame */
@@ -157,11 +163,27 @@ static bool send_locked(Sending *sending)
         errno = EPIPE;
         return print_failure(sending);
     }
-    log_hold();
+    calls_hold();
     lock_take(&sending->to.record->send_lock, &send_mutex);
     const bool sent = finish(sending, send_in_order(sending, send_whole));
-    log_release();
+    calls_release();
     return sent;
+}
+
+static int reason_of(int error)
+{
+    switch (error) {
+    case ETIMEDOUT:
+        return IPP_REASON_STALLED;
+    case ENOBUFS:
+        return IPP_REASON_BACKLOG_FULL;
+    case ENOMEM:
+        return IPP_REASON_NO_MEMORY;
+    case ESHUTDOWN:
+        return IPP_REASON_STOPPED;
+    default:
+        return IPP_REASON_RESET;
+    }
 }
 
 /* Removes the connection of a send that has failed. Found by its descriptor: a host's own record
@@ -169,8 +191,8 @@ static bool send_locked(Sending *sending)
 static void remove_failed(const Sending *sending)
 {
     registry_lock();
-    list_remove(registry_list(), list_get(registry_list(), ctrlpoint_match_fd, sending->to.record),
-                ctrlpoint_free);
+    void *record = list_get(registry_list(), ctrlpoint_match_fd, sending->to.record);
+    registry_remove_locked(static_cast<CtrlPoint *>(record), reason_of(sending->error));
     registry_unlock();
 }
 
@@ -243,10 +265,16 @@ NOT_ANALYSED static void stay_locked(Sending *sending) RELEASES(send_mutex)
     sending->locked = true;
 }
 
+static void count_sent(SendTally *tally, bool sent)
+{
+    (sent ? tally->reached : tally->failed)++;
+}
+
 /* False while the peer, or another sender on the connection, has to be waited for. */
-static bool send_without_waiting(Sending *sending)
+static bool send_without_waiting(Sending *sending, SendTally *tally)
 {
     if (sending->to.record == nullptr) {
+        count_sent(tally, false);
         return true;
     }
     if (!lock_if_free(sending)) {
@@ -257,24 +285,27 @@ static bool send_without_waiting(Sending *sending)
         stay_locked(sending);
         return false;
     }
-    end(sending, finish(sending, progress));
+    const bool sent = finish(sending, progress);
+    end(sending, sent);
+    count_sent(tally, sent);
     return true;
 }
 
 /* Returns how many are still stalled; they are moved to the front. */
-static uint32_t try_again(Sending *stalled, uint32_t count)
+static uint32_t try_again(Sending *stalled, uint32_t count, SendTally *tally)
 {
     uint32_t left = 0;
     for (uint32_t i = 0; i < count; i++) {
-        if (!send_without_waiting(&stalled[i])) {
+        if (!send_without_waiting(&stalled[i], tally)) {
             stalled[left++] = stalled[i];
         }
     }
     return left;
 }
 
-void send_broadcast(const SendToAll *to_all)
+SendTally send_broadcast(const SendToAll *to_all)
 {
+    SendTally tally = {0, 0};
     const Frame frame = to_all->frame;
     const bool waits = guard_send_stall_ms() != 0 && guard_send_backlog_bytes() == 0;
     const size_t room = waits ? registry_list()->count : 0;
@@ -290,18 +321,19 @@ void send_broadcast(const SendToAll *to_all)
         }
         connection_register(record); /* the host may have listed it */
         if (stalled == nullptr) {
-            send_to(record, frame, to_all->trace);
+            count_sent(&tally, send_to(record, frame, to_all->trace));
             continue;
         }
         stalled[count] = begin(record, frame, to_all->trace);
         stalled[count].flags |= MSG_DONTWAIT;
-        count += send_without_waiting(&stalled[count]) ? 0 : 1;
+        count += send_without_waiting(&stalled[count], &tally) ? 0 : 1;
     }
     while (count > 0) {
         usleep(RETRY_PAUSE_US);
-        count = try_again(stalled, count);
+        count = try_again(stalled, count, &tally);
     }
     free(stalled);
+    return tally;
 }
 
 /* ---- What waits */
@@ -324,20 +356,20 @@ static Progress send_backlog(Sending *sending, Backlog *backlog) NEEDS(send_mute
 
 static Sending begin_waiting(Connection to)
 {
-    return {to, {nullptr, 0}, &SENDBACK, MSG_NOSIGNAL | MSG_DONTWAIT, false, 0, 0, 0};
+    return {to, {nullptr, 0}, &SENDBACK, MSG_NOSIGNAL | MSG_DONTWAIT, false, 0, 0, 0, 0};
 }
 
 void send_waiting(Connection to)
 {
     Sending sending = begin_waiting(to);
-    log_hold();
+    calls_hold();
     bool failed = false;
     if (lock_if_free(&sending)) {
         const Progress progress = send_backlog(&sending, connection_backlog(to));
         failed = progress == FAILED;
         finish(&sending, progress);
     }
-    log_release();
+    calls_release();
     if (failed) {
         remove_failed(&sending);
     }
@@ -379,11 +411,11 @@ static Progress fill_and_send(Sending *sending, BacklogPart *part, Frame frame) 
 void send_reserved(const ReservedPlace *place, Frame frame)
 {
     Sending sending = begin_waiting(place->to);
-    log_hold();
+    calls_hold();
     lock_take(&place->to.record->send_lock, &send_mutex);
     const Progress progress = fill_and_send(&sending, place->part, frame);
     finish(&sending, progress);
-    log_release();
+    calls_release();
     end(&sending, progress != FAILED);
 }
 
@@ -396,12 +428,13 @@ static bool begin_event(const SendToAll *event, CtrlPoint *record, int number)
     return true;
 }
 
-void send_event(Frame frame, int third_byte)
+void send_event(Frame frame, uint16_t code, int third_byte)
 {
     const SendToAll event = {frame, third_byte, &SENDBACKALL, begin_event};
     registry_lock();
-    send_broadcast(&event);
+    const SendTally tally = send_broadcast(&event);
     registry_unlock();
+    notice_event_sent(code, tally.reached, tally.failed);
 }
 
 void sendto_all_ctrlpoint(int type, const void *payload, int32_t length)
@@ -410,6 +443,7 @@ void sendto_all_ctrlpoint(int type, const void *payload, int32_t length)
         return;
     }
     const Frame frame = frame_build(static_cast<uint8_t>(type), payload, length);
-    send_event(frame, third_byte(payload, length));
+    const uint16_t code = length > 1 ? load_u16(static_cast<const uint8_t *>(payload)) : uint16_t{0};
+    send_event(frame, code, third_byte(payload, length));
     free(frame.bytes);
 }

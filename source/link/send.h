@@ -27,6 +27,12 @@ struct SendToAll {
     bool (*begin)(const SendToAll *to_all, CtrlPoint *record, int number);
 };
 
+/* How many a frame was sent to, or is kept for, and to how many that failed. */
+struct SendTally {
+    uint32_t reached;
+    uint32_t failed;
+};
+
 /* The place of a frame that is still being made among those of its connection, which stays in use
  * meanwhile. */
 struct ReservedPlace {
@@ -47,9 +53,9 @@ void send_reserved(const ReservedPlace *place, Frame frame);
 void send_waiting(Connection to);
 
 /* sendto_all_ctrlpoint for a frame that has been built. */
-void send_event(Frame frame, int third_byte);
+void send_event(Frame frame, uint16_t code, int third_byte);
 
 /* Sends the frame to one listed record after the other and removes those that fail, under the
  * registry lock. With the guard's send_stall_ms everybody is tried before anybody is waited for,
  * and then all that are stalled are waited for at once. */
-void send_broadcast(const SendToAll *to_all) NEEDS(registry_mutex);
+SendTally send_broadcast(const SendToAll *to_all) NEEDS(registry_mutex);

@@ -4,10 +4,13 @@
 #include "base/flags.h"
 #include "base/guard.h"
 #include "base/log.h"
+#include "base/notices.h"
+#include "base/running_slot.h"
 #include "link/heartbeat.h"
 #include "link/receive.h"
 #include "link/send.h"
 #include "link/watch.h"
+#include "link/work_queues.h"
 #include "net/bind_with_retries.h"
 #include "net/socket_io.h"
 
@@ -23,6 +26,17 @@ static const int BACKLOG = 20;
 static const int LISTENER_TIMEOUT_MS = 1;
 static const useconds_t PAUSE_US = 10000;
 static const int PASS_TIME_MS = 1500;
+
+namespace
+{
+
+/* What one pass leaves to the next. */
+struct Passes {
+    bool traffic;         /* something was ready */
+    uint32_t not_idle_in; /* the second in which no idle connection was found; 0: none */
+};
+
+} // namespace
 
 int32_t g_tcp_sock = -1;
 pthread_t g_tcp_tid = 0;
@@ -123,15 +137,22 @@ int tcp_sock_init(int32_t port)
 
 /* ---- New connections */
 
-/* False when the guard's max_ctrlpoints is reached or memory is out. */
-static bool register_connection(int fd, uint32_t peer_addr)
+static int try_to_register(int fd, uint32_t peer_addr) NEEDS(registry_mutex)
 {
     const uint32_t limit = guard_max_ctrlpoints();
+    if (limit != 0 && registry_list()->count >= limit) {
+        return IPP_REASON_TOO_MANY;
+    }
+    return check_and_insert(fd, peer_addr) == 0 ? IPP_REASON_NONE : IPP_REASON_NO_MEMORY;
+}
+
+/* The reason why it is refused. */
+static int register_connection(int fd, uint32_t peer_addr)
+{
     registry_lock();
-    const bool registered =
-        (limit == 0 || registry_list()->count < limit) && check_and_insert(fd, peer_addr) == 0;
+    const int reason = try_to_register(fd, peer_addr);
     registry_unlock();
-    return registered;
+    return reason;
 }
 
 static bool has_send_timeout(int fd)
@@ -149,8 +170,11 @@ static void admit_connection(int fd, uint32_t peer_addr)
     if (!has_send_timeout(fd)) {
         set_socket_noblock(fd); /* a send must not outlast the service */
     }
-    if (!guard_admits(peer_addr) || !register_connection(fd, peer_addr)) {
+    const int reason =
+        guard_admits(peer_addr) ? register_connection(fd, peer_addr) : IPP_REASON_NOT_ADMITTED;
+    if (reason != IPP_REASON_NONE) {
         close(fd);
+        notice_connection_refused(peer_addr, reason);
     }
 }
 
@@ -178,10 +202,11 @@ static bool accept_connection(int listener)
     return false;
 }
 
-static bool is_pending(int fd)
+/* What poll() finds; 0: nothing. */
+static short pending(int fd)
 {
     struct pollfd entry = {fd, POLLIN, 0};
-    return poll(&entry, 1, 0) > 0;
+    return poll(&entry, 1, 0) > 0 ? entry.revents : short{0};
 }
 
 /* Accepts all pending connections; the system holds one more than the backlog. With many
@@ -189,11 +214,20 @@ static bool is_pending(int fd)
  * second. */
 static void accept_pending(int listener)
 {
-    for (int i = 0; i <= BACKLOG && accept_connection(listener) && is_pending(listener); i++) {
+    for (int i = 0; i <= BACKLOG && accept_connection(listener) && pending(listener) != 0; i++) {
     }
 }
 
 /* ---- One pass */
+
+static void remove_if_ended(CtrlPoint *record)
+{
+    const short found = pending(record->fd);
+    if (found != 0 && bytes_arriving(record->fd) == 0) {
+        log_trace("tcp_thread", 595);
+        registry_remove(record, (found & POLLERR) != 0 ? IPP_REASON_RESET : IPP_REASON_CLOSED);
+    }
+}
 
 /* The descriptor may have been closed since the pass began, and its number be that of a new
  * connection, which has nothing to read and has not ended. */
@@ -206,9 +240,8 @@ static void serve_ready(const Watch *watch, int fd)
     const uint32_t arriving = bytes_arriving(fd);
     if (arriving > 0) {
         receive_arriving(connection.record, arriving);
-    } else if (is_pending(fd) && bytes_arriving(fd) == 0) {
-        log_trace("tcp_thread", 595);
-        registry_remove(connection.record);
+    } else {
+        remove_if_ended(connection.record);
     }
     connection_release(connection);
 }
@@ -241,19 +274,21 @@ static void send_all_waiting(const Watch *watch)
     }
 }
 
-/* The second in which a pass found no idle connection; without one, 0. Until the next second there
- * is none either, unless a host has changed a record: a pass without traffic looks again. */
-static void check_idle(bool traffic, uint32_t *checked)
+/* Within a second that has been looked at there is no idle connection, unless a host has changed a
+ * record: a pass without traffic looks again. */
+static void check_idle(Passes *passes)
 {
     const uint32_t now = get_current_time();
-    if (!traffic || now != *checked) {
-        *checked = heartbeat_drop_idle() ? 0 : now;
+    if (!passes->traffic || now != passes->not_idle_in) {
+        passes->not_idle_in = heartbeat_drop_idle() ? 0 : now;
     }
 }
 
-static void serve_one_pass(Watch *watch, uint32_t *checked)
+static void serve_one_pass(Watch *watch, Passes *passes)
 {
-    const int ready = watch_wait(watch, PASS_TIME_MS);
+    const bool busy = passes->traffic || request_queue_is_used();
+    const int ready = watch_wait(watch, running_slot_wait_ms(PASS_TIME_MS, busy));
+    running_slot_check();
     if (ready == -1) {
         log_out("err: select() fail\n");
         log_perror("select");
@@ -264,15 +299,16 @@ static void serve_one_pass(Watch *watch, uint32_t *checked)
         serve_all_ready(watch);
     }
     send_all_waiting(watch);
-    check_idle(ready > 0, checked);
+    passes->traffic = ready > 0;
+    check_idle(passes);
 }
 
 void *tcp_thread(void *)
 {
     Watch watch = watch_begin(listening_socket());
-    uint32_t checked = 0;
+    Passes passes = {false, 0};
     while (flags_running()) {
-        serve_one_pass(&watch, &checked);
+        serve_one_pass(&watch, &passes);
     }
     watch_end(&watch);
     log_trace("tcp_thread", 637);

@@ -1,6 +1,7 @@
 #include "link/work_queues.h"
 
-#include "base/log.h"
+#include "base/held_calls.h"
+#include "base/stats.h"
 #include "tvlink/ctrlpoint.h"
 
 Queue *devCallBackQueue = nullptr;
@@ -13,10 +14,12 @@ pthread_mutex_t heartBeatFeedbackMutex = PTHREAD_MUTEX_INITIALIZER;
 
 /* The two sides of the request queue hold different locks: one producer and one consumer need no
  * common lock. */
+static QueuedNote request_notes[WORK_QUEUE_CAPACITY] = {};
+
 const WorkQueue REQUEST_QUEUE = {&devCallBackQueue, &devCallBackSem, &devCallBackMutex,
-                                 &heartBeatFeedbackMutex};
+                                 &heartBeatFeedbackMutex, request_notes};
 const WorkQueue HEARTBEAT_QUEUE = {&heartBeatFeedbackQueue, &heartBeatFeedbackSem,
-                                   &heartBeatFeedbackMutex, &heartBeatFeedbackMutex};
+                                   &heartBeatFeedbackMutex, &heartBeatFeedbackMutex, nullptr};
 
 LockName producer_mutex;
 LockName consumer_mutex;
@@ -31,26 +34,78 @@ static Queue *to_empty(const WorkQueue *work) NEEDS(consumer_mutex)
     return *work->queue;
 }
 
-bool work_queue_post(const WorkQueue *work, void *item)
+/* A host may have put a queue of another size in its place. */
+static QueuedNote *note_at(const WorkQueue *work, const Queue *queue, const int32_t *index)
 {
-    log_hold();
+    const bool has_notes =
+        work->notes != nullptr && queue != nullptr && queue->capacity == WORK_QUEUE_CAPACITY;
+    return has_notes ? &work->notes[__atomic_load_n(index, __ATOMIC_ACQUIRE)] : nullptr;
+}
+
+static void count_waiting(const Queue *queue)
+{
+    const int32_t rear = __atomic_load_n(&queue->rear, __ATOMIC_ACQUIRE);
+    const int32_t front = __atomic_load_n(&queue->front, __ATOMIC_ACQUIRE);
+    const int32_t count = rear - front + (rear < front ? queue->capacity : 0);
+    stats_raise(&IppStats::queue_highest, static_cast<uint32_t>(count));
+}
+
+static bool put(const WorkQueue *work, Queue *queue, void *item, const QueuedNote &note)
+{
+    QueuedNote *to = queue == nullptr ? nullptr : note_at(work, queue, &queue->rear);
+    if (to != nullptr && queueIsFull(queue) == 0) {
+        *to = note;
+        to->item = item;
+    }
+    if (queue_put(queue, item) != 0) {
+        return false;
+    }
+    if (work->notes != nullptr) {
+        count_waiting(queue);
+    }
+    return true;
+}
+
+bool work_queue_post(const WorkQueue *work, void *item, QueuedNote note)
+{
+    calls_hold();
     lock_take(work->producer_lock, &producer_mutex);
-    const bool queued = queue_put(to_fill(work), item) == 0;
+    const bool queued = put(work, to_fill(work), item, note);
     lock_release(work->producer_lock, &producer_mutex);
-    log_release();
+    calls_release();
     if (queued) {
         sem_post(work->items);
     }
     return queued;
 }
 
-void *work_queue_wait(const WorkQueue *work)
+/* The note of the next item, before the place may be used again. */
+static QueuedNote next_note(const WorkQueue *work, const Queue *queue)
+{
+    if (queue == nullptr || queueIsEmpty(queue) != 0) {
+        return {};
+    }
+    const QueuedNote *note = note_at(work, queue, &queue->front);
+    const bool is_its = note != nullptr && note->item == queue->items[queue->front];
+    return is_its ? *note : QueuedNote{};
+}
+
+void *work_queue_wait(const WorkQueue *work, QueuedNote *note)
 {
     sem_wait(work->items);
     lock_take(work->consumer_lock, &consumer_mutex);
+    if (note != nullptr) {
+        *note = next_note(work, to_empty(work));
+    }
     void *item = dequeue(to_empty(work));
     lock_release(work->consumer_lock, &consumer_mutex);
     return item;
+}
+
+bool request_queue_is_used()
+{
+    const Queue *queue = *REQUEST_QUEUE.queue;
+    return queue != nullptr && queueIsEmpty(queue) == 0;
 }
 
 static bool has_body(const Queue *queue, const uint8_t *body)

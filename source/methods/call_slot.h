@@ -1,6 +1,7 @@
 /* How a handler calls a slot of the host's table, which may be null. */
 #pragma once
 
+#include "base/outcome.h"
 #include "methods/method_table.h"
 
 /* What a setter sends when there was no slot to call. */
@@ -11,7 +12,11 @@ enum { NO_SLOT = -1 };
  * its table meanwhile. */
 template <typename Slot> Slot slot_of(const RequestReader *args, Slot TvMethodTable::*slot)
 {
-    return host_methods(args)->*slot;
+    const Slot function = host_methods(args)->*slot;
+    if (function == nullptr) {
+        outcome_refuse(IPP_REASON_NO_SLOT);
+    }
+    return function;
 }
 
 /* The slot's result, or `otherwise` when there is no slot to call. */

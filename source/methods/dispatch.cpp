@@ -1,8 +1,10 @@
 #include "tvlink/dispatch.h"
 
+#include "base/outcome.h"
 #include "protocol/operations.h"
 #include "tvlink/clock.h"
 #include "tvlink/handlers.h"
+#include "tvlink/observer.h"
 #include "tvlink/string_rpc.h"
 #include "wire/request_reader.h"
 
@@ -64,6 +66,8 @@ static void call(Handler handler, CtrlPoint *cp, uint8_t *request, int32_t lengt
 {
     if (handler != nullptr) {
         handler(cp, request, length);
+    } else {
+        outcome_refuse(IPP_REASON_NO_ROUTE); /* a request without a whole code was too short */
     }
 }
 
@@ -88,6 +92,8 @@ int tv_get(CtrlPoint *cp, uint8_t *body, int32_t length)
     } else if (length > 1 && body[1] == CALL_METHOD) {
         const Handler handler = find_handler(KIND_GET, get_request(body + 1, length - 1, 0));
         call(handler, cp, body + 1, length - 1);
+    } else {
+        outcome_refuse(length > 1 ? IPP_REASON_UNKNOWN_KIND : IPP_REASON_TOO_SHORT);
     }
     return 0;
 }

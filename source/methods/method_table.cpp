@@ -1,5 +1,7 @@
 #include "methods/method_table.h"
 
+#include "base/sized_record.h"
+
 #include <stddef.h>
 
 /* The order of the slots is what hosts rely on. */
@@ -26,7 +28,27 @@ int (*tv_ippRpcFunSet)(char *answer, const char *request) = nullptr;
 
 static const TvMethodTable NO_METHODS = {};
 
-const TvMethodTable *register_tv_method(const TvMethodTable *table)
+/* What stands for the record of an older host, which is shorter. */
+static TvMethodTable longer = {};
+
+const TvMethodTable *register_tv_method_sized(const TvMethodTable *table, size_t size)
+{
+    if (table == nullptr || size == sizeof longer) {
+        return (register_tv_method)(table);
+    }
+    TvMethodTable known = {};
+    if (!sized_record_take(&known, sizeof known, table, size)) {
+        return nullptr;
+    }
+    if (size > sizeof longer) {
+        return (register_tv_method)(table);
+    }
+    longer = known;
+    (register_tv_method)(&longer);
+    return table;
+}
+
+const TvMethodTable *(register_tv_method)(const TvMethodTable *table)
 {
     __atomic_store_n(&g_tv_method, table, __ATOMIC_RELEASE);
     return table;

@@ -1,7 +1,9 @@
 #include "methods/replies.h"
 
+#include "base/outcome.h"
 #include "link/send.h"
 #include "tvlink/dump.h"
+#include "tvlink/observer.h"
 #include "tvlink/reply.h"
 
 #include <stdlib.h>
@@ -11,26 +13,37 @@
 
 int reply_nothing(RequestReader *args)
 {
+    outcome_answer(0);
     request_release(args);
     return args->failed ? -1 : 0;
 }
 
 int reply_silence(RequestReader *args)
 {
+    outcome_refuse(IPP_REASON_NO_SLOT);
     request_release(args);
     return -1;
 }
 
 /* ---- Set replies */
 
+/* For a payload that memory was the only thing to lack for. */
+static void reply_small(CtrlPoint *cp, PayloadBuilder *payload, uint8_t frame_type)
+{
+    if (reply_payload(cp, payload, frame_type) != 0) {
+        outcome_refuse(IPP_REASON_NO_MEMORY);
+    }
+}
+
 static int send_result(CtrlPoint *cp, RequestReader *args, uint8_t result)
 {
+    outcome_answer(result);
     request_release(args);
     if (args->has_code) {
         PayloadBuilder payload = payload_begin(3);
         put_u16(&payload, args->code);
         put_u8(&payload, result);
-        reply_payload(cp, &payload, FRAME_SET_REPLY);
+        reply_small(cp, &payload, FRAME_SET_REPLY);
     }
     return args->failed ? -1 : 0;
 }
@@ -56,7 +69,7 @@ static void send_number(CtrlPoint *cp, RequestReader *args, uint8_t tag, uint32_
         uint8_t bytes[4];
         store_u32(bytes, value);
         put_bytes(&payload, bytes, width);
-        reply_payload(cp, &payload, FRAME_GET_REPLY);
+        reply_small(cp, &payload, FRAME_GET_REPLY);
     }
 }
 
@@ -80,18 +93,20 @@ int reply_u32(CtrlPoint *cp, RequestReader *args, uint32_t value)
 
 int reply_empty_list(CtrlPoint *cp, RequestReader *args, uint8_t tag)
 {
+    outcome_answer(-1);
     send_number(cp, args, tag, 0, 4);
     return -1;
 }
 
 int reply_empty(CtrlPoint *cp, RequestReader *args)
 {
+    outcome_answer(-1);
     request_release(args);
     if (args->has_code) {
         PayloadBuilder payload = payload_begin(3);
         put_u8(&payload, 1);
         put_u16(&payload, args->code);
-        reply_payload(cp, &payload, FRAME_GET_REPLY);
+        reply_small(cp, &payload, FRAME_GET_REPLY);
     }
     return -1;
 }
@@ -102,7 +117,10 @@ int reply_payload(CtrlPoint *cp, PayloadBuilder *payload, uint8_t frame_type)
     if (frame.bytes == nullptr) {
         return -1;
     }
-    send_frame(cp, frame);
+    outcome_answer(0);
+    if (send_frame(cp, frame) == 1) {
+        outcome_replied();
+    }
     payload_free(payload);
     return 0;
 }
@@ -129,8 +147,7 @@ char *lend_buffer(RequestReader *args, uint32_t size)
 {
     char *buffer = args->failed ? nullptr : payload_lend_text(size);
     if (buffer == nullptr && !args->failed) {
-        args->failed = true;
-        args->out_of_memory = true;
+        request_out_of_memory(args);
     }
     return buffer;
 }

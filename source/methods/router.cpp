@@ -1,5 +1,6 @@
 #include "tvlink/router.h"
 
+#include "base/outcome.h"
 #include "tvlink.h"
 #include "tvlink/dispatch.h"
 #include "tvlink/frame.h"
@@ -31,6 +32,8 @@ int response_ctrlpoint_request(CtrlPoint *item, uint8_t *body, int32_t length)
     const IppDispatcher dispatch = dispatcher_for(body[0]);
     if (dispatch != nullptr) {
         dispatch(item, body, length);
+    } else if (body[0] != FRAME_NO_OP) {
+        outcome_refuse(IPP_REASON_UNKNOWN_TYPE);
     }
     return 0;
 }

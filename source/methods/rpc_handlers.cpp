@@ -12,7 +12,15 @@ static bool ask_host(char *answer, const char *request)
 {
     int (*const function)(char *, const char *) =
         __atomic_load_n(&tv_ippRpcFunSet, __ATOMIC_ACQUIRE);
-    return function != nullptr && function(answer, request) == 1;
+    if (function == nullptr) {
+        outcome_refuse(IPP_REASON_NO_SLOT);
+        return false;
+    }
+    if (function(answer, request) != 1) {
+        outcome_refuse(IPP_REASON_DECLINED);
+        return false;
+    }
+    return true;
 }
 
 /* One byte longer than its fields; the receiver goes by the length field. */

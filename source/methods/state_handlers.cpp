@@ -49,6 +49,7 @@ int handle_get_device_info(CtrlPoint *cp)
 {
     const TvMethodTable *tv = registered_methods();
     if (tv == nullptr) {
+        outcome_refuse(IPP_REASON_NO_SLOT);
         return -1;
     }
     char host_text[TEXT_SIZE + 1] = {};

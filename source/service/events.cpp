@@ -79,7 +79,7 @@ static int32_t report(const Event *event, const EventTrace *trace)
     if (frame.bytes == nullptr) {
         return -1;
     }
-    send_event(frame, payload.bytes[2]);
+    send_event(frame, static_cast<uint16_t>(event->code), payload.bytes[2]);
     log_out("%s %d   \n", trace->function, trace->last_line);
     payload_free(&payload);
     return 0;

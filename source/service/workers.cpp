@@ -1,12 +1,20 @@
 #include "tvlink/workers.h"
 
+#include "base/clock.h"
 #include "base/log.h"
+#include "base/notices.h"
+#include "base/outcome.h"
+#include "base/running_slot.h"
+#include "base/stats.h"
 #include "link/connection.h"
 #include "link/work_queues.h"
 #include "tvlink/heartbeat.h"
 #include "tvlink/router.h"
+#include "wire/request_head.h"
 
 #include <stdlib.h>
+
+static const uint32_t NO_CODE = 65536;
 
 pthread_t devCallBackTid = 0;
 pthread_t heartBeatFeedbackTid = 0;
@@ -89,11 +97,42 @@ static void run_request(CtrlPoint *item)
     connection_release(connection);
 }
 
-static void finish_request(CtrlPoint *item)
+static uint32_t microseconds(uint64_t from_us, uint64_t to_us)
 {
-    if (!connection_is_stale(item)) {
-        run_request(item);
+    const uint64_t passed = to_us > from_us ? to_us - from_us : 0;
+    return passed > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(passed);
+}
+
+/* Runs the request, unless its service has stopped, and fills in what became of it. */
+static void run_watched(CtrlPoint *item, IppRequest *request)
+{
+    const uint64_t begin_us = clock_elapsed_us();
+    running_slot_begin(*request, begin_us);
+    outcome_begin();
+    run_request(item);
+    const Outcome outcome = outcome_end();
+    request->slot_us = microseconds(begin_us, outcome.slot_end_us);
+    request->replied = outcome.replied ? 1 : 0;
+    request->result = outcome.result;
+    if (outcome.reason != IPP_REASON_NONE) {
+        request->reason = outcome.reason;
     }
+    stats_slot_took(request->slot_us, request->has_code != 0 ? request->code : NO_CODE);
+}
+
+static void finish_request(CtrlPoint *item, const QueuedNote &note)
+{
+    IppRequest request = request_head(item, item->rx_buf, item->rx_cap);
+    request.reason = note.reason;
+    if (note.queued_us != 0) {
+        request.queue_us = microseconds(note.queued_us, clock_elapsed_us());
+    }
+    if (connection_is_stale(item)) {
+        request.reason = IPP_REASON_STOPPED;
+    } else {
+        run_watched(item, &request);
+    }
+    notice_request_ended(request);
     if (!request_queue_has_body(item->rx_buf)) {
         free(item->rx_buf);
     }
@@ -103,9 +142,10 @@ static void finish_request(CtrlPoint *item)
 void *devCallBackThread(void *)
 {
     for (;;) {
-        CtrlPoint *item = static_cast<CtrlPoint *>(work_queue_wait(&REQUEST_QUEUE));
+        QueuedNote note;
+        CtrlPoint *item = static_cast<CtrlPoint *>(work_queue_wait(&REQUEST_QUEUE, &note));
         if (item != nullptr) {
-            finish_request(item);
+            finish_request(item, note);
         }
     }
 }

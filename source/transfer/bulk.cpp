@@ -4,6 +4,7 @@
 #include "base/detached_thread.h"
 #include "base/guard.h"
 #include "base/log.h"
+#include "base/notices.h"
 #include "net/socket_io.h"
 #include "wire/frame.h"
 
@@ -142,40 +143,50 @@ static bool worth_another_send(const BulkJob *job)
     return errno == EINTR || (errno == EAGAIN && job->stall_ms == 0);
 }
 
-static void send_job(int fd, const BulkJob *job)
+/* The reason why it was not sent whole. */
+static int send_job(int fd, const BulkJob *job, uint32_t *sent)
 {
-    uint32_t sent = 0;
-    while (sent < job->length) {
-        const ssize_t taken = send(fd, job->data + sent, job->length - sent, MSG_NOSIGNAL);
+    while (*sent < job->length) {
+        const ssize_t taken = send(fd, job->data + *sent, job->length - *sent, MSG_NOSIGNAL);
         if (taken > 0) {
-            sent += static_cast<uint32_t>(taken);
+            *sent += static_cast<uint32_t>(taken);
         } else if (taken == -1 && worth_another_send(job)) {
             usleep(RETRY_PAUSE_US);
         } else if (taken == -1) {
-            log_out("err:socket_send(): %s:%d,errno=%d\n", "big_data_thread", 148, errno);
-            return;
+            const int reason = errno;
+            log_out("err:socket_send(): %s:%d,errno=%d\n", "big_data_thread", 148, reason);
+            return reason == EAGAIN ? IPP_REASON_STALLED : IPP_REASON_RESET;
         }
     }
+    return IPP_REASON_NONE;
+}
+
+static int serve_job(const BulkJob *job, uint32_t *sent)
+{
+    const int fd = accept_one(job);
+    if (fd < 0) {
+        log_out("err: accept() in big_data_thread() function\n");
+        log_trace("big_data_thread", 121);
+        return IPP_REASON_NOT_FETCHED;
+    }
+    if (job->stall_ms != 0) {
+        limit_stall(fd, job->stall_ms);
+    }
+    const int reason = send_job(fd, job, sent);
+    log_trace("big_data_thread", 156);
+    close(fd);
+    return reason;
 }
 
 void *big_data_thread(void *record)
 {
     BulkJob *job = static_cast<BulkJob *>(record);
-    const int fd = accept_one(job);
-    if (fd < 0) {
-        log_out("err: accept() in big_data_thread() function\n");
-        log_trace("big_data_thread", 121);
-        end_job(job);
-        return reinterpret_cast<void *>(intptr_t{-1});
-    }
-    if (job->stall_ms != 0) {
-        limit_stall(fd, job->stall_ms);
-    }
-    send_job(fd, job);
-    log_trace("big_data_thread", 156);
-    close(fd);
+    const uint32_t peer = job->peer;
+    uint32_t sent = 0;
+    const int reason = serve_job(job, &sent);
     end_job(job);
-    return nullptr;
+    notice_capture_ended(peer, reason, sent);
+    return reinterpret_cast<void *>(intptr_t{reason == IPP_REASON_NOT_FETCHED ? -1 : 0});
 }
 
 /* ---- The limit on concurrent transfers */
@@ -281,9 +292,11 @@ bool bulk_offer(const CtrlPoint *cp, const void *data, uint32_t size, const char
         release_transfer();
         return false;
     }
+    notice_capture_begun(job->peer, *port, job->length);
     pthread_t thread;
     if (detached_thread_start(&thread, serve_offer, job) != 0) {
         log_out("err:ptread_create():%s:%d\n", handler, 231);
+        notice_capture_ended(job->peer, IPP_REASON_NO_THREAD, 0);
         keep_unserved(job);
         release_transfer();
     }

@@ -2,6 +2,7 @@
 
 #include "base/detached_thread.h"
 #include "base/log.h"
+#include "base/notices.h"
 #include "link/connection.h"
 #include "tvlink/reply.h"
 #include "wire/frame.h"
@@ -56,9 +57,12 @@ int start_egp_thread(CtrlPoint **cp, void *data, uint32_t length)
     if (push == nullptr) {
         return -1;
     }
+    const uint32_t peer = push->control_point->peer_addr;
+    notice_push_begun(peer, length);
     pthread_t thread;
     if (detached_thread_start(&thread, epg_send, push) != 0) {
         log_out("err: pthread_create() fail\n");
+        notice_push_ended(peer, IPP_REASON_NO_THREAD);
         free_push(push);
         return -1;
     }
@@ -69,9 +73,11 @@ int start_egp_thread(CtrlPoint **cp, void *data, uint32_t length)
 void *epg_send(void *record)
 {
     PushRecord *push = static_cast<PushRecord *>(record);
-    tcp_sendback(push->control_point, FRAME_GET_REPLY, push->data,
-                 static_cast<int32_t>(push->length));
+    const uint32_t peer = push->control_point == nullptr ? 0 : push->control_point->peer_addr;
+    const int sent = tcp_sendback(push->control_point, FRAME_GET_REPLY, push->data,
+                                  static_cast<int32_t>(push->length));
     free(push->data);
     free_push(push);
+    notice_push_ended(peer, sent == 1 ? IPP_REASON_NONE : IPP_REASON_GONE);
     return nullptr;
 }

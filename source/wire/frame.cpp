@@ -63,7 +63,7 @@ static uint32_t sum_of_words(const uint8_t *bytes, uint32_t words)
     return static_cast<uint32_t>(lanes) + static_cast<uint32_t>(lanes >> 32);
 }
 
-static uint32_t sum(const uint8_t *bytes, uint32_t size)
+uint32_t frame_sum(const uint8_t *bytes, uint32_t size)
 {
     uint32_t total = 0;
     uint32_t done = 0;
@@ -88,8 +88,8 @@ void frame_complete(uint8_t *frame, uint8_t type, uint32_t size)
     memset(frame + FRAME_LENGTH_END, 0, FRAME_BODY_OFFSET - FRAME_LENGTH_END);
     frame[FRAME_BODY_OFFSET] = type;
     memset(frame + end, 0, size - end);
-    const uint32_t total =
-        sum(frame, FRAME_LENGTH_END) + sum(frame + FRAME_BODY_OFFSET, end - FRAME_BODY_OFFSET);
+    const uint32_t total = frame_sum(frame, FRAME_LENGTH_END) +
+                           frame_sum(frame + FRAME_BODY_OFFSET, end - FRAME_BODY_OFFSET);
     frame[size - 1] = static_cast<uint8_t>(total);
 }
 

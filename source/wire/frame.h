@@ -10,6 +10,9 @@ uint32_t load_u32(const uint8_t *from);
 void store_u16(uint8_t *to, uint16_t value);
 void store_u32(uint8_t *to, uint32_t value);
 
+/* The sum of the bytes, of which a frame's checksum is the low one. */
+uint32_t frame_sum(const uint8_t *bytes, uint32_t size);
+
 /* The announced length of a frame of which at least FRAME_LENGTH_END bytes are there. */
 uint32_t frame_length(const uint8_t *frame);
 

@@ -2,6 +2,8 @@
 
 #include "base/guard.h"
 #include "base/log.h"
+#include "base/outcome.h"
+#include "tvlink/observer.h"
 #include "wire/frame.h"
 
 #include <errno.h>
@@ -43,11 +45,24 @@ RequestReader unread_request(uint16_t own_code)
     return r;
 }
 
+/* Later reads give zeros. */
+static void fail(RequestReader *r, int reason)
+{
+    r->failed = true;
+    outcome_refuse(reason);
+}
+
 void request_release(RequestReader *r)
 {
     while (r->copy_count > 0) {
         free(r->copies[--r->copy_count]);
     }
+}
+
+void request_out_of_memory(RequestReader *r)
+{
+    r->out_of_memory = true;
+    fail(r, IPP_REASON_NO_MEMORY);
 }
 
 static void bad_tag(const TagCheck &check, const char *handler)
@@ -62,10 +77,10 @@ static void bad_tag(const TagCheck &check, const char *handler)
 void check_tag(RequestReader *r, TagCheck check, const char *handler)
 {
     if (check.index >= r->size) {
-        r->failed = true;
+        fail(r, IPP_REASON_TOO_SHORT);
     } else if (r->bytes[check.index] != check.tag) {
         bad_tag(check, handler);
-        r->failed = true;
+        fail(r, IPP_REASON_WRONG_TAG);
     }
 }
 
@@ -73,7 +88,7 @@ void check_tag(RequestReader *r, TagCheck check, const char *handler)
 static const uint8_t *take(RequestReader *r, uint32_t count)
 {
     if (r->failed || r->at > r->size || count > r->size - r->at) {
-        r->failed = true;
+        fail(r, IPP_REASON_TOO_SHORT);
         return nullptr;
     }
     const uint8_t *bytes = r->bytes + r->at;
@@ -84,7 +99,7 @@ static const uint8_t *take(RequestReader *r, uint32_t count)
 void skip(RequestReader *r, uint32_t count)
 {
     if (count > UINT32_MAX - r->at) {
-        r->failed = true;
+        fail(r, IPP_REASON_TOO_SHORT);
     } else {
         r->at += count;
     }
@@ -140,7 +155,7 @@ uint16_t read_text_into(RequestReader *r, char *to, uint32_t to_size)
     const uint16_t length = read_u16(r);
     const uint8_t *bytes = take(r, length);
     if (bytes == nullptr || length >= to_size) {
-        r->failed = true;
+        fail(r, IPP_REASON_TEXT_TOO_LONG);
         return 0;
     }
     memcpy(to, bytes, length);
@@ -160,13 +175,12 @@ HeapText read_bytes(RequestReader *r, uint32_t length)
 {
     const uint8_t *bytes = take(r, length);
     if (r->failed || r->copy_count == REQUEST_COPIES_MAX) {
-        r->failed = true;
+        fail(r, IPP_REASON_NO_MEMORY);
         return {nullptr, 0};
     }
     char *copy = terminated_copy(bytes, length);
     if (copy == nullptr) {
-        r->failed = true;
-        r->out_of_memory = true;
+        request_out_of_memory(r);
         return {nullptr, 0};
     }
     r->copies[r->copy_count++] = copy;

@@ -44,6 +44,9 @@ RequestReader unread_request(uint16_t own_code);
 /* Frees the copies, whose texts are then invalid. Idempotent. */
 void request_release(RequestReader *r);
 
+/* The request fails, and cannot be carried out, for want of memory. */
+void request_out_of_memory(RequestReader *r);
+
 /* A wrong tag prints the line of a failed assertion; then the process ends, or the request is
  * refused, as the host's guard says. */
 void check_tag(RequestReader *r, TagCheck check, const char *handler);

@@ -48,6 +48,7 @@ struct Numbers {
     uint32_t bind_wait_ms = guard_bind_wait_ms();
     uint32_t max_search_answers = guard_max_search_answers();
     uint32_t send_backlog_bytes = guard_send_backlog_bytes();
+    uint32_t slot_warn_ms = guard_slot_warn_ms();
 };
 
 std::string text(const Numbers &numbers)
@@ -58,7 +59,7 @@ std::string text(const Numbers &numbers)
            std::to_string(numbers.bulk_accept_ms) + " " + std::to_string(numbers.max_captures) +
            " " + std::to_string(numbers.bind_wait_ms) + " " +
            std::to_string(numbers.max_search_answers) + " " +
-           std::to_string(numbers.send_backlog_bytes);
+           std::to_string(numbers.send_backlog_bytes) + " " + std::to_string(numbers.slot_warn_ms);
 }
 
 std::string now()
@@ -66,7 +67,7 @@ std::string now()
     return text(Numbers());
 }
 
-const char *const PLAIN = "end 0 0 0 0 0 0 0 0";
+const char *const PLAIN = "end 0 0 0 0 0 0 0 0 0";
 
 /* Before main(): no host has set anything. */
 const Numbers initial_guard;
@@ -88,17 +89,44 @@ TEST_F(Guard, BoundsNothingAtFirst)
 
 TEST_F(Guard, IsCopiedFromTheHostsRecord)
 {
-    IppGuard guard = {IPP_BAD_TAG_REFUSE, 1, 2, 3, 4, 5, 6, nullptr, nullptr, 7, 8};
+    IppGuard guard = {IPP_BAD_TAG_REFUSE, 1, 2, 3, 4, 5, 6, nullptr, nullptr, 7, 8, 9};
     EXPECT_EQ(ipp_set_guard(&guard), 0);
     guard = {};
-    EXPECT_EQ(now(), "refuse 1 2 3 4 5 6 7 8");
+    EXPECT_EQ(now(), "refuse 1 2 3 4 5 6 7 8 9");
     const IppGuard most = {IPP_BAD_TAG_END, UINT32_MAX, UINT32_MAX, UINT32_MAX,
                            UINT32_MAX,      UINT32_MAX, UINT32_MAX, nullptr,
-                           nullptr,         UINT32_MAX, UINT32_MAX};
+                           nullptr,         UINT32_MAX, UINT32_MAX, UINT32_MAX};
     EXPECT_EQ(ipp_set_guard(&most), 0);
     EXPECT_EQ(now(),
               "end 4294967295 4294967295 4294967295 4294967295 4294967295 4294967295 4294967295 "
-              "4294967295");
+              "4294967295 4294967295");
+}
+
+/* Beyond the size it must be zero, as with a host of a newer version that asks for nothing new. */
+TEST_F(Guard, IsTakenInAnySize)
+{
+    struct Newer {
+        IppGuard known;
+        size_t unknown;
+    } newer = {{IPP_BAD_TAG_REFUSE, 1, 2, 3, 4, 5, 6, nullptr, nullptr, 7, 8, 9}, 0};
+    EXPECT_EQ(ipp_set_guard_sized(&newer.known, sizeof newer), 0);
+    EXPECT_EQ(now(), "refuse 1 2 3 4 5 6 7 8 9");
+    newer.unknown = 1;
+    newer.known.max_frame_length = 100;
+    EXPECT_EQ(ipp_set_guard_sized(&newer.known, sizeof newer), -1);
+    EXPECT_EQ(now(), "refuse 1 2 3 4 5 6 7 8 9");
+    EXPECT_EQ(ipp_set_guard_sized(&newer.known, offsetof(IppGuard, max_captures)), 0);
+    EXPECT_EQ(now(), "refuse 100 2 3 4 0 0 0 0 0");
+    EXPECT_EQ(ipp_set_guard_sized(nullptr, sizeof newer), 0);
+    EXPECT_EQ(now(), PLAIN);
+}
+
+/* A host that was compiled before the record could tell its size knows it up to here. */
+TEST_F(Guard, IsTakenFromHostsThatDoNotTellItsSize)
+{
+    const IppGuard guard = {IPP_BAD_TAG_REFUSE, 1, 2, 3, 4, 5, 6, nullptr, nullptr, 7, 8, 9};
+    EXPECT_EQ((ipp_set_guard)(&guard), 0);
+    EXPECT_EQ(now(), "refuse 1 2 3 4 5 6 7 8 0");
 }
 
 /* An initialiser that names fewer fields means what it meant before the record grew. */
@@ -116,6 +144,7 @@ TEST_F(Guard, GrowsAtItsEnd)
     EXPECT_EQ(offsetof(IppGuard, admit_context), offsetof(First, admit_context));
     EXPECT_EQ(offsetof(IppGuard, max_search_answers), sizeof(First));
     EXPECT_EQ(offsetof(IppGuard, send_backlog_bytes), sizeof(First) + sizeof(uint32_t));
+    EXPECT_EQ(offsetof(IppGuard, slot_warn_ms), sizeof(First) + 2 * sizeof(uint32_t));
 }
 
 TEST_F(Guard, HasRecommendedValues)
@@ -124,7 +153,7 @@ TEST_F(Guard, HasRecommendedValues)
     EXPECT_EQ(guard.admit, nullptr);
     EXPECT_EQ(guard.admit_context, nullptr);
     EXPECT_EQ(ipp_set_guard(&guard), 0);
-    EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000 32 8388608");
+    EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000 32 8388608 1000");
     EXPECT_TRUE(guard_admits(1));
 }
 
@@ -152,7 +181,7 @@ TEST_F(Guard, RefusesAnUnknownOnBadTagAndStaysAsItWas)
         IppGuard guard = {};
         guard.on_bad_tag = wrong;
         EXPECT_EQ(ipp_set_guard(&guard), -1) << wrong;
-        EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000 32 8388608") << wrong;
+        EXPECT_EQ(now(), "refuse 1048576 64 2000 15000 8 2000 32 8388608 1000") << wrong;
     }
     EXPECT_TRUE(guard_admits(1));
     EXPECT_EQ(asked.times, 1);

@@ -1,5 +1,7 @@
 #include "base/log.h"
 
+#include "base/held_calls.h"
+
 #include "support/captured_lines.h"
 #include "support/system_calls.h"
 
@@ -104,9 +106,9 @@ TEST_F(Log, FormatsNothingForTheSinkThatTakesNoLine)
     ipp_set_log_sink(ipp_log_discard, nullptr);
     const char *const unreadable = reinterpret_cast<const char *>(1);
     log_out("%s\n", unreadable);
-    log_hold();
+    calls_hold();
     log_err("%s\n", unreadable);
-    log_release();
+    calls_release();
     ipp_log_discard(IPP_LOG_OUT, "a line", nullptr);
     ipp_set_log_sink(nullptr, nullptr);
     log_out("again\n");
@@ -166,10 +168,10 @@ TEST_F(Log, LeavesErrnoAlone)
     log_herror("line");
     log_trace("line", 1);
     EXPECT_EQ(errno, EPIPE);
-    log_hold();
+    calls_hold();
     log_out("line\n");
     EXPECT_EQ(errno, EPIPE);
-    log_release();
+    calls_release();
     EXPECT_EQ(errno, EPIPE);
 }
 
@@ -193,11 +195,11 @@ TEST_F(Log, PrintsTheErrnoOfTheCall)
     const CapturedLines lines;
     errno = EBADF;
     log_out("%m IP_ADD_MEMBERSHIP\n");
-    log_hold();
+    calls_hold();
     errno = ENOENT;
     log_perror("held");
     errno = EBADF;
-    log_release();
+    calls_release();
     EXPECT_EQ(with_streams(lines), (Lines{"1:Bad file descriptor IP_ADD_MEMBERSHIP\n",
                                           "2:held: No such file or directory\n"}));
 }
@@ -205,15 +207,15 @@ TEST_F(Log, PrintsTheErrnoOfTheCall)
 TEST_F(Log, KeepsTheSinkWaitingUntilTheLastReleaseAndTheOrderOfTheLines)
 {
     const CapturedLines lines;
-    log_hold();
+    calls_hold();
     log_out("one\n");
-    log_hold();
+    calls_hold();
     log_err("two\n");
-    log_release();
+    calls_release();
     log_out("%s", "");
     log_out("three\n");
     EXPECT_EQ(with_streams(lines), Lines());
-    log_release();
+    calls_release();
     EXPECT_EQ(with_streams(lines), (Lines{"1:one\n", "2:two\n", "1:", "1:three\n"}));
     log_out("four\n");
     EXPECT_EQ(lines.all().size(), 5u);
@@ -222,21 +224,21 @@ TEST_F(Log, KeepsTheSinkWaitingUntilTheLastReleaseAndTheOrderOfTheLines)
 TEST_F(Log, WritesToTheStandardStreamsAtOnceAlsoWhileHeld)
 {
     const CapturedStreams streams;
-    log_hold();
+    calls_hold();
     log_out("one\n");
     EXPECT_EQ(streams.out(), "one\n");
-    log_release();
+    calls_release();
     EXPECT_EQ(streams.out(), "one\n");
 }
 
 TEST_F(Log, HoldsTheLinesOfItsOwnThreadOnly)
 {
     const CapturedLines lines;
-    log_hold();
+    calls_hold();
     log_out("mine\n");
     std::thread([] { log_out("another's\n"); }).join();
     EXPECT_EQ(lines.out(), Lines{"another's\n"});
-    log_release();
+    calls_release();
     EXPECT_EQ(lines.out(), (Lines{"another's\n", "mine\n"}));
 }
 
@@ -244,16 +246,16 @@ TEST_F(Log, BoundsWhatWaits)
 {
     const CapturedLines lines;
     const std::string text = std::string(1022, 'x') + "\n"; /* takes 1,025 bytes */
-    log_hold();
+    calls_hold();
     for (int i = 0; i < 2000; i++) {
         log_out("%s", text.c_str());
     }
-    log_release();
+    calls_release();
     EXPECT_EQ(lines.count(text), IPP_LOG_BACKLOG_MAX / 1025u);
     EXPECT_EQ(lines.all().size(), IPP_LOG_BACKLOG_MAX / 1025u) << "a line is cut";
-    log_hold();
+    calls_hold();
     log_out("afterwards\n");
-    log_release();
+    calls_release();
     EXPECT_EQ(lines.count("afterwards\n"), 1u) << "the bound stays in force";
 }
 
@@ -261,16 +263,16 @@ TEST_F(Log, LeavesOutALineThatIsTooLongToWaitButNoOther)
 {
     const CapturedLines lines;
     const std::string most(IPP_LOG_BACKLOG_MAX - 2, 'x');
-    log_hold();
+    calls_hold();
     log_out("%s", most.c_str());
-    log_release();
+    calls_release();
     EXPECT_EQ(lines.out(), Lines{most});
     lines.clear();
-    log_hold();
+    calls_hold();
     log_out("before\n");
     log_out("%s", most.c_str());
     log_out("after\n");
-    log_release();
+    calls_release();
     EXPECT_EQ(lines.out(), (Lines{"before\n", "after\n"}));
 }
 
@@ -278,12 +280,12 @@ TEST_F(Log, KeepsLinesOfAllLengthsWaiting)
 {
     const CapturedLines lines;
     Lines expected;
-    log_hold();
+    calls_hold();
     for (size_t length = 1; length < 100000; length = length * 3 / 2 + 1) {
         expected.push_back(std::string(length, static_cast<char>('a' + length % 26)));
         log_out("%s", expected.back().c_str());
     }
-    log_release();
+    calls_release();
     EXPECT_EQ(lines.out(), expected);
 }
 
@@ -293,14 +295,14 @@ TEST_F(Log, LosesWaitingLinesAndNothingElseWhenMemoryIsOut)
     WatchedCall memory(system_realloc);
     memory.fail(ENOMEM);
     const std::string large(10000, 'x');
-    log_hold();
+    calls_hold();
     log_out("lost\n");
     log_out("kept\n");
     memory.fail(ENOMEM);
     log_out("%s", large.c_str());
     log_out("kept too\n");
     log_out("%s", large.c_str());
-    log_release();
+    calls_release();
     EXPECT_EQ(lines.out(), (Lines{"kept\n", "kept too\n", large}));
 }
 
@@ -309,11 +311,11 @@ TEST_F(Log, GivesWaitingLinesToTheStreamsWhenTheSinkIsGone)
     const CapturedStreams streams;
     int calls = 0;
     ipp_set_log_sink(count_calls, &calls);
-    log_hold();
+    calls_hold();
     log_out("out\n");
     log_err("err\n");
     ipp_set_log_sink(nullptr, nullptr);
-    log_release();
+    calls_release();
     EXPECT_EQ(calls, 0);
     EXPECT_EQ(streams.out(), "out\n");
     EXPECT_EQ(streams.err(), "err\n");
@@ -332,9 +334,9 @@ void print_more(int, const char *text, void *context)
     if (!nested->inside) {
         nested->inside = true;
         log_out("at once\n");
-        log_hold();
+        calls_hold();
         log_out("held\n");
-        log_release();
+        calls_release();
         IppGuard plain = {};
         EXPECT_EQ(ipp_set_guard(&plain), 0);
         ipp_set_log_sink(print_more, context);
@@ -349,11 +351,11 @@ TEST_F(Log, LetsTheSinkCallBackIntoTheLibrary)
     log_out("one\n");
     EXPECT_EQ(nested.seen, (Lines{"one\n", "at once\n", "held\n"}));
     nested.seen.clear();
-    log_hold();
+    calls_hold();
     log_out("two\n");
     log_out("three\n");
     EXPECT_EQ(nested.seen, Lines());
-    log_release();
+    calls_release();
     EXPECT_EQ(nested.seen,
               (Lines{"two\n", "at once\n", "held\n", "three\n", "at once\n", "held\n"}));
 }
@@ -365,9 +367,9 @@ TEST_F(Log, MayBeUsedByManyThreadsAtOnce)
     for (int t = 0; t < 4; t++) {
         threads.emplace_back([] {
             for (int i = 0; i < 500; i++) {
-                log_hold();
+                calls_hold();
                 log_out("held line\n");
-                log_release();
+                calls_release();
                 log_err("line\n");
                 ipp_set_log_dumps(i % 2);
                 (void)log_dumps_wanted();

@@ -65,40 +65,40 @@ TEST_F(WaitingAnswerList, KeepTheOrderInWhichTheyCameWhenTheyAreDueTogether)
     EXPECT_EQ(due_at(200), (Addresses{3, 1, 2, 4}));
 }
 
-TEST_F(WaitingAnswerList, HaveRoomForEachAddressOnce)
+TEST_F(WaitingAnswerList, KnowTheirAddresses)
 {
-    EXPECT_TRUE(waiting_answers_has_room(waiting.get(), 3, 1));
+    EXPECT_FALSE(waiting_answers_has(waiting.get(), 1));
     add(100, 1);
     add(200, 0xFFFFFFFF);
-    EXPECT_FALSE(waiting_answers_has_room(waiting.get(), 3, 1));
-    EXPECT_FALSE(waiting_answers_has_room(waiting.get(), 3, 0xFFFFFFFF));
-    EXPECT_TRUE(waiting_answers_has_room(waiting.get(), 3, 0));
+    EXPECT_TRUE(waiting_answers_has(waiting.get(), 1));
+    EXPECT_TRUE(waiting_answers_has(waiting.get(), 0xFFFFFFFF));
+    EXPECT_FALSE(waiting_answers_has(waiting.get(), 0));
     EXPECT_EQ(due_at(100), Addresses{1});
-    EXPECT_TRUE(waiting_answers_has_room(waiting.get(), 3, 1));
+    EXPECT_FALSE(waiting_answers_has(waiting.get(), 1));
 }
 
 TEST_F(WaitingAnswerList, HaveRoomUpToTheLimitOfTheMoment)
 {
-    EXPECT_FALSE(waiting_answers_has_room(waiting.get(), 0, 1));
+    EXPECT_FALSE(waiting_answers_has_room(waiting.get(), 0));
     add(100, 1);
     add(200, 2);
-    EXPECT_FALSE(waiting_answers_has_room(waiting.get(), 1, 3));
-    EXPECT_FALSE(waiting_answers_has_room(waiting.get(), 2, 3));
-    EXPECT_TRUE(waiting_answers_has_room(waiting.get(), 3, 3));
+    EXPECT_FALSE(waiting_answers_has_room(waiting.get(), 1));
+    EXPECT_FALSE(waiting_answers_has_room(waiting.get(), 2));
+    EXPECT_TRUE(waiting_answers_has_room(waiting.get(), 3));
 }
 
 TEST_F(WaitingAnswerList, AreAtMost1024)
 {
     Addresses all;
     for (uint32_t address = 1; address <= 1024; address++) {
-        ASSERT_TRUE(waiting_answers_has_room(waiting.get(), UINT32_MAX, address)) << address;
+        ASSERT_TRUE(waiting_answers_has_room(waiting.get(), UINT32_MAX)) << address;
         add(1024 - address, address);
         all.insert(all.begin(), address);
     }
-    EXPECT_FALSE(waiting_answers_has_room(waiting.get(), UINT32_MAX, 1025));
-    EXPECT_FALSE(waiting_answers_has_room(waiting.get(), 1025, 1025));
+    EXPECT_FALSE(waiting_answers_has_room(waiting.get(), UINT32_MAX));
+    EXPECT_FALSE(waiting_answers_has_room(waiting.get(), 1025));
     EXPECT_EQ(due_at(1024), all);
-    EXPECT_TRUE(waiting_answers_has_room(waiting.get(), UINT32_MAX, 1025));
+    EXPECT_TRUE(waiting_answers_has_room(waiting.get(), UINT32_MAX));
 }
 
 } // namespace

@@ -45,8 +45,8 @@ protected:
     sem_t items_;
     pthread_mutex_t producer_lock_ = PTHREAD_MUTEX_INITIALIZER;
     pthread_mutex_t consumer_lock_ = PTHREAD_MUTEX_INITIALIZER;
-    const WorkQueue two_locks_ = {&queue_, &items_, &producer_lock_, &consumer_lock_};
-    const WorkQueue one_lock_ = {&queue_, &items_, &producer_lock_, &producer_lock_};
+    const WorkQueue two_locks_ = {&queue_, &items_, &producer_lock_, &consumer_lock_, nullptr};
+    const WorkQueue one_lock_ = {&queue_, &items_, &producer_lock_, &producer_lock_, nullptr};
 };
 
 TEST_F(WorkQueues, AreTheTwoOfTheService)
