@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # One test for each suite of a GoogleTest program. A process for each single case would cost more
 # than the case itself under sanitizers and in the emulator.
 #

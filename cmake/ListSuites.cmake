@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Run by ctest through the files that tvlink_discover_suites() makes; they set the variables.
 if("$ENV{TVLINK_SOAK}" STREQUAL "long")
     math(EXPR timeout "${timeout} * 20")

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The system functions that tests take over, from the one list of them.
 #
 # tvlink_take_system_calls(TARGET) brings the calls that TARGET and what it links statically make of

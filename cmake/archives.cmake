@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The archives that are installed. Each is one object file, in which names that nobody was promised are local:
 #
 #   libtvlink.a        the names of tvlink.h, tvlink/observer.h and tvlink/host/, so that a host may have an

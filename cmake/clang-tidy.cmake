@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # With TVLINK_CLANG_TIDY set, every source of the target is also checked when it is compiled, so
 # that what did not change is not checked again.
 function(tvlink_clang_tidy target)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Compiles a few files of one folder at a time, as one: most of the work for a file of tests or tools
 # is that for the headers of their libraries. So no two files of one of their folders may have the same
 # name for things of their own. The clang preset, which also checks files one by one, compiles each by

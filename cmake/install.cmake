@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Library, headers, CMake package and pkg-config file. The tools install themselves.
 if(NOT TVLINK_INSTALL)
     return()
@@ -26,3 +27,5 @@ cmake_path(APPEND pc_libdir "\${prefix}" ${CMAKE_INSTALL_LIBDIR})
 cmake_path(APPEND pc_includedir "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/tvlink.pc.in ${CMAKE_CURRENT_BINARY_DIR}/tvlink.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tvlink.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+install(FILES ${PROJECT_SOURCE_DIR}/docs/man/tvlink.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)

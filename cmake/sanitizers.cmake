@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # TVLINK_SANITIZE applies to everything in the build, GoogleTest too: a sanitizer that sees only
 # half of a program reports what is not there.
 if(TVLINK_SANITIZE)

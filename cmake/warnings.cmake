@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The warnings that all of our own code is compiled with.
 set(TVLINK_WARNINGS -Wall -Wextra -Wshadow -Wconversion -Wundef -Wcast-align -Wformat=2)
 if(TVLINK_WERROR)

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* tvlink: makes a television a device that phones on the local network find and control.
  *
  * A host sets its guard and its method table, starts the service with ipp_init, reports events
@@ -33,6 +34,7 @@ TVLINK_BEGIN
 
 /* ---- Version ---- */
 
+/* The version of these headers: three numbers. */
 #define TVLINK_VERSION_MAJOR 0
 #define TVLINK_VERSION_MINOR 1
 #define TVLINK_VERSION_PATCH 0
@@ -53,9 +55,9 @@ TVLINK_API const char *ipp_version(void);
 #define IPP_SEARCH_PORT 12426 /* UDP: the television hears searches here */
 #define IPP_ANSWER_PORT 9988  /* UDP: phones hear answers and announcements here */
 
-#define IPP_TEXT_LIMIT 255 /* bytes of a name or a serial number that are kept */
-#define IPP_DEFAULT_NAME "KV-EU-TV"
-#define IPP_DEFAULT_SERIAL "EU-TVsn001"
+#define IPP_TEXT_LIMIT 255              /* bytes of a name or a serial number that are kept */
+#define IPP_DEFAULT_NAME "KV-EU-TV"     /* for a null name */
+#define IPP_DEFAULT_SERIAL "EU-TVsn001" /* for a null serial number */
 
 /* Results of ipp_init and of the operations that it is made of. */
 #define IPP_OK 0
@@ -458,7 +460,7 @@ TVLINK_API const TvMethodTable *register_tv_method_sized(const TvMethodTable *ta
 /* The table that is registered, or null. For reading; register_tv_method sets it. */
 extern TVLINK_API const TvMethodTable *g_tv_method;
 
-#define IPP_RPC_ANSWER_SIZE 2560
+#define IPP_RPC_ANSWER_SIZE 2560 /* bytes for the answer to a string call */
 
 /* The host's function for string remote procedure calls, or null; the host stores it here before
  * ipp_init. It is given a zeroed buffer of IPP_RPC_ANSWER_SIZE bytes for a terminated answer, and

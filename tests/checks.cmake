@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Tests without a test program: the headers, the libraries as files, the sources as text.
 
 set(c11_flags -std=c11 ${TVLINK_WARNINGS})
@@ -33,8 +34,16 @@ endif()
 if(TVLINK_PRESET STREQUAL "dev" OR NOT TVLINK_PRESET)
     add_test(NAME ${prefix}layering COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-layers)
     add_test(NAME ${prefix}format COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-format)
+    add_test(NAME ${prefix}licence COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-licence)
+    add_test(NAME ${prefix}reference COMMAND ${PROJECT_SOURCE_DIR}/scripts/reference)
+    if(TVLINK_PRESET)
+        add_test(NAME ${prefix}binary_interface
+            COMMAND ${PROJECT_SOURCE_DIR}/scripts/abi $<TARGET_FILE:tvlink>)
+    endif()
     if(TVLINK_TOOLS)
         add_test(NAME ${prefix}protocol_page
             COMMAND ${PROJECT_SOURCE_DIR}/scripts/protocol --check $<TARGET_FILE:tvlink-protocol>)
+        add_test(NAME ${prefix}man_pages
+            COMMAND ${PROJECT_SOURCE_DIR}/scripts/check-man $<TARGET_FILE:tvlink-ctl> $<TARGET_FILE:tvlink-sim>)
     endif()
 endif()

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Announcements: unsolicited packets with the address of the television. */
 #ifndef TVLINK_ANNOUNCE_H
 #define TVLINK_ANNOUNCE_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What every public header of tvlink needs: visibility and C linkage. */
 #ifndef TVLINK_API_H
 #define TVLINK_API_H

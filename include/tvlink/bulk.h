@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Bulk transfers: data that is too large for a reply is fetched from a socket of its own, which
  * serves one connection. It sends a 4-byte length, little-endian, and the data. */
 #ifndef TVLINK_BULK_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The time of day. */
 #ifndef TVLINK_CLOCK_H
 #define TVLINK_CLOCK_H

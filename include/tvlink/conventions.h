@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Words for the wire: method codes, value tags and frame types, and what the simulator and the
  * control point mean by the numbers that the library only carries.
  *

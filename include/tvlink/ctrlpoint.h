@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The record of one connected control point: a phone or tablet that drives the television. */
 #ifndef TVLINK_CTRLPOINT_H
 #define TVLINK_CTRLPOINT_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Answers to the searches of control points. */
 #ifndef TVLINK_DISCOVERY_H
 #define TVLINK_DISCOVERY_H

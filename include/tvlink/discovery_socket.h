@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The socket on which searches arrive. */
 #ifndef TVLINK_DISCOVERY_SOCKET_H
 #define TVLINK_DISCOVERY_SOCKET_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* From a frame body to the handler that its method code names. */
 #ifndef TVLINK_DISPATCH_H
 #define TVLINK_DISPATCH_H

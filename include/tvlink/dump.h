@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Dumps of buffers, for debugging. */
 #ifndef TVLINK_DUMP_H
 #define TVLINK_DUMP_H

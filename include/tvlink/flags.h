@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The service-wide state that every part of the library reads. */
 #ifndef TVLINK_FLAGS_H
 #define TVLINK_FLAGS_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The frame: what every message on a control connection is wrapped in. */
 #ifndef TVLINK_FRAME_H
 #define TVLINK_FRAME_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The handlers: one for each operation.
  *
  * All take the control point that asks (a request item, a listed record or a host's own), the
@@ -62,6 +63,7 @@ TVLINK_API int handle_set_tv_code3001(CtrlPoint *cp, uint8_t *request, int32_t l
 /* The device information: seven attributes. Silent without a table or when memory is out. */
 TVLINK_API int handle_get_device_info(CtrlPoint *cp);
 
+/* The name that the library keeps; it needs no slot. */
 TVLINK_API int handle_get_tv_name(CtrlPoint *cp, uint8_t *request, int32_t length);
 
 /* Also makes the name the television's own, whatever the slot returns. */

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Heartbeats and the idle time-out. */
 #ifndef TVLINK_HEARTBEAT_H
 #define TVLINK_HEARTBEAT_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The name and the serial number of the television. */
 #ifndef TVLINK_IDENTITY_H
 #define TVLINK_IDENTITY_H

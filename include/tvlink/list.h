@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The singly linked list of the registry. */
 #ifndef TVLINK_LIST_H
 #define TVLINK_LIST_H
@@ -8,16 +9,17 @@
 
 TVLINK_BEGIN
 
+/* One element of a list. */
 typedef struct ListNode {
-    void *data;
-    struct ListNode *next;
+    void *data;            /* the element */
+    struct ListNode *next; /* null behind the last one */
 } ListNode;
 
 /* Elements in order of arrival. */
 typedef struct CtrlPointList {
-    uint32_t count;
-    ListNode *head;
-    ListNode *tail;
+    uint32_t count; /* of the elements */
+    ListNode *head; /* null: there are none */
+    ListNode *tail; /* null: there are none */
 } CtrlPointList;
 
 /* 1 for a match; every other value is a miss. */

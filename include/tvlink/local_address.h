@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The television's own address. */
 #ifndef TVLINK_LOCAL_ADDRESS_H
 #define TVLINK_LOCAL_ADDRESS_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Lempel-Ziv-Welch coding of large replies.
  *
  * Codes are packed most significant bit first and begin at 9 bits; 256 clears the table of strings,

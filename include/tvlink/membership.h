@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Membership of the search group. */
 #ifndef TVLINK_MEMBERSHIP_H
 #define TVLINK_MEMBERSHIP_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Watching the service: an observer that is told what happens, and counters. */
 #ifndef TVLINK_OBSERVER_H
 #define TVLINK_OBSERVER_H
@@ -62,12 +63,12 @@ typedef struct IppRequest {
     uint32_t bytes;     /* of its frame */
     uint8_t type;       /* of its frame (tvlink/frame.h); 0: unknown, since the frame is bad */
     uint8_t has_code;   /* 1: `code` is its method code; 0: it has none */
-    uint16_t code;
-    int32_t reason;    /* IPP_REASON_... */
-    int32_t replied;   /* 1: a reply was sent, which of a refused request is its failure form */
-    int32_t result;    /* the result byte of a set reply; -1: the empty reply; 0: any other */
-    uint32_t queue_us; /* microseconds in the queue; 0 for what a host has queued */
-    uint32_t slot_us;  /* microseconds until the slot returned, or until now */
+    uint16_t code;      /* its method code, or 0 */
+    int32_t reason;     /* IPP_REASON_... */
+    int32_t replied;    /* 1: a reply was sent, which of a refused request is its failure form */
+    int32_t result;     /* the result byte of a set reply; -1: the empty reply; 0: any other */
+    uint32_t queue_us;  /* microseconds in the queue; 0 for what a host has queued */
+    uint32_t slot_us;   /* microseconds until the slot returned, or until now */
 } IppRequest;
 
 /* What the host wants to be told; any function may be null. None is called with a lock of the
@@ -135,18 +136,18 @@ typedef struct IppStats {
     uint32_t requests_failed;     /* not carried out, and answered with their failure form */
     uint32_t requests_silent;     /* not carried out, and not answered */
     uint32_t requests_dropped;    /* of the silent ones: queue full, memory out, service stopped */
-    uint32_t bad_frames;
-    uint32_t queue_highest; /* most requests that ever waited at once */
-    uint32_t slot_longest_us;
-    uint32_t slot_longest_code; /* the method code of that request; 65,536: it has none */
-    uint32_t events;
-    uint32_t captures;
-    uint32_t pushes;
-    uint32_t searches_answered;
-    uint32_t searches_refused;
-    uint32_t reserved;       /* 0 */
-    uint64_t bytes_received; /* on control connections */
-    uint64_t bytes_sent;
+    uint32_t bad_frames;          /* with a bad magic number or length */
+    uint32_t queue_highest;       /* most requests that ever waited at once */
+    uint32_t slot_longest_us;     /* microseconds of the longest slot */
+    uint32_t slot_longest_code;   /* the method code of that request; 65,536: it has none */
+    uint32_t events;              /* sent, each to all phones */
+    uint32_t captures;            /* offered */
+    uint32_t pushes;              /* begun */
+    uint32_t searches_answered;   /* an answer was sent */
+    uint32_t searches_refused;    /* none was sent */
+    uint32_t reserved;            /* 0 */
+    uint64_t bytes_received;      /* on control connections */
+    uint64_t bytes_sent;          /* on control connections */
 } IppStats;
 
 /* Fills a record of this size, sizeof(IppStats) of the host's version; what this library does not

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A bounded first-in-first-out ring of pointers. */
 #ifndef TVLINK_QUEUE_H
 #define TVLINK_QUEUE_H
@@ -13,10 +14,10 @@ TVLINK_BEGIN
  * the consumer that dequeues an element owns it. It takes no lock: one producer and one consumer
  * at a time. */
 typedef struct Queue {
-    void **items;
-    int32_t capacity;
-    int32_t front; /* the oldest element */
-    int32_t rear;  /* where the next element goes */
+    void **items;     /* the elements */
+    int32_t capacity; /* places; one stays free */
+    int32_t front;    /* the oldest element */
+    int32_t rear;     /* where the next element goes */
 } Queue;
 
 /* A new empty queue, to be released with freeQueue; null when memory is out or the capacity does

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Receiving: turns the bytes of a connection into queued items, on the server thread. */
 #ifndef TVLINK_RECEIVE_H
 #define TVLINK_RECEIVE_H

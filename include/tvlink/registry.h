@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The registry of connected control points. */
 #ifndef TVLINK_REGISTRY_H
 #define TVLINK_REGISTRY_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Sends on control connections. */
 #ifndef TVLINK_REPLY_H
 #define TVLINK_REPLY_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* From a frame body to the dispatcher that its frame type names. */
 #ifndef TVLINK_ROUTER_H
 #define TVLINK_ROUTER_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Kept for hosts that include it under this name. */
 #ifndef TVLINK_SIZED_BLOCK_H
 #define TVLINK_SIZED_BLOCK_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Options of a socket, and a send that ends early only on a hard error. */
 #ifndef TVLINK_SOCKET_IO_H
 #define TVLINK_SOCKET_IO_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* String remote procedure calls. */
 #ifndef TVLINK_STRING_RPC_H
 #define TVLINK_STRING_RPC_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The control port and the thread that serves it. */
 #ifndef TVLINK_TCP_SERVER_H
 #define TVLINK_TCP_SERVER_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The two queues between the server thread and the workers. */
 #ifndef TVLINK_WORK_QUEUES_H
 #define TVLINK_WORK_QUEUES_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The two worker threads, for requests and for heartbeats. */
 #ifndef TVLINK_WORKERS_H
 #define TVLINK_WORKERS_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A small HTTP/1.0 client: posts a JSON text to a server and returns the body of the answer.
  *
  * One post is one connection and one record:
@@ -29,8 +30,8 @@ TVLINK_BEGIN
  * received, after a failed connect, by web_tcpclient_close) keeps the number but never uses it
  * again, because the system may have reused it: every call fails as on a closed descriptor. */
 typedef struct WebTcpClient {
-    int fd;
-    int port;
+    int fd;                    /* of the socket; see above */
+    int port;                  /* that is connected to */
     char address[16];          /* dotted IPv4 text */
     struct sockaddr_in server; /* its padding is reserved for the library */
     int connected;             /* 1 after a successful connect, 0 after web_tcpclient_close */

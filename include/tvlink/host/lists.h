@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Lists that slots return, built without packing bytes by hand, and a guide pushed to every phone.
  *
  *     IppList list = IPP_LIST_EMPTY;
@@ -20,19 +21,21 @@
 
 TVLINK_BEGIN
 
+/* The limits of a list: entries, and bytes of all entries. */
 #define IPP_LIST_MAX_ENTRIES 65535u
 #define IPP_LIST_MAX_BYTES 16777216u
 
 /* A list that is being built. The members are for reading. */
 typedef struct IppList {
-    void *block; /* the library's until ipp_list_finish */
-    uint32_t room;
-    uint32_t size; /* in bytes */
-    uint32_t entries;
+    void *block;       /* the library's until ipp_list_finish */
+    uint32_t room;     /* of the block, in bytes */
+    uint32_t size;     /* in bytes */
+    uint32_t entries;  /* how many there are */
     uint32_t channels; /* how many channels the entries belong to, each channel's in a row */
     uint32_t channel;  /* of the latest entry */
 } IppList;
 
+/* What a list is initialised with. */
 #define IPP_LIST_EMPTY                                                                             \
     {                                                                                              \
         NULL, 0u, 0u, 0u, 0u, 0u                                                                   \
@@ -40,21 +43,21 @@ typedef struct IppList {
 
 /* A channel; each text leaves room for a zero in its field of 64, 32, 32 and 124 bytes. */
 typedef struct IppChannel {
-    uint16_t number;
-    const char *name;
-    const char *group;
+    uint16_t number;      /* 1 to 65,535 */
+    const char *name;     /* as phones show it */
+    const char *group;    /* that it belongs to */
     const char *guide_id; /* the guide's name for it */
     const char *address;  /* of its stream */
 } IppChannel;
 
 /* A programme of the guide; title and category have up to 255 bytes, a description 1,000. */
 typedef struct IppProgramme {
-    uint16_t channel;
-    uint32_t start;    /* seconds since the epoch */
-    uint32_t duration; /* seconds */
-    const char *title;
-    const char *category;
-    const char *description;
+    uint16_t channel;        /* its number */
+    uint32_t start;          /* seconds since the epoch */
+    uint32_t duration;       /* seconds */
+    const char *title;       /* as phones show it */
+    const char *category;    /* "Film", for example */
+    const char *description; /* a few sentences */
 } IppProgramme;
 
 /* Each adds one entry to the list. 1; 0 when the list is full, at IPP_LIST_MAX_ENTRIES or

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Pushing a prepared reply to one control point from a thread of its own. */
 #ifndef TVLINK_HOST_PUSH_H
 #define TVLINK_HOST_PUSH_H
@@ -14,8 +15,8 @@ TVLINK_BEGIN
 typedef struct PushRecord {
     CtrlPoint *control_point; /* null: nothing is sent */
     void *data;               /* malloc'ed */
-    uint32_t length;
-    CtrlPoint *reference; /* a copy by the library, to which control_point points; null: none */
+    uint32_t length;          /* of the data, in bytes */
+    CtrlPoint *reference;     /* a copy by the library, to which control_point points; null: none */
 } PushRecord;
 
 /* Starts a detached thread that sends data as the payload of one get reply (frame type 6) to the

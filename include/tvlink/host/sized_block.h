@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Heap blocks that store their element size and count.
  *
  * Two 32-bit words stand immediately before the pointer that callers hold: element size in bytes,

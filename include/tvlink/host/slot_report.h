@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Which slots of the method table phones reach, how, and which of them the host has filled. */
 #ifndef TVLINK_HOST_SLOT_REPORT_H
 #define TVLINK_HOST_SLOT_REPORT_H
@@ -17,6 +18,7 @@ typedef enum IppReach {
     IPP_REACH_NEVER   /* nothing: the slot is reserved */
 } IppReach;
 
+/* What is told of one slot. */
 typedef struct IppSlotInfo {
     uint32_t number;     /* of the slot in TvMethodTable, from 0 */
     const char *name;    /* its member's */
@@ -24,10 +26,10 @@ typedef struct IppSlotInfo {
     const char
         *family; /* of operations, as docs/PROTOCOL.md groups them; null for a reserved slot */
     const char *summary; /* null for a reserved slot */
-    IppReach reach;
+    IppReach reach;      /* how requests come to it */
     uint16_t first_code; /* method codes from first_code to last_code; 0: none */
-    uint16_t last_code;
-    int32_t filled; /* 1: the registered table has a function here */
+    uint16_t last_code;  /* the same as first_code where there is one */
+    int32_t filled;      /* 1: the registered table has a function here */
 } IppSlotInfo;
 
 /* Calls the function once for each of the 87 slots, in the order of their numbers, on the calling

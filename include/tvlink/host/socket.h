@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A thin layer over IPv4 sockets. Success values differ from one operation to the next.
  *
  * Every operation may be called on any thread. Sends on one socket from several threads interleave
