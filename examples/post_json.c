@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Posts a JSON text to a web server and prints the object that it answers:
  *
  *     post_json 192.0.2.10 8080 /api/state '{"on": true}' */

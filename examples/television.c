@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A small television: keys, volume, channels, a guide from a file, a picture of the screen.
  *
  *     television [GUIDE [PICTURE]]

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A stream of bytes from a television, fed to the control point in pieces. The frames must be the
  * same however the stream is divided, and each frame must survive being rebuilt and received again.
  *

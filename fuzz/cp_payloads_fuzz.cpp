@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Arbitrary payloads, read by each decoder of the control point. The bytes in a result lie within
  * the payload; after a failure the result is all zero.
  *

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A stream of bytes on a control connection, which arrives in pieces. A plain model of the
  * splitting must agree with the library; and unless a frame announces a length of 0 or one that the
  * guard forbids, the result must not depend on how the stream is divided.

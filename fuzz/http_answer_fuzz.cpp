@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The body of an HTTP answer, from arbitrary bytes.
  *
  * Under test: source/http/http_answer.cpp */

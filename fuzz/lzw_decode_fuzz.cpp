@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Expands arbitrary bytes. Three decoders must agree: the library's, the plain model of the tests
  * and, for valid streams, the control point's.
  *

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Compresses arbitrary bytes with a maximal code width of 9 to 15 bits, and expands them again. The
  * plain model of the tests must produce the same codes, and the control point must expand them,
  * too.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Runs a corpus through its fuzz target, without libFuzzer:  fuzz_replay NAME DIRECTORY...
  *
  * Runs every file, and every prefix of a small one; then all files again in reverse order, in the

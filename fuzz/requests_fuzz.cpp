@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Requests with arbitrary bodies to a host with adversarial answers. A reply must be one complete
  * frame that the control point can decode; lists must expand to the block that the host returned.
  *

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Datagrams at the discovery socket. The body of the discovery thread runs here, from the creation
  * of its socket to its end; its replaced system calls deliver one datagram after the other.
  *

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Conversations of up to four phones, connected by socket pairs, with the complete service from
  * ipp_init to ipp_finish. The bodies of its threads (server, both workers, and a host's, which
  * reports events) run here as fibers that are scheduled at system calls, in the order that the

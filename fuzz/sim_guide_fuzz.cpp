@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Programme guides in XML. The programmes of an accepted guide are sorted, and the control point
  * can decode the lists that the simulator makes of them. The depth check agrees with the XML
  * parser.

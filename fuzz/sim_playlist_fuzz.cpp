@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Playlists. The channels of an accepted playlist have unique numbers, and the control point can
  * decode the lists that the simulator makes of them.
  *

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The list of operations as constants of C++, for whatever looks at its columns. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Value tags: the byte in front of a value that names its form. */
 #pragma once
 

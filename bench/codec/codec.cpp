@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Compressing and expanding: the library beside libtiff, whose LZW also has codes of up to 12 bits,
  * and beside zstd -1 and lz4 where the build has found them.
  *

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The codecs that are compared. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Measures the heap use of a call, also inside other libraries. */
 #pragma once
 

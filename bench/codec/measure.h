@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Processor time and heap use of a piece of work. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The content to compress: lists as televisions send them, random bytes, and zeros. */
 #pragma once
 

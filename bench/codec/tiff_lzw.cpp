@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tiff_lzw.h"
 
 #include <algorithm>

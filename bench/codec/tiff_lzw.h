@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* libtiff's LZW codec, by way of an image in memory that is one strip of bytes. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The floor: what any server of the library's structure must do for the same bytes, and nothing
  * else. A select thread passes each request through a queue to a worker, which answers it; a third
  * thread sends events. No logging, no checks, no limits; the frames are made beforehand. */

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Functions of libc's that the library calls: those of the executable come first. */
 
 #include "host.h"

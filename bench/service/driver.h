@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What drives the servers: their processes, connections, round trips, and crowds of phones. A row
  * of the table runs in a process of its own, with which all that it has opened and started ends. */
 #pragma once

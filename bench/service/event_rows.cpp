@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Events, and the same bytes published by mosquitto. */
 
 #include "table.h"

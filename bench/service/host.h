@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The processes that are measured: a host application with the service in it, and the bare server.
  *
  * Each is asked by one byte on its standard input, and answers with a 64-bit number on its standard

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The service beside a bare server, redis-server and mosquitto, over loopback.
  *
  *     bench_service [--rows NAME,...] [--brief] [--plain] [--self | --against PROGRAM]

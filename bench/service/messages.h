@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What phone and television send each other in the benches, as whole frames. */
 #pragma once
 

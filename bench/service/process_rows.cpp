@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What the process holds, and how it idles, answers searches and stops. */
 
 #include "table.h"

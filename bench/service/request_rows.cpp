@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Requests and their replies. */
 
 #include "table.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The options, the two servers that most rows compare, and the rows of the table. */
 #pragma once
 

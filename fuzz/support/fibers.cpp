@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/fibers.h"
 
 #include "support/fuzz_input.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Cooperative threads on one system thread, which make every run reproducible. Each has a stack of
  * its own and runs until it yields. */
 #pragma once

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/frame_bytes.h"
 
 #include "support/fuzz_input.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Frames and their parts as vectors of bytes. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/fuzz_input.h"
 
 #include "tvlink.h"

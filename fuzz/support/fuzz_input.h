@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Reads the input of a fuzz target, and reports a violated invariant. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/nasty_host.h"
 
 #include "protocol/operations.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A television's host that keeps to the letter of its contract and to nothing else: what every slot
  * returns and writes comes from the input. */
 #pragma once

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/quiet_system.h"
 
 #include "support/system_calls.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The system as fuzz targets want it. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/session_backlog.h"
 
 #include "link/backlog.h"

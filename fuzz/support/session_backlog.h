@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The model of what the service keeps for phones under the guard's send_backlog_bytes: frames stay
  * whole and in order, no more is kept than the guard allows, and a connection is dropped for what
  * it does not take only beyond that bound or after a stall. Each function checks the service

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The threads of a session: each thread of the service and of its host is a fiber, called lane. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/session_model.h"
 
 #include "support/session_backlog.h"

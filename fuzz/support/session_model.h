@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The plain model of a session: which requests must be queued, which frame goes to which phone, and
  * which connections may be dropped. Each function checks the service against it. */
 #pragma once

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The phones of a session. The options are those of enum Action in session_fuzz.cpp. */
 #pragma once
 

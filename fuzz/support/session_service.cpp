@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/session_service.h"
 
 #include "support/fibers.h"

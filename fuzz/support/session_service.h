@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The service of a session: its threads, its host, and its start and stop. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The state of a running session fuzz input: the phones' connections, the model's work queues and
  * events, and the faults and jobs that the input has set up. */
 #pragma once

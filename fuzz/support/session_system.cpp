@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/session_system.h"
 
 #include "support/fibers.h"

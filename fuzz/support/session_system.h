@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The system calls of the service in a session: they inject the faults of the input, yield to other
  * lanes, and return the time of the input. */
 #pragma once

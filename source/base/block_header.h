@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The two words in front of a sized block. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The time of day, and a monotonic clock. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/detached_thread.h"
 
 int detached_thread_start(pthread_t *thread, void *(*body)(void *), void *argument)

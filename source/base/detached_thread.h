@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Detached threads. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/dump.h"
 
 #include "base/log.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/flags.h"
 
 uint8_t g_is_inited = 0;

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Atomic access to the service-wide flags.
  *
  * A run lasts from one start of the service to its stop. By its number a detached thread, a

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The limits that the host has set; 0 where it has set none. */
 #pragma once
 

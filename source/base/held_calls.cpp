@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/held_calls.h"
 
 #include <errno.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Calls of the host's functions that wait until the thread holds no lock of the library.
  *
  * Code that takes such a lock calls calls_hold() before it and calls_release() after unlocking. In

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/identity.h"
 
 #include "base/lock.h"

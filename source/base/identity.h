@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The television's name and serial number, changed and copied under a lock. */
 #pragma once
 

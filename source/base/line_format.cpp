@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/line_format.h"
 
 #include <stdint.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Locks, and what clang's thread safety analysis has to know of them: which lock guards what, and
  * which function takes, releases or needs which. A call that is missing fails the build. */
 #pragma once

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Diagnostic lines: to the standard streams, or to the sink that the host has set.
  *
  * No line changes errno. The sink is never called with a lock of the library held: lines for it

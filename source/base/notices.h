@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What is counted for ipp_stats() and told to the host's observer, where it happens.
  *
  * The observer is never called with a lock of the library held: notices wait with other calls of

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/outcome.h"
 
 #include "base/clock.h"

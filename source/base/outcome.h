@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What becomes of the request that this thread runs, noted where it is decided.
  *
  * A host may call a handler on a thread of its own: what is noted there is of no consequence. */

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/observer.h"
 
 static const char *const TEXTS[] = {

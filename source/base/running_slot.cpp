@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/running_slot.h"
 
 #include "base/clock.h"

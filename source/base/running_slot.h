@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The request that the worker runs, for the guard's slot_warn_ms. */
 #pragma once
 

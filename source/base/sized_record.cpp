@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/sized_record.h"
 
 #include <string.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Records of a host that was compiled with an older or a newer version of the headers: they may be
  * shorter or longer than the library's. */
 #pragma once

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/stats.h"
 
 #include "base/lock.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The counters of ipp_stats(). Any thread; none waits for anything but another thread's addition.
  */
 #pragma once

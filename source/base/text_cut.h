@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Texts in UTF-8 that may be too long for where they go. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "discovery/announce.h"
 
 #include "base/flags.h"

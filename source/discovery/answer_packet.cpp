@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "discovery/answer_packet.h"
 
 #include "base/flags.h"

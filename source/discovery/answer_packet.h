@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The packet with the address of the television, which answers and announcements share. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "discovery/discovery.h"
 
 #include "base/clock.h"

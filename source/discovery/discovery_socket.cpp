@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "discovery/discovery_socket.h"
 
 #include "base/flags.h"

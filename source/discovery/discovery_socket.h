@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The discovery socket, shared by the threads of the discovery. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "discovery/membership.h"
 
 #include "base/flags.h"

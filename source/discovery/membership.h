@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Membership of the search group. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "discovery/run_thread.h"
 
 #include "base/detached_thread.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Detached threads that belong to one run of the service. */
 #pragma once
 

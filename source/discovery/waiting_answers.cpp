@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "discovery/waiting_answers.h"
 
 #include <string.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Answers to searches that wait side by side until they are due. For one thread. */
 #pragma once
 

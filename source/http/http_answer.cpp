@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "http/http_answer.h"
 
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Extracts the body from the bytes of an HTTP answer. Pure: no socket, no lines, no state. Any
  * input is valid; a zero byte ends it. */
 #pragma once

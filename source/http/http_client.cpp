@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/host/http_client.h"
 
 #include "base/log.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/log.h"
 #include "http/http_answer.h"
 #include "tvlink/host/http_client.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "link/backlog.h"
 
 #include "base/guard.h"

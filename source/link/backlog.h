@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What peers have not taken yet, under the guard's send_backlog_bytes. Every connection has a
  * backlog; its send lock guards it. The server thread sends what is in it when there is room. */
 #pragma once

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "link/connection.h"
 
 #include "base/flags.h"

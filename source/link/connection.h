@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Connections, and the handles by which all but the registry refer to them.
  *
  * The registry owns a record while it is listed. Nothing else keeps a pointer to it: an item, a

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "link/heartbeat.h"
 
 #include "base/clock.h"

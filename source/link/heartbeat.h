@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The idle check for the server thread. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "link/registry.h"
 
 #include <stdlib.h>

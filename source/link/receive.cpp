@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "link/receive.h"
 
 #include "base/clock.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Receiving for a caller that knows the number of bytes. */
 #pragma once
 

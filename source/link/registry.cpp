@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "link/registry.h"
 
 #include "base/clock.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The registry and its lock.
  *
  * The lock is never destroyed: whoever takes it before the first start or after a stop finds an

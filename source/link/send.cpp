@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "link/send.h"
 
 #include "base/clock.h"
@@ -443,7 +444,8 @@ void sendto_all_ctrlpoint(int type, const void *payload, int32_t length)
         return;
     }
     const Frame frame = frame_build(static_cast<uint8_t>(type), payload, length);
-    const uint16_t code = length > 1 ? load_u16(static_cast<const uint8_t *>(payload)) : uint16_t{0};
+    const uint16_t code =
+        length > 1 ? load_u16(static_cast<const uint8_t *>(payload)) : uint16_t{0};
     send_event(frame, code, third_byte(payload, length));
     free(frame.bytes);
 }

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Sending one frame to one connection, or to all. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "link/tcp_server.h"
 
 #include "base/clock.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "link/watch.h"
 
 #include "net/stop_signal.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What the server thread waits for. The system keeps the descriptors from pass to pass, so that a
  * pass costs the same however many phones are connected; they are compared with the registry only
  * when that has changed, or after a pause. */

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "link/work_queues.h"
 
 #include "base/held_calls.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A queue between the server thread and a worker, with its locks and its semaphore. */
 #pragma once
 

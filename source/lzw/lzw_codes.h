@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The codes that encoder and decoder share. */
 #pragma once
 

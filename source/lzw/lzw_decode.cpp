@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The strings of the table are not stored: each is a part of the output, and the table holds where
  * it starts. The string of a code is the one that was written there plus one byte, the first of the
  * string written next, at which the string of the next code starts. The strings of one byte stand

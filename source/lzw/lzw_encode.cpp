@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/block_header.h"
 #include "lzw/lzw_codes.h"
 #include "lzw/lzw_room.h"

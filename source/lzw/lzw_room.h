@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* How much room the results of encoder and decoder get. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "lzw/string_table.h"
 
 #include "lzw/lzw_codes.h"

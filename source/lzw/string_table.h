@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The encoder's dictionary: maps a known string and the byte that follows it to the longer string.
  *
  * The encoder looks up every byte of its input and clears the table every few kilobytes. An array

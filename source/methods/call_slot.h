@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* How a handler calls a slot of the host's table, which may be null. */
 #pragma once
 

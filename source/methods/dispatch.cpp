@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/dispatch.h"
 
 #include "base/outcome.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/host/lists.h"
 
 #include "methods/list_reply.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "methods/handler_shapes.h"
 
 int set_without_argument(CtrlPoint *cp, uint8_t *request, int32_t length,

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What handlers share that differ in nothing but slot, code or tag. A slot is named by its place in
  * the method table. */
 #pragma once

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The programme guide and the channel lists, which travel compressed, and the order of channels. */
 
 #include "methods/handler_shapes.h"

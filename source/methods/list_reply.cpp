@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "methods/list_reply.h"
 
 #include "base/block_header.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Replies that carry a list in compressed form. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "methods/method_table.h"
 
 #include "base/sized_record.h"

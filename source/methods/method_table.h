@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The host's method table as handlers use it. */
 #pragma once
 

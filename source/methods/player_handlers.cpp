@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The media player. */
 
 #include "methods/handler_shapes.h"

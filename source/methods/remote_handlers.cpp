@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Keys, steps, modes, pointer, switches and typed text. */
 
 #include "methods/handler_shapes.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The replies of the handlers. Each function that takes a reader but lend_buffer() ends the
  * request: it releases the reader's copies, and sends at most one frame, with the reader's method
  * code. A request that ended before its method code is never answered. */

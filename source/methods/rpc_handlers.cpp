@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* String calls, which a function of the host answers. */
 
 #include "methods/handler_shapes.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The capture of the screen, which a phone fetches from a socket of its own. */
 
 #include "methods/handler_shapes.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Settings, applications, place and text queries. */
 
 #include "methods/handler_shapes.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/host/slot_report.h"
 
 #include "methods/method_table.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Video on demand: what it shows, typed values for it, and metadata. */
 
 #include "methods/handler_shapes.h"

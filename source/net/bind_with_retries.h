@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Binding a port that another process or an earlier run may still hold. */
 #pragma once
 

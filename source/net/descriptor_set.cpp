@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "net/descriptor_set.h"
 
 #include <limits.h>

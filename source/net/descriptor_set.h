@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A set of descriptors, in ascending order. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "net/interface_list.h"
 
 #include <netinet/in.h>

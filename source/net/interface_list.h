@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The interfaces with an IPv4 address, as the system lists them. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Socket calls for connections. */
 #pragma once
 

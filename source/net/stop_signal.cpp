@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "net/stop_signal.h"
 
 #include <sys/eventfd.h>

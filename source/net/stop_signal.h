@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Wakes the threads that wait for descriptors when the service stops.
  *
  * The host's thread opens the signal before it starts them, raises it, and closes it once they have

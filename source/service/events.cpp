@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/log.h"
 #include "link/send.h"
 #include "tvlink.h"

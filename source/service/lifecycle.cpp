@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/flags.h"
 #include "base/identity.h"
 #include "base/log.h"

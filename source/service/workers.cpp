@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/workers.h"
 
 #include "base/clock.h"

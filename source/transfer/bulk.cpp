@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "transfer/bulk.h"
 
 #include "base/clock.h"

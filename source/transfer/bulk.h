@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Bulk transfers: offering data on a socket of its own. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/host/push.h"
 
 #include "base/detached_thread.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "wire/frame.h"
 
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Builds frames and reads their fields; little-endian integers for the whole library. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/host/lists.h"
 
 #include "base/block_header.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "wire/payload_builder.h"
 
 #include "wire/frame.h"

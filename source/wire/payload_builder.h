@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Builds the payload of a reply or an event: the one place that writes what a phone receives. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "wire/request_head.h"
 
 #include "wire/frame.h"

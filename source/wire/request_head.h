@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What can be said of a request without carrying it out. */
 #pragma once
 

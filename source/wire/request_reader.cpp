@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "wire/request_reader.h"
 
 #include "base/guard.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Reads one request front to back: the one place that checks lengths and tags of what a phone sent.
  *
  * Borrows the request's bytes and owns the copies of texts that it makes; the reply functions

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* One run of the service with everything in it: start, search, every routed request, heartbeat,
  * events, a push, a capture, stop. */
 #pragma once

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Lets every call of a system function by the library fail in turn:
  *
  *   failing_calls FUNCTION [MOST]

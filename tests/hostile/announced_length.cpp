@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Frames that announce 4 GiB - 1, 2 GiB and 100 MB, with and without the bytes that should follow.
  */
 #include "hostile/crowd.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Sixteen phones ask for much and read nothing, one of them for a list of 16 MiB, while another one
  * presses keys and waits for events. */
 #include "hostile/crowd.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Pictures of the screen that are asked for and never fetched, fetched by a stranger, or fetched at
  * a byte a second. */
 #include "hostile/crowd.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The time of day is set, ahead and back, while phones are connected, and goes on over 2038 and
  * 2106. Between the settings it stands still, so that every age is exact. */
 #include "hostile/crowd.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "hostile/crowd.h"
 
 #include "support/phone.h"

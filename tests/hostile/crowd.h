@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Phones in numbers: sockets that never block, and the frames that arrive on them. */
 #pragma once
 

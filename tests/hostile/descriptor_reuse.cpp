@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Phones vanish with large replies pending while others connect at once: no byte of one ever
  * reaches another. */
 #include "hostile/crowd.h"

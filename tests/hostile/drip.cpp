@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Half-sent frames at a byte every few seconds on all connections but one. */
 #include "hostile/crowd.h"
 #include "hostile/host.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* More requests and heartbeats than the queues hold. */
 #include "hostile/crowd.h"
 #include "hostile/host.h"

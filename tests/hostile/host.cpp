@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "hostile/host.h"
 
 #include "support/phone.h"

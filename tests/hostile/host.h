@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A television's host application in a process of its own, with the service in it. */
 #pragma once
 

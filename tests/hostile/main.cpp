@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Phones that misbehave, against a service in a process of its own:
  *
  *     hostile [--brief] SCENARIO [plain|guard]     without the last both, one after the other

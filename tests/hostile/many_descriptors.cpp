@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* 1,100 phones at once, and a host that already has 2,000 descriptors open. */
 #include "hostile/crowd.h"
 #include "hostile/host.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Other protocols on the control port: HTTP, TLS, and bytes without a meaning. */
 #include "hostile/crowd.h"
 #include "hostile/host.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "hostile/run.h"
 
 #include <algorithm>

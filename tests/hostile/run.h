@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* One run of a scenario: what it is run against, what it prints, and whether everything held. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* 10,000 packets a second at the port for searches, from one neighbour. */
 #include "hostile/crowd.h"
 #include "hostile/host.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Beside 16 phones that read one stops reading, or ten do at once, while the host reports 200
  * events of 1 KB each second. */
 #include "hostile/crowd.h"

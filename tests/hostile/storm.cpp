@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* 1,000 connects a second, ended by close, by reset, by half a frame, or not at all. */
 #include "hostile/crowd.h"
 #include "hostile/host.h"

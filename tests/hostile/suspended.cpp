@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The host is suspended for 40 seconds; meanwhile phones send, leave and come. In the short form
  * only the time of day goes on by so much, in the long form all time does. */
 #include "hostile/crowd.h"

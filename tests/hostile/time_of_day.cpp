@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "hostile/time_of_day.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The time of day of this program and of the hosts that it starts. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A host that takes the service apart. */
 #include <stddef.h>
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A host that has functions of its own with names that the library uses inside. */
 #include <stdio.h>
 

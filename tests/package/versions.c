@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A host of another version than the library. check_package compiles it with headers whose records
  * are shorter (OLDER) or longer (NEWER, by `later`) than the library's. */
 #include <stdio.h>

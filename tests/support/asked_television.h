@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A television that a phone asks: what its host is called with and what the phone gets. */
 #pragma once
 

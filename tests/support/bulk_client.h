@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The phone's side of a bulk transfer. */
 #pragma once
 

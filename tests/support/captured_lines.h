@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The library's diagnostic lines, by way of the log sink or of the real standard streams. */
 #pragma once
 

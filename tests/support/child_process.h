@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Tests of what can be done only once in the life of a process. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Waiting for threads that nobody joins. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/datagrams.h"
 
 #include "support/wait_until.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The datagram side of a phone: sockets that send and receive single packets. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What the emulator of a foreign processor cannot do; the same tests run on processors of this
  * machine. */
 #pragma once

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Sends that find no room. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/host_connection.h"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A control point that a host made itself, for a socket of its own, and the phone at the other end
  * of it. */
 #pragma once

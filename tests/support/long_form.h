@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Tests that take longer when somebody asks for it. */
 #pragma once
 

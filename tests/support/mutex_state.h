@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Who has a mutex at the moment, as the C library notes it down. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/network.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Networks that a test makes: several machines on one. */
 #pragma once
 

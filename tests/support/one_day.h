@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* For tests that speak of today. */
 #pragma once
 

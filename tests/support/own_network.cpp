@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/own_network.h"
 
 #include <cstdlib>

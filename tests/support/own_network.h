@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A network with interfaces that a test chooses. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A phone that speaks bytes: it knows frames only by their length. */
 #pragma once
 

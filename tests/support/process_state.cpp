@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/process_state.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What the process holds at the moment. */
 #pragma once
 

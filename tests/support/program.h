@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Other programs that run beside a test. */
 #pragma once
 

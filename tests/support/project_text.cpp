@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/project_text.h"
 
 #include <cctype>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The project's own files as text. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/recorded_notices.h"
 
 #include "support/mutex_state.h"

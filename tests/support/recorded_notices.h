@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What an observer is told, as lines of text. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/recording_host.h"
 
 #include "protocol/operations.h"

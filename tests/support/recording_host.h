@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A host whose slots record their calls as lines of text and answer what the test has set. */
 #pragma once
 

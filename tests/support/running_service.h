@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The whole service, discovery included, as a host starts it. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A server that goes its way while its client, on the same thread, pauses. */
 #pragma once
 

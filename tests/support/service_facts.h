@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What many tests know of the service: its addresses, times and lines, and simple hosts' functions.
  */
 #pragma once

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/service_state.h"
 
 #include "tvlink.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What the tests of start and stop look at. */
 #pragma once
 

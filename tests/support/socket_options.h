@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Socket options as texts and numbers that a test can compare. */
 #pragma once
 

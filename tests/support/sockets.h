@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Descriptors that close themselves, and connected pairs of them. */
 #pragma once
 

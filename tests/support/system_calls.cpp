@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* One function for each entry of the list.
  *
  * Where the library is linked statically, the linker's --wrap makes every call of send one of

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* System functions that a test counts, lets fail, or puts code of its own in the place of. They are
  * listed in system_calls.def; each has an object here: system_send for send.
  *

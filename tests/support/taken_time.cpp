@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/taken_time.h"
 
 #include <cerrno>

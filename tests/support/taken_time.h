@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Time that a test takes over. */
 #pragma once
 

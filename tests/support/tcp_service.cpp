@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/tcp_service.h"
 
 #include "base/flags.h"

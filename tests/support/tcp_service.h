@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The service's control port and its two workers, without the discovery. */
 #pragma once
 

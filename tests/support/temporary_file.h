@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A file for the time of a test. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/trace.h"
 
 #include "tvlink.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Calls and the library's lines, in the one order in which they came. */
 #pragma once
 

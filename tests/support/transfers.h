@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What tests of sending and receiving have in common. */
 #pragma once
 

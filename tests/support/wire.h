@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Literal bytes for tests: written and compared as hex text. */
 #pragma once
 

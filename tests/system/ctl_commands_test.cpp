@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Every command of tvlink-ctl against a simulated television: what it prints, and what the
  * television says that it did. */
 #include "system/sim_and_ctl.h"

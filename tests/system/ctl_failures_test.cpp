@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* How tvlink-ctl ends when something is wrong: each kind of failure has a status of its own. The
  * televisions here are sockets of the test's. */
 #include "system/sim_and_ctl.h"

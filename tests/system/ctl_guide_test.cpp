@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* tvlink-ctl guide and channels against a television from a script. */
 #include "system/ctl_script.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The player, the films, the guide and the settings: tvlink-ctl and a simulated television, which
  * know nothing of each other but the wire. */
 #include "support/one_day.h"

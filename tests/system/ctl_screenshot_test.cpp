@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* tvlink-ctl screenshot: what arrives over a port of its own, and the file that it becomes. */
 #include "system/ctl_script.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* tvlink-ctl and a television that answers it from a script. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What tvlink-ctl tells of a television's states, settings and applications. */
 #include "system/ctl_script.h"
 

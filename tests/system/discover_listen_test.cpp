@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What "tvlink-ctl discover --listen" hears from a television on another machine. */
 #include "support/datagrams.h"
 #include "support/network.h"

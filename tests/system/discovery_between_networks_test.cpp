@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A television on one machine, phones on others: each has a network of its own, with cables between
  * them. */
 #include "support/datagrams.h"

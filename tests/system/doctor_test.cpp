@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What "tvlink-ctl doctor" says in networks in which something is wrong. Each machine has a network
  * of its own. */
 #include "support/datagrams.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Phones come, ask, stall and go while threads of the host report events, push data, look after
  * heartbeats, change the name and replace the method table, and the service stops and starts.
  *

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The HTTP client and servers that others wrote: nginx, and the one of Python's library. */
 #include "tvlink/host/http_client.h"
 

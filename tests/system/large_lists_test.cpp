@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A guide of 20,000 programmes and a list of 2,000 channels, from their files to the phone. */
 #include "support/project_text.h"
 #include "system/sim_phone.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Many phones at once on one service, over real sockets. */
 #include "support/phone.h"
 #include "support/recording_host.h"

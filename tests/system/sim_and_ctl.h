@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The two tools as programs, the way a person starts them. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* tvlink-sim and the files that it is given. */
 #include "support/project_text.h"
 #include "system/sim_phone.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The lists of tvlink-sim, as they come over the wire. */
 #include "support/one_day.h"
 #include "system/sim_phone.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A phone that asks a simulated television and understands how the answers are packed. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* tvlink-sim plays. */
 #include "system/sim_phone.h"
 

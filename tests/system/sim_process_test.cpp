@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* tvlink-sim as a program: how it starts, what it prints, how it ends. */
 #include "system/sim_and_ctl.h"
 

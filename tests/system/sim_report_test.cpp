@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The state that tvlink-sim posts to a web server. */
 #include "system/sim_and_ctl.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The screen of tvlink-sim, taken by a phone. */
 #include "system/sim_phone.h"
 

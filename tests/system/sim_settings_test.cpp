@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What tvlink-sim keeps for its phones. */
 #include "system/sim_phone.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Many connections, and many starts, leave everything as it was: descriptors, threads, memory.
  *
  * The normal run makes a few hundred connections. With TVLINK_SOAK=long in the environment it is

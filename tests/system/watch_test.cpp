@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* tvlink-ctl watch: what a television pushes, and the heartbeats that keep the connection. */
 #include "system/ctl_script.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Runs the suites that are chosen. All of them cannot run in one process: some need one in which no
  * worker has ever been started. */
 #include <cstdio>

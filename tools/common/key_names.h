@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The keys that have a name, in the order in which `tvlink-ctl key --list` prints them. */
 #ifndef TVLINK_TOOLS_KEY_NAMES_H
 #define TVLINK_TOOLS_KEY_NAMES_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Numbers as texts. */
 #ifndef TVLINK_TOOLS_NUMBERS_H
 #define TVLINK_TOOLS_NUMBERS_H

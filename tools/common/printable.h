@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Texts from the network, made fit for a terminal: control characters and what is not UTF-8 become
  * \xNN, so that they can neither break the line nor drive the terminal. */
 #ifndef TVLINK_TOOLS_PRINTABLE_H

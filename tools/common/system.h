@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* System calls that both tools make. */
 #ifndef TVLINK_TOOLS_SYSTEM_H
 #define TVLINK_TOOLS_SYSTEM_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Texts in UTF-8: where their characters end, and comparisons without regard to case. */
 #ifndef TVLINK_TOOLS_UTF8_H
 #define TVLINK_TOOLS_UTF8_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /*
  * controlpoint: the phone's side of the television's control protocol.
  *

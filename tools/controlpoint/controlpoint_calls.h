@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /*
  * controlpoint_calls: the television's operations, and a builder for the request of each.
  *

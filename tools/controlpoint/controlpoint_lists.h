@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /*
  * controlpoint_lists: the lists in the television's larger replies.
  *

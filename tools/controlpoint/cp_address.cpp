@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "cp_address.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef CP_ADDRESS_H
 #define CP_ADDRESS_H
 

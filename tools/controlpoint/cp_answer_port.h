@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The port where answers and announcements arrive. */
 #ifndef CP_ANSWER_PORT_H
 #define CP_ANSWER_PORT_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A bulk transfer has a connection of its own: a 4-byte length, then that many bytes. */
 #include "controlpoint_calls.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The requests of the television's operations, byte for byte. A television reads each value at a
  * fixed offset: where a comment says "no tag", a tag would shift all that follows. */
 #include "controlpoint_calls.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Time-outs as points on the monotonic clock. */
 #ifndef CP_CLOCK_H
 #define CP_CLOCK_H

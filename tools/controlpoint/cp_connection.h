@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Sends and receives several frames of one request before one deadline. */
 #ifndef CP_CONNECTION_H
 #define CP_CONNECTION_H

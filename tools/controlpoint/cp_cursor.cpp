@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "cp_cursor.h"
 
 CpCursor cp_cursor(CpBytes bytes)

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Reads received bytes sequentially; no other code reads them by position. */
 #ifndef CP_CURSOR_H
 #define CP_CURSOR_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "cp_address.h"
 #include "cp_answer_port.h"
 #include "cp_clock.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The entries of lists, and records with the same kinds of fields. */
 #include "controlpoint_lists.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "cp_exchange.h"
 
 #include "controlpoint_calls.h"

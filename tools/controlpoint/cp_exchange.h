@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Used by the functions that wait for one frame among others. */
 #ifndef CP_EXCHANGE_H
 #define CP_EXCHANGE_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "cp_frames.h"
 
 #include <cstring>

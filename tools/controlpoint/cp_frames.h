@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The layout of one frame: magic (3), length (4), reserved (43), type (1), payload, reserved (20),
  * checksum (1). */
 #ifndef CP_FRAMES_H

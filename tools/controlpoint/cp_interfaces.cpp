@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "cp_interfaces.h"
 
 #include <ifaddrs.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The network interfaces of this machine, for multicast. */
 #ifndef CP_INTERFACES_H
 #define CP_INTERFACES_H

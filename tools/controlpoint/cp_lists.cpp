@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "controlpoint_lists.h"
 
 #include "controlpoint_calls.h"

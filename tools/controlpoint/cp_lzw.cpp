@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "cp_lzw.h"
 
 #include "controlpoint_lists.h"

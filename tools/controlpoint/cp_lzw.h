@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The television's compression: LZW, codes of 9 to 16 bits, most significant bit first. */
 #ifndef CP_LZW_H
 #define CP_LZW_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "cp_values.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "cp_values.h"
 
 /* The first byte of a get request: what it asks for. */

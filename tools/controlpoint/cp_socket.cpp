@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "cp_socket.h"
 
 #include "cp_clock.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Connects stream sockets, and maps their errors to statuses. */
 #ifndef CP_SOCKET_H
 #define CP_SOCKET_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "controlpoint.h"
 
 const char *cp_status_text(CpStatus status)

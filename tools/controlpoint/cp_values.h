@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Encodes and decodes tagged values. */
 #ifndef CP_VALUES_H
 #define CP_VALUES_H

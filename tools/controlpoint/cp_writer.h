@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Appends to a buffer. The first failure is kept and later writes do nothing, so that a builder
  * writes all its fields and then checks once. */
 #ifndef CP_WRITER_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Numbers and values from the command line. Each function throws a usage Failure for a text that it
  * does not understand. */
 #ifndef TVLINK_CTL_ARGUMENTS_H

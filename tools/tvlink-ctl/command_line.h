@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The command line, and how families of commands add theirs to it. */
 #ifndef TVLINK_CTL_COMMAND_LINE_H
 #define TVLINK_CTL_COMMAND_LINE_H

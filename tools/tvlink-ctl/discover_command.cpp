@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Searching for televisions, and listening to their announcements. */
 #include "command_line.h"
 #include "output.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* How the doctor collects its facts. It needs no privileges; what it may not read stays unknown. */
 #ifndef TVLINK_CTL_DOCTOR_COLLECT_H
 #define TVLINK_CTL_DOCTOR_COLLECT_H

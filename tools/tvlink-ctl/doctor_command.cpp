@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Finds out why a television cannot be found. */
 #include "command_line.h"
 #include "doctor_collect.h"

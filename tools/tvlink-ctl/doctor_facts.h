@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The facts about this machine and its network from which the doctor draws its verdict. */
 #ifndef TVLINK_CTL_DOCTOR_FACTS_H
 #define TVLINK_CTL_DOCTOR_FACTS_H

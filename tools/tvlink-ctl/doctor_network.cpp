@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The interfaces of this machine, and the memberships of the two multicast groups. */
 #include "doctor_collect.h"
 #include "system.h"

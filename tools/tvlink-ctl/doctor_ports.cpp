@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The ports of this machine that are in use, and the processes that hold them. */
 #include "doctor_collect.h"
 #include "system.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "doctor_report.h"
 
 #include "output.h"

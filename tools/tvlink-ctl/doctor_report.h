@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Prints what the doctor found: a line, or one JSON object, for each finding. */
 #ifndef TVLINK_CTL_DOCTOR_REPORT_H
 #define TVLINK_CTL_DOCTOR_REPORT_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Asks the system for its route for multicast. */
 #include "doctor_collect.h"
 #include "system.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Searches for televisions, and connections to them. */
 #include "doctor_collect.h"
 #include "session.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "doctor_verdict.h"
 
 #include "session.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The doctor's conclusion from the facts: the first thing that is wrong, and what to try next. */
 #ifndef TVLINK_CTL_DOCTOR_VERDICT_H
 #define TVLINK_CTL_DOCTOR_VERDICT_H

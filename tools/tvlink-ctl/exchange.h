@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Requests and their answers, as most commands make them. Each function throws a Failure unless the
  * answer arrives and is of the right kind. `asked` names what was asked for, such as "its name".
  * What is returned is valid until the session's next exchange. */

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The failure of a command. */
 #ifndef TVLINK_CTL_FAILURE_H
 #define TVLINK_CTL_FAILURE_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* JSON texts from the television, whose content its host decides. */
 #include "output.h"
 #include "system.h"

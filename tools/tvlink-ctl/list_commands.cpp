@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The programme guide, the channels and their order. */
 #include "arguments.h"
 #include "command_line.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Lists of programmes and channels, requested or pushed. */
 #ifndef TVLINK_CTL_LIST_READER_H
 #define TVLINK_CTL_LIST_READER_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The output of commands: text for people or JSON for programs. */
 #ifndef TVLINK_CTL_OUTPUT_H
 #define TVLINK_CTL_OUTPUT_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What a phone does for its user: voice. */
 #include "command_line.h"
 #include "controlpoint_calls.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What the states of the media player and of the film player have in common. */
 #ifndef TVLINK_CTL_PLAYER_STATE_H
 #define TVLINK_CTL_PLAYER_STATE_H

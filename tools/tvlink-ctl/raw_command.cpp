@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Any request, and its reply byte for byte. */
 #include "arguments.h"
 #include "command_line.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The remote control: keys, steps, typed texts. */
 #include "arguments.h"
 #include "command_line.h"

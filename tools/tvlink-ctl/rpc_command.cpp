@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* String remote procedure calls. */
 #include "command_line.h"
 #include "exchange.h"

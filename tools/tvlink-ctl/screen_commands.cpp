@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Captures of the screen: each is fetched from a port of its own and saved in a file. */
 #include "command_line.h"
 #include "controlpoint_calls.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The connection to the television, and the failures of what is asked over it. */
 #ifndef TVLINK_CTL_SESSION_H
 #define TVLINK_CTL_SESSION_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The settings. */
 #include "command_line.h"
 #include "controlpoint_calls.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #ifndef TVLINK_CTL_SETTINGS_H
 #define TVLINK_CTL_SETTINGS_H
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What the television is: name, device information, states, versions, applications, metadata. */
 #include "command_line.h"
 #include "controlpoint_calls.h"

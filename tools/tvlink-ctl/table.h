@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Columns that line up on a terminal. */
 #ifndef TVLINK_CTL_TABLE_H
 #define TVLINK_CTL_TABLE_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Times as people write and read them, in the time zone of the system. */
 #ifndef TVLINK_CTL_TIMES_H
 #define TVLINK_CTL_TIMES_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* tvlink-ctl: a control point for the terminal. */
 #include "command_line.h"
 #include "failure.h"

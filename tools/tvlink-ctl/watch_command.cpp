@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Prints what the television pushes, and keeps the connection alive with heartbeats. */
 #include "command_line.h"
 #include "exchange.h"

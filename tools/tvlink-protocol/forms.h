@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The forms in which the list of operations is printed. */
 #ifndef TVLINK_PROTOCOL_FORMS_H
 #define TVLINK_PROTOCOL_FORMS_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The rows of the list that are no operations, as tables. */
 #ifndef TVLINK_PROTOCOL_ROWS_H
 #define TVLINK_PROTOCOL_ROWS_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Prints the list of operations in one of its forms. */
 #include "forms.h"
 

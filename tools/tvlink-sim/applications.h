@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The applications that are installed. */
 #ifndef TVLINK_SIM_APPLICATIONS_H
 #define TVLINK_SIM_APPLICATIONS_H

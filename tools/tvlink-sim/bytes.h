@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Appends fields in wire format: integers little-endian, texts in UTF-8. */
 #ifndef TVLINK_SIM_BYTES_H
 #define TVLINK_SIM_BYTES_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Dates and times of day. */
 #ifndef TVLINK_SIM_CALENDAR_H
 #define TVLINK_SIM_CALENDAR_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* An RGB image. Drawing is clipped at its edges. */
 #ifndef TVLINK_SIM_CANVAS_H
 #define TVLINK_SIM_CANVAS_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The channel list, its order, and the current channel. */
 #ifndef TVLINK_SIM_CHANNELS_H
 #define TVLINK_SIM_CHANNELS_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The events that the television sends to its phones, and the outcome of an operation. */
 #ifndef TVLINK_SIM_EVENTS_H
 #define TVLINK_SIM_EVENTS_H

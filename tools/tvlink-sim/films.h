@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The films that the television offers. They are numbered from 1 in the order of films(). */
 #ifndef TVLINK_SIM_FILMS_H
 #define TVLINK_SIM_FILMS_H

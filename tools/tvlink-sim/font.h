@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A TrueType font, and the bitmaps of its characters. */
 #ifndef TVLINK_SIM_FONT_H
 #define TVLINK_SIM_FONT_H

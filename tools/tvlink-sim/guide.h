@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The programme guide: what each channel shows, and when. Times are Unix seconds. */
 #ifndef TVLINK_SIM_GUIDE_H
 #define TVLINK_SIM_GUIDE_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "guide_push.h"
 
 #include "host.h"

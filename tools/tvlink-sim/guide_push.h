@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Pushes the simple guide to every connected phone. */
 #ifndef TVLINK_SIM_GUIDE_PUSH_H
 #define TVLINK_SIM_GUIDE_PUSH_H

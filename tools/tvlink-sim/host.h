@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The program's only television, and the functions by which slots use it. */
 #ifndef TVLINK_SIM_HOST_H
 #define TVLINK_SIM_HOST_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The error of a channel list or guide that cannot be used. */
 #ifndef TVLINK_SIM_INPUT_ERROR_H
 #define TVLINK_SIM_INPUT_ERROR_H

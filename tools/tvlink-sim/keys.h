@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The keys of the remote control, by the numbers of the Linux input subsystem. */
 #ifndef TVLINK_SIM_KEYS_H
 #define TVLINK_SIM_KEYS_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "lineup.h"
 
 #include <unistd.h>

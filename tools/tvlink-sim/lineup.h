@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Loads the television's channels and guide from files. */
 #ifndef TVLINK_SIM_LINEUP_H
 #define TVLINK_SIM_LINEUP_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The lists that the television sends, as docs/LISTS.md describes them byte by byte. */
 #ifndef TVLINK_SIM_LIST_BLOCKS_H
 #define TVLINK_SIM_LIST_BLOCKS_H

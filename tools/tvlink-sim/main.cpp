@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* tvlink-sim: a simulated television, the reference host of the library. */
 #include <CLI/CLI.hpp>
 

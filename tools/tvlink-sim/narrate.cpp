@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "narrate.h"
 
 #include "printable.h"

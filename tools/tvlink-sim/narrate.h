@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The program's output: one line for each call, event, start, stop and failure, as text for people
  * or as one JSON object a line for scripts. Thread-safe: lines do not interleave, and each is
  * flushed at once. */

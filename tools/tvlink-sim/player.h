@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The media player: its stream, state and position. Times are in seconds; `now` is any monotonic
  * clock. */
 #ifndef TVLINK_SIM_PLAYER_H

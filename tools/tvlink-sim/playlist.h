@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Channel lists as M3U playlists.
  *
  *     #EXTM3U

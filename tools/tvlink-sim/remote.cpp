@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "remote.h"
 
 #include <algorithm>

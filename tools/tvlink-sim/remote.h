@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The remote control's plain operations: sound, power, picture, typing, pairing, names. Sound,
  * picture and typing are refused in standby. */
 #ifndef TVLINK_SIM_REMOTE_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "report_url.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The URL to which the state is reported: http://ADDRESS[:PORT][/PATH]. */
 #ifndef TVLINK_SIM_REPORT_URL_H
 #define TVLINK_SIM_REPORT_URL_H

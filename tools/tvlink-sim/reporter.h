@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Posts the state on a thread of its own, at the start and after each change. Changes during a post
  * are coalesced into one later post of the newest state. ReporterWork provides state and transport.
  */

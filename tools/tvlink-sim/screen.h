@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The picture on the television's screen. */
 #ifndef TVLINK_SIM_SCREEN_H
 #define TVLINK_SIM_SCREEN_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Starts the service, waits for a signal, and stops the service. */
 #ifndef TVLINK_SIM_SERVICE_H
 #define TVLINK_SIM_SERVICE_H

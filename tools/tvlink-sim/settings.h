@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The settings that phones store in the television: a name, a value, and a kind. A setting of any
  * kind but 0 is secret: it is stored, but neither printed nor sent. */
 #ifndef TVLINK_SIM_SETTINGS_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "slot_list.h"
 
 #include <cstdio>

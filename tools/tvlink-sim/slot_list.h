@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The slots of the registered method table, for the terminal. */
 #ifndef TVLINK_SIM_SLOT_LIST_H
 #define TVLINK_SIM_SLOT_LIST_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The television's operations in the form in which the library calls them, one file for each
  * family. */
 #ifndef TVLINK_SIM_SLOTS_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The programme guide, the channel lists and their order. */
 #include "slots.h"
 

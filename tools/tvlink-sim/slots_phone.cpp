@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Phones, accounts and voice. Passwords pass through here: their slots print lengths only. */
 #include "slots.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The media player. Its unit of time is the second. */
 #include "slots.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* String remote procedure calls: a word and, for some, a text behind it. */
 #include "slots.h"
 

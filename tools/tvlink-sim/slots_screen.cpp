@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The picture of the screen. */
 #include "slots.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Video on demand: a shelf of films, the state of the player, typed values and metadata. */
 #include "slots.h"
 

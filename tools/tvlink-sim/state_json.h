@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The television's state as JSON. */
 #ifndef TVLINK_SIM_STATE_JSON_H
 #define TVLINK_SIM_STATE_JSON_H

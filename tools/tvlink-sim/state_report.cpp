@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "state_report.h"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Reports the television's state to a web server (--report-url). */
 #ifndef TVLINK_SIM_STATE_REPORT_H
 #define TVLINK_SIM_STATE_REPORT_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "television.h"
 
 #include "printable.h"

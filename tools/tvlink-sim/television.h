@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The state of a simulated television. Its operations are in one file for each subject: channels,
  * keys, remote, player, settings, applications, video_values, voice.
  *

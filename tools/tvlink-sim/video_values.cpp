@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "video_values.h"
 
 #include <optional>

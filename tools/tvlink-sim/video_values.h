@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Values that phones store in the video-on-demand application: each has a name, and is a number or
  * a text. */
 #ifndef TVLINK_SIM_VIDEO_VALUES_H

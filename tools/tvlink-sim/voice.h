@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Voice commands as plain text: "channel 3", "channel up", "volume down", "mute", "sound on",
  * "power off", "play", ... Case does not matter. */
 #ifndef TVLINK_SIM_VOICE_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "xml_depth.h"
 
 #include <algorithm>

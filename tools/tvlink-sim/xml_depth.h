@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The nesting depth of an XML text, found without recursion: the parser recurses for each level, so
  * a hostile file could exhaust the stack. */
 #ifndef TVLINK_SIM_XML_DEPTH_H

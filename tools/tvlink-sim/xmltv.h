@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Programme guides in XMLTV.
  *
  *     <tv>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "codec/codecs.h"
 
 #include <lz4.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/flags.h"
 
 #include <gtest/gtest.h>

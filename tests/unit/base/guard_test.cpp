@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "base/guard.h"
 
 #include "tvlink/registry.h"

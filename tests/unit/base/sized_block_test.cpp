@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/host/sized_block.h"
 
 #include "support/system_calls.h"

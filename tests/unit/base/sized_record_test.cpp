@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Records of hosts that know less or more than the library. */
 #include "base/sized_record.h"
 

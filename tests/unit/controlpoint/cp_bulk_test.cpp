@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Transfers over a port of their own, from a second listening socket of the test's. */
 #include "controlpoint_calls.h"
 #include "cp_scripted_television.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "controlpoint_calls.h"
 #include "cp_test_bytes.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "cp_scripted_television.h"
 #include "support/wait_until.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "cp_scripted_television.h"
 #include "support/sockets.h"
 #include "support/system_calls.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The control point has its own codes and tags: here they are compared with the list. */
 #include "controlpoint_calls.h"
 #include "protocol/operations.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "controlpoint_lists.h"
 #include "cp_test_bytes.h"
 #include "support/system_calls.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "cp_test_bytes.h"
 
 #include <algorithm>

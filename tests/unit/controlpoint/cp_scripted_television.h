@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A television that does what a test tells it: a TCP server for one control point. */
 #ifndef CP_SCRIPTED_TELEVISION_H
 #define CP_SCRIPTED_TELEVISION_H

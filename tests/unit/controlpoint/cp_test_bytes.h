@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Bytes for the tests of the control point: written as literals, compared whole. */
 #ifndef CP_TEST_BYTES_H
 #define CP_TEST_BYTES_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "../controlpoint/cp_test_bytes.h"
 #include "arguments.h"
 #include "failure.h"

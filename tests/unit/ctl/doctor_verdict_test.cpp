@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What the doctor says about a machine and its network, from facts that are made up here. */
 #include "doctor_verdict.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "times.h"
 
 #include "failure.h"

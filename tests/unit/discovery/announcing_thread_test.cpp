@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The announcing threads of the whole service: they outlive the run that started them. */
 #include "support/captured_lines.h"
 #include "support/datagrams.h"

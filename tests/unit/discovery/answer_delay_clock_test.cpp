@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/captured_lines.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"

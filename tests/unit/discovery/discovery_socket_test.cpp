@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/discovery.h"
 
 #include "base/flags.h"

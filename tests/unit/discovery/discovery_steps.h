@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Parts of the discovery thread's life, and the lines that they print. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The guard's max_search_answers: answers that wait side by side. */
 #include "base/flags.h"
 #include "discovery/discovery.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Searches and their answers: packets, lines, and what the tests of the discovery thread share. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* How the discovery thread waits while nothing arrives, and what ends its wait. */
 #include "base/flags.h"
 #include "discovery/discovery.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What the body of an answer is, for good and for hostile bytes. */
 #include "http/http_answer.h"
 

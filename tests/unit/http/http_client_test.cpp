@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The record of a client and what is done with it: create, connect, send, receive, close. */
 #include "tvlink/host/http_client.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Posting a text: the request's bytes, the answers that count, and the lines of each failure. */
 #include "tvlink/host/http_client.h"
 

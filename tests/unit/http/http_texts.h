@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Texts and lines of more than one part of the client. */
 #pragma once
 

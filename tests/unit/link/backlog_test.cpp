@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Under the guard's send_backlog_bytes nobody waits for a phone that takes no bytes. */
 #include "link/backlog.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The time of day may be set at any moment, by minutes or by years, and goes on beyond 2038 and
  * 2106. */
 #include "link/receive.h"

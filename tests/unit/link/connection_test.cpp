@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "link/connection.h"
 
 #include "support/system_calls.h"

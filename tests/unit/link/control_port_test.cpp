@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/captured_lines.h"
 #include "support/emulator.h"
 #include "support/mutex_state.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/heartbeat.h"
 
 #include "link/connection.h"

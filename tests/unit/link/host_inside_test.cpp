@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A host that looks inside: it holds the registry's lock, copies items and records, takes items off
  * the queue. */
 #include "link/work_queues.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Registered connections without a server thread. */
 #pragma once
 

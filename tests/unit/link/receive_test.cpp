@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "link/receive.h"
 
 #include "link/connection.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/registry.h"
 
 #include "link/connection.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Sends that go as the test has written down. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/reply.h"
 
 #include "base/guard.h"

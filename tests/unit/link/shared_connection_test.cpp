@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Phones, workers, the server thread and the host's threads at the same connections. */
 #include "base/flags.h"
 #include "link/connection.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What a socket is set to. */
 #pragma once
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A host that is suspended for 40 seconds: its clocks go on, and the kernel takes what phones send
  * and connects them. Here it is suspended at a chosen place of a pass or of a send. */
 #include "link/receive.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What the server thread waits for, from pass to pass. */
 #include "link/watch.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "link/work_queues.h"
 
 #include "support/captured_lines.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Sized blocks that tests of the codec hand in and get back. */
 #pragma once
 

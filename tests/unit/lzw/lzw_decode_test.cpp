@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/lzw.h"
 
 #include "support/captured_lines.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/lzw.h"
 
 #include "support/system_calls.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The codec once more, slow and plain: each step of the algorithm as it is told, no step combined
  * with another. What the library makes must be the same, byte for byte. One encoder at a time: they
  * share their table. */

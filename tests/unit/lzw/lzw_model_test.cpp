@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The codec against a slow model of it, over inputs long enough for many clear codes. */
 #include "support/captured_lines.h"
 #include "unit/lzw/lzw_blocks.h"

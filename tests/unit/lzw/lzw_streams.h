@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Inputs for the codec that are the same in every run, and streams that are made code by code. */
 #pragma once
 

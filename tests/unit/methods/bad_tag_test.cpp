@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Requests whose value tag is not the one that their handler demands. */
 #include "support/asked_television.h"
 #include "tvlink/dispatch.h"

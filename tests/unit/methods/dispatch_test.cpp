@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/dispatch.h"
 
 #include "handler_rows.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A guide for every phone, by one call of the host. */
 #include "tvlink/host/lists.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The handlers as a table: what a phone asks, what the host is called with, what the phone gets. */
 #pragma once
 

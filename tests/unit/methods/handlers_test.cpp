@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Every handler with whole, cut and over-long requests, with and without its slot and memory. */
 #include "tvlink/handlers.h"
 

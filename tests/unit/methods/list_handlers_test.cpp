@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The guide and the channel lists: compressed blocks of any size, and what hosts may get wrong. */
 #include "support/asked_television.h"
 #include "support/system_calls.h"

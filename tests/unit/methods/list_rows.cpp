@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The guide and the channel lists, which travel compressed, and the order of channels. */
 #include "handler_rows.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Under the guard's send_backlog_bytes a thread of its own compresses a long list. The tests hold
  * this thread where it begins, and let it run on their own. */
 #include "link/backlog.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "methods/method_table.h"
 
 #include "support/asked_television.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/asked_television.h"
 #include "tvlink/handlers.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Phones, accounts and voice. */
 #include "handler_rows.h"
 

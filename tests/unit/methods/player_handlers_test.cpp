@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The media player: addresses that change hands, blocks of data, and what is never answered. */
 #include "support/asked_television.h"
 #include "tvlink/dispatch.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The media player. */
 #include "handler_rows.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The host that other tests ask: what it writes down, and what it answers. */
 #include "support/recording_host.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "methods/replies.h"
 
 #include "support/asked_television.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The capture of the screen: the reply with a port, and what is fetched there. */
 #include "support/asked_television.h"
 #include "support/bulk_client.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Settings, accounts and lists: which form their answers have, and when they are sent. */
 #include "support/asked_television.h"
 #include "tvlink/dispatch.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/host/slot_report.h"
 
 #include "support/project_text.h"

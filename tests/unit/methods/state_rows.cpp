@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What the television is: names, versions and single states. */
 #include "handler_rows.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/string_rpc.h"
 
 #include "support/asked_television.h"

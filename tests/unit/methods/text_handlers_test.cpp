@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/asked_television.h"
 #include "support/system_calls.h"
 #include "tvlink/dispatch.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Video on demand, metadata, applications and voice: what hosts and phones may get wrong. */
 #include "support/asked_television.h"
 #include "support/system_calls.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Video on demand. */
 #include "handler_rows.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "net/bind_with_retries.h"
 
 #include "base/clock.h"

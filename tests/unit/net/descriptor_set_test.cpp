@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "net/descriptor_set.h"
 
 #include "support/system_calls.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/local_address.h"
 
 #include "support/own_network.h"

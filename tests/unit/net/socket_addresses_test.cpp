@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/host/socket.h"
 
 #include "support/captured_lines.h"

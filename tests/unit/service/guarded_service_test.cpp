@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The guard's bounds as phones meet them, and as the host may change them at any time. */
 #include "support/captured_lines.h"
 #include "support/counted_threads.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "support/child_process.h"
 #include "support/process_state.h"
 #include "support/service_state.h"

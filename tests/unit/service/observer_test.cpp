@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What the host's observer is told, over real connections. */
 #include "support/asked_television.h"
 #include "support/captured_lines.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What a start, a stop and single calls do first, and what they do then. */
 #include "base/flags.h"
 #include "discovery/announce.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "tvlink/workers.h"
 
 #include "link/work_queues.h"

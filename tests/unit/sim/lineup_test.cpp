@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "lineup.h"
 
 #include "support/temporary_file.h"

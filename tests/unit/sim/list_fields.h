@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The fields of a list's records, and how tests read them. */
 #pragma once
 

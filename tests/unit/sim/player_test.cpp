@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "player.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "playlist.h"
 
 #include <gtest/gtest.h>

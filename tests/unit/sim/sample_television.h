@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A television with eight channels, set up by hand. */
 #pragma once
 

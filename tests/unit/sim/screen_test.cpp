@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The picture of the screen, read back by another hand than the one that wrote it. */
 #include "screen.h"
 #include "support/project_text.h"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "unit/sim/sample_television.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 #include "voice.h"
 
 #include <gtest/gtest.h>

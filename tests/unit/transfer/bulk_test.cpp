@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Bulk transfers: the listening socket and the thread that serves one connection. */
 #include "tvlink/bulk.h"
 

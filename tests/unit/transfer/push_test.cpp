@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Pushes: a prepared reply that a thread of its own sends to one control point. */
 #include "tvlink/host/push.h"
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Lists that hosts build, byte by byte. */
 #include "tvlink/host/lists.h"
 
