@@ -25,19 +25,15 @@ std::string program_folder()
     return program.substr(0, program.find_last_of('/') + 1);
 }
 
-/* The path of a sample: relative to the program, so that an installation can be relocated, or else
- * in the source tree. */
+/* The path of a sample: relative to the program, so that an installation can be relocated. */
 std::string sample(const std::string &name)
 {
-    const std::string installed = program_folder() + TVLINK_SIM_SHARE + "/" + name;
-    const std::string source = std::string(TVLINK_SIM_EXAMPLES) + "/" + name;
-    for (const std::string &path : {installed, source}) {
-        if (access(path.c_str(), R_OK) == 0) {
-            return path;
-        }
+    const std::string path = program_folder() + TVLINK_SIM_SHARE + "/" + name;
+    if (access(path.c_str(), R_OK) == 0) {
+        return path;
     }
-    throw LineupError(source + ": the sample is missing, and it is not at " + installed +
-                      " either; --channels FILE and --guide FILE name others");
+    throw LineupError(path +
+                      ": the sample is missing; --channels FILE and --guide FILE name others");
 }
 
 template <typename Parse> auto parse_file(const std::string &path, const Parse &parse)
