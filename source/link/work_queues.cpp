@@ -38,8 +38,7 @@ static Queue *to_empty(const WorkQueue *work) NEEDS(consumer_mutex)
 /* A host may have put a queue of another size in its place. */
 static QueuedNote *note_at(const WorkQueue *work, const Queue *queue, const int32_t *index)
 {
-    const bool has_notes =
-        work->notes != nullptr && queue != nullptr && queue->capacity == WORK_QUEUE_CAPACITY;
+    const bool has_notes = work->notes != nullptr && queue->capacity == WORK_QUEUE_CAPACITY;
     return has_notes ? &work->notes[__atomic_load_n(index, __ATOMIC_ACQUIRE)] : nullptr;
 }
 
@@ -53,18 +52,19 @@ static void count_waiting(const Queue *queue)
 
 static bool put(const WorkQueue *work, Queue *queue, void *item, const QueuedNote &note)
 {
-    QueuedNote *to = queue == nullptr ? nullptr : note_at(work, queue, &queue->rear);
+    if (queue == nullptr) {
+        return false;
+    }
+    QueuedNote *to = note_at(work, queue, &queue->rear);
     if (to != nullptr && queueIsFull(queue) == 0) {
         *to = note;
         to->item = item;
     }
-    if (queue_put(queue, item) != 0) {
-        return false;
-    }
-    if (work->notes != nullptr) {
+    const bool queued = queue_put(queue, item) == 0;
+    if (queued && work->notes != nullptr) {
         count_waiting(queue);
     }
-    return true;
+    return queued;
 }
 
 bool work_queue_post(const WorkQueue *work, void *item, QueuedNote note)

@@ -10,9 +10,9 @@
 static const IppSlotInfo SLOTS[] = {
 #define OPERATION(family, kind, first, last, slot, name, lends, arguments, reply, refusal,         \
                   without_slot, summary)                                                           \
-    {slot, #name, "handle_" #name, #family, summary, IPP_REACH_##kind, first, last, 0},
+    {#name, "handle_" #name, #family, summary, slot, IPP_REACH_##kind, first, last, 0},
 #define RESERVED(slot)                                                                             \
-    {slot, "reserved_" #slot, nullptr, nullptr, nullptr, IPP_REACH_NEVER, 0, 0, 0},
+    {"reserved_" #slot, nullptr, nullptr, nullptr, slot, IPP_REACH_NEVER, 0, 0, 0},
 #include "protocol/operations.def"
 };
 

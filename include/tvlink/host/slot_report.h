@@ -20,12 +20,12 @@ typedef enum IppReach {
 
 /* What is told of one slot. */
 typedef struct IppSlotInfo {
-    uint32_t number;     /* of the slot in TvMethodTable, from 0 */
     const char *name;    /* its member's */
     const char *handler; /* the exported function that calls it; null for a reserved slot */
     const char
         *family; /* of operations, as docs/PROTOCOL.md groups them; null for a reserved slot */
     const char *summary; /* null for a reserved slot */
+    uint32_t number;     /* of the slot in TvMethodTable, from 0 */
     IppReach reach;      /* how requests come to it */
     uint16_t first_code; /* method codes from first_code to last_code; 0: none */
     uint16_t last_code;  /* the same as first_code where there is one */
