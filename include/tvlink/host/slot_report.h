@@ -22,8 +22,7 @@ typedef enum IppReach {
 typedef struct IppSlotInfo {
     const char *name;    /* its member's */
     const char *handler; /* the exported function that calls it; null for a reserved slot */
-    const char
-        *family; /* of operations, as docs/PROTOCOL.md groups them; null for a reserved slot */
+    const char *family;  /* of operations, as docs/PROTOCOL.md has them; null for a reserved one */
     const char *summary; /* null for a reserved slot */
     uint32_t number;     /* of the slot in TvMethodTable, from 0 */
     IppReach reach;      /* how requests come to it */
