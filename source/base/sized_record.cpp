@@ -25,6 +25,8 @@ bool sized_record_take(void *to, size_t to_size, const void *from, size_t from_s
 void sized_record_give(void *to, size_t to_size, const void *from, size_t from_size)
 {
     const size_t known = to_size < from_size ? to_size : from_size;
-    memcpy(to, from, known);
+    if (known > 0) {
+        memcpy(to, from, known);
+    }
     memset(static_cast<char *>(to) + known, 0, to_size - known);
 }
