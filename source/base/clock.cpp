@@ -39,3 +39,9 @@ uint64_t clock_elapsed_us()
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<uint64_t>(now.tv_sec) * 1000000 + static_cast<uint64_t>(now.tv_nsec) / 1000;
 }
+
+uint32_t clock_between_us(uint64_t from_us, uint64_t to_us)
+{
+    const uint64_t passed_us = to_us > from_us ? to_us - from_us : 0;
+    return passed_us > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(passed_us);
+}

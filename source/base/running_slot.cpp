@@ -44,13 +44,12 @@ static uint64_t limit_us()
 static bool take_slow(uint64_t limit, uint64_t now_us, IppRequest *request)
 {
     lock_take(&running_lock);
-    const bool slow =
-        running.begun_us != 0 && !running.warned && now_us - running.begun_us >= limit;
+    const bool watched = running.begun_us != 0 && !running.warned;
+    const bool slow = watched && now_us >= running.begun_us + limit; /* it may have just begun */
     if (slow) {
         running.warned = true;
         *request = running.request;
-        const uint64_t passed_us = now_us - running.begun_us;
-        request->slot_us = passed_us > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(passed_us);
+        request->slot_us = clock_between_us(running.begun_us, now_us);
     }
     lock_release(&running_lock);
     return slow;

@@ -98,12 +98,6 @@ static void run_request(CtrlPoint *item)
     connection_release(connection);
 }
 
-static uint32_t microseconds(uint64_t from_us, uint64_t to_us)
-{
-    const uint64_t passed = to_us > from_us ? to_us - from_us : 0;
-    return passed > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(passed);
-}
-
 /* Runs the request, unless its service has stopped, and fills in what became of it. */
 static void run_watched(CtrlPoint *item, IppRequest *request)
 {
@@ -112,7 +106,7 @@ static void run_watched(CtrlPoint *item, IppRequest *request)
     outcome_begin();
     run_request(item);
     const Outcome outcome = outcome_end();
-    request->slot_us = microseconds(begin_us, outcome.slot_end_us);
+    request->slot_us = clock_between_us(begin_us, outcome.slot_end_us);
     request->replied = outcome.replied ? 1 : 0;
     request->result = outcome.result;
     if (outcome.reason != IPP_REASON_NONE) {
@@ -126,7 +120,7 @@ static void finish_request(CtrlPoint *item, const QueuedNote &note)
     IppRequest request = request_head(item, item->rx_buf, item->rx_cap);
     request.reason = note.reason;
     if (note.queued_us != 0) {
-        request.queue_us = microseconds(note.queued_us, clock_elapsed_us());
+        request.queue_us = clock_between_us(note.queued_us, clock_elapsed_us());
     }
     if (connection_is_stale(item)) {
         request.reason = IPP_REASON_STOPPED;
