@@ -80,7 +80,7 @@ typedef struct IppObserver {
     void (*search_refused)(uint32_t peer_addr, int reason, void *context);
 
     /* A connection was accepted, and so many there are now; or closed at once: NOT_ADMITTED,
-     * TOO_MANY, NO_MEMORY. [server thread] */
+     * TOO_MANY, NO_MEMORY. [server thread; for what a host lists itself, any that finds it] */
     void (*connected)(uint32_t peer_addr, uint32_t connections, void *context);
     void (*connection_refused)(uint32_t peer_addr, int reason, void *context);
 
