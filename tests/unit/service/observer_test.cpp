@@ -1,16 +1,22 @@
 /* SPDX-License-Identifier: MIT */
 /* What the host's observer is told, over real connections. */
+#include "base/clock.h"
 #include "support/asked_television.h"
+#include "support/bulk_client.h"
 #include "support/captured_lines.h"
 #include "support/recorded_notices.h"
 #include "support/system_calls.h"
+#include "support/taken_time.h"
 #include "support/tcp_service.h"
 #include "support/wait_until.h"
+#include "transfer/bulk.h"
 #include "tvlink.h"
 #include "tvlink/ctrlpoint.h"
+#include "tvlink/discovery.h"
 #include "tvlink/heartbeat.h"
 #include "tvlink/host/push.h"
 #include "tvlink/reply.h"
+#include "tvlink/work_queues.h"
 #include "unit/link/listed_connection.h"
 #include "unit/link/scripted_sends.h"
 
@@ -232,7 +238,7 @@ TEST_F(Observer, IsToldOfRequestsThatAStopLeavesBehind)
 
 TEST_F(Observer, IsToldHowLongARequestWaitedAndRan)
 {
-    static IppRequest seen;
+    static IppRequest seen[2];
     const Door door;
     const GetRequests requests([&](CtrlPoint *, const Bytes &body) {
         if (body[1] == 'f') {
@@ -241,22 +247,30 @@ TEST_F(Observer, IsToldHowLongARequestWaitedAndRan)
     });
     IppObserver to = {};
     to.request_done = [](const IppRequest *request, void *context) {
-        seen = *request;
-        __atomic_add_fetch(static_cast<int *>(context), 1, __ATOMIC_RELEASE);
+        int *count = static_cast<int *>(context);
+        seen[*count] = *request;
+        __atomic_add_fetch(count, 1, __ATOMIC_RELEASE);
     };
     int done = 0;
     to.context = &done;
     const TcpService service;
     ASSERT_EQ(ipp_set_observer(&to), 0);
     const Phone phone;
+    const uint64_t begin_us = clock_elapsed_us();
     phone.send(text_request("first"));
     ASSERT_TRUE(door.wait_for_somebody());
+    const uint64_t running_us = clock_elapsed_us();
     phone.send(text_request("waits"));
-    usleep(20000);
+    ASSERT_TRUE(wait_until([] { return queueIsEmpty(devCallBackQueue) == 0; }));
+    const uint64_t queued_us = clock_elapsed_us();
+    const uint64_t opened_us = clock_elapsed_us();
     door.open();
     ASSERT_TRUE(wait_until([&] { return __atomic_load_n(&done, __ATOMIC_ACQUIRE) == 2; }));
-    EXPECT_LT(seen.queue_us, 30000000u);
-    EXPECT_LT(seen.slot_us, seen.queue_us);
+    const uint64_t end_us = clock_elapsed_us();
+    EXPECT_GE(seen[0].slot_us, opened_us - running_us);
+    EXPECT_GE(seen[1].queue_us, opened_us - queued_us);
+    EXPECT_LE(seen[0].queue_us + seen[0].slot_us, end_us - begin_us);
+    EXPECT_LE(seen[1].queue_us + seen[1].slot_us, end_us - begin_us);
 }
 
 /* ---- Slow slots */
@@ -279,7 +293,9 @@ TEST_F(Observer, IsToldOfASlowSlotWhileItRuns)
     phone.send(text_request("slow"));
     EXPECT_TRUE(notices.wait_for("slot_is_slow 05 ---- 76"));
     EXPECT_EQ(notices.of("request_done").size(), 1u);
-    usleep(100000); /* it is told once */
+    for (int pass = 0; pass < 3; pass++) { /* in none of these it is told again */
+        EXPECT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
+    }
     door.open();
     ASSERT_TRUE(notices.wait_for("request_done 05 ---- 76 silent 0 none"));
     EXPECT_EQ(notices.of("slot_is_slow").size(), 1u);
@@ -422,6 +438,31 @@ TEST_F(ObservedRegistry, TellsOfAPushWithoutThread)
     std::free(data);
     EXPECT_EQ(notices.all(),
               (Lines{"connected 1", "push_begun 5", "push_ended no thread could be made"}));
+}
+
+TEST_F(ObservedRegistry, TellsOfCaptures)
+{
+    CtrlPoint cp = {};
+    cp.peer_addr = inet_addr("127.0.0.1");
+    uint16_t port = 0;
+    ASSERT_TRUE(bulk_offer(&cp, "abc", 3, "test", &port));
+    const Descriptor client = bulk_connection(port);
+    EXPECT_EQ(hex(receive_bytes(client.get(), 7)), "03 00 00 00 61 62 63");
+    EXPECT_TRUE(notices.wait_for("capture_ended 7 none"));
+    IppGuard guard = {};
+    guard.bulk_accept_ms = 1;
+    ASSERT_EQ(ipp_set_guard(&guard), 0);
+    ASSERT_TRUE(bulk_offer(&cp, "abc", 3, "test", &port));
+    EXPECT_TRUE(notices.wait_for("capture_ended 0 nobody came for it"));
+    EXPECT_EQ(notices.of("capture_begun"), (Lines{"7", "7"}));
+}
+
+TEST_F(ObservedRegistry, TellsOfAnsweredSearches)
+{
+    const TakenSleeps sleeps;
+    const sockaddr_in from = address_of("192.0.2.7", 1);
+    response_cp_search(&from);
+    EXPECT_EQ(notices.all(), Lines{"search_answered"});
 }
 
 /* ---- The record of the host */

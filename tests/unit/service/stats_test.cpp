@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 /* The counters, as a host reads them. */
+#include "base/clock.h"
 #include "support/captured_lines.h"
 #include "support/recording_host.h"
 #include "support/tcp_service.h"
@@ -10,7 +11,6 @@
 #include <functional>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 namespace
 {
@@ -107,8 +107,11 @@ TEST_F(Stats, CountEvents)
 TEST_F(Stats, KeepTheLongestSlotAndItsCode)
 {
     RecordingHost host;
-    const uint32_t longer_us = stats_now().slot_longest_us + 20000;
-    host.in_slots([=] { usleep(longer_us); });
+    const uint32_t longer_us = stats_now().slot_longest_us + 1;
+    host.in_slots([=] {
+        const uint64_t begin_us = clock_elapsed_us();
+        wait_until([=] { return clock_elapsed_us() >= begin_us + longer_us; });
+    });
     const TcpService service;
     const Phone phone;
     phone.send(GOOD_REQUEST);
