@@ -11,8 +11,9 @@ function(tvlink_compile_together target)
     get_target_property(source_dir ${target} SOURCE_DIR)
     list(FILTER sources INCLUDE REGEX "\\.cpp$")
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
-    # For names that are a file's own, of which clang has no warning.
-    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
+    # For names that are a file's own.
+    target_compile_options(${target} PRIVATE
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage> $<$<CXX_COMPILER_ID:Clang>:-Wno-shadow>)
     foreach(source IN LISTS sources)
         cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${source_dir})
         cmake_path(GET source PARENT_PATH folder)

@@ -14,7 +14,17 @@ static const int32_t IDLE_BEFORE_S = 300;
 static const int32_t IDLE_LIMIT_S = 30; /* stored in new records, never read */
 
 CtrlPointList g_cp_list = {0, nullptr, nullptr};
-pthread_mutex_t g_cp_list_mutex = PTHREAD_RECURSIVE_MUTEX_INITIALIZER_NP;
+pthread_mutex_t g_cp_list_mutex = PTHREAD_MUTEX_INITIALIZER;
+
+/* Before the code of a host runs: not every libc has a recursive mutex that needs no call. */
+__attribute__((constructor(101))) static void make_mutex_recursive()
+{
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+    pthread_mutex_init(&g_cp_list_mutex, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+}
 
 void registry_lock()
 {

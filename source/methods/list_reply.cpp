@@ -33,7 +33,8 @@ struct ListJob {
 
 } // namespace
 
-static bool thread_runs = false;
+/* A whole word: some processors exchange nothing smaller without a library. */
+static uint32_t thread_runs = 0;
 
 /* ---- The payload */
 
@@ -98,7 +99,7 @@ static void *list_thread(void *argument)
     send_reserved(&job->place, payload_frame(&payload, FRAME_GET_REPLY));
     payload_free(&payload);
     free(job);
-    __atomic_store_n(&thread_runs, false, __ATOMIC_RELEASE);
+    __atomic_store_n(&thread_runs, 0, __ATOMIC_RELEASE);
     return nullptr;
 }
 
@@ -115,7 +116,8 @@ static bool start_job(ListJob *job)
 /* False: nothing has been done. */
 static bool leave_to_thread(CtrlPoint *cp, const List *list)
 {
-    if (length_of(list) <= LONG_LIST || __atomic_exchange_n(&thread_runs, true, __ATOMIC_ACQ_REL)) {
+    if (length_of(list) <= LONG_LIST ||
+        __atomic_exchange_n(&thread_runs, 1, __ATOMIC_ACQ_REL) != 0) {
         return false;
     }
     ListJob *job = static_cast<ListJob *>(malloc(sizeof *job));
@@ -126,7 +128,7 @@ static bool leave_to_thread(CtrlPoint *cp, const List *list)
         }
     }
     free(job);
-    __atomic_store_n(&thread_runs, false, __ATOMIC_RELEASE);
+    __atomic_store_n(&thread_runs, 0, __ATOMIC_RELEASE);
     return false;
 }
 

@@ -71,7 +71,8 @@ DoctorRoute take_answer(int descriptor)
     if (got < 0) {
         return {errno, ""};
     }
-    const auto *header = reinterpret_cast<const nlmsghdr *>(data);
+    const void *message = data; /* aligned for its header */
+    const auto *header = static_cast<const nlmsghdr *>(message);
     if (!NLMSG_OK(header, static_cast<size_t>(got))) {
         return {EBADMSG, ""};
     }

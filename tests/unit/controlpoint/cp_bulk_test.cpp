@@ -174,7 +174,7 @@ TEST(ControlPointBulk, TellsAPortThatNobodyServes)
     const int bound = bound_socket(&port); /* bound, but not listening */
     Built data;
     const CpBulk bulk = {port, CP_BULK_LIMIT, nullptr, nullptr};
-    EXPECT_EQ(cp_fetch_bulk(phone.connection, &bulk, &data.buffer, patience_ms), CP_REFUSED);
+    EXPECT_EQ(cp_fetch_bulk(phone.connection, &bulk, &data.buffer, patience_ms), refused);
     close(bound);
 }
 

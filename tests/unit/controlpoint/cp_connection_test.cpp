@@ -38,7 +38,7 @@ TEST(ControlPointConnect, IsRefusedWhereNobodyListens)
     uint16_t port = 0;
     const int descriptor = bound_socket(&port);
     CpConnection *connection = nullptr;
-    EXPECT_EQ(cp_connect(&connection, "127.0.0.1", port, patience_ms), CP_REFUSED);
+    EXPECT_EQ(cp_connect(&connection, "127.0.0.1", port, patience_ms), refused);
     EXPECT_EQ(connection, nullptr);
     close(descriptor);
 }

@@ -212,6 +212,9 @@ TEST(ControlPointDiscovery, SearchesByMulticast)
 
 TEST(ControlPointDiscovery, HearsAnnouncementsOnlyWhenAsked)
 {
+    if (NO_GROUPS_BY_INTERFACE) {
+        GTEST_SKIP() << "the emulator joins no group for an interface";
+    }
     AnsweringTelevision television({answer_bytes}, CP_ANNOUNCEMENT_GROUP);
     if (!television.joined) {
         GTEST_SKIP() << "no multicast here";

@@ -4,6 +4,7 @@
 #define CP_SCRIPTED_TELEVISION_H
 
 #include "cp_test_bytes.h"
+#include "support/emulator.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -18,6 +19,9 @@ namespace cp_test
 
 /* Long enough for every machine; no test waits for its end. */
 inline constexpr uint32_t patience_ms = 30000;
+
+/* Where nobody listens. */
+inline constexpr CpStatus refused = KEPT_ERRORS_ARE_FOREIGN ? CP_SYSTEM : CP_REFUSED;
 
 /* A socket that is bound to a free port of the loopback interface. */
 inline int bound_socket(uint16_t *port)

@@ -2,6 +2,7 @@
 /* The announcing threads of the whole service: they outlive the run that started them. */
 #include "support/captured_lines.h"
 #include "support/datagrams.h"
+#include "support/libc_texts.h"
 #include "support/own_network.h"
 #include "support/running_service.h"
 #include "support/system_calls.h"
@@ -15,7 +16,6 @@ namespace
 using Lines = std::vector<std::string>;
 using Packets = std::vector<std::string>;
 
-const char *const JOINED = "Success IP_ADD_MEMBERSHIP g_thread_run 1  \n";
 const char *const FIRST_END = "zqt===  notify_cp_multicast 175\n";
 const char *const SECOND_END = "zqt===  soc_close 351\n";
 

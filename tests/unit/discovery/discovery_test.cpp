@@ -6,6 +6,7 @@
 #include "discovery/discovery.h"
 #include "support/captured_lines.h"
 #include "support/datagrams.h"
+#include "support/libc_texts.h"
 #include "support/own_network.h"
 #include "support/process_state.h"
 #include "support/service_facts.h"
@@ -85,7 +86,7 @@ public:
             }
             result_ = udp_thread(nullptr);
         });
-        EXPECT_TRUE(lines.wait_for("Success IP_ADD_MEMBERSHIP g_thread_run 1  \n"));
+        EXPECT_TRUE(lines.wait_for(JOINED));
     }
 
     ~Television()
@@ -566,7 +567,7 @@ TEST_F(Discovery, StartsTogetherWithTheAnnouncements)
         EXPECT_EQ(announcement->data, ANSWER);
         EXPECT_NE(announcement->from_port, SEARCH_PORT);
 
-        ASSERT_TRUE(lines.wait_for("Success IP_ADD_MEMBERSHIP g_thread_run 1  \n"));
+        ASSERT_TRUE(lines.wait_for(JOINED));
         ASSERT_TRUE(send_datagram(phone.get(), bytes(SEARCH), "127.0.0.1", SEARCH_PORT));
         ASSERT_TRUE(lines.wait_for(response()));
         flags_stop_running();
@@ -595,7 +596,7 @@ TEST_F(Discovery, GoesOnWithoutAThreadForTheAnnouncements)
             EXPECT_EQ(start_udp_serv_thread(), -4);
         }
         EXPECT_EQ(lines.count("err: pthread_create() fail\n"), 1u);
-        ASSERT_TRUE(lines.wait_for("Success IP_ADD_MEMBERSHIP g_thread_run 1  \n"));
+        ASSERT_TRUE(lines.wait_for(JOINED));
         ASSERT_TRUE(send_datagram(phone.get(), bytes(SEARCH), "127.0.0.1", SEARCH_PORT));
         EXPECT_EQ(received(phone.get()), ANSWER);
         flags_stop_running();
@@ -610,7 +611,7 @@ TEST_F(Discovery, IsWaitedForOnceOnly)
         ASSERT_EQ(start_udp_serv_thread(), 0);
         const pthread_t thread = g_udp_tid;
         EXPECT_NE(g_multicast_tid, pthread_t{});
-        ASSERT_TRUE(lines.wait_for("Success IP_ADD_MEMBERSHIP g_thread_run 1  \n"));
+        ASSERT_TRUE(lines.wait_for(JOINED));
         flags_stop_running();
         const WatchedCall joins(system_pthread_join);
         discovery_join();

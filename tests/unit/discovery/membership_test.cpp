@@ -7,6 +7,7 @@
 #include "support/captured_lines.h"
 #include "support/datagrams.h"
 #include "support/emulator.h"
+#include "support/libc_texts.h"
 #include "support/own_network.h"
 #include "support/process_state.h"
 #include "support/service_facts.h"
@@ -111,7 +112,7 @@ TEST_F(Membership, IsHadAtOnceWhenTheNetworkIsUp)
         udp_addgroupthread(nullptr);
         EXPECT_TRUE(network_has_member(SEARCH_GROUP));
         EXPECT_TRUE(sleeps.all().empty());
-        EXPECT_EQ(lines.out(), Lines{"Success IP_ADD_MEMBERSHIP g_thread_run 1  \n"});
+        EXPECT_EQ(lines.out(), Lines{JOINED});
     });
 }
 
@@ -176,7 +177,7 @@ TEST_F(Membership, IsNotTriedForAtAllWhenTheServiceDoesNotRun)
         flags_stop_running();
         udp_addgroupthread(nullptr);
         EXPECT_FALSE(network_has_member(SEARCH_GROUP));
-        EXPECT_EQ(lines.out(), Lines{"Success IP_ADD_MEMBERSHIP g_thread_run 0  \n"});
+        EXPECT_EQ(lines.out(), Lines{NO_ERROR + " IP_ADD_MEMBERSHIP g_thread_run 0  \n"});
     });
 }
 

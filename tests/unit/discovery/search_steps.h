@@ -7,6 +7,7 @@
 #include "net/stop_signal.h"
 #include "support/captured_lines.h"
 #include "support/datagrams.h"
+#include "support/libc_texts.h"
 #include "support/own_network.h"
 #include "support/process_state.h"
 #include "support/system_calls.h"
@@ -123,7 +124,7 @@ public:
             const TakenSleeps sleeps([this](uint64_t microseconds) { take(microseconds); });
             result_ = udp_thread(nullptr);
         });
-        EXPECT_TRUE(lines.wait_for("Success IP_ADD_MEMBERSHIP g_thread_run 1  \n"));
+        EXPECT_TRUE(lines.wait_for(JOINED));
         lines.clear();
     }
 

@@ -3,6 +3,7 @@
 #include "tvlink/host/http_client.h"
 
 #include "support/captured_lines.h"
+#include "support/libc_texts.h"
 #include "support/process_state.h"
 #include "support/scripted_server.h"
 #include "support/socket_options.h"
@@ -190,7 +191,7 @@ TEST_F(HttpClient, IsCreatedThoughItsSocketCannotBeMadeBlocking)
     modes.fail(ENOMEM);
     EXPECT_EQ(web_tcpclient_create(&client, "192.0.2.10", 80), 0);
     EXPECT_EQ(modes.calls(), 1);
-    EXPECT_EQ(lines.err(), Lines{"soc_setBlock fails  error : Cannot allocate memory\n"});
+    EXPECT_EQ(lines.err(), Lines{"soc_setBlock fails  error : " + NO_MEMORY + "\n"});
 }
 
 TEST_F(HttpClient, NeedsARecord)

@@ -198,7 +198,9 @@ TEST_F(SharedConnection, DoesNotKeepTheServiceFromStoppingWhileAnEventIsStalled)
     ASSERT_TRUE(full.wait_for(5));
     EXPECT_TRUE(comes_back([&] { service.stop(); }, [&] { stalled.reset(); }));
     host.join();
-    EXPECT_EQ(lines.count("err:socket_send(): tcp_sendbackall:177,errno=108\n"), 1u);
+    EXPECT_EQ(lines.count("err:socket_send(): tcp_sendbackall:177,errno=" +
+                          std::to_string(ESHUTDOWN) + "\n"),
+              1u);
 }
 
 TEST_F(SharedConnection, DoesNotKeepTheWholeServiceFromStoppingEither)

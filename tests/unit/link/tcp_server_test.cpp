@@ -3,6 +3,7 @@
 
 #include "base/flags.h"
 #include "support/captured_lines.h"
+#include "support/libc_texts.h"
 #include "support/process_state.h"
 #include "support/system_calls.h"
 #include "support/taken_time.h"
@@ -138,7 +139,7 @@ TEST_F(ListeningSocket, SaysWhyThereIsNoSocket)
     call.fail(EMFILE);
     EXPECT_EQ(tcp_sock_init(PORT), -3);
     EXPECT_EQ(lines.out(), Texts({"err: tcp socket() fail=24\n"}));
-    EXPECT_EQ(lines.err(), Texts({"TCP_SOCKET: Too many open files\n"}));
+    EXPECT_EQ(lines.err(), Texts({"TCP_SOCKET: " + TOO_MANY_FILES + "\n"}));
     EXPECT_EQ(lines.all().front().stream, IPP_LOG_OUT);
 }
 
@@ -151,9 +152,8 @@ TEST_F(ListeningSocket, SaysWhyItsAddressCannotBeReused)
     for (const Line &line : lines.all()) {
         all.push_back((line.stream == IPP_LOG_OUT ? "out " : "err ") + line.text);
     }
-    EXPECT_EQ(all,
-              Texts({"out err: setsockopt() fail\n", "err setsockopt: Cannot allocate memory\n",
-                     "out zqt===  tcp_sock_init 52\n"}));
+    EXPECT_EQ(all, Texts({"out err: setsockopt() fail\n", "err setsockopt: " + NO_MEMORY + "\n",
+                          "out zqt===  tcp_sock_init 52\n"}));
     EXPECT_EQ(open_descriptors(), before);
 }
 

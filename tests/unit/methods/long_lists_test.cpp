@@ -22,7 +22,8 @@ namespace
 
 const uint32_t LONGEST_SHORT_LIST = 256 * 1024;
 const char EPIPE_LINE[] = "err:socket_send(): tcp_sendback:244,errno=32\n";
-const char ENOBUFS_LINE[] = "err:socket_send(): tcp_sendback:244,errno=105\n";
+const std::string ENOBUFS_LINE =
+    "err:socket_send(): tcp_sendback:244,errno=" + std::to_string(ENOBUFS) + "\n";
 
 uint32_t list_length = 0;
 

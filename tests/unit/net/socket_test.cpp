@@ -2,6 +2,7 @@
 #include "tvlink/host/socket.h"
 
 #include "support/captured_lines.h"
+#include "support/libc_texts.h"
 #include "support/process_state.h"
 #include "support/socket_options.h"
 #include "support/sockets.h"
@@ -91,7 +92,7 @@ TEST(Socket, IsReportedAsTheResolverWouldWhenOnlyTheSocketFails)
     h_errno = HOST_NOT_FOUND;
     EXPECT_EQ(soc_create(AF_INET, SOCK_STREAM, 0, 0, 0), -1);
     EXPECT_EQ(lines.out(), Lines());
-    EXPECT_EQ(lines.err(), Lines{"create socket fails: Unknown host\n"});
+    EXPECT_EQ(lines.err(), Lines{"create socket fails: " + UNKNOWN_HOST + "\n"});
 }
 
 TEST(Socket, StaysOpenWhenAnOptionFails)
@@ -132,11 +133,11 @@ TEST(Socket, IsClosedAfterALine)
 TEST(Socket, TellsTheTextOfTheResolversError)
 {
     h_errno = HOST_NOT_FOUND;
-    EXPECT_STREQ(soc_getFormatError(), "Unknown host");
+    EXPECT_STREQ(soc_getFormatError(), UNKNOWN_HOST.c_str());
     h_errno = TRY_AGAIN;
-    EXPECT_STREQ(soc_getFormatError(), "Host name lookup failure");
-    h_errno = NETDB_SUCCESS;
-    EXPECT_STREQ(soc_getFormatError(), "Resolver Error 0 (no error)");
+    EXPECT_STREQ(soc_getFormatError(), TRY_LATER.c_str());
+    h_errno = 0;
+    EXPECT_STREQ(soc_getFormatError(), NO_RESOLVER_ERROR.c_str());
 }
 
 TEST(Socket, ShowsTheResolversErrorBehindAText)
@@ -147,8 +148,8 @@ TEST(Socket, ShowsTheResolversErrorBehindAText)
     soc_showFormatError("");
     soc_showFormatError(nullptr);
     EXPECT_EQ(lines.out(), Lines());
-    EXPECT_EQ(lines.err(), (Lines{"my host: Unknown server error\n", "Unknown server error\n",
-                                  "Unknown server error\n"}));
+    EXPECT_EQ(lines.err(), (Lines{"my host: " + SERVER_FAILED + "\n", SERVER_FAILED + "\n",
+                                  SERVER_FAILED + "\n"}));
 }
 
 /* ---- Connecting, binding, listening, accepting */
@@ -247,7 +248,7 @@ TEST(Socket, IsNotBoundWithoutItsAddressForReuse)
     EXPECT_EQ(soc_bind(fd.get(), 4711), -1);
     EXPECT_EQ(port_of(fd.get()), 0);
     EXPECT_EQ(lines.out(), Lines());
-    EXPECT_EQ(lines.err(), Lines{"setsockopt: No address associated with name\n"});
+    EXPECT_EQ(lines.err(), Lines{"setsockopt: " + HOST_WITHOUT_ADDRESS + "\n"});
 }
 
 TEST(Socket, ListensWithTheGivenBacklog)

@@ -1,5 +1,6 @@
 /* SPDX-License-Identifier: MIT */
 #include "support/child_process.h"
+#include "support/libc_texts.h"
 #include "support/process_state.h"
 #include "support/service_state.h"
 #include "support/system_calls.h"
@@ -88,10 +89,10 @@ TEST(LifecycleFailure, OfTheControlSocketIsUndone)
 {
     expect_failures({
         {&system_socket, 1, EMFILE, -1, "err: tcp socket() fail=24\n" + NO_SOCKET,
-         "TCP_SOCKET: Too many open files\n"},
+         "TCP_SOCKET: " + TOO_MANY_FILES + "\n"},
         {&system_setsockopt, 1, ENOMEM, -1,
          "err: setsockopt() fail\nzqt===  tcp_sock_init 52\n" + NO_SOCKET,
-         "setsockopt: Cannot allocate memory\n"},
+         "setsockopt: " + NO_MEMORY + "\n"},
         {&system_listen, 1, EADDRINUSE, -1,
          "err: listen() fail\nzqt===  tcp_sock_init 76\n" + NO_SOCKET, ""},
     });

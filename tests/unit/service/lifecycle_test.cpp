@@ -5,6 +5,7 @@
 #include "support/child_process.h"
 #include "support/datagrams.h"
 #include "support/emulator.h"
+#include "support/libc_texts.h"
 #include "support/mutex_state.h"
 #include "support/process_state.h"
 #include "support/service_state.h"
@@ -159,7 +160,7 @@ TEST(Lifecycle, StartsOnceMoreWhenTheHostClearsItsFlag)
         guard.bind_wait_ms = 1;
         ASSERT_EQ(ipp_set_guard(&guard), 0);
         ASSERT_EQ(ipp_init(7, "Den", "SN-1"), 0);
-        EXPECT_TRUE(lines.wait_for("Success IP_ADD_MEMBERSHIP g_thread_run 1  \n"));
+        EXPECT_TRUE(lines.wait_for(JOINED));
         __atomic_store_n(&g_is_inited, 0, __ATOMIC_RELEASE);
         /* The threads of the first start wait for the signal that the second one's end raises. */
         EXPECT_EQ(ipp_init(8, "Attic", "SN-2"), -1) << "the first start has the control port";

@@ -7,6 +7,7 @@
 #include "net/stop_signal.h"
 #include "support/captured_lines.h"
 #include "support/child_process.h"
+#include "support/libc_texts.h"
 #include "support/phone.h"
 #include "support/process_state.h"
 #include "support/sockets.h"
@@ -344,9 +345,9 @@ TEST_F(OrderOfLines, TellsWhyThereIsNoListeningSocketBeforeItIsClosed)
         options.fail(ENOMEM);
         const Trace trace;
         EXPECT_EQ(tcp_sock_init(18801), -3);
-        EXPECT_EQ(trace.all(), (Entries{"socket", "err: setsockopt() fail\n",
-                                        "setsockopt: Cannot allocate memory\n",
-                                        "zqt===  tcp_sock_init 52\n", "close"}));
+        EXPECT_EQ(trace.all(),
+                  (Entries{"socket", "err: setsockopt() fail\n", "setsockopt: " + NO_MEMORY + "\n",
+                           "zqt===  tcp_sock_init 52\n", "close"}));
     }
     WatchedCall listening(system_listen);
     listening.fail(EADDRINUSE);
