@@ -26,7 +26,7 @@ bool bind_with_retries(int fd, uint16_t port, uint32_t limit_ms, bool reports)
             return false;
         }
         if (reports && (last || waited >= REPORT_AFTER_MS)) {
-            log_out("err: port %d is taken\n", port);
+            log_warning("err: port %d is taken\n", port);
             reports = false;
         }
         if (last) {

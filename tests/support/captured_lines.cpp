@@ -75,6 +75,11 @@ std::vector<std::string> CapturedLines::err() const
     return texts(IPP_LOG_ERR);
 }
 
+std::vector<std::string> CapturedLines::warnings() const
+{
+    return texts(IPP_LOG_WARNING);
+}
+
 size_t CapturedLines::count(const std::string &text) const
 {
     const std::vector<Line> lines = all();

@@ -6,7 +6,7 @@
 #include <vector>
 
 struct Line {
-    int stream; /* IPP_LOG_OUT or IPP_LOG_ERR */
+    int stream; /* IPP_LOG_OUT, IPP_LOG_ERR or IPP_LOG_WARNING */
     std::string text;
 };
 
@@ -23,6 +23,7 @@ public:
     std::vector<Line> all() const;
     std::vector<std::string> out() const; /* the texts for standard output, newlines included */
     std::vector<std::string> err() const; /* ... for standard error */
+    std::vector<std::string> warnings() const;
     size_t count(const std::string &text) const; /* lines that are exactly this */
     bool wait_for(const std::string &text, size_t times = 1) const;
     void clear() const;

@@ -9,7 +9,8 @@ inline constexpr bool EMULATED = true;
 inline constexpr bool EMULATED = false;
 #endif
 
-/* With pointers of 64 bits it reads the number of an interface, in a request to join a group, from the wrong place. */
+/* With pointers of 64 bits it reads the number of an interface, in a request to join a group, from
+ * the wrong place. */
 inline constexpr bool NO_GROUPS_BY_INTERFACE = EMULATED && sizeof(void *) == 8;
 
 /* The number of an error that a socket has kept reaches a MIPS program as this machine has it. */

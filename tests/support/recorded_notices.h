@@ -6,8 +6,9 @@
 #include <vector>
 
 /* While one lives it is the library's observer. A line has the name of the callback, and its
- * arguments but the peer, which must be 127.0.0.1 or 192.0.2.7; a reason by its text. A request is
- * "07 0101 76", its frame type, method code (----: none) and bytes, then what became of it.
+ * arguments but the peer, which must be in 127.0.0.0/24 or 192.0.2.7; a reason by its text. A
+ * request is "07 0101 76", its frame type, method code (----: none) and bytes, then what became of
+ * it.
  *
  * Each call also looks whether a lock of the library is held meanwhile. */
 class RecordedNotices

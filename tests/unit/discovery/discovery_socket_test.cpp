@@ -193,7 +193,7 @@ TEST_F(DiscoverySocket, IsGivenUpAtTheGuardsLimit)
     const SleptTime time;
     const int port = port_of(holder.get());
     EXPECT_EQ(udp_sock_init(port), -3);
-    EXPECT_EQ(lines.out(), Lines{"err: port " + std::to_string(port) + " is taken\n"});
+    EXPECT_EQ(lines.warnings(), Lines{"err: port " + std::to_string(port) + " is taken\n"});
 }
 
 TEST_F(DiscoverySocket, IsReportedOnceWhenItsPortStaysTaken)
@@ -207,7 +207,7 @@ TEST_F(DiscoverySocket, IsReportedOnceWhenItsPortStaysTaken)
     const int port = port_of(holder.get());
     const Descriptor fd(udp_sock_init(port));
     EXPECT_GE(fd.get(), 0);
-    EXPECT_EQ(lines.out(), Lines{"err: port " + std::to_string(port) + " is taken\n"});
+    EXPECT_EQ(lines.warnings(), Lines{"err: port " + std::to_string(port) + " is taken\n"});
 }
 
 } // namespace

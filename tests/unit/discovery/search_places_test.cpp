@@ -3,6 +3,7 @@
 #include "base/flags.h"
 #include "discovery/discovery.h"
 #include "net/stop_signal.h"
+#include "support/recorded_notices.h"
 #include "support/system_calls.h"
 #include "unit/discovery/search_steps.h"
 
@@ -426,6 +427,7 @@ TEST_F(SearchPlaces, AreAsManyAsTheGuardOfTheMomentSays)
 TEST_F(SearchPlaces, AreGivenToThoseWhomTheHostAdmits)
 {
     Doorman doorman;
+    const RecordedNotices notices;
     with_television(1, [&](SignalledTelevision &) {
         set_places(1, &doorman);
         EXPECT_TRUE(time.wait_for(1));
@@ -447,6 +449,10 @@ TEST_F(SearchPlaces, AreGivenToThoseWhomTheHostAdmits)
                                              recognised("127.0.0.4"),
                                              {response("127.0.0.3")}}));
         EXPECT_EQ(doorman.all_asked(), asked);
+        EXPECT_TRUE(notices.wait_for("search_answered"));
+        EXPECT_EQ(notices.all(),
+                  (Lines{"search_refused not admitted", "search_refused an answer waits already",
+                         "search_refused too many", "search_answered"}));
         ipp_set_guard(nullptr);
     });
 }

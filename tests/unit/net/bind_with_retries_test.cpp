@@ -110,7 +110,7 @@ TEST_F(BindWithRetries, SaysOnceThatThePortStaysTaken)
         }
     });
     EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), NO_LIMIT, true));
-    EXPECT_EQ(lines.out(), once);
+    EXPECT_EQ(lines.warnings(), once);
     EXPECT_EQ(silent.back(), 1000u);
 }
 
@@ -120,7 +120,7 @@ TEST_F(BindWithRetries, SaysAtItsLimitThatThePortIsTaken)
     const CapturedLines lines;
     const SleptTime time;
     EXPECT_FALSE(bind_with_retries(socket_.get(), port_of(holder.get()), 30, true));
-    EXPECT_EQ(lines.out(),
+    EXPECT_EQ(lines.warnings(),
               std::vector<std::string>{"err: port " + std::to_string(port_of(holder.get())) +
                                        " is taken\n"});
 }
