@@ -282,25 +282,30 @@ protected:
     {
         CtrlPoint copy = {};
         ASSERT_TRUE(look_at(phone, [&](const CtrlPoint &record) { copy = record; }));
-        EXPECT_EQ(
-            tcp_sendback(&copy, FRAME_GET_REPLY, much.data(), static_cast<int32_t>(much.size())),
-            1);
+        EXPECT_EQ(tcp_sendback(&copy, FRAME_GET_REPLY, much().data(),
+                               static_cast<int32_t>(much().size())),
+                  1);
     }
 
     static Bytes make_much()
     {
         Bytes result(MORE_THAN_ALL_BUFFERS);
-        for (size_t i = 0; i < result.size(); i++) {
-            result[i] = static_cast<uint8_t>(i * 7 + i / 251);
+        uint8_t *to = result.data();
+        for (size_t i = 0; i < MORE_THAN_ALL_BUFFERS; i++) {
+            to[i] = static_cast<uint8_t>(i * 7 + i / 251);
         }
         return result;
     }
 
-    const CapturedLines lines;
-    static const Bytes much;
-};
+    /* Made when it is first wanted, not at the start of every test program. */
+    static const Bytes &much()
+    {
+        static const Bytes bytes = make_much();
+        return bytes;
+    }
 
-const Bytes KeptByTheService::much = make_much();
+    const CapturedLines lines;
+};
 
 TEST_F(KeptByTheService, IsWhatAPhoneThatReadsLaterHasNotTakenYet)
 {
@@ -312,7 +317,7 @@ TEST_F(KeptByTheService, IsWhatAPhoneThatReadsLaterHasNotTakenYet)
     EXPECT_GT(backlog_total(), 0u);
     slow.send(phone_heartbeat());
     EXPECT_EQ(hex(other.exchange_heartbeat()), hex(answer_heartbeat())) << "somebody waits";
-    EXPECT_TRUE(slow.read_frame() == wire_frame(FRAME_GET_REPLY, much));
+    EXPECT_TRUE(slow.read_frame() == wire_frame(FRAME_GET_REPLY, much()));
     EXPECT_EQ(hex(slow.read_frame()), hex(answer_heartbeat()));
     EXPECT_TRUE(wait_until([] { return backlog_total() == 0; }));
 }
