@@ -102,6 +102,21 @@ Outcome reorder_channels(Television &tv, uint16_t first, uint16_t second, int ki
     return outcome;
 }
 
+Outcome replace_lineup(Television &tv, std::vector<Channel> channels, Guide guide)
+{
+    const Channel shown = current_channel(tv);
+    tv.channels = std::move(channels);
+    tv.guide = std::move(guide);
+    const size_t same = find_channel(tv, shown.number);
+    tv.current = same < tv.channels.size() ? same : 0;
+    Outcome outcome{0, "other lists", {order_event(tv)}};
+    const Channel &now = current_channel(tv);
+    if (now.number != shown.number || now.name != shown.name) {
+        outcome.events.push_back(channel_event(tv));
+    }
+    return outcome;
+}
+
 Outcome search_channels(Television &tv)
 {
     if (!tv.on) {

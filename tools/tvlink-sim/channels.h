@@ -13,6 +13,7 @@
 namespace sim
 {
 
+struct Guide;
 struct Television;
 
 struct Channel {
@@ -35,6 +36,10 @@ Outcome choose_channel(Television &tv, uint32_t number);
 /* Kind 1 swaps the channels with these two numbers; kind 2 moves the first to the position of the
  * second. */
 Outcome reorder_channels(Television &tv, uint16_t first, uint16_t second, int kind);
+
+/* Other lists, of which the first must not be empty. The channel with the current one's number is
+ * the current one, or the first when there is none. */
+Outcome replace_lineup(Television &tv, std::vector<Channel> channels, Guide guide);
 
 /* Adds one channel, up to a limit. */
 Outcome search_channels(Television &tv);

@@ -69,6 +69,8 @@ void define_options(CLI::App &app, sim::Options &options, bool &slots)
         ->option_text("FILE");
     app.add_flag("--guide-starts-today", options.files.guide_starts_today,
                  "Move the guide by whole days so that its first is today, as the sample's is");
+    app.add_flag("--watch-files", options.watch_files,
+                 "Load both files again when they change, as SIGHUP does");
     app.add_option("--font", options.font, "TrueType font for screen captures")
         ->option_text("FILE=" + options.font);
     app.add_flag("--json", options.json, "Print one JSON object a line, for scripts");

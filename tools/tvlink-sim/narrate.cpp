@@ -30,6 +30,15 @@ std::string hexadecimal(int32_t code)
     return text;
 }
 
+void print_lists(size_t channels, size_t programmes, const std::vector<std::string> &remarks)
+{
+    print_line(stdout, "  " + std::to_string(channels) + " channels, " +
+                           std::to_string(programmes) + " programmes");
+    for (const std::string &remark : remarks) {
+        print_line(stdout, "  " + remark);
+    }
+}
+
 void introduce(const Introduction &self)
 {
     print_line(stdout, "television " + quoted(self.name) + ", serial " + quoted(self.serial) +
@@ -38,11 +47,7 @@ void introduce(const Introduction &self)
         print_line(stdout, "  control points connect to " + entry.address + " port " +
                                std::to_string(IPP_CONTROL_PORT) + " (" + entry.interface + ")");
     }
-    print_line(stdout, "  " + std::to_string(self.channels) + " channels, " +
-                           std::to_string(self.programmes) + " programmes");
-    for (const std::string &remark : self.remarks) {
-        print_line(stdout, "  " + remark);
-    }
+    print_lists(self.channels, self.programmes, self.remarks);
     const std::string host = self.addresses.empty() ? "127.0.0.1" : self.addresses.front().address;
     print_line(stdout,
                "  try: tvlink-ctl discover, or tvlink-ctl --host " + host + " info; Ctrl-C stops");
@@ -111,6 +116,19 @@ void narrate_event(const Event &event)
                   {"value", event.value},
                   {"text", event.text},
                   {"data", event.data}});
+}
+
+void narrate_lists(size_t channels, size_t programmes, const std::vector<std::string> &remarks)
+{
+    if (as_json) {
+        print_object({{"type", "lists"},
+                      {"channels", channels},
+                      {"programmes", programmes},
+                      {"remarks", remarks}});
+        return;
+    }
+    print_line(stdout, "lists loaded again");
+    print_lists(channels, programmes, remarks);
 }
 
 void narrate_stop(const std::string &state)

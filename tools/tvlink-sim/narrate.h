@@ -38,6 +38,8 @@ void narrate_start(const Introduction &introduction);
 void narrate_call(const char *slot, const nlohmann::json &arguments, const std::string &words,
                   const nlohmann::json &result);
 void narrate_event(const Event &event);
+/* The television has loaded its lists again. */
+void narrate_lists(size_t channels, size_t programmes, const std::vector<std::string> &remarks);
 void narrate_stop(const std::string &state);
 /* Prints to standard error and, in JSON form, an object to standard output. */
 void narrate_failure(const std::string &reason);

@@ -6,6 +6,7 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -16,6 +17,7 @@
 #include "guide_push.h"
 #include "host.h"
 #include "narrate.h"
+#include "reload.h"
 #include "slots.h"
 #include "state_report.h"
 #include "system.h"
@@ -125,19 +127,39 @@ void report_demo_event(DemoEvents &demo)
     }
 }
 
-/* Ends streams and reports demo events in time; returns on a stop signal. */
-void wait_for_stop(const sigset_t &signals, double event_every)
+std::vector<WatchedFile> files_to_watch(const Options &options)
+{
+    return options.watch_files ? watched_files(options.files) : std::vector<WatchedFile>();
+}
+
+/* The terminal from which the program was started has gone, which it is also told with SIGHUP. */
+bool has_lost_terminal(bool had_terminal)
+{
+    return had_terminal && isatty(STDIN_FILENO) == 0;
+}
+
+/* Ends streams, reports demo events in time, and loads changed lists; returns on a stop signal. */
+void wait_for_stop(const sigset_t &signals, const Options &options,
+                   std::vector<WatchedFile> &watched)
 {
     constexpr auto stream_check_period = std::chrono::milliseconds(200);
-    DemoEvents demo = demo_events(event_every);
+    DemoEvents demo = demo_events(options.event_every);
+    const bool had_terminal = isatty(STDIN_FILENO) != 0;
     for (;;) {
         Clock::time_point next = Clock::now() + stream_check_period;
         if (demo.pause > Clock::duration::zero()) {
             next = std::min(next, demo.next);
         }
         const timespec left = time_until(next);
-        if (sigtimedwait(&signals, nullptr, &left) >= 0) {
+        const int number = sigtimedwait(&signals, nullptr, &left);
+        if (number > 0 && (number != SIGHUP || has_lost_terminal(had_terminal))) {
             return;
+        }
+        if (number == SIGHUP) {
+            watched = files_to_watch(options);
+            reload_lineup(options.files);
+        } else if (files_have_changed(watched)) {
+            reload_lineup(options.files);
         }
         watch_stream();
         report_demo_event(demo);
@@ -154,6 +176,15 @@ void stop(const std::string &report_url)
     finish_state_report(report_url, deadline);
 }
 
+/* Those for which the program waits: SIGINT, SIGTERM, SIGHUP. */
+sigset_t block_signals()
+{
+    sigset_t signals = block_stop_signals();
+    sigaddset(&signals, SIGHUP);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
 Introduction introduction(const Options &options, const Lineup &lineup)
 {
     return {options.name,    options.serial,         options.device_type,
@@ -161,7 +192,8 @@ Introduction introduction(const Options &options, const Lineup &lineup)
             lineup.remarks};
 }
 
-int run_lineup(const Options &options, const Lineup &lineup, const sigset_t &signals)
+int run_lineup(const Options &options, const Lineup &lineup, const sigset_t &signals,
+               std::vector<WatchedFile> &watched)
 {
     set_television(make_television(options.name, lineup.channels, lineup.guide));
     register_television(options);
@@ -173,7 +205,7 @@ int run_lineup(const Options &options, const Lineup &lineup, const sigset_t &sig
     }
     narrate_start(introduction(options, lineup));
     start_state_report(options.report_url);
-    wait_for_stop(signals, options.event_every);
+    wait_for_stop(signals, options, watched);
     stop(options.report_url);
     narrate_stop(read_state(summary));
     return 0;
@@ -196,10 +228,12 @@ void register_television(const Options &options)
 
 int run_television(const Options &options)
 {
-    const sigset_t signals = block_stop_signals();
+    const sigset_t signals = block_signals();
     narrate_as_json(options.json);
     try {
-        return run_lineup(options, load_lineup(options.files, time_now() / seconds_a_day), signals);
+        std::vector<WatchedFile> watched = files_to_watch(options);
+        const Lineup lineup = load_lineup(options.files, time_now() / seconds_a_day);
+        return run_lineup(options, lineup, signals, watched);
     } catch (const LineupError &error) {
         narrate_failure(error.what());
         return status_bad_file;

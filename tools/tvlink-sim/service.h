@@ -19,6 +19,7 @@ struct Options {
     bool diagnostics = false;
     double event_every = 0; /* seconds; 0: no demo events */
     LineupFiles files;
+    bool watch_files = false; /* they are loaded again when they change */
     std::string font;
     std::string report_url; /* empty: the state is not reported */
 };
@@ -29,8 +30,8 @@ constexpr int status_bad_file = 3;
 /* Registers the television with the library, which does not run yet. */
 void register_television(const Options &options);
 
-/* Runs the television until SIGINT or SIGTERM. Returns the program's exit status: 0, or one of
- * those above when the television could not start. */
+/* Runs the television until SIGINT or SIGTERM; SIGHUP loads its lists again. Returns the program's
+ * exit status: 0, or one of those above when the television could not start. */
 int run_television(const Options &options);
 
 } // namespace sim

@@ -32,6 +32,33 @@ TEST(Television, ReportsNothingWhenTheChannelStaysTheSame)
     EXPECT_TRUE(outcome.events.empty());
 }
 
+TEST(Television, StaysOnItsChannelWhenItGetsOtherLists)
+{
+    Television tv = sample_television();
+    step_channel(tv, 2);
+    const std::vector<Channel> others = {{9, "Garden", "", "", ""}, {3, "Films", "", "", ""}};
+    const Outcome outcome = replace_lineup(tv, others, {});
+    ASSERT_EQ(codes(outcome), Codes{IPP_EVENT_ORDER});
+    EXPECT_EQ(outcome.events[0].value, 2u);
+    EXPECT_EQ(outcome.events[0].data, (std::vector<uint8_t>{9, 0, 3, 0}));
+    EXPECT_EQ(channel_words(current_channel(tv)), "3 (Films)");
+}
+
+TEST(Television, TellsWhenOtherListsChangeItsChannel)
+{
+    Television tv = sample_television();
+    step_channel(tv, 2);
+    const Outcome renamed =
+        replace_lineup(tv, {{9, "Garden", "", "", ""}, {3, "Cinema", "", "", ""}}, {});
+    ASSERT_EQ(codes(renamed), (Codes{IPP_EVENT_ORDER, IPP_EVENT_CHANNEL}));
+    EXPECT_EQ(renamed.events[1].value, 3u);
+    EXPECT_EQ(renamed.events[1].text, "Cinema");
+    const Outcome gone = replace_lineup(tv, {{9, "Garden", "", "", ""}}, {});
+    ASSERT_EQ(codes(gone), (Codes{IPP_EVENT_ORDER, IPP_EVENT_CHANNEL}));
+    EXPECT_EQ(gone.events[1].value, 9u);
+    EXPECT_EQ(channel_words(current_channel(tv)), "9 (Garden)");
+}
+
 TEST(Television, KeepsItsVolumeBetweenSilenceAndFull)
 {
     Television tv = sample_television();
