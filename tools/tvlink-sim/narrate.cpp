@@ -1,9 +1,12 @@
 /* SPDX-License-Identifier: MIT */
 #include "narrate.h"
 
+#include "moment.h"
 #include "printable.h"
+#include "request_words.h"
 #include "system.h"
 #include "tvlink.h"
+#include "utf8.h"
 
 namespace sim
 {
@@ -18,17 +21,40 @@ void print_line(FILE *to, const std::string &line)
     print(to, line + "\n");
 }
 
-void print_object(const nlohmann::json &object)
+/* What people read: the time of day in front. */
+void print_words(const std::string &words)
 {
+    print_line(stdout, time_of_day(moment_now()) + " " + words);
+}
+
+void print_object(const char *kind, nlohmann::json object)
+{
+    object["time"] = date_and_time(moment_now());
+    object["kind"] = kind;
     print_line(stdout, one_line(object));
 }
 
-std::string hexadecimal(int32_t code)
+/* A text from a phone; one that is not UTF-8 a second time in hexadecimal. */
+void add_text(nlohmann::json &object, const std::string &name, const std::string &text)
 {
-    char text[16];
-    snprintf(text, sizeof text, "0x%04X", static_cast<unsigned>(code));
-    return text;
+    object[name] = text;
+    if (find_malformed(text) != std::string::npos) {
+        object[name + "_hex"] =
+            hex_digits(reinterpret_cast<const uint8_t *>(text.data()), text.size());
+    }
 }
+
+nlohmann::json text_or_null(const std::string &text)
+{
+    return text.empty() ? nlohmann::json(nullptr) : nlohmann::json(text);
+}
+
+/* The request that the calling thread runs. */
+struct Origin {
+    std::string peer;
+    nlohmann::json facts = nlohmann::json::object();
+};
+thread_local Origin origin;
 
 void introduce(const Introduction &self)
 {
@@ -70,30 +96,52 @@ void narrate_start(const Introduction &introduction)
     for (const InterfaceAddress &entry : introduction.addresses) {
         addresses.push_back({{"interface", entry.interface}, {"address", entry.address}});
     }
-    print_object({{"type", "start"},
-                  {"name", introduction.name},
-                  {"serial", introduction.serial},
-                  {"device_type", introduction.device_type},
-                  {"port", IPP_CONTROL_PORT},
-                  {"addresses", addresses},
-                  {"channels", introduction.channels},
-                  {"programmes", introduction.programmes},
-                  {"remarks", introduction.remarks},
-                  {"version", ipp_version()}});
+    print_object("start", {{"name", introduction.name},
+                           {"serial", introduction.serial},
+                           {"device_type", introduction.device_type},
+                           {"port", IPP_CONTROL_PORT},
+                           {"addresses", addresses},
+                           {"channels", introduction.channels},
+                           {"programmes", introduction.programmes},
+                           {"remarks", introduction.remarks},
+                           {"version", ipp_version()}});
+}
+
+void narrate_calls_of(const std::string &peer, const nlohmann::json &facts)
+{
+    origin = {peer, facts};
+}
+
+void narrate_notice(const Notice &notice)
+{
+    if (!as_json) {
+        print_words((notice.peer.empty() ? "  " : notice.peer + " ") + notice.words);
+        return;
+    }
+    nlohmann::json object = notice.facts.is_null() ? nlohmann::json::object() : notice.facts;
+    object["words"] = notice.words;
+    if (!notice.peer.empty()) {
+        object["peer"] = notice.peer;
+    }
+    print_object(notice.kind, object);
 }
 
 void narrate_call(const char *slot, const nlohmann::json &arguments, const std::string &words,
                   const nlohmann::json &result)
 {
     if (!as_json) {
-        print_line(stdout, words);
+        print_words(origin.peer.empty() ? words : origin.peer + ": " + words);
         return;
     }
-    print_object({{"type", "call"},
-                  {"slot", slot},
-                  {"arguments", arguments},
-                  {"words", words},
-                  {"result", result}});
+    nlohmann::json object = origin.facts;
+    object["slot"] = slot;
+    object["arguments"] = arguments;
+    object["words"] = words;
+    object["result"] = result;
+    if (!origin.peer.empty()) {
+        object["peer"] = origin.peer;
+    }
+    print_object("call", object);
 }
 
 void narrate_event(const Event &event)
@@ -101,24 +149,24 @@ void narrate_event(const Event &event)
     const char *name = event_name(event.code);
     if (!as_json) {
         const std::string text = event.text.empty() ? "" : " " + quoted(event.text);
-        print_line(stdout, "  event " + hexadecimal(event.code) + " " + name + " " +
-                               std::to_string(event.value) + text);
+        print_words("  event " + code_words(static_cast<uint16_t>(event.code)) + " " + name + " " +
+                    std::to_string(event.value) + text);
         return;
     }
-    print_object({{"type", "event"},
-                  {"code", static_cast<int32_t>(event.code)},
-                  {"name", name},
-                  {"value", event.value},
-                  {"text", event.text},
-                  {"data", event.data}});
+    nlohmann::json object = {{"code", hex_code(static_cast<uint16_t>(event.code))},
+                             {"name", name},
+                             {"value", event.value},
+                             {"data", hex_digits(event.data.data(), event.data.size())}};
+    add_text(object, "text", event.text);
+    print_object("event", object);
 }
 
 void narrate_stop(const std::string &state)
 {
     if (as_json) {
-        print_object({{"type", "stop"}, {"state", state}});
+        print_object("stop", {{"state", state}});
     } else {
-        print_line(stdout, "stopped: " + state);
+        print_words("stopped: " + state);
     }
 }
 
@@ -126,7 +174,7 @@ void narrate_failure(const std::string &reason)
 {
     print_line(stderr, "tvlink-sim: " + reason);
     if (as_json) {
-        print_object({{"type", "failure"}, {"reason", reason}});
+        print_object("failure", {{"reason", reason}});
     }
 }
 
@@ -135,11 +183,16 @@ void narrate_report(const std::string &url, const std::string &failure)
     print_line(stderr, "tvlink-sim: report to " + url +
                            (failure.empty() ? " works again" : " failed: " + failure));
     if (as_json) {
-        nlohmann::json reason = nullptr;
-        if (!failure.empty()) {
-            reason = failure;
-        }
-        print_object({{"type", "report"}, {"url", url}, {"failure", reason}});
+        print_object("report", {{"url", url}, {"failure", text_or_null(failure)}});
+    }
+}
+
+void narrate_keeping(const std::string &file, const std::string &failure)
+{
+    print_line(stderr, "tvlink-sim: state in " + file +
+                           (failure.empty() ? " is kept again" : " is not kept: " + failure));
+    if (as_json) {
+        print_object("state", {{"file", file}, {"failure", text_or_null(failure)}});
     }
 }
 
