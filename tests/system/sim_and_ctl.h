@@ -45,7 +45,7 @@ inline std::string without_time(const std::string &line)
 }
 
 /* The lines of the television's that begin with the time, without it, in the order of printing. */
-inline Words told_lines(const std::string &out)
+inline Words timed_lines(const std::string &out)
 {
     Words lines;
     std::istringstream text(out);
@@ -63,14 +63,14 @@ inline bool wait_for_lines(const Program &sim, const Words &expected)
 {
     return wait_until([&] {
         size_t found = 0;
-        for (const std::string &line : told_lines(sim.out())) {
+        for (const std::string &line : timed_lines(sim.out())) {
             found += found < expected.size() && line == expected[found] ? 1 : 0;
         }
         return found == expected.size();
     });
 }
 
-/* What the television has printed, without the times, and without what the service tells of
+/* What the television has printed, without the times, and without what the service prints about
  * searches, connections and requests: calls and events are left, and what it printed at its start
  * and end. */
 inline std::string calls_in(const std::string &out)
@@ -79,11 +79,11 @@ inline std::string calls_in(const std::string &out)
     std::string calls;
     std::istringstream text(out);
     for (std::string line; std::getline(text, line);) {
-        const std::string told = without_time(line);
-        if (told.compare(0, caller.size() + 2, caller + ": ") == 0) {
-            calls += told.substr(caller.size() + 2) + "\n";
-        } else if (told.compare(0, caller.size() + 1, caller + " ") != 0) {
-            calls += told + "\n";
+        const std::string words = without_time(line);
+        if (words.compare(0, caller.size() + 2, caller + ": ") == 0) {
+            calls += words.substr(caller.size() + 2) + "\n";
+        } else if (words.compare(0, caller.size() + 1, caller + " ") != 0) {
+            calls += words + "\n";
         }
     }
     return calls;

@@ -128,11 +128,14 @@ void converse(const Program &sim)
         local_ctl(command);
     }
     const Descriptor searcher = datagram_socket();
-    for (int i = 0; i < 2; i++) {
-        ASSERT_TRUE(
-            send_datagram(searcher.get(), bytes("A5 A5 08 00 41 49 49 50"), "127.0.0.1", 12426));
-    }
-    EXPECT_TRUE(sim.wait_for("\"kind\":\"search_answered\""));
+    EXPECT_TRUE(wait_until([&] {
+        for (int i = 0; i < 2; i++) {
+            EXPECT_TRUE(send_datagram(searcher.get(), bytes("A5 A5 08 00 41 49 49 50"), "127.0.0.1",
+                                      12426));
+        }
+        return sim.out().find("\"kind\":\"search_answered\"") != std::string::npos &&
+               sim.out().find("\"kind\":\"search_refused\"") != std::string::npos;
+    })) << sim.out();
     const Phone phone;
     phone.send(wire_frame(SET, bytes("12 01 02 08 02 00 FF FE 08 00 00"))); /* not UTF-8 */
     Bytes frame = wire_frame(SET, bytes("01 01 02 01"));

@@ -52,7 +52,7 @@ TEST(SimProcess, EndsWithStatusZeroOnASignal)
         ASSERT_NE(sim, nullptr);
         sim->signal(number);
         EXPECT_EQ(sim->wait_for_exit(), 0) << sim->err();
-        EXPECT_EQ(told_lines(sim->out()).back(), "stopped: " + std::string(LAST_STATE));
+        EXPECT_EQ(timed_lines(sim->out()).back(), "stopped: " + std::string(LAST_STATE));
     }
 }
 

@@ -67,7 +67,7 @@ TEST(SimState, GoesOnWhereItStopped)
     ASSERT_NE(second, nullptr);
     expect_output({"text", "get"}, "text: Good evening\n");
     stop(*second);
-    EXPECT_EQ(told_lines(second->out()).back(),
+    EXPECT_EQ(timed_lines(second->out()).back(),
               "stopped: on, channel 3 (Films), volume 25, picture standard, text \"Good evening\", "
               "no phone paired, player stopped");
 }

@@ -113,7 +113,7 @@ std::string address_of_first_card()
         if_nameindex(), if_freenameindex);
     for (const struct if_nameindex *entry = interfaces.get();
          entry != nullptr && entry->if_index != 0; entry++) {
-        const std::string address = permanent_address(any.number, entry->if_name);
+        std::string address = permanent_address(any.number, entry->if_name);
         if (!address.empty()) {
             return address;
         }
@@ -144,7 +144,7 @@ std::string own_network()
     std::string (*const sources[])() = {name_of_namespace, address_of_first_card,
                                         first_ipv4_address};
     for (std::string (*const source)() : sources) {
-        const std::string found = source();
+        std::string found = source();
         if (!found.empty()) {
             return found;
         }

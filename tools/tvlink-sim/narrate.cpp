@@ -1,6 +1,8 @@
 /* SPDX-License-Identifier: MIT */
 #include "narrate.h"
 
+#include <mutex>
+
 #include "moment.h"
 #include "printable.h"
 #include "request_words.h"
@@ -21,17 +23,54 @@ void print_line(FILE *to, const std::string &line)
     print(to, line + "\n");
 }
 
+/* What reaches the service while it starts is kept until the line of the start has been printed. */
+struct Opening {
+    std::mutex lock;
+    bool is_over = false;
+    std::string lines;
+};
+
+/* Never destroyed: threads of the library may print while the program exits. */
+Opening &opening()
+{
+    static Opening &opening = *new Opening;
+    return opening;
+}
+
+void end_opening()
+{
+    const std::lock_guard<std::mutex> guard(opening().lock);
+    opening().is_over = true;
+    print(stdout, opening().lines);
+    opening().lines.clear();
+}
+
+void print_after_start(const std::string &line)
+{
+    const std::lock_guard<std::mutex> guard(opening().lock);
+    if (opening().is_over) {
+        print_line(stdout, line);
+    } else {
+        opening().lines += line + "\n";
+    }
+}
+
 /* What people read: the time of day in front. */
 void print_words(const std::string &words)
 {
-    print_line(stdout, time_of_day(moment_now()) + " " + words);
+    print_after_start(time_of_day(moment_now()) + " " + words);
 }
 
-void print_object(const char *kind, nlohmann::json object)
+std::string json_line(const char *kind, nlohmann::json object)
 {
     object["time"] = date_and_time(moment_now());
     object["kind"] = kind;
-    print_line(stdout, one_line(object));
+    return one_line(object);
+}
+
+void print_object(const char *kind, const nlohmann::json &object)
+{
+    print_after_start(json_line(kind, object));
 }
 
 /* A text from a phone; one that is not UTF-8 a second time in hexadecimal. */
@@ -74,6 +113,23 @@ void introduce(const Introduction &self)
                "  try: tvlink-ctl discover, or tvlink-ctl --host " + host + " info; Ctrl-C stops");
 }
 
+nlohmann::json start_object(const Introduction &introduction)
+{
+    nlohmann::json addresses = nlohmann::json::array();
+    for (const InterfaceAddress &entry : introduction.addresses) {
+        addresses.push_back({{"interface", entry.interface}, {"address", entry.address}});
+    }
+    return {{"name", introduction.name},
+            {"serial", introduction.serial},
+            {"device_type", introduction.device_type},
+            {"port", IPP_CONTROL_PORT},
+            {"addresses", addresses},
+            {"channels", introduction.channels},
+            {"programmes", introduction.programmes},
+            {"remarks", introduction.remarks},
+            {"version", ipp_version()}};
+}
+
 } // namespace
 
 std::string one_line(const nlohmann::json &value)
@@ -88,23 +144,12 @@ void narrate_as_json(bool json)
 
 void narrate_start(const Introduction &introduction)
 {
-    if (!as_json) {
+    if (as_json) {
+        print_line(stdout, json_line("start", start_object(introduction)));
+    } else {
         introduce(introduction);
-        return;
     }
-    nlohmann::json addresses = nlohmann::json::array();
-    for (const InterfaceAddress &entry : introduction.addresses) {
-        addresses.push_back({{"interface", entry.interface}, {"address", entry.address}});
-    }
-    print_object("start", {{"name", introduction.name},
-                           {"serial", introduction.serial},
-                           {"device_type", introduction.device_type},
-                           {"port", IPP_CONTROL_PORT},
-                           {"addresses", addresses},
-                           {"channels", introduction.channels},
-                           {"programmes", introduction.programmes},
-                           {"remarks", introduction.remarks},
-                           {"version", ipp_version()}});
+    end_opening();
 }
 
 void narrate_calls_of(const std::string &peer, const nlohmann::json &facts)
@@ -174,7 +219,7 @@ void narrate_failure(const std::string &reason)
 {
     print_line(stderr, "tvlink-sim: " + reason);
     if (as_json) {
-        print_object("failure", {{"reason", reason}});
+        print_line(stdout, json_line("failure", {{"reason", reason}}));
     }
 }
 

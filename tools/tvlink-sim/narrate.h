@@ -48,6 +48,7 @@ void narrate_notice(const Notice &notice);
 /* The calls of this thread belong to a request of this peer from now on; `facts` describe it. */
 void narrate_calls_of(const std::string &peer, const nlohmann::json &facts);
 
+/* The first line; those of what has reached the service before follow it. */
 void narrate_start(const Introduction &introduction);
 void narrate_call(const char *slot, const nlohmann::json &arguments, const std::string &words,
                   const nlohmann::json &result);

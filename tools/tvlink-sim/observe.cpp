@@ -37,12 +37,12 @@ std::string ended_words(int reason)
 
 /* ---- Searches and connections */
 
-void tell_search(uint32_t peer, void *)
+void print_search(uint32_t peer, void *)
 {
     narrate_notice({"search_answered", address_words(peer), "search answered", {}});
 }
 
-void tell_refused_search(uint32_t peer, int reason, void *)
+void print_refused_search(uint32_t peer, int reason, void *)
 {
     narrate_notice({"search_refused",
                     address_words(peer),
@@ -50,7 +50,7 @@ void tell_refused_search(uint32_t peer, int reason, void *)
                     {{"reason", reason_json(reason)}}});
 }
 
-void tell_connection(uint32_t peer, uint32_t connections, void *)
+void print_connection(uint32_t peer, uint32_t connections, void *)
 {
     narrate_notice({"connected",
                     address_words(peer),
@@ -58,7 +58,7 @@ void tell_connection(uint32_t peer, uint32_t connections, void *)
                     {{"connections", connections}}});
 }
 
-void tell_refused_connection(uint32_t peer, int reason, void *)
+void print_refused_connection(uint32_t peer, int reason, void *)
 {
     narrate_notice({"connection_refused",
                     address_words(peer),
@@ -66,7 +66,7 @@ void tell_refused_connection(uint32_t peer, int reason, void *)
                     {{"reason", reason_json(reason)}}});
 }
 
-void tell_gone(uint32_t peer, int reason, uint32_t connections, void *)
+void print_gone(uint32_t peer, int reason, uint32_t connections, void *)
 {
     narrate_notice({"gone",
                     address_words(peer),
@@ -77,7 +77,7 @@ void tell_gone(uint32_t peer, int reason, uint32_t connections, void *)
 
 /* ---- Requests */
 
-void tell_arrival(const IppRequest *request, void *)
+void print_arrival(const IppRequest *request, void *)
 {
     narrate_notice(
         {"request", address_words(request->peer_addr),
@@ -85,7 +85,7 @@ void tell_arrival(const IppRequest *request, void *)
          request_facts(*request, {})});
 }
 
-void tell_outcome(const IppRequest *request, void *)
+void print_outcome(const IppRequest *request, void *)
 {
     const std::string what = request->type == 0
                                  ? "frame of " + std::to_string(request->bytes) + " bytes"
@@ -100,7 +100,7 @@ void tell_outcome(const IppRequest *request, void *)
     running_body.clear();
 }
 
-void tell_slow_slot(const IppRequest *request, void *)
+void print_slow_slot(const IppRequest *request, void *)
 {
     nlohmann::json facts = request_facts(*request, {});
     facts["slot_us"] = request->slot_us;
@@ -112,7 +112,7 @@ void tell_slow_slot(const IppRequest *request, void *)
 
 /* ---- Events, captures, pushes */
 
-void tell_event(uint16_t code, uint32_t reached, uint32_t failed, void *)
+void print_event(uint16_t code, uint32_t reached, uint32_t failed, void *)
 {
     narrate_notice({"event_sent",
                     "",
@@ -121,7 +121,7 @@ void tell_event(uint16_t code, uint32_t reached, uint32_t failed, void *)
                     {{"code", hex_code(code)}, {"reached", reached}, {"failed", failed}}});
 }
 
-void tell_capture(uint32_t peer, uint16_t port, uint32_t bytes, void *)
+void print_capture(uint32_t peer, uint16_t port, uint32_t bytes, void *)
 {
     narrate_notice({"capture_offered",
                     address_words(peer),
@@ -130,7 +130,7 @@ void tell_capture(uint32_t peer, uint16_t port, uint32_t bytes, void *)
                     {{"port", port}, {"bytes", bytes}}});
 }
 
-void tell_capture_end(uint32_t peer, int reason, uint32_t bytes, void *)
+void print_capture_end(uint32_t peer, int reason, uint32_t bytes, void *)
 {
     narrate_notice({"capture_ended",
                     address_words(peer),
@@ -138,7 +138,7 @@ void tell_capture_end(uint32_t peer, int reason, uint32_t bytes, void *)
                     {{"reason", reason_json(reason)}, {"bytes", bytes}}});
 }
 
-void tell_push(uint32_t peer, uint32_t bytes, void *)
+void print_push(uint32_t peer, uint32_t bytes, void *)
 {
     narrate_notice({"push_begun",
                     address_words(peer),
@@ -146,7 +146,7 @@ void tell_push(uint32_t peer, uint32_t bytes, void *)
                     {{"bytes", bytes}}});
 }
 
-void tell_push_end(uint32_t peer, int reason, void *)
+void print_push_end(uint32_t peer, int reason, void *)
 {
     narrate_notice({"push_ended",
                     address_words(peer),
@@ -219,20 +219,20 @@ void observe_service(bool trace)
 {
     traced = trace;
     IppObserver observer = {};
-    observer.search_answered = tell_search;
-    observer.search_refused = tell_refused_search;
-    observer.connected = tell_connection;
-    observer.connection_refused = tell_refused_connection;
-    observer.gone = tell_gone;
-    observer.request_arrived = trace ? tell_arrival : nullptr;
-    observer.request_done = tell_outcome;
-    observer.request_refused = tell_outcome;
-    observer.slot_is_slow = tell_slow_slot;
-    observer.event_sent = trace ? tell_event : nullptr;
-    observer.capture_begun = tell_capture;
-    observer.capture_ended = tell_capture_end;
-    observer.push_begun = tell_push;
-    observer.push_ended = tell_push_end;
+    observer.search_answered = print_search;
+    observer.search_refused = print_refused_search;
+    observer.connected = print_connection;
+    observer.connection_refused = print_refused_connection;
+    observer.gone = print_gone;
+    observer.request_arrived = trace ? print_arrival : nullptr;
+    observer.request_done = print_outcome;
+    observer.request_refused = print_outcome;
+    observer.slot_is_slow = print_slow_slot;
+    observer.event_sent = trace ? print_event : nullptr;
+    observer.capture_begun = print_capture;
+    observer.capture_ended = print_capture_end;
+    observer.push_begun = print_push;
+    observer.push_ended = print_push_end;
     take_over_dispatchers();
     ipp_set_observer(&observer);
 }

@@ -94,7 +94,7 @@ std::string text_in(const Json &object, const char *name)
 
 std::string name_in(const Json &object)
 {
-    const std::string name = text_in(object, "name");
+    std::string name = text_in(object, "name");
     if (name.empty() || name.size() > max_saved_name) {
         throw StateError("\"name\" is empty or too long");
     }

@@ -66,7 +66,7 @@ TEST(RequestWords, DoWithoutTheBytes)
               "not a kind of get request");
 }
 
-/* The table may know less than the library: its fault is told only when both agree. */
+/* The table may know less than the library: its fault is shown only when both agree. */
 TEST(RequestWords, SayNoOtherFaultThanTheLibrarys)
 {
     EXPECT_EQ(sim::refusal_words(request_with(0x07, 0x0109, IPP_REASON_WRONG_TAG, 1),

@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* What tvlink-sim tells of everything that reaches it: each kind of line, as text. */
+/* What tvlink-sim prints about everything that reaches it: each kind of line, as text. */
 #include "system/sim_phone.h"
 
 #include "support/datagrams.h"
@@ -12,10 +12,10 @@ namespace
 const char *const PEER = "127.0.0.1 ";
 const char *const SEARCH_BYTES = "A5 A5 08 00 41 49 49 50";
 
-class SimTells : public testing::Test
+class SimLines : public testing::Test
 {
 protected:
-    SimTells() : sim(start_sim())
+    SimLines() : sim(start_sim())
     {
     }
 
@@ -24,8 +24,8 @@ protected:
         ASSERT_NE(sim, nullptr);
     }
 
-    /* The television tells these things of its phones, in this order. */
-    void expect_told(const Words &lines) const
+    /* The television prints these lines about its phones, in this order. */
+    void expect_lines(const Words &lines) const
     {
         Words expected;
         for (const std::string &line : lines) {
@@ -40,7 +40,7 @@ protected:
     {
         const Phone phone;
         phone.send(sent);
-        expect_told({line});
+        expect_lines({line});
     }
 
     void expect_request_line(uint8_t type, const std::string &payload,
@@ -52,47 +52,47 @@ protected:
     std::unique_ptr<Program> sim;
 };
 
-TEST_F(SimTells, ConnectionsAndWhyTheyEnd)
+TEST_F(SimLines, ConnectionsAndWhyTheyEnd)
 {
     Phone first;
-    expect_told({"connected, 1 connection"});
+    expect_lines({"connected, 1 connection"});
     Phone second;
-    expect_told({"connected, 2 connections"});
+    expect_lines({"connected, 2 connections"});
     first.hang_up();
-    expect_told({"gone: closed by the peer, 1 connection"});
+    expect_lines({"gone: closed by the peer, 1 connection"});
     second.reset();
-    expect_told({"gone: broken by the peer or the network, 0 connections"});
+    expect_lines({"gone: broken by the peer or the network, 0 connections"});
 }
 
-TEST_F(SimTells, ConnectionsThatItRefuses)
+TEST_F(SimLines, ConnectionsThatItRefuses)
 {
     std::vector<std::unique_ptr<Phone>> phones;
     for (int i = 0; i < 64; i++) {
         phones.push_back(std::make_unique<Phone>());
     }
-    expect_told({"connected, 64 connections"});
+    expect_lines({"connected, 64 connections"});
     const Phone refused;
-    expect_told({"connection refused: too many"});
+    expect_lines({"connection refused: too many"});
 }
 
-TEST_F(SimTells, AFrameThatIsTooLongEndsTheConnection)
+TEST_F(SimLines, AFrameThatIsTooLongEndsTheConnection)
 {
     expect_line(bytes("A5 A5 00 01 00 10 00"), "gone: announced too long a frame, 0 connections");
 }
 
-TEST_F(SimTells, ItsOwnStopEndsTheConnections)
+TEST_F(SimLines, ItsOwnStopEndsTheConnections)
 {
     const Phone phone;
-    expect_told({"connected, 1 connection"});
+    expect_lines({"connected, 1 connection"});
     sim->signal(SIGTERM);
     EXPECT_EQ(sim->wait_for_exit(), 0);
-    expect_told({"gone: the service has stopped, 0 connections"});
+    expect_lines({"gone: the service has stopped, 0 connections"});
 }
 
-TEST_F(SimTells, SearchesAnsweredAndRefused)
+TEST_F(SimLines, SearchesAnsweredAndRefused)
 {
     const Descriptor phone = datagram_socket();
-    const auto has_told = [&](const std::string &line) {
+    const auto has_printed = [&](const std::string &line) {
         return sim->out().find(" 127.0.0.1 " + line + "\n") != std::string::npos;
     };
     /* Again and again, since the television may not yet listen. */
@@ -100,11 +100,12 @@ TEST_F(SimTells, SearchesAnsweredAndRefused)
         for (int i = 0; i < 2; i++) {
             EXPECT_TRUE(send_datagram(phone.get(), bytes(SEARCH_BYTES), "127.0.0.1", 12426));
         }
-        return has_told("search refused: an answer waits already") && has_told("search answered");
+        return has_printed("search refused: an answer waits already") &&
+               has_printed("search answered");
     })) << sim->out();
 }
 
-TEST_F(SimTells, RequestsThatAreCarriedOut)
+TEST_F(SimLines, RequestsThatAreCarriedOut)
 {
     expect_request_line(SET, "01 01 02 01", "set 0x0101 set_tv_channel: answered, result 0");
     expect_request_line(GET, "00", "get get_device_info: answered");
@@ -112,14 +113,14 @@ TEST_F(SimTells, RequestsThatAreCarriedOut)
     expect_request_line(0x0A, "", "no operation: silence");
 }
 
-TEST_F(SimTells, RequestsThatTheTelevisionRefuses)
+TEST_F(SimLines, RequestsThatTheTelevisionRefuses)
 {
     expect_request_line(SET, "09 01 02 05 74 00 00 00 05 00 00 00 00",
                         "set 0x0109 set_tv_key: answered, result 0"); /* power: standby */
     expect_request_line(SET, "0F 01 02 01", "set 0x010F set_tv_volume: answered, result -1");
 }
 
-TEST_F(SimTells, RequestsThatNoOperationServes)
+TEST_F(SimLines, RequestsThatNoOperationServes)
 {
     expect_request_line(GET, "01 77 77", "get 0x7777: no such operation, silence");
     expect_request_line(GET, "01 01 01",
@@ -129,7 +130,7 @@ TEST_F(SimTells, RequestsThatNoOperationServes)
     expect_request_line(0x33, "01 02", "frame 0x33: not the type of a request, silence");
 }
 
-TEST_F(SimTells, RequestsThatEndTooSoon)
+TEST_F(SimLines, RequestsThatEndTooSoon)
 {
     expect_request_line(SET, "01", "set: too short, silence");
     expect_request_line(SET, "09 01 02 05 8B",
@@ -139,7 +140,7 @@ TEST_F(SimTells, RequestsThatEndTooSoon)
                         "a failure");
 }
 
-TEST_F(SimTells, TextsThatAreTooLong)
+TEST_F(SimLines, TextsThatAreTooLong)
 {
     const Bytes text(300, 'a');
     expect_line(wire_frame(SET, joined({bytes("12 01 02 08 2C 01"), text, bytes("08 00 00")})),
@@ -147,14 +148,14 @@ TEST_F(SimTells, TextsThatAreTooLong)
                 "failure");
 }
 
-TEST_F(SimTells, ValuesWithAWrongTag)
+TEST_F(SimLines, ValuesWithAWrongTag)
 {
     expect_request_line(SET, "01 01 03 01",
                         "set 0x0101 set_tv_channel: a value has the tag 0x03, 0x02 is required, "
                         "answered with a failure");
 }
 
-TEST_F(SimTells, FramesThatAreNone)
+TEST_F(SimLines, FramesThatAreNone)
 {
     Bytes frame = wire_frame(SET, bytes("01 01 02 01"));
     frame[0] = 0x5A;
@@ -164,17 +165,17 @@ TEST_F(SimTells, FramesThatAreNone)
     expect_line(frame, "frame of 76 bytes: a bad frame length, silence");
 }
 
-TEST_F(SimTells, AWrongChecksumThatIsAnsweredAllTheSame)
+TEST_F(SimLines, AWrongChecksumThatIsAnsweredAllTheSame)
 {
     Bytes frame = wire_frame(SET, bytes("01 01 02 01"));
     frame.back() ^= 0xFF;
     const Phone phone;
     phone.send(frame);
     EXPECT_EQ(hex(next_answer(phone)), "01 01 00");
-    expect_told({"set 0x0101 set_tv_channel: a wrong checksum, answered, result 0 all the same"});
+    expect_lines({"set 0x0101 set_tv_channel: a wrong checksum, answered, result 0 all the same"});
 }
 
-TEST_F(SimTells, RequestsForWhichTheQueueHasNoRoom)
+TEST_F(SimLines, RequestsForWhichTheQueueHasNoRoom)
 {
     const Bytes capture = wire_frame(GET, bytes("01 18 01 02 03 40 01 03 B4 00"));
     Bytes burst;
@@ -183,10 +184,10 @@ TEST_F(SimTells, RequestsForWhichTheQueueHasNoRoom)
     }
     const Phone phone;
     phone.send(burst);
-    expect_told({"get 0x0118 get_screen_shot2: the queue is full, silence"});
+    expect_lines({"get 0x0118 get_screen_shot2: the queue is full, silence"});
 }
 
-TEST_F(SimTells, CapturesAndWhatBecameOfThem)
+TEST_F(SimLines, CapturesAndWhatBecameOfThem)
 {
     const Phone phone;
     phone.send(wire_frame(GET, bytes("01 18 01 02 03 40 01 03 B4 00")));
@@ -198,15 +199,15 @@ TEST_F(SimTells, CapturesAndWhatBecameOfThem)
         << sim->out();
 }
 
-TEST_F(SimTells, GuidesThatItPushes)
+TEST_F(SimLines, GuidesThatItPushes)
 {
     const Phone phone;
     phone.send(wire_frame(CALL, bytes("04 50 08 0A 00 'push guide'")));
     EXPECT_TRUE(sim->wait_for(" 127.0.0.1 push begun, ")) << sim->out();
-    expect_told({"push ended"});
+    expect_lines({"push ended"});
 }
 
-TEST_F(SimTells, EachCallWithItsPhone)
+TEST_F(SimLines, EachCallWithItsPhone)
 {
     const Phone phone;
     EXPECT_EQ(set(phone, "01 01 02 01"), "01 01 00");
