@@ -119,9 +119,10 @@ const uint8_t *take(Reading &reading, const Argument &argument, size_t count)
     return bytes;
 }
 
-uint64_t number_of(const uint8_t *bytes, size_t size)
+/* At most four bytes. */
+uint32_t number_of(const uint8_t *bytes, size_t size)
 {
-    uint64_t number = 0;
+    uint32_t number = 0;
     for (size_t i = size; i > 0; i--) {
         number = number << 8 | bytes[i - 1];
     }
@@ -199,7 +200,7 @@ void read_length(Reading &reading, const Argument &argument)
 {
     const uint8_t *length = take(reading, argument, 2);
     if (length != nullptr) {
-        reading.lengths[argument.name] = static_cast<uint32_t>(number_of(length, 2));
+        reading.lengths[argument.name] = number_of(length, 2);
     }
 }
 
