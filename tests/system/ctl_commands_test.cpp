@@ -27,7 +27,7 @@ protected:
     /* What the television has told since it served. It tells of a call before it answers it. */
     void expect_calls(const std::string &calls)
     {
-        EXPECT_EQ(sim->out(), GREETING + calls);
+        EXPECT_EQ(calls_in(sim->out()), GREETING + calls);
         EXPECT_EQ(sim->err(), "");
     }
 

@@ -88,9 +88,10 @@ protected:
     std::unique_ptr<Program> start_television() const
     {
         auto program = std::make_unique<Program>(
-            TVLINK_SIM_PATH, std::vector<std::string>{"--device-type", "4660", "--diagnostics"},
+            TVLINK_SIM_PATH,
+            std::vector<std::string>{"--name", "TV", "--device-type", "4660", "--diagnostics"},
             &television);
-        EXPECT_TRUE(program->wait_for("television \"tvlink-sim\"")) << program->err();
+        EXPECT_TRUE(program->wait_for("television \"TV\"")) << program->err();
         return program;
     }
 
@@ -162,7 +163,7 @@ TEST_F(DiscoveryBetweenNetworks, AControlPointFindsTheTelevisionAndTalksToIt)
                         "\"told_address\":\"10.77.0.1\",\"source\":\"10.77.0.1\"}\n");
     const Finished name = ctl({"name"});
     EXPECT_EQ(name.status, 0) << name.err;
-    EXPECT_EQ(name.out, "name: tvlink-sim\n");
+    EXPECT_EQ(name.out, "name: TV\n");
 }
 
 TEST_F(DiscoveryBetweenNetworks, ATelevisionThatStartsBeforeItsNetworkIsFoundOnceThatIsUp)

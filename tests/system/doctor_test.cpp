@@ -96,7 +96,7 @@ protected:
     {
         auto sim = std::make_unique<Program>(
             TVLINK_SIM_PATH, Words{"--device-type", "7", "--diagnostics"}, &network);
-        EXPECT_TRUE(sim->wait_for("television \"tvlink-sim\"")) << sim->err();
+        EXPECT_TRUE(sim->wait_for("television \"")) << sim->err();
         return sim;
     }
 

@@ -22,7 +22,8 @@ TEST(SimFiles, AreRefusedInJsonToo)
     const Finished result = run_program(TVLINK_SIM_PATH, {"--json", "--guide", guide.path});
     const std::string reason = guide.path + ":3: this is no XML: invalid closing tag name";
     EXPECT_EQ(result.status, 3);
-    EXPECT_EQ(result.out, "{\"reason\":\"" + reason + "\",\"type\":\"failure\"}\n");
+    EXPECT_EQ(with_one_time(result.out),
+              "{\"kind\":\"failure\",\"reason\":\"" + reason + "\",\"time\":\"T\"}\n");
     EXPECT_EQ(result.err, "tvlink-sim: " + reason + "\n");
 }
 

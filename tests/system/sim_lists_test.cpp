@@ -133,10 +133,10 @@ TEST_F(SimLists, SayWhatWasAsked)
     get(phone, "01 01 20 00");
     get(phone, "01 03 20 01 08 04 00 'FILM'");
     get(phone, "01 00 20 03 02 01 06 03 00 00 00 06 00 00 00 00");
-    EXPECT_TRUE(sim->wait_for("channels? 2 entries\n"
-                              "simple guide? 2 entries\n"
-                              "guide with \"FILM\"? 1 entries\n"
-                              "guide of channel 3? 2 entries\n"))
+    EXPECT_TRUE(wait_for_calls(*sim, "channels? 2 entries\n"
+                                     "simple guide? 2 entries\n"
+                                     "guide with \"FILM\"? 1 entries\n"
+                                     "guide of channel 3? 2 entries\n"))
         << sim->out();
 }
 

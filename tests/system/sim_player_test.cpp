@@ -52,7 +52,8 @@ TEST_F(SimPlayer, TellsThePhonesOfEveryChangeAndOfTheEnd)
                           Bytes(LIGHTS.begin(), LIGHTS.end()), bytes("0C 00 00 00 00")})));
     EXPECT_EQ(next_event(watcher), player_event(0));
     EXPECT_EQ(get(phone, "01 01 15 00"), "01 01 15 02 00");
-    EXPECT_TRUE(sim->wait_for("  event 0x700B player 0 \"" + LIGHTS + "\"\n", 2)) << sim->out();
+    EXPECT_TRUE(wait_for_calls(*sim, "  event 0x700B player 0 \"" + LIGHTS + "\"\n", 2))
+        << sim->out();
 }
 
 TEST_F(SimPlayer, TakesAnAddressWithATitleAndPlaysAtOnce)
@@ -64,8 +65,9 @@ TEST_F(SimPlayer, TakesAnAddressWithATitleAndPlaysAtOnce)
               hex(joined({bytes("01 0F 20 A4 18 01 00 00 00 00 00 00 00 00 00 00 18 15 00 00"
                                 "00 00 00 00 'Film'"),
                           Bytes(124), bytes("'http://a'"), Bytes(128)})));
-    EXPECT_TRUE(sim->wait_for("stream \"http://a\": play -> playing at 0 s, 4 bytes of data, "
-                              "option 1\n"))
+    EXPECT_TRUE(wait_for_calls(*sim,
+                               "stream \"http://a\": play -> playing at 0 s, 4 bytes of data, "
+                               "option 1\n"))
         << sim->out();
 }
 

@@ -19,7 +19,7 @@ std::string url_of(uint16_t port)
 std::string state_with_volume(int volume)
 {
     return "{\"channel\":1,\"channel_name\":\"News\",\"duration\":0,\"last_key\":0,"
-           "\"muted\":false,\"name\":\"tvlink-sim\",\"next_programme\":null,\"on\":true,"
+           "\"muted\":false,\"name\":\"TV\",\"next_programme\":null,\"on\":true,"
            "\"phone\":\"\",\"picture\":\"standard\",\"player\":\"stopped\",\"position\":0,"
            "\"programme\":null,\"stream\":\"\",\"text\":\"\",\"volume\":" +
            std::to_string(volume) + "}";
@@ -67,7 +67,8 @@ TEST(SimReport, PostsTheStateAndItsChangesAndSaysWhenThatFails)
     const Descriptor server = listening_on();
     const uint16_t port = port_of(server.get());
     const TemporaryFile channels(ONE_CHANNEL);
-    const auto sim = start_sim({"--channels", channels.path, "--report-url", url_of(port)});
+    const auto sim =
+        start_sim({"--name", "TV", "--channels", channels.path, "--report-url", url_of(port)});
     ASSERT_NE(sim, nullptr);
     answer_post(taken_post(server, post_of(port, state_with_volume(20))), "hello");
     std::string complaints =
@@ -96,8 +97,9 @@ TEST(SimReport, ServesWithoutTheServerAndSaysThatItIsNotThere)
     const auto sim = start_sim({"--json", "--report-url", url_of(port)});
     ASSERT_NE(sim, nullptr);
     EXPECT_EQ(local_ctl({"rpc", "ping"}).out, "answer: pong\n");
-    EXPECT_TRUE(sim->wait_for("{\"failure\":\"no connection\",\"type\":\"report\",\"url\":\"" +
-                              url_of(port) + "\"}\n"))
+    EXPECT_TRUE(wait_for_json(*sim, "{\"failure\":\"no connection\",\"kind\":\"report\","
+                                    "\"time\":\"T\",\"url\":\"" +
+                                        url_of(port) + "\"}"))
         << sim->out();
     sim->signal(SIGTERM);
     EXPECT_EQ(sim->wait_for_exit(), 0);

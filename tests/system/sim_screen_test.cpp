@@ -74,7 +74,7 @@ TEST(SimScreen, IsCapturedAsPngInTheSizeAskedFor)
     const Picture least = captured(phone, "FF FF", "01 00");
     EXPECT_EQ(least.width, 160);
     EXPECT_EQ(least.height, 90);
-    EXPECT_TRUE(sim->wait_for("screen? 320 x 180, ")) << sim->out();
+    EXPECT_TRUE(wait_for_calls(*sim, "screen? 320 x 180, ")) << sim->out();
 }
 
 TEST(SimScreen, ShowsTheVolumeAndIsBlackInStandby)
@@ -100,7 +100,7 @@ TEST(SimScreen, IsNotCapturedWithoutAFont)
     ASSERT_NE(sim, nullptr);
     const Phone phone;
     EXPECT_EQ(get(phone, "01 18 01 02 03 00 00 03 00 00"), "01 18 01 04 00 00");
-    EXPECT_TRUE(sim->wait_for("screen? no picture: \"/nowhere/font.ttf\" is no font\n"))
+    EXPECT_TRUE(wait_for_calls(*sim, "screen? no picture: \"/nowhere/font.ttf\" is no font\n"))
         << sim->out();
     EXPECT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
 }

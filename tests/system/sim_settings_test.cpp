@@ -26,9 +26,9 @@ TEST_F(SimSettings, AreKeptAndAnsweredInJson)
               text_reply("0B 40", "{\"language\":\"fr\"}"));
     EXPECT_EQ(get(phone, "01 0A 40 01 08 08 02 00 'la'"), "01 0A 40 06 01 00 00 00");
     EXPECT_EQ(get(phone, "01 0A 40 01 08 08 00 00"), "01 0A 40 06 04 00 00 00");
-    EXPECT_TRUE(sim->wait_for("setting \"language\" -> \"fr\"\n"
-                              "  event 0x7010 setting 0 \"language\"\n"
-                              "setting \"language\"?\n"))
+    EXPECT_TRUE(wait_for_calls(*sim, "setting \"language\" -> \"fr\"\n"
+                                     "  event 0x7010 setting 0 \"language\"\n"
+                                     "setting \"language\"?\n"))
         << sim->out();
 }
 
@@ -39,7 +39,7 @@ TEST_F(SimSettings, AreNeverShownWhenTheyAreSecret)
     EXPECT_EQ(get(phone, "01 0B 40 01 08 08 00 00"),
               text_reply("0B 40", "{\"brightness\":\"50\",\"contrast\":\"50\",\"language\":\"en\","
                                   "\"sleep-timer\":\"off\",\"wifi\":null}"));
-    EXPECT_TRUE(sim->wait_for("setting \"wifi\" -> a secret of 7 bytes\n")) << sim->out();
+    EXPECT_TRUE(wait_for_calls(*sim, "setting \"wifi\" -> a secret of 7 bytes\n")) << sim->out();
     sim->signal(SIGTERM);
     EXPECT_EQ(sim->wait_for_exit(), 0);
     EXPECT_EQ((sim->out() + sim->err()).find("hunter2"), std::string::npos);
@@ -91,7 +91,8 @@ TEST_F(SimSettings, KeepVideoValuesByStringCall)
     EXPECT_EQ(call(phone, "vod rate"), "{\"error\":\"vod NAME VALUE, or vod alone\"}");
     EXPECT_EQ(call(phone, "vod  5"), "{\"error\":\"the value was refused\"}");
     EXPECT_EQ(call(phone, "ping 1"), "{\"error\":\"unknown request, try help\"}");
-    EXPECT_TRUE(sim->wait_for("video value \"rate\" -> 5\n  event 0x700E video 1 \"rate\"\n"))
+    EXPECT_TRUE(
+        wait_for_calls(*sim, "video value \"rate\" -> 5\n  event 0x700E video 1 \"rate\"\n"))
         << sim->out();
 }
 

@@ -9,6 +9,7 @@
 #include "narrate.h"
 #include "printable.h"
 #include "state_json.h"
+#include "state_keeping.h"
 #include "state_report.h"
 #include "tvlink.h"
 #include "utf8.h"
@@ -43,6 +44,7 @@ int run_operation(const char *slot, const nlohmann::json &arguments,
         outcome = operation(television());
     }
     narrate_call(slot, arguments, outcome.words, outcome.status);
+    note_state_to_keep();
     for (const Event &event : outcome.events) {
         report(event);
     }
@@ -53,6 +55,7 @@ void report(const Event &event)
 {
     narrate_event(event);
     note_state_change();
+    note_state_to_keep();
     ipp_report_dev_event(event.code, event.value, event.text.c_str(), event.data.data(),
                          static_cast<uint32_t>(event.data.size()));
 }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "events.h"
+#include "identity.h"
 #include "report_url.h"
 #include "service.h"
 #include "slot_list.h"
@@ -25,15 +26,18 @@ std::string event_table()
                  kind.name, kind.meaning);
         table += line;
     }
-    return table + "\n"
-                   "Each line of output is a call that reached the television, or an event that it "
-                   "reported.\n"
-                   "\n"
-                   "Exit status:\n"
-                   "  0  stopped by SIGINT or SIGTERM\n"
-                   "  1  the service could not start, such as when port 8801 is taken\n"
-                   "  2  the command line is wrong\n"
-                   "  3  a channel list or a guide cannot be read, or is wrong\n";
+    return table +
+           "\n"
+           "Each line of output is something that reached the television, such as a search, "
+           "a connection\n"
+           "or a request, and what became of it, or an event that it reported.\n"
+           "\n"
+           "Exit status:\n"
+           "  0  stopped by SIGINT or SIGTERM\n"
+           "  1  the service could not start, such as when port 8801 is taken\n"
+           "  2  the command line is wrong\n"
+           "  3  a channel list or a guide cannot be read, or is wrong;\n"
+           "     or the kept state cannot be read\n";
 }
 
 std::string check_length(const std::string &text)
@@ -74,6 +78,8 @@ void define_options(CLI::App &app, sim::Options &options, bool &slots)
     app.add_option("--font", options.font, "TrueType font for screen captures")
         ->option_text("FILE=" + options.font);
     app.add_flag("--json", options.json, "Print one JSON object a line, for scripts");
+    app.add_flag("--trace", options.trace,
+                 "Also print each request when it arrives, with its bytes, and what is sent");
     app.add_flag("--diagnostics", options.diagnostics,
                  "Show the library's own diagnostics on standard error");
     app.add_option("--event-every", options.event_every,
@@ -85,6 +91,9 @@ void define_options(CLI::App &app, sim::Options &options, bool &slots)
                    "http://ADDRESS:PORT/PATH with an IPv4 address")
         ->option_text("URL")
         ->check(check_report_url);
+    app.add_option("--state", options.state_file,
+                   "Keep the state in this file, and go on with it at the next start")
+        ->option_text("FILE");
     app.add_flag("--slots", slots, "List the slots of the method table, and exit");
     app.set_version_flag("--version", std::string("tvlink-sim ") + ipp_version(),
                          "Print the version and exit");
@@ -97,6 +106,9 @@ int main(int argc, char **argv)
 {
     sim::Options options;
     options.font = TVLINK_SIM_FONT;
+    const sim::Identity identity = sim::own_identity();
+    options.name = identity.name;
+    options.serial = identity.serial;
     CLI::App app("A simulated television that phones on the network find and drive.", "tvlink-sim");
     bool slots = false;
     define_options(app, options, slots);
@@ -110,6 +122,7 @@ int main(int argc, char **argv)
                 error.what());
         return status_usage;
     }
+    options.name_is_given = app.count("--name") > 0;
     if (slots) {
         sim::register_television(options);
         fputs(sim::slot_list().c_str(), stdout);

@@ -1,9 +1,14 @@
 /* SPDX-License-Identifier: MIT */
 #include "narrate.h"
 
+#include <mutex>
+
+#include "moment.h"
 #include "printable.h"
+#include "request_words.h"
 #include "system.h"
 #include "tvlink.h"
+#include "utf8.h"
 
 namespace sim
 {
@@ -18,17 +23,77 @@ void print_line(FILE *to, const std::string &line)
     print(to, line + "\n");
 }
 
-void print_object(const nlohmann::json &object)
+/* What reaches the service while it starts is kept until the line of the start has been printed. */
+struct Opening {
+    std::mutex lock;
+    bool is_over = false;
+    std::string lines;
+};
+
+/* Never destroyed: threads of the library may print while the program exits. */
+Opening &opening()
 {
-    print_line(stdout, one_line(object));
+    static Opening &opening = *new Opening;
+    return opening;
 }
 
-std::string hexadecimal(int32_t code)
+void end_opening()
 {
-    char text[16];
-    snprintf(text, sizeof text, "0x%04X", static_cast<unsigned>(code));
-    return text;
+    const std::lock_guard<std::mutex> guard(opening().lock);
+    opening().is_over = true;
+    print(stdout, opening().lines);
+    opening().lines.clear();
 }
+
+void print_after_start(const std::string &line)
+{
+    const std::lock_guard<std::mutex> guard(opening().lock);
+    if (opening().is_over) {
+        print_line(stdout, line);
+    } else {
+        opening().lines += line + "\n";
+    }
+}
+
+/* What people read: the time of day in front. */
+void print_words(const std::string &words)
+{
+    print_after_start(time_of_day(moment_now()) + " " + words);
+}
+
+std::string json_line(const char *kind, nlohmann::json object)
+{
+    object["time"] = date_and_time(moment_now());
+    object["kind"] = kind;
+    return one_line(object);
+}
+
+void print_object(const char *kind, const nlohmann::json &object)
+{
+    print_after_start(json_line(kind, object));
+}
+
+/* A text from a phone; one that is not UTF-8 a second time in hexadecimal. */
+void add_text(nlohmann::json &object, const std::string &name, const std::string &text)
+{
+    object[name] = text;
+    if (find_malformed(text) != std::string::npos) {
+        object[name + "_hex"] =
+            hex_digits(reinterpret_cast<const uint8_t *>(text.data()), text.size());
+    }
+}
+
+nlohmann::json text_or_null(const std::string &text)
+{
+    return text.empty() ? nlohmann::json(nullptr) : nlohmann::json(text);
+}
+
+/* The request that the calling thread runs. */
+struct Origin {
+    std::string peer;
+    nlohmann::json facts = nlohmann::json::object();
+};
+thread_local Origin origin;
 
 void print_lists(size_t channels, size_t programmes, const std::vector<std::string> &remarks)
 {
@@ -53,6 +118,23 @@ void introduce(const Introduction &self)
                "  try: tvlink-ctl discover, or tvlink-ctl --host " + host + " info; Ctrl-C stops");
 }
 
+nlohmann::json start_object(const Introduction &introduction)
+{
+    nlohmann::json addresses = nlohmann::json::array();
+    for (const InterfaceAddress &entry : introduction.addresses) {
+        addresses.push_back({{"interface", entry.interface}, {"address", entry.address}});
+    }
+    return {{"name", introduction.name},
+            {"serial", introduction.serial},
+            {"device_type", introduction.device_type},
+            {"port", IPP_CONTROL_PORT},
+            {"addresses", addresses},
+            {"channels", introduction.channels},
+            {"programmes", introduction.programmes},
+            {"remarks", introduction.remarks},
+            {"version", ipp_version()}};
+}
+
 } // namespace
 
 std::string one_line(const nlohmann::json &value)
@@ -67,38 +149,49 @@ void narrate_as_json(bool json)
 
 void narrate_start(const Introduction &introduction)
 {
-    if (!as_json) {
+    if (as_json) {
+        print_line(stdout, json_line("start", start_object(introduction)));
+    } else {
         introduce(introduction);
+    }
+    end_opening();
+}
+
+void narrate_calls_of(const std::string &peer, const nlohmann::json &facts)
+{
+    origin = {peer, facts};
+}
+
+void narrate_notice(const Notice &notice)
+{
+    if (!as_json) {
+        print_words((notice.peer.empty() ? "  " : notice.peer + " ") + notice.words);
         return;
     }
-    nlohmann::json addresses = nlohmann::json::array();
-    for (const InterfaceAddress &entry : introduction.addresses) {
-        addresses.push_back({{"interface", entry.interface}, {"address", entry.address}});
+    nlohmann::json object = notice.facts.is_null() ? nlohmann::json::object() : notice.facts;
+    object["words"] = notice.words;
+    if (!notice.peer.empty()) {
+        object["peer"] = notice.peer;
     }
-    print_object({{"type", "start"},
-                  {"name", introduction.name},
-                  {"serial", introduction.serial},
-                  {"device_type", introduction.device_type},
-                  {"port", IPP_CONTROL_PORT},
-                  {"addresses", addresses},
-                  {"channels", introduction.channels},
-                  {"programmes", introduction.programmes},
-                  {"remarks", introduction.remarks},
-                  {"version", ipp_version()}});
+    print_object(notice.kind, object);
 }
 
 void narrate_call(const char *slot, const nlohmann::json &arguments, const std::string &words,
                   const nlohmann::json &result)
 {
     if (!as_json) {
-        print_line(stdout, words);
+        print_words(origin.peer.empty() ? words : origin.peer + ": " + words);
         return;
     }
-    print_object({{"type", "call"},
-                  {"slot", slot},
-                  {"arguments", arguments},
-                  {"words", words},
-                  {"result", result}});
+    nlohmann::json object = origin.facts;
+    object["slot"] = slot;
+    object["arguments"] = arguments;
+    object["words"] = words;
+    object["result"] = result;
+    if (!origin.peer.empty()) {
+        object["peer"] = origin.peer;
+    }
+    print_object("call", object);
 }
 
 void narrate_event(const Event &event)
@@ -106,37 +199,36 @@ void narrate_event(const Event &event)
     const char *name = event_name(event.code);
     if (!as_json) {
         const std::string text = event.text.empty() ? "" : " " + quoted(event.text);
-        print_line(stdout, "  event " + hexadecimal(event.code) + " " + name + " " +
-                               std::to_string(event.value) + text);
+        print_words("  event " + code_words(static_cast<uint16_t>(event.code)) + " " + name + " " +
+                    std::to_string(event.value) + text);
         return;
     }
-    print_object({{"type", "event"},
-                  {"code", static_cast<int32_t>(event.code)},
-                  {"name", name},
-                  {"value", event.value},
-                  {"text", event.text},
-                  {"data", event.data}});
+    nlohmann::json object = {{"code", hex_code(static_cast<uint16_t>(event.code))},
+                             {"name", name},
+                             {"value", event.value},
+                             {"data", hex_digits(event.data.data(), event.data.size())}};
+    add_text(object, "text", event.text);
+    print_object("event", object);
 }
 
 void narrate_lists(size_t channels, size_t programmes, const std::vector<std::string> &remarks)
 {
     if (as_json) {
-        print_object({{"type", "lists"},
-                      {"channels", channels},
-                      {"programmes", programmes},
-                      {"remarks", remarks}});
+        print_object("lists", {{"channels", channels},
+                               {"programmes", programmes},
+                               {"remarks", remarks}});
         return;
     }
-    print_line(stdout, "lists loaded again");
+    print_words("lists loaded again");
     print_lists(channels, programmes, remarks);
 }
 
 void narrate_stop(const std::string &state)
 {
     if (as_json) {
-        print_object({{"type", "stop"}, {"state", state}});
+        print_object("stop", {{"state", state}});
     } else {
-        print_line(stdout, "stopped: " + state);
+        print_words("stopped: " + state);
     }
 }
 
@@ -144,7 +236,7 @@ void narrate_failure(const std::string &reason)
 {
     print_line(stderr, "tvlink-sim: " + reason);
     if (as_json) {
-        print_object({{"type", "failure"}, {"reason", reason}});
+        print_line(stdout, json_line("failure", {{"reason", reason}}));
     }
 }
 
@@ -153,11 +245,16 @@ void narrate_report(const std::string &url, const std::string &failure)
     print_line(stderr, "tvlink-sim: report to " + url +
                            (failure.empty() ? " works again" : " failed: " + failure));
     if (as_json) {
-        nlohmann::json reason = nullptr;
-        if (!failure.empty()) {
-            reason = failure;
-        }
-        print_object({{"type", "report"}, {"url", url}, {"failure", reason}});
+        print_object("report", {{"url", url}, {"failure", text_or_null(failure)}});
+    }
+}
+
+void narrate_keeping(const std::string &file, const std::string &failure)
+{
+    print_line(stderr, "tvlink-sim: state in " + file +
+                           (failure.empty() ? " is kept again" : " is not kept: " + failure));
+    if (as_json) {
+        print_object("state", {{"file", file}, {"failure", text_or_null(failure)}});
     }
 }
 

@@ -17,8 +17,10 @@
 #include "guide_push.h"
 #include "host.h"
 #include "narrate.h"
+#include "observe.h"
 #include "reload.h"
 #include "slots.h"
+#include "state_keeping.h"
 #include "state_report.h"
 #include "system.h"
 #include "tvlink.h"
@@ -168,12 +170,13 @@ void wait_for_stop(const sigset_t &signals, const Options &options,
 
 /* The deadline is long enough for a post of the state to a server that answers at once, which takes
  * a second; a slower server is not waited for. */
-void stop(const std::string &report_url)
+void stop(const Options &options)
 {
     const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(1500);
     end_state_report();
     ipp_finish();
-    finish_state_report(report_url, deadline);
+    finish_state_report(options.report_url, deadline);
+    finish_state_keeping(options.state_file);
 }
 
 /* Those for which the program waits: SIGINT, SIGTERM, SIGHUP. */
@@ -185,28 +188,50 @@ sigset_t block_signals()
     return signals;
 }
 
-Introduction introduction(const Options &options, const Lineup &lineup)
+Introduction introduction(const Options &options, const std::string &name, const Lineup &lineup)
 {
-    return {options.name,    options.serial,         options.device_type,
-            own_addresses(), lineup.channels.size(), count_programmes(lineup.guide),
+    return {name,
+            options.serial,
+            options.device_type,
+            own_addresses(),
+            lineup.channels.size(),
+            count_programmes(lineup.guide),
             lineup.remarks};
+}
+
+/* False, after a line, when the state that is kept cannot be had. */
+bool make_own_television(const Options &options, const Lineup &lineup)
+{
+    Television tv = make_television(options.name, lineup.channels, lineup.guide);
+    if (!recall_state(options.state_file, tv)) {
+        return false;
+    }
+    if (options.name_is_given) {
+        tv.name = options.name;
+    }
+    set_television(tv);
+    return true;
 }
 
 int run_lineup(const Options &options, const Lineup &lineup, const sigset_t &signals,
                std::vector<WatchedFile> &watched)
 {
-    set_television(make_television(options.name, lineup.channels, lineup.guide));
+    if (!make_own_television(options, lineup)) {
+        return status_bad_file;
+    }
+    const std::string name = read_state([](const Television &tv) { return tv.name; });
     register_television(options);
-    const int32_t result =
-        ipp_init(options.device_type, options.name.c_str(), options.serial.c_str());
+    observe_service(options.trace);
+    const int32_t result = ipp_init(options.device_type, name.c_str(), options.serial.c_str());
     if (result != IPP_OK) {
         narrate_failure(start_failure(result));
         return status_no_service;
     }
-    narrate_start(introduction(options, lineup));
+    narrate_start(introduction(options, name, lineup));
     start_state_report(options.report_url);
+    start_state_keeping(options.state_file);
     wait_for_stop(signals, options, watched);
-    stop(options.report_url);
+    stop(options);
     narrate_stop(read_state(summary));
     return 0;
 }

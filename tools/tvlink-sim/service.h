@@ -12,16 +12,20 @@ namespace sim
 {
 
 struct Options {
-    std::string name = "tvlink-sim";
-    std::string serial = "SIM-0001";
+    std::string name;
+    bool name_is_given =
+        false; /* otherwise a name that a phone has set and --state keeps prevails */
+    std::string serial;
     uint32_t device_type = 1;
     bool json = false;
     bool diagnostics = false;
+    bool trace = false;
     double event_every = 0; /* seconds; 0: no demo events */
     LineupFiles files;
     bool watch_files = false; /* they are loaded again when they change */
     std::string font;
     std::string report_url; /* empty: the state is not reported */
+    std::string state_file; /* empty: the state is not kept */
 };
 
 constexpr int status_no_service = 1;
