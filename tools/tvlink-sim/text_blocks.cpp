@@ -214,12 +214,24 @@ size_t append_other(Checking &checking, const std::string &text, size_t at)
     return 1;
 }
 
+/* Appends the letters at `at` that need no look, and returns their number. */
+size_t append_plain(Checking &checking, const std::string &text, size_t at)
+{
+    size_t end = at;
+    while (end < text.size() && text[end] >= ' ' && text[end] <= '~') {
+        end++;
+    }
+    checking.after_return = checking.after_return && end == at;
+    checking.out.append(text, at, end - at);
+    return end - at;
+}
+
 void check_block(Checking &checking, const std::string &block, bool last)
 {
     const std::string text = checking.rest + block;
     checking.rest.clear();
     size_t at = 0;
-    while (at < text.size()) {
+    while ((at += append_plain(checking, text, at)) < text.size()) {
         const bool ascii = static_cast<uint8_t>(text[at]) < 0x80;
         if (!ascii && checking.utf8 && !last && text.size() - at < longest_character) {
             checking.rest = text.substr(at);
