@@ -4,8 +4,9 @@
  * at least what a strict one keeps.
  *
  * Under test: tools/tvlink-sim/xmltv.cpp tools/tvlink-sim/xml_reader.cpp
- * tools/tvlink-sim/text_blocks.cpp tools/tvlink-sim/unzip.cpp tools/tvlink-sim/calendar.cpp
- * tools/tvlink-sim/guide.cpp tools/tvlink-sim/list_blocks.cpp */
+ * tools/tvlink-sim/ampersands.cpp tools/tvlink-sim/text_blocks.cpp tools/tvlink-sim/unzip.cpp
+ * tools/tvlink-sim/calendar.cpp tools/tvlink-sim/guide.cpp
+ * tools/tvlink-sim/list_blocks.cpp */
 #include "support/fuzz_input.h"
 
 #include "controlpoint_lists.h"

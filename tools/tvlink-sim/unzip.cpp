@@ -133,7 +133,7 @@ std::string first_bytes(const ReadBlock &read, size_t size)
 ReadBlock unzipped(const ReadBlock &read)
 {
     const std::string beginning = first_bytes(read, 10);
-    const ReadBlock whole = with_beginning(beginning, read);
+    ReadBlock whole = with_beginning(beginning, read);
     if (!is_zipped(beginning)) {
         return whole;
     }

@@ -8,6 +8,7 @@
 
 #include <expat.h>
 
+#include "ampersands.h"
 #include "input_error.h"
 #include "text_blocks.h"
 
@@ -20,6 +21,9 @@ namespace
 constexpr size_t max_depth = 64;
 constexpr size_t max_entities = 64;
 constexpr XML_Index max_unread = 4194304; /* bytes of one tag, which the parser keeps */
+
+const FaultKind bare_ampersand = {"ampersand taken for itself", "ampersands taken for themselves",
+                                  "in XML it is written &amp;"};
 
 struct XmlReading {
     XML_Parser parser;
@@ -152,6 +156,26 @@ size_t skip_empty_beginning(XmlReading &reading, const std::string &text)
     return blanks;
 }
 
+void count_mended(const Ampersands &ampersands, Faults &faults)
+{
+    for (size_t i = 0; i < ampersands.mended; i++) {
+        count_fault(faults, bare_ampersand, 0);
+    }
+}
+
+void read_leniently(XmlReading &reading, const ReadBlock &read, Faults &faults)
+{
+    Ampersands ampersands;
+    read_text(read, TextKind::XML, faults, [&](const std::string &text) {
+        const size_t from = reading.fed == 0 ? skip_empty_beginning(reading, text) : 0;
+        const std::string mended = mend_ampersands(ampersands, text.substr(from), false);
+        parse_text(reading, mended.data(), mended.size(), false);
+    });
+    const std::string end = mend_ampersands(ampersands, "", true);
+    count_mended(ampersands, faults);
+    parse_text(reading, end.data(), end.size(), true);
+}
+
 } // namespace
 
 const char *xml_attribute(const XmlElement &element, const char *name)
@@ -173,13 +197,14 @@ void read_xml(const ReadBlock &read, Faults &faults, const XmlHandlers &handlers
     }
     XmlReading reading{parser.get(), &handlers};
     prepare(reading);
-    const bool strict = faults.strictness == Strictness::STRICT;
-    read_text(read, TextKind::XML, faults, [&](const std::string &text) {
-        const bool first = reading.fed == 0 && !strict;
-        const size_t from = first ? skip_empty_beginning(reading, text) : 0;
-        parse_text(reading, text.data() + from, text.size() - from, false);
-    });
-    parse_text(reading, "", 0, true);
+    if (faults.strictness == Strictness::STRICT) {
+        read_text(read, TextKind::XML, faults, [&](const std::string &text) {
+            parse_text(reading, text.data(), text.size(), false);
+        });
+        parse_text(reading, "", 0, true);
+    } else {
+        read_leniently(reading, read, faults);
+    }
 }
 
 } // namespace sim

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include "ampersands.h"
 #include "input_error.h"
 
 using namespace sim;
@@ -223,7 +224,13 @@ TEST(GuideShapes, TheDocumentAround)
         {"a file that ends too early", "<tv>\n" + good + "<programme start=\"2026",
          "A|0|60|Good||\nthe rest of the file from line 3 on is left out: this is no XML: unclosed "
          "token\n"},
-        {"an ampersand alone", "<tv>\n" + good + "<a>R & B</a></tv>",
+        {"ampersands alone",
+         whole("<programme start=\"20260101100000\" channel=\"a.ex\"><icon src=\"u?a=1&b=2\"/>"
+               "<title>R & B &amp; R&B &lt;&#65;&</title><desc><![CDATA[a & b ]] &c]]> &</desc>"
+               "</programme>"),
+         "A|0|30|R & B & R&B <A&||a & b ]] &c &\n"
+         "5 ampersands taken for themselves: in XML it is written &amp;\n"},
+        {"an angle bracket alone", "<tv>\n" + good + "<a>1 < 2</a></tv>",
          "A|0|60|Good||\nthe rest of the file from line 3 on is left out: this is no XML: not "
          "well-formed (invalid token)\n"},
         {"a page of the web", "<html><body/></html>", "refused 1: a guide is one element <tv>"},
@@ -378,6 +385,22 @@ TEST(GuideShapes, DoNotDependOnTheSizeOfABlock)
                             {&shape_channels(), false, "", Strictness::STRICT});
             EXPECT_EQ(shown_guide(read), "A|0|30|\xE2\x82\xAC & \xF0\x9F\x93\xBA||\n");
         }
+    }
+}
+
+TEST(GuideShapes, AmpersandsAreMendedAcrossBlocks)
+{
+    const std::string text = "<tv><![CDATA[&]]>&amp;& &x;&#1;&#;</tv>&<![CD&<!";
+    const std::string mended = "<tv><![CDATA[&]]>&amp;&amp; &x;&#1;&amp;#;</tv>&amp;<![CD&amp;<!";
+    for (size_t size = 1; size <= text.size(); size++) {
+        Ampersands state;
+        std::string result;
+        for (size_t at = 0; at < text.size(); at += size) {
+            result += mend_ampersands(state, text.substr(at, size), false);
+        }
+        result += mend_ampersands(state, "", true);
+        EXPECT_EQ(result, mended) << size;
+        EXPECT_EQ(state.mended, 4u);
     }
 }
 
