@@ -9,7 +9,7 @@ namespace
 TEST(SimFiles, AreRefusedWithFileLineAndReason)
 {
     const TemporaryFile channels("#EXTM3U\n#EXTINF:-1 tvg-chno=\"none\",A\nhttp://a\n");
-    const Finished result = run_program(TVLINK_SIM_PATH, {"--channels", channels.path});
+    const Finished result = run_program(TVLINK_SIM_PATH, {"--strict", "--channels", channels.path});
     EXPECT_EQ(result.status, 3);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, "tvlink-sim: " + channels.path +
@@ -20,7 +20,7 @@ TEST(SimFiles, AreRefusedInJsonToo)
 {
     const TemporaryFile guide("<tv>\n<programme>\n</tv>\n");
     const Finished result = run_program(TVLINK_SIM_PATH, {"--json", "--guide", guide.path});
-    const std::string reason = guide.path + ":3: this is no XML: invalid closing tag name";
+    const std::string reason = guide.path + ":3: this is no XML: mismatched tag";
     EXPECT_EQ(result.status, 3);
     EXPECT_EQ(with_one_time(result.out),
               "{\"kind\":\"failure\",\"reason\":\"" + reason + "\",\"time\":\"T\"}\n");
@@ -43,6 +43,20 @@ TEST(SimFiles, TellHowMuchOfAGuideIsNotUsed)
     ASSERT_NE(sim, nullptr);
     EXPECT_NE(sim->out().find("  8 channels, 0 programmes\n"
                               "  programmes of channels that are not in the list: 1\n  try: "),
+              std::string::npos)
+        << sim->out();
+}
+
+TEST(SimFiles, AreTakenWithoutTheirBadEntries)
+{
+    const TemporaryFile channels("#EXTM3U url-tvg=\"http://guide.example.org/x.xml\"\n"
+                                 "#EXTINF:-1 tvg-chno=\"22.1\",A\nhttp://a\n");
+    const auto sim = start_sim({"--channels", channels.path});
+    ASSERT_NE(sim, nullptr);
+    EXPECT_NE(sim->out().find("  1 channels, 0 programmes\n"
+                              "  1 channel numbered anew, at line 2: tvg-chno is no number from 1 "
+                              "to 65535\n  the playlist names a guide, which is not fetched: "
+                              "\"http://guide.example.org/x.xml\"\n  try: "),
               std::string::npos)
         << sim->out();
 }

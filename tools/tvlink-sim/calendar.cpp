@@ -1,9 +1,12 @@
 /* SPDX-License-Identifier: MIT */
 #include "calendar.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "numbers.h"
+#include "utf8.h"
 
 namespace sim
 {
@@ -52,17 +55,44 @@ std::optional<uint32_t> digits(const std::string &text, size_t &at, size_t count
     return number;
 }
 
-/* An offset such as "+0100", in seconds east of UTC. */
+/* Names of zones, and their minutes east of UTC. */
+struct Zone {
+    const char *name;
+    int32_t minutes;
+};
+
+const Zone zones[] = {
+    {"", 0},       {"Z", 0},      {"UTC", 0},    {"UT", 0},      {"GMT", 0},     {"WET", 0},
+    {"BST", 60},   {"IST", 60},   {"WEST", 60},  {"CET", 60},    {"MET", 60},    {"CEST", 120},
+    {"MEST", 120}, {"EET", 120},  {"SAST", 120}, {"EEST", 180},  {"MSK", 180},   {"AST", -240},
+    {"ADT", -180}, {"EST", -300}, {"EDT", -240}, {"CST", -360},  {"CDT", -300},  {"MST", -420},
+    {"MDT", -360}, {"PST", -480}, {"PDT", -420}, {"AKST", -540}, {"AKDT", -480}, {"HST", -600},
+    {"AWST", 480}, {"ACST", 570}, {"ACDT", 630}, {"AEST", 600},  {"AEDT", 660},  {"JST", 540},
+    {"KST", 540},  {"NZST", 720}, {"NZDT", 780},
+};
+
+std::optional<int64_t> zone_seconds(const std::string &name)
+{
+    const auto found = std::find_if(std::begin(zones), std::end(zones), [&](const Zone &zone) {
+        return tools::equal_words(zone.name, name);
+    });
+    return found == std::end(zones) ? std::nullopt
+                                    : std::optional<int64_t>(int64_t{found->minutes} * 60);
+}
+
+/* An offset such as "+0100" or "+01:00", or the name of a zone, in seconds east of UTC. */
 std::optional<int64_t> offset_seconds(const std::string &text)
 {
-    if (text.empty() || text == "Z" || text == "UTC" || text == "GMT") {
-        return 0;
+    if (text.empty() || (text[0] != '+' && text[0] != '-')) {
+        return zone_seconds(text);
     }
-    size_t at = 1;
-    if (text.size() != 5 || (text[0] != '+' && text[0] != '-')) {
+    const bool colon = text.size() == 6 && text[3] == ':';
+    if (text.size() != 5 && !colon) {
         return std::nullopt;
     }
+    size_t at = 1;
     const std::optional<uint32_t> hours = digits(text, at, 2, 14);
+    at += colon ? 1 : 0;
     const std::optional<uint32_t> minutes = digits(text, at, 2, 59);
     if (!hours || !minutes) {
         return std::nullopt;

@@ -11,7 +11,8 @@ namespace sim
 {
 
 /* The Unix time of "20261121201500 +0100": year, month, day, hour, minute, optional second, then an
- * optional offset from UTC. Empty for any other text. */
+ * optional offset from UTC, "+01:00" and the name of a zone such as CET, too. Empty for any other
+ * text. */
 std::optional<int64_t> guide_time(const std::string &text);
 
 /* "2026-11-21 19:15" and "19:15", in UTC. */

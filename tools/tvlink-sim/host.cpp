@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "narrate.h"
 #include "printable.h"
@@ -29,10 +30,10 @@ Television &television()
     return tv;
 }
 
-void set_television(const Television &tv)
+void set_television(Television tv)
 {
     const std::lock_guard<std::mutex> guard(television_lock());
-    television() = tv;
+    television() = std::move(tv);
 }
 
 int run_operation(const char *slot, const nlohmann::json &arguments,

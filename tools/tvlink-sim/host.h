@@ -18,7 +18,7 @@ namespace sim
 {
 
 /* Sets the initial state, before the library is started. */
-void set_television(const Television &tv);
+void set_television(Television tv);
 
 /* Neither is ever destroyed: the library's worker may still run a slot while the program exits. */
 std::mutex &television_lock();

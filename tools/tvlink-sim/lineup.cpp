@@ -3,6 +3,11 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+
 #include "input_error.h"
 #include "playlist.h"
 #include "system.h"
@@ -14,7 +19,8 @@ namespace sim
 namespace
 {
 
-constexpr size_t max_lineup_bytes = 67108864;
+constexpr size_t max_playlist_bytes = 67108864;
+constexpr size_t max_guide_bytes = 1073741824;
 
 /* The folder of the program itself; empty when it cannot be determined. */
 std::string program_folder()
@@ -36,15 +42,46 @@ std::string sample(const std::string &name)
                       ": the sample is missing; --channels FILE and --guide FILE name others");
 }
 
-template <typename Parse> auto parse_file(const std::string &path, const Parse &parse)
+/* The blocks of a file. Reading throws FileError, also when there are more than `max` bytes. */
+ReadBlock file_blocks(const std::string &path, size_t max)
+{
+    const std::shared_ptr<FILE> file(fopen(path.c_str(), "rbe"), [](FILE *opened) {
+        if (opened != nullptr) {
+            fclose(opened);
+        }
+    });
+    if (file == nullptr) {
+        throw tools::FileError(path + ": " + tools::system_text(errno));
+    }
+    const auto total = std::make_shared<size_t>(0);
+    return [=](char *to, size_t size) {
+        const size_t count = fread(to, 1, size, file.get());
+        if (ferror(file.get()) != 0) {
+            throw tools::FileError(path + ": " + tools::system_text(errno));
+        }
+        *total += count;
+        if (*total > max) {
+            throw tools::FileError(path + ": longer than " + std::to_string(max) + " bytes");
+        }
+        return count;
+    };
+}
+
+template <typename Parse> auto parse_file(const std::string &path, size_t max, const Parse &parse)
 {
     try {
-        return parse(tools::read_file(path, max_lineup_bytes));
+        return parse(file_blocks(path, max));
     } catch (const InputError &error) {
-        throw LineupError(path + ":" + std::to_string(error.line) + ": " + error.what());
+        const std::string line = error.line == 0 ? "" : ":" + std::to_string(error.line);
+        throw LineupError(path + line + ": " + error.what());
     } catch (const tools::FileError &error) {
         throw LineupError(error.what());
     }
+}
+
+void add_remarks(Lineup &lineup, const std::vector<std::string> &remarks)
+{
+    lineup.remarks.insert(lineup.remarks.end(), remarks.begin(), remarks.end());
 }
 
 void add_remark(Lineup &lineup, size_t programmes, const std::string &reason)
@@ -54,16 +91,65 @@ void add_remark(Lineup &lineup, size_t programmes, const std::string &reason)
     }
 }
 
-void load_guide(Lineup &lineup, const std::string &path, bool starts_today, uint32_t today)
+void load_channels(Lineup &lineup, const std::string &path, Strictness strictness)
 {
-    const ReadGuide read = parse_file(
-        path, [&](const std::string &text) { return parse_guide(text, lineup.channels); });
-    lineup.guide = read.guide;
+    ReadPlaylist read = parse_file(path, max_playlist_bytes, [=](const ReadBlock &blocks) {
+        return parse_playlist(blocks, strictness);
+    });
+    lineup.channels = std::move(read.channels);
+    add_remarks(lineup, read.remarks);
+}
+
+/* Channels of the guide itself take the place of those that are there. */
+CutTexts load_guide(Lineup &lineup, const std::string &path, const GuideWishes &wishes)
+{
+    ReadGuide read = parse_file(path, max_guide_bytes, [&](const ReadBlock &blocks) {
+        return parse_guide(blocks, wishes);
+    });
+    if (!read.channels.empty()) {
+        lineup.channels = std::move(read.channels);
+    }
+    lineup.guide = std::move(read.guide);
+    add_remarks(lineup, read.remarks);
     add_remark(lineup, read.of_other_channels, "programmes of channels that are not in the list");
     add_remark(lineup, read.left_out,
                "programmes left out, for " + std::to_string(max_programmes) + " is the most");
-    if (starts_today) {
-        move_to_day(lineup.guide, today);
+    return read.cut;
+}
+
+/* ---- What lists cannot hold */
+
+size_t count_longer(const std::vector<Channel> &channels, std::string Channel::*text, size_t field)
+{
+    return static_cast<size_t>(
+        std::count_if(channels.begin(), channels.end(),
+                      [=](const Channel &channel) { return (channel.*text).size() >= field; }));
+}
+
+/* Lists have texts of limited length; the channels' are cut when a list is built. */
+void tell_cut_texts(Lineup &lineup, const CutTexts &cut)
+{
+    const struct {
+        const char *what;
+        size_t count;
+    } rows[] = {
+        {"names", count_longer(lineup.channels, &Channel::name, 64)},
+        {"groups", count_longer(lineup.channels, &Channel::group, 32)},
+        {"guide names", count_longer(lineup.channels, &Channel::guide_id, 32)},
+        {"addresses", count_longer(lineup.channels, &Channel::address, 124)},
+        {"titles", cut.titles},
+        {"categories", cut.categories},
+        {"descriptions", cut.descriptions},
+    };
+    std::string counts;
+    for (const auto &row : rows) {
+        if (row.count > 0) {
+            counts += (counts.empty() ? "" : ", ") +
+                      (std::string(row.what) + " " + std::to_string(row.count));
+        }
+    }
+    if (!counts.empty()) {
+        lineup.remarks.push_back("texts too long for a list, and cut there: " + counts);
     }
 }
 
@@ -71,15 +157,21 @@ void load_guide(Lineup &lineup, const std::string &path, bool starts_today, uint
 
 Lineup load_lineup(const LineupFiles &files, uint32_t today)
 {
-    Lineup lineup;
+    const Strictness strictness = files.strict ? Strictness::STRICT : Strictness::LENIENT;
     const bool sample_channels = files.channels.empty();
-    lineup.channels =
-        parse_file(sample_channels ? sample("channels.m3u") : files.channels, parse_playlist);
-    if (!files.guide.empty()) {
-        load_guide(lineup, files.guide, files.guide_starts_today, today);
-    } else if (sample_channels) {
-        load_guide(lineup, sample("guide.xml"), true, today);
+    const bool own_guide = !files.guide.empty();
+    Lineup lineup;
+    CutTexts cut;
+    load_channels(lineup, sample_channels ? sample("channels.m3u") : files.channels, strictness);
+    if (own_guide || sample_channels) {
+        cut = load_guide(
+            lineup, own_guide ? files.guide : sample("guide.xml"),
+            {&lineup.channels, sample_channels && own_guide, files.language, strictness});
+        if (files.guide_starts_today || !own_guide) {
+            move_to_day(lineup.guide, today);
+        }
     }
+    tell_cut_texts(lineup, cut);
     return lineup;
 }
 

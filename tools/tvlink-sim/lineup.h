@@ -15,15 +15,17 @@ namespace sim
 {
 
 struct LineupFiles {
-    std::string channels; /* empty: the sample */
+    std::string channels; /* empty: those of the guide, or the sample */
     std::string guide;    /* empty: the sample for the sample's channels, none for others */
     bool guide_starts_today = false; /* the sample always does */
+    bool strict = false;             /* files with any fault are refused */
+    std::string language = {};       /* of the guide's texts, such as "en"; empty: the first */
 };
 
 struct Lineup {
     std::vector<Channel> channels;
     Guide guide;
-    std::vector<std::string> remarks; /* which programmes of the guide were left out */
+    std::vector<std::string> remarks; /* what of the files was left out or mended */
 };
 
 /* what() is "FILE:LINE: reason", or "FILE: reason" about the file as a whole. */

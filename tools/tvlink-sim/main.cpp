@@ -66,7 +66,8 @@ void define_options(CLI::App &app, sim::Options &options, bool &slots)
         ->option_text("NUMBER=" + std::to_string(options.device_type))
         ->check(CLI::Range(0U, 65535U));
     app.add_option("--channels", options.files.channels,
-                   "Channel list, an M3U playlist; a sample without this option")
+                   "Channel list, an M3U playlist; without this option the channels of the guide, "
+                   "or a sample")
         ->option_text("FILE");
     app.add_option("--guide", options.files.guide,
                    "Programme guide in XMLTV; a sample for the sample's channels")
@@ -75,6 +76,11 @@ void define_options(CLI::App &app, sim::Options &options, bool &slots)
                  "Move the guide by whole days so that its first is today, as the sample's is");
     app.add_flag("--watch-files", options.watch_files,
                  "Load both files again when they change, as SIGHUP does");
+    app.add_option("--language", options.files.language,
+                   "Language of the guide's titles and channel names where it has several, as en")
+        ->option_text("CODE");
+    app.add_flag("--strict", options.files.strict,
+                 "Refuse a channel list or a guide that has any fault, with its line");
     app.add_option("--font", options.font, "TrueType font for screen captures")
         ->option_text("FILE=" + options.font);
     app.add_flag("--json", options.json, "Print one JSON object a line, for scripts");

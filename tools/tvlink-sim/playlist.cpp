@@ -5,10 +5,11 @@
 #include <optional>
 #include <unordered_set>
 
+#include "extinf.h"
 #include "input_error.h"
 #include "numbers.h"
 #include "printable.h"
-#include "utf8.h"
+#include "text_blocks.h"
 
 namespace sim
 {
@@ -18,34 +19,44 @@ namespace
 
 constexpr uint32_t max_number = 65535;
 
-/* The content of one #EXTINF line. */
+const FaultKind no_header = {"header missing", "headers missing", "a playlist begins with #EXTM3U"};
+const FaultKind no_address = {"channel skipped", "channels skipped", "without an address"};
+const FaultKind no_extinf = {"channel named after its address",
+                             "channels named after their address", "no #EXTINF before it"};
+const FaultKind no_name = {"channel named after its tvg-name or its address",
+                           "channels named after their tvg-name or their address",
+                           "the name is empty"};
+const FaultKind no_playlist_line = {"line skipped", "lines skipped",
+                                    "neither an address nor a comment"};
+const FaultKind unusable_number = {"channel numbered anew", "channels numbered anew",
+                                   "tvg-chno is no number from 1 to 65535"};
+const FaultKind repeated_number = {"channel numbered anew", "channels numbered anew",
+                                   "the number is there already"};
+const FaultKind no_number_left = {"channel skipped", "channels skipped",
+                                  "there are more than 65535"};
+
+/* The channel whose address line is still to come. */
 struct Announced {
     size_t line;
-    Channel channel; /* number 0: no tvg-chno */
+    Extinf content;
 };
 
 struct ListReading {
-    std::vector<Channel> channels;
+    Faults faults;
+    std::vector<Channel> channels;        /* number 0: to be numbered */
     std::unordered_set<uint32_t> numbers; /* from tvg-chno */
-    std::optional<Announced> announced;   /* the channel whose address line is still to come */
+    std::optional<Announced> announced;
+    std::string group;                /* from #EXTGRP, for the next channel */
+    std::vector<std::string> remarks; /* besides those of the faults */
+    std::string partial;              /* the line up to here */
+    size_t line = 0;
+    bool header_checked = false;
+    bool after_return = false;
 };
 
-bool is_blank(char letter)
+bool is_strict(const ListReading &reading)
 {
-    return letter == ' ' || letter == '\t';
-}
-
-std::string trimmed(const std::string &text)
-{
-    size_t from = 0;
-    size_t to = text.size();
-    while (from < to && is_blank(text[from])) {
-        from++;
-    }
-    while (to > from && (is_blank(text[to - 1]) || text[to - 1] == '\r')) {
-        to--;
-    }
-    return text.substr(from, to - from);
+    return reading.faults.strictness == Strictness::STRICT;
 }
 
 bool begins_with(const std::string &text, const std::string &beginning)
@@ -53,93 +64,172 @@ bool begins_with(const std::string &text, const std::string &beginning)
     return text.compare(0, beginning.size(), beginning) == 0;
 }
 
-uint16_t channel_number(ListReading &reading, const std::string &text, size_t line)
+/* ---- Channels */
+
+/* 0 when the number is missing or cannot be used. */
+uint16_t channel_number(ListReading &reading, const Announced &announced)
 {
-    const std::optional<uint32_t> number = decimal(text, max_number);
+    if (!announced.content.number) {
+        return 0;
+    }
+    const std::string &text = *announced.content.number;
+    const std::optional<uint32_t> number =
+        tools::decimal(is_strict(reading) ? text : trimmed(text), max_number);
     if (!number || *number == 0) {
-        throw InputError(line, "tvg-chno is no number from 1 to 65535: " + quoted(text));
+        note_fault(reading.faults, unusable_number, announced.line,
+                   "tvg-chno is no number from 1 to 65535: " + tools::quoted(text));
+        return 0;
     }
     if (!reading.numbers.insert(*number).second) {
-        throw InputError(line, "channel number " + text + " is there already");
+        note_fault(reading.faults, repeated_number, announced.line,
+                   "channel number " + text + " is there already");
+        return 0;
     }
     return static_cast<uint16_t>(*number);
 }
 
-void set_attribute(ListReading &reading, Announced &announced, const std::string &name,
-                   const std::string &value)
+/* The last part of the path, or the whole address. */
+std::string last_part(const std::string &address)
 {
-    if (name == "tvg-id") {
-        announced.channel.guide_id = value;
-    } else if (name == "group-title") {
-        announced.channel.group = value;
-    } else if (name == "tvg-chno") {
-        announced.channel.number = channel_number(reading, value, announced.line);
-    }
+    std::string path = address.substr(0, address.find_first_of("?#|"));
+    path.resize(path.find_last_not_of('/') + 1);
+    const size_t slash = path.find_last_of('/');
+    path = slash == std::string::npos ? path : path.substr(slash + 1);
+    return path.empty() ? address : path;
 }
 
-/* Reads name="value" at `at` and returns the position after it. */
-size_t read_attribute(ListReading &reading, Announced &announced, const std::string &text,
-                      size_t at)
+std::string channel_name(const Announced &announced, const std::string &address)
 {
-    const size_t equals = text.find_first_of("=, \t", at);
-    if (equals == std::string::npos || text[equals] != '=' || equals + 1 == text.size() ||
-        text[equals + 1] != '"') {
-        throw InputError(announced.line,
-                         "no name=\"value\" in #EXTINF: " + quoted(text.substr(at)));
-    }
-    const size_t end = text.find('"', equals + 2);
-    if (end == std::string::npos) {
-        throw InputError(announced.line, "a quotation mark is missing in #EXTINF");
-    }
-    set_attribute(reading, announced, text.substr(at, equals - at),
-                  text.substr(equals + 2, end - equals - 2));
-    return end + 1;
+    const Extinf &content = announced.content;
+    const std::string &name = content.name.empty() ? content.other_name : content.name;
+    return name.empty() ? last_part(address) : name;
 }
 
-size_t skip_blanks(const std::string &text, size_t at)
+void add_channel(ListReading &reading, const Announced &announced, const std::string &address)
 {
-    while (at < text.size() && is_blank(text[at])) {
-        at++;
+    if (reading.channels.size() == max_number && !is_strict(reading)) {
+        count_fault(reading.faults, no_number_left, announced.line);
+        return;
     }
-    return at;
+    const Extinf &content = announced.content;
+    const uint16_t number = channel_number(reading, announced);
+    reading.channels.push_back({number, channel_name(announced, address),
+                                content.group.empty() ? reading.group : content.group,
+                                content.guide_id, address});
+    reading.group.clear();
 }
 
-/* Parses what follows "#EXTINF:": the length in seconds, attributes, a comma, the name. */
-Announced read_announced(ListReading &reading, const std::string &text, size_t line)
+void read_address(ListReading &reading, const std::string &text)
 {
-    Announced announced{line, {0, "", "", "", ""}};
-    size_t at = text.find_first_of(", \t");
-    at = at == std::string::npos ? text.size() : skip_blanks(text, at);
-    while (at < text.size() && text[at] != ',') {
-        at = skip_blanks(text, read_attribute(reading, announced, text, at));
-    }
-    if (at == text.size()) {
-        throw InputError(line, "no comma and no name in #EXTINF");
-    }
-    announced.channel.name = trimmed(text.substr(at + 1));
-    if (announced.channel.name.empty()) {
-        throw InputError(line, "a channel without a name");
-    }
-    return announced;
-}
-
-void read_line(ListReading &reading, const std::string &text, size_t line)
-{
-    static const std::string extinf = "#EXTINF:";
-    if (begins_with(text, extinf)) {
-        if (reading.announced) {
-            throw InputError(reading.announced->line, "a channel without an address");
-        }
-        reading.announced = read_announced(reading, text.substr(extinf.size()), line);
-    } else if (!text.empty() && text[0] != '#') {
-        if (!reading.announced) {
-            throw InputError(line, "an address without #EXTINF before it");
-        }
-        reading.announced->channel.address = text;
-        reading.channels.push_back(reading.announced->channel);
+    if (reading.announced) {
+        add_channel(reading, *reading.announced, text);
         reading.announced.reset();
+        return;
+    }
+    const bool address = text.find("://") != std::string::npos && text[0] != '<';
+    note_fault(reading.faults, address ? no_extinf : no_playlist_line, reading.line,
+               "an address without #EXTINF before it");
+    if (address) {
+        add_channel(reading, {reading.line, {}}, text);
     }
 }
+
+/* ---- Lines */
+
+void end_announced(ListReading &reading)
+{
+    if (reading.announced) {
+        note_fault(reading.faults, no_address, reading.announced->line,
+                   "a channel without an address");
+    }
+    reading.announced.reset();
+}
+
+void announce(ListReading &reading, const std::string &text)
+{
+    end_announced(reading);
+    reading.announced = Announced{reading.line, read_extinf(text, reading.line, reading.faults)};
+    if (reading.announced->content.name.empty()) {
+        note_fault(reading.faults, no_name, reading.line, "a channel without a name");
+    }
+}
+
+void tell_guide(ListReading &reading, const std::string &text)
+{
+    const std::string guide = named_guide(text);
+    if (!guide.empty() && reading.remarks.empty()) {
+        reading.remarks.push_back("the playlist names a guide, which is not fetched: " +
+                                  tools::quoted(guide));
+    }
+}
+
+/* What follows the name of a directive, as in "#NAME: rest"; empty optional for another one. */
+std::optional<std::string> directive(const std::string &text, const std::string &name)
+{
+    const size_t colon = begins_with(text, name) ? skip_blanks(text, name.size()) : text.size();
+    return colon < text.size() && text[colon] == ':'
+               ? std::optional<std::string>(text.substr(colon + 1))
+               : std::nullopt;
+}
+
+void read_directive(ListReading &reading, const std::string &text)
+{
+    if (const auto extinf = directive(text, "#EXTINF")) {
+        announce(reading, *extinf);
+    } else if (const auto group = directive(text, "#EXTGRP")) {
+        reading.group = trimmed(*group);
+    } else if (begins_with(text, "#EXTM3U")) {
+        tell_guide(reading, text.substr(7));
+    }
+}
+
+void check_header(ListReading &reading, const std::string &text)
+{
+    if (!begins_with(text, "#EXTM3U")) {
+        note_fault(reading.faults, no_header, reading.line, "a playlist begins with #EXTM3U");
+    }
+    reading.header_checked = true;
+}
+
+void read_line(ListReading &reading, const std::string &text)
+{
+    if (!reading.header_checked && (!text.empty() || is_strict(reading))) {
+        check_header(reading, text);
+    }
+    if (!text.empty() && text[0] == '#') {
+        read_directive(reading, text);
+    } else if (!text.empty()) {
+        read_address(reading, text);
+    }
+}
+
+void end_line(ListReading &reading)
+{
+    reading.line++;
+    const std::string text = trimmed(reading.partial);
+    reading.partial.clear();
+    read_line(reading, text);
+}
+
+/* Lines end in LF, CR, or both. */
+void read_lines(ListReading &reading, const std::string &text)
+{
+    size_t from = 0;
+    size_t end = 0;
+    while ((end = text.find_first_of("\r\n", from)) != std::string::npos) {
+        const bool second_half = end == from && text[end] == '\n' && reading.after_return;
+        reading.partial.append(text, from, end - from);
+        reading.after_return = text[end] == '\r';
+        if (!second_half) {
+            end_line(reading);
+        }
+        from = end + 1;
+    }
+    reading.partial.append(text, from, std::string::npos);
+    reading.after_return = reading.after_return && from == text.size();
+}
+
+/* ---- The whole list */
 
 uint32_t next_free(const ListReading &reading, uint32_t after)
 {
@@ -150,8 +240,8 @@ uint32_t next_free(const ListReading &reading, uint32_t after)
     return number;
 }
 
-/* Numbers the channels without tvg-chno. */
-void number_channels(ListReading &reading, size_t line)
+/* Numbers the channels that have no number yet. */
+void number_channels(ListReading &reading)
 {
     uint32_t last = 0;
     for (Channel &channel : reading.channels) {
@@ -160,53 +250,43 @@ void number_channels(ListReading &reading, size_t line)
         }
         last = next_free(reading, last);
         if (last > max_number) {
-            throw InputError(line, "too many channels");
+            throw InputError(reading.line, "too many channels");
         }
         channel.number = static_cast<uint16_t>(last);
     }
 }
 
-std::string without_byte_order_mark(const std::string &text)
+void read_all_lines(ListReading &reading, const ReadBlock &read)
 {
-    static const std::string mark = "\xEF\xBB\xBF";
-    return begins_with(text, mark) ? text.substr(mark.size()) : text;
-}
-
-/* The line without surrounding blanks. Throws unless it is UTF-8, and the first line unless it
- * begins with the name of the format. */
-std::string checked_line(const std::string &text, size_t line)
-{
-    if (text.find('\0') != std::string::npos || find_malformed(text) != std::string::npos) {
-        throw InputError(line, "this is no UTF-8 text");
+    try {
+        read_text(read, TextKind::PLAIN, reading.faults,
+                  [&](const std::string &text) { read_lines(reading, text); });
+    } catch (const InputError &error) {
+        if (is_strict(reading) || reading.channels.empty()) {
+            throw;
+        }
+        reading.remarks.push_back(std::string("the rest of the file is left out: ") + error.what());
     }
-    std::string content = trimmed(line == 1 ? without_byte_order_mark(text) : text);
-    if (line == 1 && !begins_with(content, "#EXTM3U")) {
-        throw InputError(line, "a playlist begins with #EXTM3U");
+    if (!reading.partial.empty()) {
+        end_line(reading);
     }
-    return content;
+    end_announced(reading);
 }
 
 } // namespace
 
-std::vector<Channel> parse_playlist(const std::string &text)
+ReadPlaylist parse_playlist(const ReadBlock &read, Strictness strictness)
 {
     ListReading reading;
-    size_t line = 0;
-    size_t from = 0;
-    while (from < text.size()) {
-        const size_t end = std::min(text.find('\n', from), text.size());
-        line++;
-        read_line(reading, checked_line(text.substr(from, end - from), line), line);
-        from = end + 1;
-    }
-    if (reading.announced) {
-        throw InputError(reading.announced->line, "a channel without an address");
-    }
+    reading.faults.strictness = strictness;
+    read_all_lines(reading, read);
     if (reading.channels.empty()) {
-        throw InputError(std::max<size_t>(line, 1), "no channels");
+        throw InputError(std::max<size_t>(reading.line, 1), "no channels");
     }
-    number_channels(reading, line);
-    return reading.channels;
+    number_channels(reading);
+    ReadPlaylist result{std::move(reading.channels), fault_remarks(reading.faults)};
+    result.remarks.insert(result.remarks.end(), reading.remarks.begin(), reading.remarks.end());
+    return result;
 }
 
 } // namespace sim

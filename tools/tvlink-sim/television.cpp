@@ -1,18 +1,19 @@
 /* SPDX-License-Identifier: MIT */
 #include "television.h"
 
+#include <utility>
+
 #include "printable.h"
 
 namespace sim
 {
 
-Television make_television(const std::string &name, const std::vector<Channel> &channels,
-                           const Guide &guide)
+Television make_television(const std::string &name, std::vector<Channel> channels, Guide guide)
 {
     Television tv;
     tv.name = name;
-    tv.channels = channels;
-    tv.guide = guide;
+    tv.channels = std::move(channels);
+    tv.guide = std::move(guide);
     tv.applications = delivered_applications();
     tv.settings = delivered_settings();
     return tv;

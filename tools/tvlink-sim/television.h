@@ -45,8 +45,7 @@ struct Television {
 };
 
 /* `channels` must not be empty. */
-Television make_television(const std::string &name, const std::vector<Channel> &channels,
-                           const Guide &guide);
+Television make_television(const std::string &name, std::vector<Channel> channels, Guide guide);
 
 /* The state in one line. */
 std::string summary(const Television &tv);

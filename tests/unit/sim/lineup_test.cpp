@@ -83,15 +83,61 @@ TEST(Lineup, IsRefusedWithFileLineAndReason)
     const TemporaryFile channels(one_channel);
     const TemporaryFile bad_channels("#EXTM3U\n\nhttp://a\n");
     const TemporaryFile bad_guide("<tv>\n<programme/>\n</tv>");
-    EXPECT_EQ(refused_lineup({bad_channels.path, "", false}),
+    EXPECT_EQ(refused_lineup({bad_channels.path, "", false, true}),
               bad_channels.path + ":3: an address without #EXTINF before it");
-    EXPECT_EQ(refused_lineup({channels.path, bad_guide.path, false}),
+    EXPECT_EQ(refused_lineup({channels.path, bad_guide.path, false, true}),
               bad_guide.path + ":2: a programme without a channel");
     EXPECT_EQ(refused_lineup({"/nowhere/a.m3u", "", false}),
               "/nowhere/a.m3u: No such file or directory");
     EXPECT_EQ(refused_lineup({"", "/nowhere/a.xml", false}),
               "/nowhere/a.xml: No such file or directory");
     EXPECT_EQ(refused_lineup({"/", "", false}), "/: Is a directory");
+}
+
+TEST(Lineup, SkipsBadEntriesAndSaysSo)
+{
+    const TemporaryFile channels(std::string(one_channel) + "http://b\n");
+    const TemporaryFile guide("<tv>\n<programme/>\n</tv>");
+    const Lineup lineup = load_lineup({channels.path, guide.path, false}, 20000);
+    EXPECT_EQ(lineup.channels.size(), 2u);
+    EXPECT_EQ(lineup.remarks,
+              (std::vector<std::string>{
+                  "1 channel named after its address, at line 4: no #EXTINF before it",
+                  "1 programme skipped, at line 2: without a channel"}));
+}
+
+TEST(Lineup, TakesTheChannelsOfAGuideThatComesAlone)
+{
+    const TemporaryFile guide(
+        "<tv><channel id=\"x.ex\"><display-name lang=\"fr\">Le X</display-name>"
+        "<display-name lang=\"en\">The X</display-name></channel>"
+        "<channel id=\"y.ex\"/>"
+        "<programme start=\"20260101100000\" channel=\"y.ex\">"
+        "<title>T</title></programme></tv>");
+    const Lineup lineup = load_lineup({"", guide.path, false, false, "en"}, 20000);
+    ASSERT_EQ(lineup.channels.size(), 2u);
+    EXPECT_EQ(lineup.channels[0].number, 1);
+    EXPECT_EQ(lineup.channels[0].name, "The X");
+    EXPECT_EQ(lineup.channels[0].guide_id, "x.ex");
+    EXPECT_EQ(lineup.channels[1].number, 2);
+    EXPECT_EQ(lineup.channels[1].name, "y.ex");
+    EXPECT_EQ(schedule_of(lineup.guide, lineup.channels[1]).size(), 1u);
+    EXPECT_TRUE(lineup.remarks.empty());
+}
+
+TEST(Lineup, SaysWhatIsTooLongForAList)
+{
+    const std::string fits(63, 'n');
+    const TemporaryFile channels("#EXTM3U\n#EXTINF:-1 tvg-id=\"a.ex\"," + fits + "\nhttp://" +
+                                 std::string(200, 'a') + "\n#EXTINF:-1," + fits + "n\nhttp://b\n");
+    const TemporaryFile guide("<tv><programme start=\"20260101100000\" channel=\"a.ex\"><title>" +
+                              std::string(256, 't') + "</title><category>" + std::string(255, 'c') +
+                              "</category><desc>" + std::string(1001, 'd') +
+                              "</desc></programme></tv>");
+    const Lineup lineup = load_lineup({channels.path, guide.path, false}, 20000);
+    EXPECT_EQ(lineup.remarks, std::vector<std::string>{
+                                  "texts too long for a list, and cut there: names 1, addresses "
+                                  "1, titles 1, descriptions 1"});
 }
 
 TEST(Lineup, RefusesFilesWithoutAnEnd)

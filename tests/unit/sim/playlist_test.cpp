@@ -10,11 +10,16 @@ using namespace sim;
 namespace
 {
 
+std::vector<Channel> strictly_read(const std::string &text)
+{
+    return parse_playlist(block_of(text), Strictness::STRICT).channels;
+}
+
 /* "LINE: reason" of a playlist that is refused_playlist. */
 std::string refused_playlist(const std::string &text)
 {
     try {
-        parse_playlist(text);
+        strictly_read(text);
     } catch (const InputError &error) {
         return std::to_string(error.line) + ": " + error.what();
     }
@@ -38,12 +43,12 @@ std::string channel(const std::string &attributes)
 TEST(Playlist, ReadsEveryFieldOfAChannel)
 {
     const std::vector<Channel> channels =
-        parse_playlist("#EXTM3U url-tvg=\"x\"\n"
-                       "#EXTINF:-1 tvg-id=\"n.ex\" tvg-chno=\"12\" tvg-logo=\"a,b\" "
-                       "group-title=\"The, News\", Evening: News, late \n"
-                       "#EXTVLCOPT:x=y\n"
-                       "\n"
-                       "http://streams.example/n?a=b\n");
+        strictly_read("#EXTM3U url-tvg=\"x\"\n"
+                      "#EXTINF:-1 tvg-id=\"n.ex\" tvg-chno=\"12\" tvg-logo=\"a,b\" "
+                      "group-title=\"The, News\", Evening: News, late \n"
+                      "#EXTVLCOPT:x=y\n"
+                      "\n"
+                      "http://streams.example/n?a=b\n");
     ASSERT_EQ(channels.size(), 1u);
     EXPECT_EQ(channels[0].number, 12);
     EXPECT_EQ(channels[0].name, "Evening: News, late");
@@ -55,7 +60,7 @@ TEST(Playlist, ReadsEveryFieldOfAChannel)
 TEST(Playlist, TakesTheLineEndsAndTheByteOrderMarkOfOtherSystems)
 {
     const std::vector<Channel> channels =
-        parse_playlist("\xEF\xBB\xBF#EXTM3U\r\n#EXTINF:0,A\r\nhttp://a\r\n#EXTINF:0,B\r\nhttp://b");
+        strictly_read("\xEF\xBB\xBF#EXTM3U\r\n#EXTINF:0,A\r\nhttp://a\r\n#EXTINF:0,B\r\nhttp://b");
     ASSERT_EQ(channels.size(), 2u);
     EXPECT_EQ(channels[0].name, "A");
     EXPECT_EQ(channels[1].address, "http://b");
@@ -64,15 +69,15 @@ TEST(Playlist, TakesTheLineEndsAndTheByteOrderMarkOfOtherSystems)
 TEST(Playlist, NumbersChannelsThatHaveNone)
 {
     const auto channels =
-        parse_playlist("#EXTM3U\n" + channel("") + channel(" tvg-chno=\"2\"") + channel("") +
-                       channel(" tvg-chno=\"65535\"") + channel(" tvg-chno=\"4\"") + channel(""));
+        strictly_read("#EXTM3U\n" + channel("") + channel(" tvg-chno=\"2\"") + channel("") +
+                      channel(" tvg-chno=\"65535\"") + channel(" tvg-chno=\"4\"") + channel(""));
     EXPECT_EQ(numbers(channels), (std::vector<int>{1, 2, 3, 65535, 4, 5}));
 }
 
 TEST(Playlist, GivesNoNumberTwice)
 {
     const auto channels =
-        parse_playlist("#EXTM3U\n" + channel("") + channel("") + channel(" tvg-chno=\"1\""));
+        strictly_read("#EXTM3U\n" + channel("") + channel("") + channel(" tvg-chno=\"1\""));
     EXPECT_EQ(numbers(channels), (std::vector<int>{2, 3, 1}));
 }
 
@@ -132,7 +137,7 @@ TEST(Playlist, RefusesMoreChannelsThanThereAreNumbers)
     for (int i = 0; i < 65535; i++) {
         text += "#EXTINF:-1,A\na\n";
     }
-    EXPECT_EQ(parse_playlist(text).back().number, 65535);
+    EXPECT_EQ(strictly_read(text).back().number, 65535);
     EXPECT_EQ(refused_playlist(text + "#EXTINF:-1,A\na\n"), "131073: too many channels");
 }
 
