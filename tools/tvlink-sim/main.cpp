@@ -49,6 +49,11 @@ std::string check_report_url(const std::string &text)
     return sim::read_report_url(text, url);
 }
 
+std::string check_screen_size(const std::string &text)
+{
+    return sim::read_screen_size(text) ? "" : "not a size from 160x90 to 3840x2160";
+}
+
 void define_options(CLI::App &app, sim::Options &options, bool &slots)
 {
     app.add_option("--name", options.name, "Name that phones show")
@@ -69,8 +74,15 @@ void define_options(CLI::App &app, sim::Options &options, bool &slots)
         ->option_text("FILE");
     app.add_flag("--guide-starts-today", options.files.guide_starts_today,
                  "Move the guide by whole days so that its first is today, as the sample's is");
-    app.add_option("--font", options.font, "TrueType font for screen captures")
-        ->option_text("FILE=" + options.font);
+    app.add_option_function<std::string>(
+           "--screen",
+           [&](const std::string &text) { options.screen = *sim::read_screen_size(text); },
+           "Size of the screen, 160x90 to 3840x2160")
+        ->option_text("WIDTHxHEIGHT=1280x720")
+        ->check(check_screen_size);
+    app.add_option("--font", options.font,
+                   "Font for screen captures, preferred to those of the system")
+        ->option_text("FILE");
     app.add_flag("--json", options.json, "Print one JSON object a line, for scripts");
     app.add_flag("--diagnostics", options.diagnostics,
                  "Show the library's own diagnostics on standard error");
@@ -94,7 +106,6 @@ void define_options(CLI::App &app, sim::Options &options, bool &slots)
 int main(int argc, char **argv)
 {
     sim::Options options;
-    options.font = TVLINK_SIM_FONT;
     CLI::App app("A simulated television that phones on the network find and drive.", "tvlink-sim");
     bool slots = false;
     define_options(app, options, slots);

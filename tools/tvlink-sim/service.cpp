@@ -187,7 +187,7 @@ void register_television(const Options &options)
     static const IppGuard guard = IPP_GUARD_RECOMMENDED;
 #define OPERATION(family, kind, first, last, slot, name, ...) table.name = name;
 #include "protocol/operations.def"
-    set_screen_font(options.font);
+    set_screen(options.screen, options.font);
     register_tv_method(&table);
     tv_ippRpcFunSet = answer_rpc;
     ipp_set_guard(&guard);

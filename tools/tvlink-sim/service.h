@@ -7,6 +7,7 @@
 #include <string>
 
 #include "lineup.h"
+#include "screen_size.h"
 
 namespace sim
 {
@@ -19,7 +20,8 @@ struct Options {
     bool diagnostics = false;
     double event_every = 0; /* seconds; 0: no demo events */
     LineupFiles files;
-    std::string font;
+    ScreenSize screen = default_screen;
+    std::string font;       /* empty: those of the system */
     std::string report_url; /* empty: the state is not reported */
 };
 
