@@ -175,6 +175,7 @@ int run_lineup(const Options &options, const Lineup &lineup, const sigset_t &sig
     start_state_report(options.report_url);
     wait_for_stop(signals, options.event_every);
     stop(options.report_url);
+    release_screen();
     narrate_stop(read_state(summary));
     return 0;
 }

@@ -24,6 +24,9 @@ constexpr size_t text_size = 256;
 /* The size of the screen that get_screen_shot2 draws, and the file of the font that it prefers;
  * empty for the system's. The fonts are loaded when they are first needed. */
 void set_screen(const ScreenSize &size, const std::string &font);
+/* Frees the fonts. fontconfig refers to what it keeps by offsets, in which a search for leaks at
+ * the program's end sees no reference. */
+void release_screen();
 
 /* For tv_ippRpcFunSet. "help" answers with the requests that it knows. */
 int answer_rpc(char *answer, const char *request);

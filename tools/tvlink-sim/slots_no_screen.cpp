@@ -11,6 +11,10 @@ void set_screen(const ScreenSize &, const std::string &)
 {
 }
 
+void release_screen()
+{
+}
+
 void *get_screen_shot2(int16_t width, uint16_t height, uint32_t *)
 {
     narrate_call("get_screen_shot2", {{"width", width}, {"height", height}},

@@ -63,6 +63,14 @@ void set_screen(const ScreenSize &size, const std::string &font)
     slots.font_file = font;
 }
 
+void release_screen()
+{
+    ScreenSlots &slots = screen_slots();
+    const std::lock_guard<std::mutex> guard(slots.lock);
+    slots.fonts = nullptr;
+    slots.loaded = false;
+}
+
 /* The parameters are width and height. */
 void *get_screen_shot2(int16_t width, uint16_t height, uint32_t *length)
 {

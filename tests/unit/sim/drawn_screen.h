@@ -27,6 +27,7 @@ inline void use_fonts_of(const char *configuration)
     unsetenv("LANGUAGE");
 }
 
+/* The fonts are freed behind the last test of a suite: see release_screen. */
 class DrawnScreen : public testing::Test
 {
 protected:
