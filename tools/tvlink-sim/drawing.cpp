@@ -17,9 +17,10 @@ namespace
 constexpr size_t max_characters = 1000;
 
 /* Around a name: the direction of what is between them is that of its first letter, and what is
- * outside of them does not depend on it. */
-constexpr char first_strong_isolate[] = "\u2068";
-constexpr char pop_directional_isolate[] = "\u2069";
+ * outside of them does not depend on it. U+2068 and U+2069, which no literal text may leave open.
+ */
+constexpr char first_strong_isolate[] = {'\xE2', '\x81', '\xA8', '\0'};
+constexpr char pop_directional_isolate[] = {'\xE2', '\x81', '\xA9', '\0'};
 constexpr char replacement_character[] = "\uFFFD";
 constexpr char ellipsis[] = "\u2026";
 
@@ -145,7 +146,7 @@ std::vector<size_t> places_to_cut(PangoLayout *layout, const std::string &text)
  * the isolation, so that it follows the name in the name's own direction. */
 std::string fitted(PangoLayout *layout, const std::string &own, const std::string &name, int room)
 {
-    const std::string whole = own + isolated(name);
+    std::string whole = own + isolated(name);
     if (text_width(layout, whole) <= room) {
         return whole;
     }
