@@ -13,11 +13,10 @@ TVLINK_INSTALL_STAGING = YES
 TVLINK_CONF_OPTS = -DTVLINK_TESTS=OFF -DTVLINK_BENCH=OFF -DTVLINK_TOOLS=OFF
 
 ifeq ($(BR2_PACKAGE_TVLINK_TOOLS),y)
-TVLINK_DEPENDENCIES += cli11 expat json-for-modern-cpp stb zlib
+TVLINK_DEPENDENCIES += cairo cli11 expat fontconfig host-pkgconf json-for-modern-cpp libpng pango zlib
 TVLINK_CONF_OPTS += \
 	-DTVLINK_CTL=ON \
-	-DTVLINK_SIM=ON \
-	-DTVLINK_SIM_FONT=/usr/share/fonts/dejavu/DejaVuSans.ttf
+	-DTVLINK_SIM=ON
 else
 TVLINK_CONF_OPTS += -DTVLINK_CTL=OFF -DTVLINK_SIM=OFF
 endif

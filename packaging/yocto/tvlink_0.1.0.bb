@@ -12,14 +12,13 @@ LIC_FILES_CHKSUM = "file://LICENSE;md5=a5a3c03dda6143c9d342ffc778312a4a"
 # (devtool modify, externalsrc) needs none.
 SRC_URI = "https://tvlink.example/releases/${BP}.tar.gz"
 
-inherit cmake
+inherit cmake pkgconfig
 
 EXTRA_OECMAKE = "-DBUILD_TESTING=OFF -DTVLINK_BENCH=OFF -DTVLINK_TOOLS=OFF"
 
 # tvlink-ctl and tvlink-sim.
 PACKAGECONFIG ??= ""
-PACKAGECONFIG[tools] = "-DTVLINK_CTL=ON -DTVLINK_SIM=ON -DTVLINK_SIM_FONT=${TVLINK_FONT},-DTVLINK_CTL=OFF -DTVLINK_SIM=OFF,cli11 nlohmann-json expat stb zlib"
-TVLINK_FONT = "${datadir}/fonts/truetype/DejaVuSans.ttf"
+PACKAGECONFIG[tools] = "-DTVLINK_CTL=ON -DTVLINK_SIM=ON,-DTVLINK_CTL=OFF -DTVLINK_SIM=OFF,cli11 nlohmann-json expat zlib pango cairo libpng fontconfig"
 
 PACKAGES =+ "${PN}-tools"
 FILES:${PN}-tools = "${bindir}/tvlink-ctl ${bindir}/tvlink-sim ${datadir}/tvlink"

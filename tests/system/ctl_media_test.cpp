@@ -171,18 +171,6 @@ TEST_F(CtlMedia, ObeysAVoice)
                    "tvlink-ctl: the television answered that it failed: \"sing\"");
 }
 
-TEST_F(CtlMedia, SavesTheScreen)
-{
-    const TemporaryFile file("before");
-    const Finished result =
-        local_ctl({"screenshot", "-o", file.path, "--width", "320", "--height", "180"});
-    ASSERT_EQ(result.status, 0) << result.err;
-    const std::string image = file.content();
-    EXPECT_EQ(result.out, file.path + ": " + std::to_string(image.size()) + " bytes\n");
-    EXPECT_EQ(image.substr(0, 8), "\x89PNG\r\n\x1a\n");
-    EXPECT_EQ(image.substr(16, 8), std::string("\0\0\x01\x40\0\0\0\xB4", 8)); /* 320 x 180 */
-}
-
 TEST_F(CtlMedia, TellsWatchersOfAPushedGuide)
 {
     Program watch(TVLINK_CTL_PATH, {"watch", "--host", "127.0.0.1"});

@@ -50,7 +50,7 @@ TEST_F(SimReload, HappensOnSighup)
     EXPECT_NE(watch->out().find("event 0x7007 value 2 text \"\" data 07 00 09 00\n"),
               std::string::npos)
         << watch->out();
-    EXPECT_NE(sim->out().find("\nlists loaded again\n  2 channels, 0 programmes\n"),
+    EXPECT_NE(sim->out().find(" lists loaded again\n  2 channels, 0 programmes\n"),
               std::string::npos)
         << sim->out();
     sim->signal(SIGTERM);

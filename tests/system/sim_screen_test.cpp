@@ -2,6 +2,8 @@
 /* The screen of tvlink-sim, taken by a phone. */
 #include "system/sim_phone.h"
 
+#include "support/project_text.h"
+
 #include <algorithm>
 
 #include <netinet/in.h>
@@ -94,15 +96,52 @@ TEST(SimScreen, ShowsTheVolumeAndIsBlackInStandby)
     EXPECT_EQ(std::count(standby.pixels.begin(), standby.pixels.end(), 0), 320 * 180 * 3);
 }
 
-TEST(SimScreen, IsNotCapturedWithoutAFont)
+TEST(SimScreen, IsAsLargeAsTheOptionSays)
 {
-    const auto sim = start_sim({"--font", "/nowhere/font.ttf"});
+    const auto sim = start_sim({"--screen", "3840x2160"});
+    ASSERT_NE(sim, nullptr);
+    const Phone phone;
+    const Picture own = captured(phone, "00 00", "00 00");
+    EXPECT_EQ(own.width, 3840);
+    EXPECT_EQ(own.height, 2160);
+    const Picture most = captured(phone, "FF 7F", "FF FF");
+    EXPECT_EQ(most.width, 3840);
+    EXPECT_EQ(most.height, 2160);
+    expect_failure(run_program(TVLINK_SIM_PATH, {"--screen", "3841x2160"}), 2, "",
+                   "tvlink-sim: --screen: not a size from 160x90 to 3840x2160");
+}
+
+TEST(SimScreen, IsSavedInAFile)
+{
+    const auto sim = start_sim();
+    ASSERT_NE(sim, nullptr);
+    const TemporaryFile file("before");
+    const Finished result =
+        local_ctl({"screenshot", "-o", file.path, "--width", "320", "--height", "180"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const std::string image = file.content();
+    EXPECT_EQ(result.out, file.path + ": " + std::to_string(image.size()) + " bytes\n");
+    EXPECT_EQ(image.substr(0, 8), "\x89PNG\r\n\x1a\n");
+    EXPECT_EQ(image.substr(16, 8), std::string("\0\0\x01\x40\0\0\0\xB4", 8)); /* 320 x 180 */
+}
+
+/* Without a picture the television goes on, and says why there is none. */
+void expect_no_picture(const Words &arguments, const std::string &reason)
+{
+    const auto sim = start_sim(arguments);
     ASSERT_NE(sim, nullptr);
     const Phone phone;
     EXPECT_EQ(get(phone, "01 18 01 02 03 00 00 03 00 00"), "01 18 01 04 00 00");
-    EXPECT_TRUE(wait_for_calls(*sim, "screen? no picture: \"/nowhere/font.ttf\" is no font\n"))
-        << sim->out();
+    EXPECT_TRUE(wait_for_calls(*sim, "screen? no picture: " + reason + "\n")) << sim->out();
     EXPECT_EQ(hex(phone.exchange_heartbeat()), hex(answer_heartbeat()));
+}
+
+TEST(SimScreen, IsNotCapturedWithoutAFont)
+{
+    expect_no_picture({"--font", "/nowhere/font.ttf"}, "\"/nowhere/font.ttf\" is no font");
+    setenv("FONTCONFIG_FILE", project_path("tests/unit/sim/no_fonts.conf").c_str(), 1);
+    expect_no_picture({}, "no font is installed; the package fonts-dejavu-core has one");
+    unsetenv("FONTCONFIG_FILE");
 }
 
 } // namespace

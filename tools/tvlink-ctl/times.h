@@ -7,14 +7,13 @@
 #include <ctime>
 #include <string>
 
+#include "local_time.h"
+
 namespace ctl
 {
 
-/* "2026-11-21 20:15", from seconds since 1970; "@" and the number when that is no date here. */
-std::string day_and_time(uint64_t seconds);
-
-/* "20:15", or the same "@" and number */
-std::string time_of_day(uint64_t seconds);
+using tools::day_and_time;
+using tools::time_of_day;
 
 /* "1:02:03" */
 std::string duration_text(uint32_t seconds);

@@ -149,30 +149,4 @@ std::optional<int64_t> guide_time(const std::string &text)
     return offset ? std::optional<int64_t>(*day * 86400 + *second - *offset) : std::nullopt;
 }
 
-std::string date_and_time(uint32_t seconds)
-{
-    /* The inverse of days_since_epoch: searches for the year, then for the month. */
-    const int64_t days = seconds / 86400;
-    Date date{1970 + days / 366, 1, 1};
-    while (days_since_epoch({date.year + 1, 1, 1}) <= days) {
-        date.year++;
-    }
-    while (date.month < 12 && days_since_epoch({date.year, date.month + 1, 1}) <= days) {
-        date.month++;
-    }
-    date.day = static_cast<uint32_t>(days - days_since_epoch(date)) + 1;
-    char text[32];
-    snprintf(text, sizeof text, "%04d-%02u-%02u ", static_cast<int>(date.year), date.month,
-             date.day);
-    return text + time_of_day(seconds);
-}
-
-std::string time_of_day(uint32_t seconds)
-{
-    const unsigned minutes = seconds % 86400 / 60;
-    char text[16];
-    snprintf(text, sizeof text, "%02u:%02u", minutes / 60, minutes % 60);
-    return text;
-}
-
 } // namespace sim

@@ -15,10 +15,6 @@ namespace sim
  * text. */
 std::optional<int64_t> guide_time(const std::string &text);
 
-/* "2026-11-21 19:15" and "19:15", in UTC. */
-std::string date_and_time(uint32_t seconds);
-std::string time_of_day(uint32_t seconds);
-
 } // namespace sim
 
 #endif

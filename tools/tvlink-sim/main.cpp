@@ -53,6 +53,11 @@ std::string check_report_url(const std::string &text)
     return sim::read_report_url(text, url);
 }
 
+std::string check_screen_size(const std::string &text)
+{
+    return sim::read_screen_size(text) ? "" : "not a size from 160x90 to 3840x2160";
+}
+
 void define_options(CLI::App &app, sim::Options &options, bool &slots)
 {
     app.add_option("--name", options.name, "Name that phones show")
@@ -81,8 +86,15 @@ void define_options(CLI::App &app, sim::Options &options, bool &slots)
         ->option_text("CODE");
     app.add_flag("--strict", options.files.strict,
                  "Refuse a channel list or a guide that has any fault, with its line");
-    app.add_option("--font", options.font, "TrueType font for screen captures")
-        ->option_text("FILE=" + options.font);
+    app.add_option_function<std::string>(
+           "--screen",
+           [&](const std::string &text) { options.screen = *sim::read_screen_size(text); },
+           "Size of the screen, 160x90 to 3840x2160")
+        ->option_text("WIDTHxHEIGHT=1280x720")
+        ->check(check_screen_size);
+    app.add_option("--font", options.font,
+                   "Font for screen captures, preferred to those of the system")
+        ->option_text("FILE");
     app.add_flag("--json", options.json, "Print one JSON object a line, for scripts");
     app.add_flag("--trace", options.trace,
                  "Also print each request when it arrives, with its bytes, and what is sent");
@@ -111,7 +123,6 @@ void define_options(CLI::App &app, sim::Options &options, bool &slots)
 int main(int argc, char **argv)
 {
     sim::Options options;
-    options.font = TVLINK_SIM_FONT;
     const sim::Identity identity = sim::own_identity();
     options.name = identity.name;
     options.serial = identity.serial;

@@ -214,9 +214,8 @@ void narrate_event(const Event &event)
 void narrate_lists(size_t channels, size_t programmes, const std::vector<std::string> &remarks)
 {
     if (as_json) {
-        print_object("lists", {{"channels", channels},
-                               {"programmes", programmes},
-                               {"remarks", remarks}});
+        print_object("lists",
+                     {{"channels", channels}, {"programmes", programmes}, {"remarks", remarks}});
         return;
     }
     print_words("lists loaded again");

@@ -4,7 +4,8 @@
 #include <algorithm>
 #include <array>
 
-#include "calendar.h"
+#include "drawing.h"
+#include "local_time.h"
 #include "television.h"
 
 namespace sim
@@ -13,9 +14,8 @@ namespace sim
 namespace
 {
 
-constexpr ScreenSize native_size{1280, 720};
-constexpr ScreenSize min_size{160, 90};
-constexpr ScreenSize max_size{1920, 1080};
+/* What is drawn is placed in the coordinates of this size. */
+constexpr ScreenSize layout_size = default_screen;
 
 constexpr Colour white{255, 255, 255};
 constexpr Colour grey{150, 155, 165};
@@ -36,61 +36,58 @@ constexpr std::array<Colour, 8> channel_colours = {{{38, 84, 160},
 constexpr std::array<Colour, 4> mode_tints = {
     {{0, 0, 0}, {255, 80, 200}, {60, 30, 0}, {60, 255, 120}}};
 
-/* A canvas that is drawn on in the coordinates of native_size. */
-struct Drawing {
-    Canvas canvas;
-    const Font *font;
-};
-
 int scaled_x(const Drawing &drawing, int x)
 {
-    return x * drawing.canvas.width / native_size.width;
+    return x * drawing.width / layout_size.width;
 }
 
 int scaled_y(const Drawing &drawing, int y)
 {
-    return y * drawing.canvas.height / native_size.height;
+    return y * drawing.height / layout_size.height;
 }
 
 float scaled_height(const Drawing &drawing, int size)
 {
-    const float wide = static_cast<float>(drawing.canvas.width) / native_size.width;
-    const float high = static_cast<float>(drawing.canvas.height) / native_size.height;
+    const float wide = static_cast<float>(drawing.width) / layout_size.width;
+    const float high = static_cast<float>(drawing.height) / layout_size.height;
     return static_cast<float>(size) * std::min(wide, high);
 }
 
-void box(Drawing &drawing, const Rectangle &area, const Colour &colour, int opacity = 255)
+void box(const Drawing &drawing, const Rectangle &area, const Colour &colour, int opacity = 255)
 {
     const int left = scaled_x(drawing, area.left);
     const int top = scaled_y(drawing, area.top);
-    fill(drawing.canvas,
+    fill(drawing,
          {left, top, scaled_x(drawing, area.left + area.width) - left,
           scaled_y(drawing, area.top + area.height) - top},
          colour, opacity);
 }
 
-void write(Drawing &drawing, const Rectangle &area, const Colour &colour, const std::string &text)
+Line line_in(const Drawing &drawing, const Rectangle &area, const Colour &colour)
 {
-    draw_text(drawing.canvas, *drawing.font,
-              {scaled_x(drawing, area.left), scaled_y(drawing, area.top),
-               scaled_x(drawing, area.width), scaled_height(drawing, area.height), colour},
-              text);
+    return {scaled_x(drawing, area.left),
+            scaled_y(drawing, area.top),
+            scaled_x(drawing, area.width),
+            scaled_height(drawing, area.height),
+            colour,
+            false};
 }
 
-/* Centred in the area. */
-void write_centred(Drawing &drawing, const Rectangle &area, const Colour &colour,
-                   const std::string &text)
+void write(const Drawing &drawing, const Rectangle &area, const Colour &colour, const Words &words)
 {
-    const int room = scaled_x(drawing, area.width);
-    const int taken = text_width(*drawing.font, text, scaled_height(drawing, area.height));
-    draw_text(drawing.canvas, *drawing.font,
-              {scaled_x(drawing, area.left) + std::max(0, (room - taken) / 2),
-               scaled_y(drawing, area.top), room, scaled_height(drawing, area.height), colour},
-              text);
+    draw_text(drawing, line_in(drawing, area, colour), words);
+}
+
+void write_centred(const Drawing &drawing, const Rectangle &area, const Colour &colour,
+                   const Words &words)
+{
+    Line line = line_in(drawing, area, colour);
+    line.centred = true;
+    draw_text(drawing, line, words);
 }
 
 /* `part` is at most `whole`. */
-void progress_bar(Drawing &drawing, const Rectangle &area, uint32_t part, uint32_t whole)
+void progress_bar(const Drawing &drawing, const Rectangle &area, uint32_t part, uint32_t whole)
 {
     box(drawing, area, white, 50);
     if (whole > 0) {
@@ -113,34 +110,34 @@ bool shows_stream(const Screen &screen)
 }
 
 /* A background that darkens towards the bottom, and a title in its middle. */
-void draw_picture(Drawing &drawing, const Screen &screen)
+void draw_picture(const Drawing &drawing, const Screen &screen)
 {
     const Colour base =
         shows_stream(screen) ? stage : channel_colours[screen.number % channel_colours.size()];
     const Colour tint = mode_tints[screen.picture_mode % mode_tints.size()];
     const Colour top = screen.picture_mode == 0 ? base : mix(base, tint, 1, 5);
-    const int rows = drawing.canvas.height;
+    const int rows = drawing.height;
     for (int y = 0; y < rows; y++) {
-        fill(drawing.canvas, {0, y, drawing.canvas.width, 1}, mix(top, black, y * 3, rows * 4));
+        fill(drawing, {0, y, drawing.width, 1}, mix(top, black, y * 3, rows * 4));
     }
     write_centred(drawing, {160, 230, 960, 110}, white,
-                  shows_stream(screen) ? screen.stream : screen.channel);
+                  {"", shows_stream(screen) ? screen.stream : screen.channel});
 }
 
-void draw_head(Drawing &drawing, const Screen &screen)
+void draw_head(const Drawing &drawing, const Screen &screen)
 {
-    write(drawing, {40, 28, 700, 34}, white, screen.name);
-    write(drawing, {1130, 28, 120, 34}, white, time_of_day(screen.time));
+    write(drawing, {40, 28, 700, 34}, white, {"", screen.name});
+    write(drawing, {1130, 28, 120, 34}, white, {tools::time_of_day(screen.time), ""});
     if (!screen.phone.empty()) {
-        write(drawing, {40, 72, 700, 24}, grey, "paired with " + screen.phone);
+        write(drawing, {40, 72, 700, 24}, grey, {"paired with ", screen.phone});
     }
     if (!screen.text.empty()) {
         box(drawing, {240, 400, 800, 56}, black, 160);
-        write(drawing, {260, 412, 760, 32}, white, screen.text);
+        write(drawing, {260, 412, 760, 32}, white, {"", screen.text});
     }
 }
 
-void draw_volume(Drawing &drawing, const Screen &screen)
+void draw_volume(const Drawing &drawing, const Screen &screen)
 {
     constexpr int top = 140;
     constexpr int length = 340;
@@ -148,39 +145,41 @@ void draw_volume(Drawing &drawing, const Screen &screen)
     box(drawing, {1200, top, 24, length}, black, 130);
     box(drawing, {1200, top + length - level, 24, level}, screen.muted ? grey : accent);
     write_centred(drawing, {1160, top + length + 8, 104, 28}, screen.muted ? grey : white,
-                  screen.muted ? "MUTE" : std::to_string(screen.volume));
+                  {screen.muted ? "MUTE" : std::to_string(screen.volume), ""});
 }
 
-void draw_programme(Drawing &drawing, const Screen &screen)
+void draw_programme(const Drawing &drawing, const Screen &screen)
 {
     const ShownProgramme &present = screen.present;
     if (present.title.empty()) {
-        write(drawing, {40, 610, 1000, 30}, grey, "no programme information");
+        write(drawing, {40, 610, 1000, 30}, grey, {"no programme information", ""});
     } else {
         write(drawing, {40, 604, 1000, 30}, white,
-              time_of_day(present.start) + " - " + time_of_day(present.end) + "  " + present.title);
+              {tools::time_of_day(present.start) + " - " + tools::time_of_day(present.end) + "  ",
+               present.title});
         progress_bar(drawing, {40, 646, 1000, 8}, screen.time - present.start,
                      present.end - present.start);
     }
     if (!screen.next.title.empty()) {
         write(drawing, {40, 666, 1000, 26}, grey,
-              time_of_day(screen.next.start) + "  " + screen.next.title);
+              {tools::time_of_day(screen.next.start) + "  ", screen.next.title});
     }
 }
 
-void draw_stream(Drawing &drawing, const Screen &screen)
+void draw_stream(const Drawing &drawing, const Screen &screen)
 {
     write(drawing, {40, 604, 1000, 30}, white,
-          std::string(play_state_name(screen.state)) + "  " + clock_words(screen.position) + " / " +
-              clock_words(screen.duration));
+          {std::string(play_state_name(screen.state)) + "  " + clock_words(screen.position) +
+               " / " + clock_words(screen.duration),
+           ""});
     progress_bar(drawing, {40, 646, 1000, 8}, screen.position, screen.duration);
 }
 
-void draw_foot(Drawing &drawing, const Screen &screen)
+void draw_foot(const Drawing &drawing, const Screen &screen)
 {
     box(drawing, {0, 540, 1280, 180}, black, 150);
     write(drawing, {40, 552, 1200, 42}, accent,
-          std::to_string(screen.number) + "  " + screen.channel);
+          {std::to_string(screen.number) + "  ", screen.channel});
     if (shows_stream(screen)) {
         draw_stream(drawing, screen);
     } else {
@@ -194,11 +193,6 @@ ShownProgramme shown(const Programme *programme)
         return {};
     }
     return {programme->title, programme->start, static_cast<uint32_t>(end_of(*programme))};
-}
-
-int clamped(int asked, int native, int min, int max)
-{
-    return asked == 0 ? native : std::clamp(asked, min, max);
 }
 
 } // namespace
@@ -226,22 +220,16 @@ Screen screen_of(const Television &tv, uint32_t time, uint32_t now)
             player.duration};
 }
 
-ScreenSize screen_size(int width, int height)
+Picture draw_screen(const Screen &screen, Fonts &fonts, const ScreenSize &size)
 {
-    return {clamped(width, native_size.width, min_size.width, max_size.width),
-            clamped(height, native_size.height, min_size.height, max_size.height)};
-}
-
-Canvas draw_screen(const Screen &screen, const Font &font, const ScreenSize &size)
-{
-    Drawing drawing{make_canvas(size.width, size.height), &font};
+    const Drawing drawing = begin_drawing(fonts, size.width, size.height);
     if (screen.on) {
         draw_picture(drawing, screen);
         draw_head(drawing, screen);
         draw_volume(drawing, screen);
         draw_foot(drawing, screen);
     }
-    return drawing.canvas;
+    return picture_of(drawing);
 }
 
 } // namespace sim

@@ -6,8 +6,10 @@
 #include <cstdint>
 #include <string>
 
-#include "canvas.h"
+#include "fonts.h"
+#include "picture.h"
 #include "player.h"
+#include "screen_size.h"
 
 namespace sim
 {
@@ -43,16 +45,8 @@ struct Screen {
 /* `time` is Unix time, for the guide; `now` is the player's clock. */
 Screen screen_of(const Television &tv, uint32_t time, uint32_t now);
 
-struct ScreenSize {
-    int width;
-    int height;
-};
-
-/* The size for the parameters of a request: 0 is the native size, other values are clamped. */
-ScreenSize screen_size(int width, int height);
-
-/* All black in standby. */
-Canvas draw_screen(const Screen &screen, const Font &font, const ScreenSize &size);
+/* All black in standby. One thread at a time draws with the same fonts; others wait. */
+Picture draw_screen(const Screen &screen, Fonts &fonts, const ScreenSize &size);
 
 } // namespace sim
 

@@ -232,6 +232,7 @@ int run_lineup(const Options &options, const Lineup &lineup, const sigset_t &sig
     start_state_keeping(options.state_file);
     wait_for_stop(signals, options, watched);
     stop(options);
+    release_screen();
     narrate_stop(read_state(summary));
     return 0;
 }
@@ -244,7 +245,7 @@ void register_television(const Options &options)
     static const IppGuard guard = IPP_GUARD_RECOMMENDED;
 #define OPERATION(family, kind, first, last, slot, name, ...) table.name = name;
 #include "protocol/operations.def"
-    set_screen_font(options.font);
+    set_screen(options.screen, options.font);
     register_tv_method(&table);
     tv_ippRpcFunSet = answer_rpc;
     ipp_set_guard(&guard);

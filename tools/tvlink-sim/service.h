@@ -7,6 +7,7 @@
 #include <string>
 
 #include "lineup.h"
+#include "screen_size.h"
 
 namespace sim
 {
@@ -23,7 +24,8 @@ struct Options {
     double event_every = 0; /* seconds; 0: no demo events */
     LineupFiles files;
     bool watch_files = false; /* they are loaded again when they change */
-    std::string font;
+    ScreenSize screen = default_screen;
+    std::string font;       /* empty: those of the system */
     std::string report_url; /* empty: the state is not reported */
     std::string state_file; /* empty: the state is not kept */
 };

@@ -7,6 +7,7 @@
 #include <string>
 #include <type_traits>
 
+#include "screen_size.h"
 #include "tvlink.h"
 
 namespace sim
@@ -20,8 +21,12 @@ constexpr size_t text_size = 256;
     std::remove_pointer_t<decltype(TvMethodTable::name)> name;
 #include "protocol/operations.def"
 
-/* The file of the font in which get_screen_shot2 draws; read when it is first needed. */
-void set_screen_font(const std::string &file);
+/* The size of the screen that get_screen_shot2 draws, and the file of the font that it prefers;
+ * empty for the system's. The fonts are loaded when they are first needed. */
+void set_screen(const ScreenSize &size, const std::string &font);
+/* Frees the fonts. fontconfig refers to what it keeps by offsets, in which a search for leaks at
+ * the program's end sees no reference. */
+void release_screen();
 
 /* For tv_ippRpcFunSet. "help" answers with the requests that it knows. */
 int answer_rpc(char *answer, const char *request);

@@ -79,14 +79,4 @@ TEST(GuideTime, RefusesEverythingElse)
     }
 }
 
-TEST(GuideTime, IsWrittenForPeople)
-{
-    EXPECT_EQ(date_and_time(0), "1970-01-01 00:00");
-    EXPECT_EQ(date_and_time(1795292100), "2026-11-21 20:15");
-    EXPECT_EQ(date_and_time(1709251199), "2024-02-29 23:59");
-    EXPECT_EQ(date_and_time(1735689599), "2024-12-31 23:59");
-    EXPECT_EQ(date_and_time(4294967295U), "2106-02-07 06:28");
-    EXPECT_EQ(time_of_day(1795292100), "20:15");
-}
-
 } // namespace

@@ -1,68 +1,23 @@
 /* SPDX-License-Identifier: MIT */
 /* The picture of the screen, read back by another hand than the one that wrote it. */
-#include "screen.h"
-#include "support/project_text.h"
-
-#include <gtest/gtest.h>
+#include "unit/sim/drawn_screen.h"
+#include "unit/sim/picture_files.h"
 
 #include <algorithm>
-
-#include <stb/stb_image.h>
-
-#include "unit/sim/sample_television.h"
+#include <thread>
 
 using namespace sim;
 
 namespace
 {
 
-constexpr uint32_t quarter_past_eight = 1795292100;
-
-Guide evening_guide()
+class ScreenPicture : public DrawnScreen
 {
-    Guide guide;
-    guide.schedules["news"] = {{quarter_past_eight - 600, 1200, "Journal", "", ""},
-                               {quarter_past_eight + 600, 60, "Later", "", ""}};
-    return guide;
-}
-
-const Font &font()
-{
-    static const std::shared_ptr<const Font> &loaded =
-        *new std::shared_ptr<const Font>(load_font(TVLINK_SIM_FONT));
-    return *loaded;
-}
-
-Canvas drawn(const Television &tv, const ScreenSize &size = {320, 180}, uint32_t now = 0)
-{
-    return draw_screen(screen_of(tv, quarter_past_eight, now), font(), size);
-}
-
-struct Picture {
-    int width = 0;
-    int height = 0;
-    std::vector<uint8_t> pixels;
 };
 
-Picture read_png(const std::vector<uint8_t> &png)
+TEST_F(ScreenPicture, IsAPngOfItsPixels)
 {
-    Picture picture;
-    int channels = 0;
-    stbi_uc *pixels = stbi_load_from_memory(png.data(), static_cast<int>(png.size()),
-                                            &picture.width, &picture.height, &channels, 3);
-    EXPECT_NE(pixels, nullptr) << stbi_failure_reason();
-    EXPECT_EQ(channels, 3);
-    if (pixels != nullptr) {
-        const int size = picture.width * picture.height * 3;
-        picture.pixels.assign(pixels, pixels + size);
-        stbi_image_free(pixels);
-    }
-    return picture;
-}
-
-TEST(ScreenPicture, IsAPngOfItsPixels)
-{
-    const Canvas canvas = drawn(sample_television(evening_guide()));
+    const Picture canvas = drawn(sample_television(evening_guide()));
     const std::vector<uint8_t> png = png_of(canvas);
     ASSERT_GT(png.size(), 8u);
     EXPECT_EQ(std::string(png.begin(), png.begin() + 8), "\x89PNG\r\n\x1a\n");
@@ -72,49 +27,31 @@ TEST(ScreenPicture, IsAPngOfItsPixels)
     EXPECT_TRUE(picture.pixels == canvas.pixels);
 }
 
-TEST(ScreenPicture, HasTheSizeAskedForWithinBounds)
-{
-    const struct {
-        int asked_width;
-        int asked_height;
-        int width;
-        int height;
-    } rows[] = {
-        {0, 0, 1280, 720},     {640, 360, 640, 360},       {159, 89, 160, 90},
-        {1, 1, 160, 90},       {-32768, 65535, 160, 1080}, {1921, 1081, 1920, 1080},
-        {32767, 0, 1920, 720}, {0, 90, 1280, 90},
-    };
-    for (const auto &row : rows) {
-        const ScreenSize size = screen_size(row.asked_width, row.asked_height);
-        EXPECT_EQ(size.width, row.width);
-        EXPECT_EQ(size.height, row.height);
-    }
-}
-
-TEST(ScreenPicture, CanBeDrawnInEverySizeOfTheBounds)
+TEST_F(ScreenPicture, CanBeDrawnInEverySizeOfTheBounds)
 {
     Television tv = sample_television(evening_guide());
     tv.text = std::string(2000, 'W');
-    for (const ScreenSize &size : {ScreenSize{160, 90}, ScreenSize{160, 1080}, ScreenSize{1920, 90},
-                                   ScreenSize{1920, 1080}, ScreenSize{161, 91}}) {
-        const Canvas canvas = drawn(tv, size);
+    for (const ScreenSize &size :
+         {ScreenSize{160, 90}, ScreenSize{160, 1080}, ScreenSize{1920, 90}, ScreenSize{1920, 1080},
+          ScreenSize{161, 91}, ScreenSize{3840, 2160}}) {
+        const Picture canvas = drawn(tv, size);
         EXPECT_EQ(canvas.pixels.size(),
                   static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * 3);
     }
 }
 
-TEST(ScreenPicture, IsBlackInStandby)
+TEST_F(ScreenPicture, IsBlackInStandby)
 {
     Television tv = sample_television(evening_guide());
-    const Canvas on = drawn(tv);
+    const Picture on = drawn(tv);
     EXPECT_GT(*std::max_element(on.pixels.begin(), on.pixels.end()), 0);
     set_power(tv, false);
-    const Canvas canvas = drawn(tv);
+    const Picture canvas = drawn(tv);
     EXPECT_EQ(std::count(canvas.pixels.begin(), canvas.pixels.end(), 0), 320 * 180 * 3);
 }
 
 /* Each change of the state is to be seen, and its reversal brings the old picture back. */
-TEST(ScreenPicture, ShowsEveryPartOfTheState)
+TEST_F(ScreenPicture, ShowsEveryPartOfTheState)
 {
     const Television before = sample_television(evening_guide());
     const std::vector<uint8_t> old = drawn(before).pixels;
@@ -143,7 +80,7 @@ TEST(ScreenPicture, ShowsEveryPartOfTheState)
     EXPECT_TRUE(drawn(before).pixels == old);
 }
 
-TEST(ScreenPicture, ShowsWhereThePlayerIs)
+TEST_F(ScreenPicture, ShowsWhereThePlayerIs)
 {
     Television tv = sample_television(evening_guide());
     start_player(tv, "Harbour Lights", "", "", 0);
@@ -153,7 +90,7 @@ TEST(ScreenPicture, ShowsWhereThePlayerIs)
     EXPECT_FALSE(drawn(tv).pixels == begin);
 }
 
-TEST(ScreenPicture, ShowsLettersThatAreNotAscii)
+TEST_F(ScreenPicture, ShowsLettersThatAreNotAscii)
 {
     Television tv = sample_television();
     tv.channels[0].name = "\xC3\x89";
@@ -162,7 +99,7 @@ TEST(ScreenPicture, ShowsLettersThatAreNotAscii)
     EXPECT_FALSE(drawn(tv).pixels == accent);
 }
 
-TEST(ScreenPicture, SurvivesTextsThatAreNoText)
+TEST_F(ScreenPicture, SurvivesTextsThatAreNoText)
 {
     Television tv = sample_television();
     tv.channels[0].name = "\xFF\xC3\x00\xF0\x9F";
@@ -170,13 +107,84 @@ TEST(ScreenPicture, SurvivesTextsThatAreNoText)
     EXPECT_EQ(drawn(tv).width, 320);
 }
 
-TEST(ScreenFont, IsNoneWithoutAFontInTheFile)
+/* A picture drawn while others are drawn is the same. */
+TEST_F(ScreenPicture, IsDrawnOnSeveralThreads)
 {
-    EXPECT_NE(load_font(TVLINK_SIM_FONT), nullptr);
-    EXPECT_EQ(load_font("/nowhere/font.ttf"), nullptr);
-    EXPECT_EQ(load_font("/"), nullptr);
-    EXPECT_EQ(load_font("/dev/null"), nullptr);
-    EXPECT_EQ(load_font(project_path("examples/guide.xml")), nullptr);
+    Television tv = sample_television(evening_guide());
+    tv.channels[0].name = "أخبار";
+    const Picture alone = drawn(tv);
+    Picture pictures[4];
+    {
+        std::vector<std::thread> threads;
+        for (Picture &picture : pictures) {
+            threads.emplace_back([&] { picture = drawn(tv); });
+        }
+        for (std::thread &thread : threads) {
+            thread.join();
+        }
+    }
+    for (const Picture &picture : pictures) {
+        EXPECT_TRUE(picture.pixels == alone.pixels);
+    }
+}
+
+TEST_F(ScreenPicture, HasTheTimeOfItsZone)
+{
+    const Television tv = sample_television();
+    const Picture greenwich = drawn(tv);
+    const TimeZone zone("IST-5:30");
+    EXPECT_FALSE(drawn(tv).pixels == greenwich.pixels);
+}
+
+/* A name cannot turn around what is drawn beside it. */
+TEST_F(ScreenPicture, IsolatesTheDirectionOfNames)
+{
+    Television tv = sample_television(evening_guide());
+    const Picture before = drawn(tv);
+    tv.name = "tv\u202E";
+    EXPECT_TRUE(drawn(tv).pixels == before.pixels);
+    tv.name = "\u2069\u2067tv";
+    EXPECT_TRUE(drawn(tv).pixels == before.pixels);
+}
+
+constexpr char dejavu[] = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf";
+
+TEST(ScreenFonts, AreThoseOfTheSystemAndOneFromAFile)
+{
+    use_fonts_of("tests/unit/sim/fonts.conf");
+    EXPECT_NE(load_fonts(""), nullptr);
+    EXPECT_NE(load_fonts(dejavu), nullptr);
+}
+
+TEST(ScreenFonts, AreNoneWithoutAFontInTheFile)
+{
+    use_fonts_of("tests/unit/sim/fonts.conf");
+    EXPECT_EQ(load_fonts("/nowhere/font.ttf"), nullptr);
+    EXPECT_EQ(load_fonts("/"), nullptr);
+    EXPECT_EQ(load_fonts("/dev/null"), nullptr);
+    EXPECT_EQ(load_fonts(project_path("examples/guide.xml")), nullptr);
+}
+
+TEST(ScreenFonts, AreNoneOnASystemWithout)
+{
+    use_fonts_of("tests/unit/sim/no_fonts.conf");
+    EXPECT_EQ(load_fonts(""), nullptr);
+    const std::shared_ptr<Fonts> one = load_fonts(dejavu);
+    ASSERT_NE(one, nullptr);
+    Television tv = sample_television();
+    tv.channels[0].name = "漢字"; /* of which it has none */
+    EXPECT_EQ(draw_screen(screen_of(tv, 0, 0), *one, {320, 180}).width, 320);
+}
+
+/* It is preferred to the system's. */
+TEST(ScreenFonts, MayBeAnotherForTheSameText)
+{
+    use_fonts_of("tests/unit/sim/fonts.conf");
+    const Screen screen = screen_of(sample_television(), 0, 0);
+    const Picture usual = draw_screen(screen, *load_fonts(""), {320, 180});
+    const Picture other = draw_screen(
+        screen, *load_fonts("/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf"), {320, 180});
+    EXPECT_FALSE(usual.pixels == other.pixels);
 }
 
 } // namespace
