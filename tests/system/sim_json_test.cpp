@@ -154,12 +154,14 @@ TEST(SimJson, KeepsToItsSchemaInALongSession)
     ASSERT_NE(sim, nullptr);
     converse(*sim);
     EXPECT_TRUE(sim->wait_for("\"name\":\"demo\""));
+    sim->signal(SIGHUP);
+    EXPECT_TRUE(sim->wait_for("\"kind\":\"lists\""));
     sim->signal(SIGTERM);
     EXPECT_EQ(sim->wait_for_exit(), 0);
     for (const char *kind :
          {"start", "search_answered", "search_refused", "connected", "gone", "request", "frame",
           "call", "event", "event_sent", "answer", "silence", "capture_offered", "capture_ended",
-          "push_begun", "push_ended", "stop"}) {
+          "push_begun", "push_ended", "lists", "stop"}) {
         EXPECT_NE(sim->out().find("\"kind\":\"" + std::string(kind) + "\""), std::string::npos)
             << kind;
     }
